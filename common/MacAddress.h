@@ -1,0 +1,227 @@
+#ifndef ZOR_COMMON_MAC_ADDRESS_H
+#define ZOR_COMMON_MAC_ADDRESS_H
+
+/// \file
+/// CMacAddress, the 48-bit MAC address value type.
+
+#include "BigEndian.h"
+#include "Export.h"
+#include "IpAddress.h"
+
+#include <cstring>
+#include <iosfwd>
+#include <string>
+
+namespace zor::common {
+
+class CIpv6Address;
+
+/// A MAC address: six bytes in transmission order, seen as one 48-bit number with byte 0 most significant.
+///
+/// Arithmetic wraps modulo 2^48 and reports nothing. Distinct objects may be used from distinct threads, but
+/// for their text: how addresses print is one setting of the whole process, without a lock, which every
+/// successful CopyFromString() replaces by the style of the text it read. So addresses print the way the last
+/// one was written; call SetFormatStyle() before ToString() where the style must be a certain one.
+/// \code
+/// CMacAddress address;
+/// address.ToString();                                    // "0000.0000.0000", the initial style
+/// address.CopyFromString("00-11-22-33-44-ff", nullptr);  // all now print like this text
+/// ++address;
+/// address.ToString();                                    // "00-11-22-33-45-00"
+/// \endcode
+class ZOR_COMMON_API CMacAddress {
+public:
+    /// How ToString() prints.
+    struct FormatStyle {
+        int mGrouping = 0;     ///< 1: six groups of two hex digits; anything else: three groups of four.
+        char mSeparator = '.'; ///< The character between groups.
+    };
+
+    /// \name Construction and copying
+    /// \{
+
+    constexpr CMacAddress() noexcept = default; ///< All bytes zero.
+
+    /// Reads six bytes, as CopyFrom(const unsigned char*) does.
+    CMacAddress(const unsigned char* bytes) noexcept { CopyFrom(bytes); }
+
+    /// The bytes in the order they are written.
+    constexpr CMacAddress(unsigned char a, unsigned char b, unsigned char c, unsigned char d, unsigned char e,
+                          unsigned char f) noexcept
+        : mBytes{a, b, c, d, e, f}
+    {
+    }
+
+    /// The low 48 bits of \a value; byte 5 is the lowest one.
+    constexpr CMacAddress(unsigned long value) noexcept { CopyFrom(value); }
+
+    /// Writes exactly six bytes in network order.
+    void CopyTo(unsigned char* out) const noexcept { std::memcpy(out, mBytes, sizeof mBytes); }
+
+    /// Reads exactly six bytes in network order.
+    void CopyFrom(const unsigned char* bytes) noexcept { std::memcpy(mBytes, bytes, sizeof mBytes); }
+
+    /// The same six raw bytes; this is not a text form, see CopyFromString().
+    void CopyFrom(const char* bytes) noexcept { CopyFrom(reinterpret_cast<const unsigned char*>(bytes)); }
+
+    /// The low 48 bits of \a value; the 16 bits above them are dropped.
+    constexpr void CopyFrom(unsigned long value) noexcept { detail::StoreBig48(mBytes, value); }
+
+    /// The address as a number, byte 0 most significant.
+    constexpr unsigned long ToU64() const noexcept { return detail::LoadBig48(mBytes); }
+
+    /// \}
+    /// \name Text
+    /// \{
+
+    /// Reads six groups of one byte or three groups of 16 bits, in hexadecimal, and on success makes their form
+    /// the style of every CMacAddress in the process.
+    ///
+    /// The first character that is no hex digit is the separator; a text without one uses the present style's.
+    /// The groups are read by sscanf with "%x" and that separator between them, so each may have any number of
+    /// digits, a sign or (but for the first) an 0x prefix, and what follows the last group is not examined. A
+    /// value counts by its low 32 bits taken as signed, must be at most 255 (or 65535), and gives its low 8 (or
+    /// 16) bits. Three groups of any width are read as the 16-bit form: 1:2:3 is 00:01:00:02:00:03.
+    ///
+    /// \param error  may be null; replaced only on failure, by `invalid mac address "TEXT": should be 6 hex bytes`,
+    ///               with the whole text.
+    /// \return       whether \a text was an address; if not, this address and the style are unchanged.
+    bool CopyFromString(const std::string& text, std::string* error);
+
+    /// Lower-case hex digits in the style of the process: 00:1a:2b:3c:4d:5e or 001a.2b3c.4d5e.
+    std::string ToString() const;
+
+    /// Sets how every CMacAddress prints. Not locked: let one thread set, parse and print at a time.
+    static void SetFormatStyle(const FormatStyle& style) noexcept;
+
+    static FormatStyle GetFormatStyle() noexcept;
+
+    /// \}
+    /// \name Comparison
+    /// By the 48-bit number, which is byte by byte from the first.
+    /// \{
+
+    constexpr bool operator==(const CMacAddress& other) const noexcept { return ToU64() == other.ToU64(); }
+    constexpr bool operator!=(const CMacAddress& other) const noexcept { return ToU64() != other.ToU64(); }
+    constexpr bool operator<(const CMacAddress& other) const noexcept { return ToU64() < other.ToU64(); }
+    constexpr bool operator>(const CMacAddress& other) const noexcept { return ToU64() > other.ToU64(); }
+    constexpr bool operator<=(const CMacAddress& other) const noexcept { return ToU64() <= other.ToU64(); }
+    constexpr bool operator>=(const CMacAddress& other) const noexcept { return ToU64() >= other.ToU64(); }
+
+    /// \}
+    /// \name Arithmetic
+    /// All results wrap modulo 2^48. Division by zero gives 0, the remainder by zero the dividend.
+    /// \{
+
+    /// Adds 1 and returns a copy of the new value: ff:ff:ff:ff:ff:ff becomes 00:00:00:00:00:00.
+    constexpr CMacAddress operator++() noexcept { return *this = ToU64() + 1; }
+
+    /// Subtracts 1 and returns a copy of the new value.
+    constexpr CMacAddress operator--() noexcept { return *this = ToU64() - 1; }
+
+    constexpr CMacAddress& operator+=(const CMacAddress& other) noexcept { return *this = *this + other; }
+    constexpr CMacAddress& operator-=(const CMacAddress& other) noexcept { return *this = *this - other; }
+    constexpr CMacAddress& operator*=(unsigned long factor) noexcept { return *this = *this * factor; }
+    constexpr CMacAddress& operator/=(const CMacAddress& divisor) noexcept { return *this = *this / divisor; }
+    constexpr CMacAddress& operator%=(const CMacAddress& divisor) noexcept { return *this = *this % divisor; }
+
+    constexpr CMacAddress operator+(const CMacAddress& other) const noexcept { return ToU64() + other.ToU64(); }
+    constexpr CMacAddress operator-(const CMacAddress& other) const noexcept { return ToU64() - other.ToU64(); }
+    constexpr CMacAddress operator*(unsigned long factor) const noexcept { return ToU64() * factor; }
+
+    constexpr CMacAddress operator/(const CMacAddress& divisor) const noexcept
+    {
+        const unsigned long number = divisor.ToU64();
+        return number == 0 ? 0 : ToU64() / number;
+    }
+
+    /// The true remainder; CIpAddress gives the quotient here.
+    constexpr CMacAddress operator%(const CMacAddress& divisor) const noexcept
+    {
+        const unsigned long number = divisor.ToU64();
+        return number == 0 ? ToU64() : ToU64() % number;
+    }
+
+    /// \}
+    /// \name Bits
+    /// \{
+
+    constexpr CMacAddress& operator|=(const CMacAddress& other) noexcept { return *this = *this | other; }
+    constexpr CMacAddress& operator&=(const CMacAddress& other) noexcept { return *this = *this & other; }
+    constexpr CMacAddress operator|(const CMacAddress& other) const noexcept { return ToU64() | other.ToU64(); }
+    constexpr CMacAddress operator&(const CMacAddress& other) const noexcept { return ToU64() & other.ToU64(); }
+
+    constexpr void Not() noexcept { CopyFrom(~ToU64()); }                 ///< Complements every bit in place.
+    constexpr CMacAddress operator~() const noexcept { return ~ToU64(); } ///< The complement, as a new value.
+
+    /// Moves every bit \a count places to the more significant end; zeros come in. 48 and more clear the
+    /// address, a negative count leaves it alone.
+    constexpr void ShiftLeft(int count) noexcept { CopyFrom(detail::ShiftLeft(ToU64(), count, 48)); }
+
+    /// As ShiftLeft(), towards the less significant end.
+    constexpr void ShiftRight(int count) noexcept { CopyFrom(detail::ShiftRight(ToU64(), count, 48)); }
+
+    /// \}
+    /// \name Bytes
+    /// Byte 0 is the first one written. A negative index selects byte 0, one above 5 selects byte 5.
+    /// \{
+
+    constexpr unsigned char operator[](int i) const noexcept { return mBytes[detail::ClampIndex(i, 6)]; }
+    constexpr unsigned char& operator[](int i) noexcept { return mBytes[detail::ClampIndex(i, 6)]; }
+
+    /// \}
+    /// \name Prefixes
+    /// \{
+
+    /// The top \a length bits kept, the rest cleared; above 48 counts as 48, and 0 gives zero.
+    constexpr CMacAddress GetNetwork(unsigned char length) const noexcept
+    {
+        return length >= 48 ? ToU64() : ToU64() & ~(~0ul >> 16 >> length);
+    }
+
+    /// \}
+    /// \name Classification
+    /// \{
+
+    /// Whether at most one bit is set: the zero address counts.
+    constexpr bool IsPowerOf2() const noexcept { return (ToU64() & (ToU64() - 1)) == 0; }
+
+    /// Whether the individual/group bit, the lowest one of byte 0, is set (IEEE 802).
+    constexpr bool IsGroupBitSet() const noexcept { return (mBytes[0] & 1) != 0; }
+
+    /// \}
+    /// \name Well-known addresses
+    /// \{
+
+    /// Becomes ff:ff:ff:ff:ff:ff.
+    constexpr void SetBroadcastAddr() noexcept { CopyFrom(~0ul); }
+
+    /// Becomes 01:00:5e and the low 23 bits of \a group, the Ethernet address of an IPv4 group (RFC 1112). Whether
+    /// \a group is a multicast address is not tested.
+    constexpr void SetMulticastAddr(const CIpAddress& group) noexcept
+    {
+        *this = {0x01, 0x00, 0x5e, static_cast<unsigned char>(group[1] & 0x7f), group[2], group[3]};
+    }
+
+    /// Becomes 33:33 and the last four bytes of \a group, the Ethernet address of an IPv6 group (RFC 2464). Whether
+    /// \a group is a multicast address is not tested.
+    void SetMulticastAddr(const CIpv6Address& group) noexcept;
+
+    /// \}
+
+private:
+    static FormatStyle mFormatStyle;
+
+    unsigned char mBytes[6] = {};
+};
+
+/// Writes ToString().
+ZOR_COMMON_API std::ostream& operator<<(std::ostream& out, const CMacAddress& address);
+
+/// Reads one word delimited by white space and passes it to CopyFromString(), so a word that is an address
+/// also sets the style; any other word leaves \a address unchanged and the stream good.
+ZOR_COMMON_API std::istream& operator>>(std::istream& in, CMacAddress& address);
+
+} // namespace zor::common
+
+#endif // ZOR_COMMON_MAC_ADDRESS_H

@@ -1,0 +1,185 @@
+#ifndef ZOR_COMMON_WORLD_WIDE_NAME_H
+#define ZOR_COMMON_WORLD_WIDE_NAME_H
+
+/// \file
+/// CWorldWideName, the 64-bit World Wide Name value type.
+
+#include "BigEndian.h"
+#include "Export.h"
+
+#include <cstring>
+#include <iosfwd>
+#include <string>
+
+namespace zor::common {
+
+/// A World Wide Name of a Fibre Channel port: eight bytes, seen as one 64-bit number with byte 0 most
+/// significant.
+///
+/// Arithmetic wraps modulo 2^64 and reports nothing. Distinct objects may be used from distinct threads, but
+/// for their text: the separator that names print with is one setting of the whole process, without a lock,
+/// which every successful CopyFromString() replaces by the separator of the text it read.
+/// \code
+/// CWorldWideName name(0x20000025b5000001);
+/// name.ToString();                                           // "20:00:00:25:b5:00:00:01", the initial style
+/// name.CopyFromString("20-00-00-25-b5-00-00-ff", nullptr);   // all now print with dashes
+/// ++name;
+/// name.ToString();                                           // "20-00-00-25-b5-00-01-00"
+/// \endcode
+class ZOR_COMMON_API CWorldWideName {
+public:
+    /// How ToString() prints.
+    struct FormatStyle {
+        int mGrouping = 0;     ///< Not used when printing; CopyFromString() sets it to 0.
+        char mSeparator = ':'; ///< The character between bytes.
+    };
+
+    /// \name Construction and copying
+    /// \{
+
+    constexpr CWorldWideName() noexcept = default; ///< All bytes zero.
+
+    /// Reads eight bytes, as CopyFrom(const unsigned char*) does.
+    CWorldWideName(const unsigned char* bytes) noexcept { CopyFrom(bytes); }
+
+    /// The bytes in the order they are written.
+    constexpr CWorldWideName(unsigned char a, unsigned char b, unsigned char c, unsigned char d, unsigned char e,
+                             unsigned char f, unsigned char g, unsigned char h) noexcept
+        : mBytes{a, b, c, d, e, f, g, h}
+    {
+    }
+
+    /// The number \a value; byte 7 is its lowest one.
+    constexpr CWorldWideName(unsigned long value) noexcept { CopyFrom(value); }
+
+    /// Writes exactly eight bytes in network order.
+    void CopyTo(unsigned char* out) const noexcept { std::memcpy(out, mBytes, sizeof mBytes); }
+
+    /// Reads exactly eight bytes in network order.
+    void CopyFrom(const unsigned char* bytes) noexcept { std::memcpy(mBytes, bytes, sizeof mBytes); }
+
+    /// The same eight raw bytes; this is not a text form, see CopyFromString().
+    void CopyFrom(const char* bytes) noexcept { CopyFrom(reinterpret_cast<const unsigned char*>(bytes)); }
+
+    /// Takes the number; byte 7 is its lowest one.
+    constexpr void CopyFrom(unsigned long value) noexcept { detail::StoreBig64(mBytes, value); }
+
+    /// The name as a number, byte 0 most significant.
+    constexpr unsigned long ToU64() const noexcept { return detail::LoadBig64(mBytes); }
+
+    /// \}
+    /// \name Text
+    /// \{
+
+    /// Reads eight bytes in hexadecimal and on success makes their separator that of every CWorldWideName in the
+    /// process.
+    ///
+    /// The first character that is no hex digit is the separator; a text without one uses the present style's.
+    /// The bytes are read by sscanf with "%x" and that separator between them, so each may have any number of
+    /// digits, a sign or (but for the first) an 0x prefix, and what follows the last one is not examined. A value
+    /// counts by its low 32 bits taken as signed, must be at most 255, and gives its low 8 bits.
+    ///
+    /// \param error  may be null; replaced only on failure, by
+    ///               `invalid World Wide Number "TEXT": should be 8 hex bytes`, with the whole text.
+    /// \return       whether \a text was a name; if not, this name and the style are unchanged.
+    bool CopyFromString(const std::string& text, std::string* error);
+
+    /// Two lower-case hex digits a byte, joined by the separator of the process: 20:00:00:25:b5:00:00:01.
+    std::string ToString() const;
+
+    /// Sets how every CWorldWideName prints. Not locked: let one thread set, parse and print at a time.
+    static void SetFormatStyle(const FormatStyle& style) noexcept;
+
+    static FormatStyle GetFormatStyle() noexcept;
+
+    /// \}
+    /// \name Comparison
+    /// By the 64-bit number, which is byte by byte from the first.
+    /// \{
+
+    constexpr bool operator==(const CWorldWideName& other) const noexcept { return ToU64() == other.ToU64(); }
+    constexpr bool operator!=(const CWorldWideName& other) const noexcept { return ToU64() != other.ToU64(); }
+    constexpr bool operator<(const CWorldWideName& other) const noexcept { return ToU64() < other.ToU64(); }
+    constexpr bool operator>(const CWorldWideName& other) const noexcept { return ToU64() > other.ToU64(); }
+    constexpr bool operator<=(const CWorldWideName& other) const noexcept { return ToU64() <= other.ToU64(); }
+    constexpr bool operator>=(const CWorldWideName& other) const noexcept { return ToU64() >= other.ToU64(); }
+
+    /// \}
+    /// \name Arithmetic
+    /// All results wrap modulo 2^64. Division by zero gives 0, the remainder by zero the dividend.
+    /// \{
+
+    /// Adds 1 and returns a copy of the new value.
+    constexpr CWorldWideName operator++() noexcept { return *this = ToU64() + 1; }
+
+    /// Subtracts 1 and returns a copy of the new value.
+    constexpr CWorldWideName operator--() noexcept { return *this = ToU64() - 1; }
+
+    constexpr CWorldWideName& operator+=(const CWorldWideName& other) noexcept { return *this = *this + other; }
+    constexpr CWorldWideName& operator-=(const CWorldWideName& other) noexcept { return *this = *this - other; }
+    constexpr CWorldWideName& operator*=(unsigned long factor) noexcept { return *this = *this * factor; }
+    constexpr CWorldWideName& operator/=(const CWorldWideName& divisor) noexcept { return *this = *this / divisor; }
+    constexpr CWorldWideName& operator%=(const CWorldWideName& divisor) noexcept { return *this = *this % divisor; }
+
+    constexpr CWorldWideName operator+(const CWorldWideName& other) const noexcept { return ToU64() + other.ToU64(); }
+    constexpr CWorldWideName operator-(const CWorldWideName& other) const noexcept { return ToU64() - other.ToU64(); }
+    constexpr CWorldWideName operator*(unsigned long factor) const noexcept { return ToU64() * factor; }
+
+    constexpr CWorldWideName operator/(const CWorldWideName& divisor) const noexcept
+    {
+        const unsigned long number = divisor.ToU64();
+        return number == 0 ? 0 : ToU64() / number;
+    }
+
+    /// The true remainder; CIpAddress gives the quotient here.
+    constexpr CWorldWideName operator%(const CWorldWideName& divisor) const noexcept
+    {
+        const unsigned long number = divisor.ToU64();
+        return number == 0 ? ToU64() : ToU64() % number;
+    }
+
+    /// \}
+    /// \name Bits
+    /// \{
+
+    constexpr CWorldWideName& operator|=(const CWorldWideName& other) noexcept { return *this = *this | other; }
+    constexpr CWorldWideName& operator&=(const CWorldWideName& other) noexcept { return *this = *this & other; }
+    constexpr CWorldWideName operator|(const CWorldWideName& other) const noexcept { return ToU64() | other.ToU64(); }
+    constexpr CWorldWideName operator&(const CWorldWideName& other) const noexcept { return ToU64() & other.ToU64(); }
+
+    constexpr void Not() noexcept { CopyFrom(~ToU64()); }                    ///< Complements every bit in place.
+    constexpr CWorldWideName operator~() const noexcept { return ~ToU64(); } ///< The complement, as a new value.
+
+    /// \}
+    /// \name Bytes
+    /// Byte 0 is the first one written. A negative index selects byte 0, one above 7 selects byte 7.
+    /// \{
+
+    constexpr unsigned char operator[](int i) const noexcept { return mBytes[detail::ClampIndex(i, 8)]; }
+    constexpr unsigned char& operator[](int i) noexcept { return mBytes[detail::ClampIndex(i, 8)]; }
+
+    /// \}
+    /// \name Classification
+    /// \{
+
+    /// Whether at most one bit is set: the zero name counts.
+    constexpr bool IsPowerOf2() const noexcept { return (ToU64() & (ToU64() - 1)) == 0; }
+
+    /// \}
+
+private:
+    static FormatStyle mFormatStyle;
+
+    unsigned char mBytes[8] = {};
+};
+
+/// Writes ToString().
+ZOR_COMMON_API std::ostream& operator<<(std::ostream& out, const CWorldWideName& name);
+
+/// Reads one word delimited by white space and passes it to CopyFromString(), so a word that is a name also
+/// sets the style; any other word leaves \a name unchanged and the stream good.
+ZOR_COMMON_API std::istream& operator>>(std::istream& in, CWorldWideName& name);
+
+} // namespace zor::common
+
+#endif // ZOR_COMMON_WORLD_WIDE_NAME_H

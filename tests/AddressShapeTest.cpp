@@ -1,0 +1,198 @@
+// What the four address types have in common, checked once for all of them. The family tests hold the rest.
+
+#include "support/Random.h"
+
+#include <common/Ipv6Address.h>
+#include <common/WorldWideName.h>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <sstream>
+#include <type_traits>
+
+using namespace zor::common;
+using test::Random;
+
+namespace {
+
+__extension__ typedef unsigned __int128 Wide;
+
+template <class T>
+constexpr int kSize = std::is_same_v<T, CIpAddress>     ? 4
+                      : std::is_same_v<T, CMacAddress>  ? 6
+                      : std::is_same_v<T, CIpv6Address> ? 16
+                                                        : 8;
+
+template <class T>
+constexpr bool kQuotientForRemainder = std::is_same_v<T, CIpAddress>;
+
+template <class T>
+Wide NumberOf(const T& address)
+{
+    unsigned char bytes[kSize<T>];
+    address.CopyTo(bytes);
+    Wide number = 0;
+    for (const unsigned char byte : bytes) number = number << 8 | byte;
+    return number;
+}
+
+template <class T>
+T FromNumber(Wide number)
+{
+    unsigned char bytes[kSize<T>];
+    for (int i = kSize<T>; i-- > 0; number >>= 8) bytes[i] = static_cast<unsigned char>(number);
+    return T(bytes);
+}
+
+template <class T>
+Wide Cut(Wide number)
+{
+    return kSize<T> == 16 ? number : number & ((Wide{1} << kSize<T> * 8 % 128) - 1);
+}
+
+template <class T>
+T RandomAddress(Random& random)
+{
+    unsigned char bytes[kSize<T>];
+    for (unsigned char& byte : bytes) byte = random.Byte();
+    return T(bytes);
+}
+
+template <class T>
+class AddressShape : public testing::Test {
+};
+
+using Types = testing::Types<CIpAddress, CMacAddress, CWorldWideName, CIpv6Address>;
+TYPED_TEST_SUITE(AddressShape, Types);
+
+TYPED_TEST(AddressShape, IsAPlainValueOfItsBytes)
+{
+    static_assert(std::is_trivially_copyable_v<TypeParam> && !std::is_polymorphic_v<TypeParam>);
+    static_assert(sizeof(TypeParam) == kSize<TypeParam> + (kSize<TypeParam> == 16 ? 1 : 0)); // the formatting flag
+    EXPECT_EQ(NumberOf(TypeParam()), Wide{0});
+}
+
+TYPED_TEST(AddressShape, BytesAreInNetworkOrderAndIndexesAreClamped)
+{
+    constexpr int size = kSize<TypeParam>;
+    unsigned char bytes[size];
+    for (int i = 0; i < size; ++i) bytes[i] = static_cast<unsigned char>(0xa1 + i);
+    TypeParam address;
+    address.CopyFrom(reinterpret_cast<const char*>(bytes));
+    EXPECT_EQ(address, TypeParam(bytes));
+    for (int i = -2; i < size + 2; ++i) {
+        const int clamped = i < 0 ? 0 : i < size ? i : size - 1;
+        EXPECT_EQ(std::as_const(address)[i], bytes[clamped]) << i;
+        TypeParam changed = address;
+        changed[i] = 0x07;
+        unsigned char expected[size];
+        std::memcpy(expected, bytes, size);
+        expected[clamped] = 0x07;
+        EXPECT_EQ(changed, TypeParam(expected)) << i;
+    }
+    unsigned char out[size + 1] = {};
+    address.CopyTo(out);
+    EXPECT_EQ(std::memcmp(out, bytes, size), 0);
+    EXPECT_EQ(out[size], 0) << "CopyTo writes no more than the address";
+}
+
+TYPED_TEST(AddressShape, ComputesLikeANumberOfItsWidth)
+{
+    using T = TypeParam;
+    Random random(1);
+    for (int round = 0; round < 20000; ++round) {
+        const T a = RandomAddress<T>(random);
+        const T b = round % 8 == 0 ? a : RandomAddress<T>(random);
+        const Wide x = NumberOf(a);
+        const Wide y = NumberOf(b);
+        SCOPED_TRACE(a.ToString() + " and " + b.ToString());
+        ASSERT_TRUE((a == b) == (x == y) && (a != b) == (x != y) && (a < b) == (x < y) && (a > b) == (x > y) &&
+                    (a <= b) == (x <= y) && (a >= b) == (x >= y));
+
+        const Wide quotient = y == 0 ? 0 : x / y;
+        const Wide rest = kQuotientForRemainder<T> ? quotient : y == 0 ? x : x % y;
+        const struct {
+            const char* name;
+            T result;
+            T inPlace;
+            Wide expected;
+        } rows[] = {
+            {"+", a + b, T(a) += b, x + y},
+            {"-", a - b, T(a) -= b, x - y},
+            {"/", a / b, T(a) /= b, quotient},
+            {"%", a % b, T(a) %= b, rest},
+            {"|", a | b, T(a) |= b, x | y},
+            {"&", a & b, T(a) &= b, x & y},
+            {"++", ++T(a), a + FromNumber<T>(1), x + 1},
+            {"--", --T(a), a - FromNumber<T>(1), x - 1},
+        };
+        for (const auto& row : rows) {
+            ASSERT_EQ(row.result, FromNumber<T>(row.expected)) << row.name;
+            ASSERT_EQ(row.inPlace, row.result) << row.name << " in place";
+        }
+        T complement = a;
+        complement.Not();
+        ASSERT_EQ(NumberOf(complement), Cut<T>(~x));
+        ASSERT_EQ(~a, complement);
+        if constexpr (kSize<T> < 16) { // the IPv6 product and power of two are their own
+            const auto factor = static_cast<unsigned int>(random.Number());
+            ASSERT_EQ(NumberOf(a * factor), Cut<T>(x * factor));
+            ASSERT_EQ(T(a) *= factor, a * factor);
+            ASSERT_EQ(a.IsPowerOf2(), (x & (x - 1)) == 0);
+        }
+    }
+}
+
+TYPED_TEST(AddressShape, StepsChangeTheObjectAndReturnACopy)
+{
+    TypeParam address;
+    --address;
+    EXPECT_EQ(NumberOf(address), Cut<TypeParam>(~Wide{0}));
+    EXPECT_EQ(NumberOf(++address), Wide{0});
+    static_assert(!std::is_reference_v<decltype(++address)> && !std::is_reference_v<decltype(--address)>);
+    static_assert(std::is_same_v<decltype(address += address), TypeParam&>);
+    address.~TypeParam();
+    new (&address) TypeParam(FromNumber<TypeParam>(5));
+    EXPECT_EQ(address -= address, TypeParam()) << "both operands may be one object";
+}
+
+TYPED_TEST(AddressShape, PowersOfTwoAreZeroAndSingleBits)
+{
+    if constexpr (kSize<TypeParam> < 16) {
+        EXPECT_TRUE(TypeParam().IsPowerOf2());
+        for (int bit = 0; bit < kSize<TypeParam> * 8; ++bit) {
+            EXPECT_TRUE(FromNumber<TypeParam>(Wide{1} << bit).IsPowerOf2());
+            EXPECT_FALSE(FromNumber<TypeParam>(Wide{1} << bit | Wide{1} << (bit + 1) % 8).IsPowerOf2()) << bit;
+        }
+    }
+}
+
+TYPED_TEST(AddressShape, AWordThatIsNoAddressChangesNothing)
+{
+    const TypeParam before = FromNumber<TypeParam>(0x0102030405060708);
+    TypeParam address = before;
+    std::istringstream in("bogus,word  " + FromNumber<TypeParam>(0x1122334455667788).ToString() + "\nnext");
+    in >> address;
+    EXPECT_TRUE(in.good());
+    EXPECT_EQ(address, before);
+    in >> address;
+    EXPECT_EQ(address, FromNumber<TypeParam>(0x1122334455667788));
+    std::string next;
+    EXPECT_TRUE(in >> next);
+    EXPECT_EQ(next, "next");
+    in >> address;
+    EXPECT_EQ(address, FromNumber<TypeParam>(0x1122334455667788)) << "nothing left to read";
+    std::ostringstream out;
+    out << address;
+    EXPECT_EQ(out.str(), address.ToString());
+    EXPECT_FALSE(address.CopyFromString("bogus", nullptr)) << "no message is asked for";
+    std::string error = "left from before";
+    EXPECT_TRUE(address.CopyFromString(before.ToString(), &error));
+    EXPECT_EQ(error, "left from before");
+    error = "same object as the text";
+    EXPECT_FALSE(address.CopyFromString(error, &error));
+    EXPECT_NE(error.find("\"same object as the text\""), std::string::npos);
+}
+
+} // namespace

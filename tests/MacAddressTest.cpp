@@ -1,0 +1,268 @@
+#include "support/Random.h"
+
+#include <common/Ipv6Address.h>
+#include <common/MacAddress.h>
+#include <common/WorldWideName.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <sstream>
+
+using namespace zor::common;
+using namespace std::string_literals;
+using test::Random;
+
+namespace {
+
+/// Both types print by a setting of the process; every test starts with the initial one and leaves it.
+class MacAddressText : public testing::Test {
+protected:
+    void SetUp() override { Reset(); }
+    void TearDown() override { Reset(); }
+
+private:
+    static void Reset()
+    {
+        CMacAddress::SetFormatStyle({0, '.'});
+        CWorldWideName::SetFormatStyle({0, ':'});
+    }
+};
+
+using WorldWideNameText = MacAddressText;
+
+TEST_F(MacAddressText, AcceptsWhatTheScanAcceptsAndTakesItsStyle)
+{
+    const struct {
+        std::string text;
+        unsigned long expected;
+        int grouping;
+        char separator;
+        std::string printed;
+    } rows[] = {
+        {"00:1a:2B:3c:4D:5e", 0x001a2b3c4d5e, 1, ':', "00:1a:2b:3c:4d:5e"},
+        {"00-11-22-33-44-55", 0x001122334455, 1, '-', "00-11-22-33-44-55"},
+        {"0011.2233.4455", 0x001122334455, 0, '.', "0011.2233.4455"},
+        {"ffff-ffff-ffff", 0xffffffffffff, 0, '-', "ffff-ffff-ffff"},
+        {"1:2:3", 0x000100020003, 0, ':', "0001:0002:0003"},
+        {"0:1:2:3:4:5", 0x000102030405, 1, ':', "00:01:02:03:04:05"},
+        {"00:11:22-33:44:55", 0x000000110022, 0, ':', "0000:0011:0022"},
+        {"00:11:22:33:44:55:66", 0x001122334455, 1, ':', "00:11:22:33:44:55"},
+        {"00:11:22:33:44:55 and more", 0x001122334455, 1, ':', "00:11:22:33:44:55"},
+        {"00:11:22:33:44:5\0005"s, 0x001122334405, 1, ':', "00:11:22:33:44:05"},
+        {"00 11 22 33 44 55", 0x001122334455, 1, ' ', "00 11 22 33 44 55"},
+        {"00  11\t22 33 44 55", 0x001122334455, 1, ' ', "00 11 22 33 44 55"},
+        {"00g11g22g33g44g55", 0x001122334455, 1, 'g', "00g11g22g33g44g55"},
+        {"00x11x22x33x44x55", 0x001122334455, 1, 'x', "00x11x22x33x44x55"},
+        {"00:0x11:0X22:+33:44:55", 0x001122334455, 1, ':', "00:11:22:33:44:55"},
+        {"00:11:22:33:44:000000055", 0x001122334455, 1, ':', "00:11:22:33:44:55"},
+        {"00: 11: 22:33:44:55", 0x001122334455, 1, ':', "00:11:22:33:44:55"},
+        {"00--1-22-33-44-80000055", 0x00ff22334455, 1, '-', "00-ff-22-33-44-55"},
+        {"100000001:80000002:fffffffe", 0x00010002fffe, 0, ':', "0001:0002:fffe"},
+        {"00\xb7"
+         "11\xb7"
+         "22\xb7"
+         "33\xb7"
+         "44\xb7"
+         "55",
+         0x001122334455, 1, '\xb7',
+         "00\xb7"
+         "11\xb7"
+         "22\xb7"
+         "33\xb7"
+         "44\xb7"
+         "55"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.text);
+        SetUp();
+        CMacAddress address;
+        std::string error = "untouched";
+        EXPECT_TRUE(address.CopyFromString(row.text, &error));
+        EXPECT_EQ(address.ToU64(), row.expected);
+        EXPECT_EQ(CMacAddress::GetFormatStyle().mGrouping, row.grouping);
+        EXPECT_EQ(CMacAddress::GetFormatStyle().mSeparator, row.separator);
+        EXPECT_EQ(address.ToString(), row.printed);
+        EXPECT_EQ(error, "untouched");
+    }
+}
+
+TEST_F(MacAddressText, RejectsTheTextAndKeepsValueAndStyle)
+{
+    for (const std::string& text :
+         {""s, "00:11:22:33:44"s, "00:11:22:33:44:155"s, "0011.2233.44556"s, "001122334455"s, "00:11:22:33-44:55"s,
+          ":00:11:22:33:44:55"s, "0x11:0x22:0x33"s, "00%11%22%33%44%55"s, "00\00011\00022"s, "1:2"s, "10000:1:2"s,
+          "1:10000:2"s, "256:1:1:1:1:1"s, "zz:11:22:33:44:55"s, "7fffffff:1:2"s, "00:11:22:33:44:zz"s}) {
+        SCOPED_TRACE(text);
+        CMacAddress address(0x0a0b0c0d0e0f);
+        std::string error;
+        EXPECT_FALSE(address.CopyFromString(text, &error));
+        EXPECT_EQ(error, "invalid mac address \"" + text + "\": should be 6 hex bytes");
+        EXPECT_EQ(address.ToString(), "0a0b.0c0d.0e0f");
+    }
+}
+
+TEST_F(MacAddressText, HexDigitsAloneAreScannedWithThePresentSeparator)
+{
+    CMacAddress::SetFormatStyle({1, 'a'});
+    CMacAddress address;
+    EXPECT_FALSE(address.CopyFromString("00a11a22a33a44a55", nullptr)) << "the scan takes the a for a digit";
+    CMacAddress::SetFormatStyle({1, ' '});
+    EXPECT_FALSE(address.CopyFromString("001122334455", nullptr));
+    EXPECT_EQ(CMacAddress::GetFormatStyle().mSeparator, ' ');
+}
+
+TEST_F(MacAddressText, StyleIsSharedByAllAddresses)
+{
+    CMacAddress other(0x001122334455);
+    EXPECT_EQ(CMacAddress().ToString(), "0000.0000.0000");
+    std::istringstream in("aa-bb-cc-dd-ee-ff");
+    CMacAddress address;
+    in >> address;
+    EXPECT_EQ(other.ToString(), "00-11-22-33-44-55");
+    ASSERT_TRUE(address.CopyFromString("0011.2233.4455", nullptr));
+    EXPECT_EQ(other.ToString(), "0011.2233.4455");
+    CMacAddress::SetFormatStyle({2, '\0'});
+    EXPECT_EQ(other.ToString(), "0011\0002233\0004455"s) << "any grouping but 1 is three groups";
+    EXPECT_EQ(CWorldWideName().ToString(), "00:00:00:00:00:00:00:00") << "each type has a style of its own";
+}
+
+/// The scan written out: %x with the separator, for both types.
+int Scan(const std::string& text, int groups, char separator, int (&v)[8])
+{
+    const std::size_t first = text.find_first_not_of("0123456789ABCDEFabcdef");
+    std::string format = "%x";
+    for (int i = 1; i < groups; ++i) format += (first == std::string::npos ? separator : text[first]) + "%x"s;
+    unsigned int read[8] = {};
+    const int count = std::sscanf(text.c_str(), format.c_str(), &read[0], &read[1], &read[2], &read[3], &read[4],
+                                  &read[5], &read[6], &read[7]);
+    for (int i = 0; i < 8; ++i) v[i] = static_cast<int>(read[i]);
+    return count;
+}
+
+TEST_F(MacAddressText, AgreesWithTheScanOnMutatedTexts)
+{
+    Random random(4);
+    int accepted = 0;
+    for (int round = 0; round < 50000; ++round) {
+        SetUp();
+        CMacAddress::SetFormatStyle({static_cast<int>(random.Below(2)), ":-. %"[random.Below(5)]});
+        const std::string text = random.Mutated(CMacAddress(random.Number()).ToString(), "0123abcdABCDx:.- +%\0"s);
+        int v[8];
+        const int count = Scan(text, 6, CMacAddress::GetFormatStyle().mSeparator, v);
+        unsigned long expected = 1;
+        int grouping = CMacAddress::GetFormatStyle().mGrouping;
+        if (count == 6 && v[0] < 256 && v[1] < 256 && v[2] < 256 && v[3] < 256 && v[4] < 256 && v[5] < 256) {
+            expected = 0;
+            for (int i = 0; i < 6; ++i) expected = expected << 8 | (static_cast<unsigned int>(v[i]) & 0xff);
+            grouping = 1;
+        } else if (count == 3 && v[0] < 65536 && v[1] < 65536 && v[2] < 65536) {
+            expected = 0;
+            for (int i = 0; i < 3; ++i) expected = expected << 16 | (static_cast<unsigned int>(v[i]) & 0xffff);
+            grouping = 0;
+        }
+        CMacAddress address(1);
+        accepted += address.CopyFromString(text, nullptr);
+        ASSERT_EQ(address.ToU64(), expected) << '"' << text << '"';
+        ASSERT_EQ(CMacAddress::GetFormatStyle().mGrouping, grouping) << '"' << text << '"';
+    }
+    EXPECT_GT(accepted, 10000);
+    EXPECT_LT(accepted, 40000);
+}
+
+TEST(MacAddressNumber, DropsTheTopSixteenBits)
+{
+    const CMacAddress address(0xabcd001122334455);
+    EXPECT_EQ(address.ToU64(), 0x001122334455ul);
+    EXPECT_EQ(address, CMacAddress(0x00, 0x11, 0x22, 0x33, 0x44, 0x55));
+}
+
+TEST(MacAddressBits, ShiftsAndPrefixesAtEveryCount)
+{
+    const unsigned long number = 0x8123456789a1;
+    for (int count = -2; count <= 255; ++count) {
+        SCOPED_TRACE(count);
+        CMacAddress left(number);
+        CMacAddress right(number);
+        left.ShiftLeft(count);
+        right.ShiftRight(count);
+        const bool inside = count < 48;
+        EXPECT_EQ(left.ToU64(), count < 0 ? number : inside ? number << count & 0xffffffffffff : 0);
+        EXPECT_EQ(right.ToU64(), count < 0 ? number : inside ? number >> count : 0);
+        if (count < 0) continue;
+        const CMacAddress network = CMacAddress(number).GetNetwork(static_cast<unsigned char>(count));
+        EXPECT_EQ(network.ToU64(), inside ? number >> (48 - count) << (48 - count) : number);
+    }
+    CMacAddress address(number);
+    address.ShiftLeft(2147483647);
+    EXPECT_EQ(address.ToU64(), 0u);
+}
+
+TEST(MacAddressWellKnown, BroadcastAndMulticast)
+{
+    CMacAddress address;
+    address.SetBroadcastAddr();
+    EXPECT_EQ(address.ToU64(), 0xfffffffffffful);
+    EXPECT_TRUE(address.IsGroupBitSet());
+    address.SetMulticastAddr(CIpAddress(239, 129, 2, 3));
+    EXPECT_EQ(address.ToU64(), 0x01005e010203ul);
+    EXPECT_TRUE(address.IsGroupBitSet());
+    address.SetMulticastAddr(CIpv6Address(0xff02000000000000, 0x00000001ff001234));
+    EXPECT_EQ(address.ToU64(), 0x3333ff001234ul);
+    EXPECT_FALSE(CMacAddress(0x00ff22334455).IsGroupBitSet());
+}
+
+TEST_F(WorldWideNameText, AcceptsEightBytesAndTakesTheirSeparator)
+{
+    const struct {
+        std::string text;
+        unsigned long expected;
+        std::string printed;
+    } rows[] = {
+        {"20-00-00-25-B5-00-00-01", 0x20000025b5000001, "20-00-00-25-b5-00-00-01"},
+        {"2:0:0:25:b5:0:0x0:00001", 0x02000025b5000001, "02:00:00:25:b5:00:00:01"},
+        {"1:2:3:4:5:6:7:ffffffff:9", 0x01020304050607ff, "01:02:03:04:05:06:07:ff"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.text);
+        CWorldWideName::SetFormatStyle({5, '#'});
+        CWorldWideName name;
+        EXPECT_TRUE(name.CopyFromString(row.text, nullptr));
+        EXPECT_EQ(name.ToU64(), row.expected);
+        EXPECT_EQ(name.ToString(), row.printed);
+        EXPECT_EQ(CWorldWideName::GetFormatStyle().mGrouping, 0);
+    }
+    CWorldWideName::SetFormatStyle({1, '.'});
+    EXPECT_EQ(CWorldWideName(1).ToString(), "00.00.00.00.00.00.00.01") << "the grouping is not used";
+    for (const std::string& text : {""s, "1:2:3:4:5:6:7"s, "2000:0025:b500:0001"s, "20:00:00:25:b5:00:00:100"s,
+                                    "20:00:00:25-b5:00:00:01"s, "20000025b5000001"s, "1:2:3"s}) {
+        CWorldWideName name(7);
+        std::string error;
+        EXPECT_FALSE(name.CopyFromString(text, &error)) << text;
+        EXPECT_EQ(error, "invalid World Wide Number \"" + text + "\": should be 8 hex bytes");
+        EXPECT_EQ(name.ToU64(), 7u);
+        EXPECT_EQ(CWorldWideName::GetFormatStyle().mGrouping, 1);
+        EXPECT_EQ(CWorldWideName::GetFormatStyle().mSeparator, '.');
+    }
+}
+
+TEST_F(WorldWideNameText, AgreesWithTheScanOnMutatedTexts)
+{
+    Random random(5);
+    for (int round = 0; round < 50000; ++round) {
+        CWorldWideName::SetFormatStyle({0, ":-. "[random.Below(4)]});
+        const std::string text = random.Mutated(CWorldWideName(random.Number()).ToString(), "0123abcdABCDx:.- +"s);
+        int v[8];
+        unsigned long expected = 0;
+        bool valid = Scan(text, 8, CWorldWideName::GetFormatStyle().mSeparator, v) == 8;
+        for (const int value : v) {
+            valid = valid && value < 256;
+            expected = expected << 8 | (static_cast<unsigned int>(value) & 0xff);
+        }
+        CWorldWideName name(1);
+        ASSERT_EQ(name.CopyFromString(text, nullptr), valid) << '"' << text << '"';
+        ASSERT_EQ(name.ToU64(), valid ? expected : 1u) << '"' << text << '"';
+    }
+}
+
+} // namespace
