@@ -175,12 +175,13 @@ inline bool ReadDottedDecimal(const char* text, const char* end, std::uint32_t& 
     return true;
 }
 
-/// Writes \a size bytes as pairs of hex digits with \a separator between them.
-inline char* WriteHexBytes(char* out, const unsigned char* bytes, int size, char separator) noexcept
+/// Writes \a size bytes as pairs of hex digits, with \a separator after every \a bytesPerGroup of them but the last.
+inline char* WriteHexBytes(char* out, const unsigned char* bytes, int size, int bytesPerGroup, char separator,
+                           const std::array<char, 512>& hexBytes = kLowerHexBytes) noexcept
 {
     for (int i = 0; i < size; ++i) {
-        if (i > 0) *out++ = separator;
-        out = WriteHexByte(out, bytes[i]);
+        if (i > 0 && i % bytesPerGroup == 0) *out++ = separator;
+        out = WriteHexByte(out, bytes[i], hexBytes);
     }
     return out;
 }

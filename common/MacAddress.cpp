@@ -66,15 +66,8 @@ bool CMacAddress::CopyFromString(const std::string& text, std::string* error)
 std::string CMacAddress::ToString() const
 {
     char text[17]; // six groups of two digits and five separators
-    if (mFormatStyle.mGrouping == 1) {
-        return {text, detail::WriteHexBytes(text, mBytes, 6, mFormatStyle.mSeparator)};
-    }
-    char* end = text;
-    for (int i = 0; i < 6; ++i) {
-        if (i == 2 || i == 4) *end++ = mFormatStyle.mSeparator;
-        end = detail::WriteHexByte(end, mBytes[i]);
-    }
-    return {text, end};
+    const int bytesPerGroup = mFormatStyle.mGrouping == 1 ? 1 : 2;
+    return {text, detail::WriteHexBytes(text, mBytes, 6, bytesPerGroup, mFormatStyle.mSeparator)};
 }
 
 void CMacAddress::SetFormatStyle(const FormatStyle& style) noexcept

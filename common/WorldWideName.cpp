@@ -39,7 +39,7 @@ bool CWorldWideName::CopyFromString(const std::string& text, std::string* error)
 std::string CWorldWideName::ToString() const
 {
     char text[23]; // eight groups of two digits and seven separators
-    return {text, detail::WriteHexBytes(text, mBytes, 8, mFormatStyle.mSeparator)};
+    return {text, detail::WriteHexBytes(text, mBytes, 8, 1, mFormatStyle.mSeparator)};
 }
 
 void CWorldWideName::SetFormatStyle(const FormatStyle& style) noexcept

@@ -21,7 +21,7 @@ Number<N> FromWide(Wide value)
 {
     Number<N> number;
     for (unsigned int i = 0; i < number.kDigits; ++i) {
-        number.digits[i] = i < 16 ? static_cast<unsigned char>(value >> 8 * i) : 0;
+        number.digits[i] = static_cast<unsigned char>(i < 16 ? value >> 8 * i : 0);
     }
     return number;
 }

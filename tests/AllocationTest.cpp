@@ -1,0 +1,151 @@
+// What allocates, and what a failing allocation leaves behind.
+
+#include "support/FailingNew.h"
+
+#include <common/Wildcards.h>
+
+#include <gtest/gtest.h>
+
+using namespace zor::common;
+using test::gAllocations;
+using test::gFailAt;
+
+namespace {
+
+constexpr const char* kTemplate =
+    "@x(0,0,7,5)@m@$(0A000001,5,0100,ipv4)@$(ffffffffffff,0,1,ipv6)@$(00ff,0,1,hex,1,f00f)"
+    "@_(1,0)@=(A_variable_with_a_long_name)@_@$(01,0,00000000000000000001,big)";
+
+TEST(Allocation, NoneOnceWarm)
+{
+    Wildcards wildcards(kTemplate, "@");
+    wildcards.AddVar("a_variable_with_a_long_name", "and a value that is longer than any string keeps inside");
+    std::string value;
+    wildcards.GetValueAt(9999, value, false);
+    for (int i = 0; i < 20; ++i) wildcards.GetNextValue(value);
+    const long before = gAllocations;
+    for (int i = 0; i < 1000; ++i) wildcards.GetNextValue(value);
+    wildcards.GetValue(value);
+    wildcards.Expand(value);
+    wildcards.NextValue();
+    EXPECT_EQ(gAllocations - before, 0);
+
+    Hexfield field("0000000000");
+    const Hexfield other("ffffff");
+    const long beforeField = gAllocations;
+    field += other;
+    field -= other;
+    field |= other;
+    field &= other;
+    field *= 3;
+    EXPECT_EQ(gAllocations - beforeField, 0);
+}
+
+/// Runs \a operation with its first, second, ... allocation failing, until it succeeds, and then checks that each
+/// failure has left the object as \a same sees it.
+template <class T, class Operation, class Same>
+void FailEachAllocation(const T& start, Operation operation, Same same)
+{
+    for (long failAt = 0; failAt < 1000; ++failAt) {
+        T object(start);
+        gFailAt = failAt;
+        try {
+            operation(object);
+            gFailAt = -1;
+            return;
+        } catch (const std::bad_alloc&) {
+            gFailAt = -1;
+            EXPECT_TRUE(same(object)) << "allocation " << failAt;
+        }
+    }
+    ADD_FAILURE() << "never succeeded";
+}
+
+TEST(Allocation, FailuresLeaveFieldsAsTheyWere)
+{
+    const Hexfield start("0102030405");
+    const Hexfield wide("010203040506070809");
+    const auto same = [&](const Hexfield& field) { return field == start; };
+    const std::string text(40, '7');
+    FailEachAllocation(
+        start, [&](Hexfield& f) { f = wide; }, same);
+    FailEachAllocation(
+        start, [&](Hexfield& f) { f += wide; }, same);
+    FailEachAllocation(
+        start, [&](Hexfield& f) { f -= wide; }, same);
+    FailEachAllocation(
+        start, [&](Hexfield& f) { f |= wide; }, same);
+    FailEachAllocation(
+        start, [&](Hexfield& f) { f &= wide; }, same);
+    FailEachAllocation(
+        start, [&](Hexfield& f) { f.CopyFromString(text); }, same);
+    FailEachAllocation(
+        start, [&](Hexfield& f) { f.CopyFromBinaryString(text, true); }, same);
+    FailEachAllocation(
+        start, [&](Hexfield& f) { f.normalize(99); }, same);
+    FailEachAllocation(
+        start, [&](Hexfield& f) { f.MaskMultiply(3, wide); }, same);
+}
+
+TEST(Allocation, FailuresLeaveWildcardsAsTheyWere)
+{
+    Wildcards start(kTemplate, "@");
+    start.AddVar("a_variable_with_a_long_name", "old value");
+    const auto values = [](Wildcards object) {
+        std::string all;
+        std::string value;
+        for (int i = 0; i < 8; ++i, all += value) object.GetNextValue(value);
+        std::string variable;
+        object.GetVar("another_variable_with_a_long_name", variable);
+        return all + variable;
+    };
+    const std::string longText(100, 'v');
+    const unsigned char mac[6] = {};
+    for (const int steps : {0, 1, 3, 4}) { // before the parse, and with repeats owed
+        for (int i = 0; i < steps; ++i) start.NextValue();
+        const std::string expected = values(start);
+        const auto same = [&](const Wildcards& object) { return values(object) == expected; };
+        FailEachAllocation(
+            start,
+            [&](Wildcards& w) {
+                std::string out;
+                w.GetValue(out);
+            },
+            same);
+        FailEachAllocation(
+            start,
+            [&](Wildcards& w) {
+                std::string out;
+                w.GetNextValue(out);
+            },
+            same);
+        FailEachAllocation(
+            start, [&](Wildcards& w) { w.NextValue(); }, same);
+        FailEachAllocation(
+            start,
+            [&](Wildcards& w) {
+                std::string out;
+                w.GetValueAt(77, out, true);
+            },
+            same);
+        FailEachAllocation(
+            start, [&](Wildcards& w) { w.SetReadCursor(5); }, same);
+        FailEachAllocation(
+            start, [&](Wildcards& w) { w = Wildcards(longText, "@"); }, same);
+        FailEachAllocation(
+            start, [&](Wildcards& w) { w.AddVar("A_variable_with_a_long_name", longText); }, same);
+        FailEachAllocation(
+            start,
+            [&](Wildcards& w) {
+                w.AddVarList("another_variable_with_a_long_name=x,a_variable_with_a_long_name=" + longText);
+            },
+            same);
+        FailEachAllocation(
+            start, [&](Wildcards& w) { w.SetVlanTagCount(200); }, same);
+        FailEachAllocation(
+            start, [&](Wildcards& w) { w.SetEtherParams(mac, mac, mac, 0), w.ParseExpr(); },
+            [](const Wildcards&) { return true; });
+    }
+}
+
+} // namespace

@@ -1,0 +1,447 @@
+#include "support/Random.h"
+
+#include <common/Wildcards.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+#include <stdexcept>
+
+using namespace zor::common;
+using namespace std::string_literals;
+using test::Random;
+
+namespace {
+
+/// The values of index 0 and the steps after it, each followed by a "|".
+std::string Values(Wildcards wildcards, int count)
+{
+    std::string all;
+    std::string value;
+    wildcards.GetValue(value);
+    for (int i = 0; i < count; ++i, wildcards.GetNextValue(value)) all += value + '|';
+    return all;
+}
+
+std::string Value(Wildcards& wildcards)
+{
+    std::string value;
+    wildcards.GetValue(value);
+    return value;
+}
+
+TEST(WildcardsSequence, StepsThroughTheValues)
+{
+    const struct {
+        std::string templ;
+        int count;
+        std::string expected;
+    } rows[] = {
+        // Decimal counters.
+        {"no expression", 2, "no expression|no expression|"},
+        {"", 1, "|"},
+        {"@x", 3, "1|1|1|"},
+        {"@x()", 2, "1|1|"},
+        {"@x(5)", 3, "5|5|5|"},
+        {"<@x(0,3,1)>", 5, "<0>|<1>|<2>|<0>|<1>|"},
+        {"@x(0,3,1,0,1)", 8, "0|0|1|1|2|2|0|0|"},
+        {"@x(0,2,1)-@x(0,3,1)", 4, "0-0|1-1|0-2|1-0|"},
+        {"@x(7,0,3,4)", 3, "0007|0010|0013|"},
+        {"@x(0,0,1,0,0,2)", 5, "0|1|2|0|1|"},
+        {"@x(9,0,1,0,0,4)", 3, "9|0|1|"},
+        {"@x(4294967295,0,2)", 3, "4294967295|1|3|"},
+        {"@x(1,0,1,0,0,4294967295)", 2, "1|2|"},
+        {"@x(12345,1,1,3)", 1, "12345|"},
+        {"@x(1,1,1,257)", 1, "1|"},
+        {"@x \t(5)", 1, "1 \t(5)|"},
+        // Argument lists.
+        {"@x(;\n3\t 4,,;2 1)", 3, "3|5|7|"},
+        {"@x(a,b,c,d)", 3, "1|1|1|"},
+        {"@x(12ab,x)", 1, "12|"},
+        {"@x(4294967296,2)", 2, "1|2|"},
+        {"@x(5,)", 1, "5|"},
+        {"@x(1,2,3,4,5,6,7,8)", 1, "0001|"},
+        {"@x(5", 1, "1(5|"},
+        {"@x(@x)@x(2)", 1, "12|"},
+        // Literal text, escapes, bases.
+        {"@@ @z @", 1, "@ @z @|"},
+        {"@@x", 1, "@x|"},
+        {"@z(1)@Z@\0@"s, 1, "@z(1)@Z@\0@|"s},
+        {"@b/@b(3)/@b()/@b(0)", 2, "7/007/7/7|7/007/7/7|"},
+        {"@s-@S(2)-@s(0,9,2,0,1)", 3, "9-09-9|10-10-9|11-11-11|"},
+        {"@s(1,1,1,0,0,9)", 3, "9|0|1|"},
+        // Hex counters.
+        {"@$", 2, "\0|\0|"s},
+        {"@$(0A,0,2)", 2, "\n|\v|"},
+        {"@$(0A,0,2,big)", 2, "\n|\f|"},
+        {"@$(0102,0,01,little)", 2, "\2\1|\3\1|"},
+        {"@$(0102,0,01,big)", 2, "\1\2|\1\3|"},
+        {"@$(0102,0,01,hex)", 2, "0102|0103|"},
+        {"@$(ff,0,0100,2)", 3, "ff|01ff|02ff|"},
+        {"@$(fe,3,1,hex)", 5, "fe|ff|00|fe|ff|"},
+        {"@$(fe,2,1,hex,1)", 6, "fe|fe|ff|ff|fe|fe|"},
+        {"@$(0102,1,1,258)", 1, "0102|"},
+        {"@$(0102,1,1,6)@$(0102,1,1,Big)@$(0102,1,1,0)@$(0102,1,1,256)", 1, "\2\1\2\1\2\1\2\1|"},
+        {"@$(01,0,1,1x)", 1, "\1|"},
+        {"@$(0123456789ab,1,1,mac) @$(fabc,1,1,mac)", 1, "01-23-45-67-89-ab 00-00-00-00-fa-bc|"},
+        {"@$(0A000001,4,1,ipv4)", 5, "10.0.0.1|10.0.0.2|10.0.0.3|10.0.0.4|10.0.0.1|"},
+        {"@$(aaC0A80001,1,1,ipv4) @$(1,1,1,4)", 1, "192.168.0.1 0.0.0.1|"},
+        {"@$(20010db8000000000000000000000001,0,1,ipv6) @$(ff,1,1,5)", 2, "2001:db8::1 ::ff|2001:db8::2 ::ff|"},
+        {"@$(10f0,0,1,hex,0,0f0f)", 3, "10f0|10f1|10f2|"},
+        {"@$(0ffe,0,1,hex,0,f00f)", 4, "0ffe|0fff|1ff0|1ff1|"},
+        {"@$(01020f,0,1,hex,0,0f)", 2, "01020f|000000|"},
+        {"@$(01,0,1,hex,0,00ff)", 2, "01|0002|"},
+        // Length fields.
+        {"@_(1,2,1)abc@x(7,1,1,3)@_", 1, "\0\6abc007|"s},
+        {"@_abc@_", 1, "\3abc|"},
+        {"@_(1,2,0)abc@_", 1, "\3\0abc|"s},
+        {"@_(0,2,1)abc@_.", 1, "abc\0\3.|"s},
+        {"@_(1,0)@s(3)0123456@_@x", 2,
+         "100090123456"
+         "1|100100123456"
+         "1|"},
+        {"@_(0,0)@@12@_", 1, "@123|"},
+        {"@_(1,10,1)a@_@_(0,9,0)bc@_", 1, "\0\0\0\0\0\0\0\0\0\1abc\2\0\0\0\0\0\0\0\0|"s},
+        {"a@_b", 1, "ab|"},
+        {"a@_b@_c@_d", 1, "ab\1cd|"},
+        // Hex templates.
+        {"@h01 02 40 @x 03", 1, "\1\2@1\3|"},
+        {"@h", 1, "|"},
+        {"@h123", 1, "\1\x23|"},
+        {"@h1 2g3@@4", 1, "\1\2\3@\4|"},
+        {"@h0102@", 1, "\1\2\1\2|"},
+        {"@h@$(05,3,1,big)ff@", 2, "\5\xff\xff|\6\xff\xff|"},
+        {"@h@z(41)@x(7", 1, "@zA1\x07|"},
+        {"@h41@v42@x(3)43", 1, "A@vB3C|"},
+        {"@h4078@x", 1, "@x1|"},
+        {" @h41", 1, " @h41|"},
+    };
+    for (const auto& row : rows) {
+        Wildcards wildcards(row.templ, "@");
+        wildcards.SetFirstBase(7);
+        wildcards.SetSecondBase(9);
+        EXPECT_EQ(Values(wildcards, row.count), row.expected) << row.templ;
+    }
+}
+
+TEST(WildcardsSequence, OtherMarkers)
+{
+    EXPECT_EQ(Values(Wildcards("#x(2)@x##", "#"), 1), "2@x#|");
+    EXPECT_EQ(Values(Wildcards("@x", ""), 1), "@x|");
+    EXPECT_EQ(Values(Wildcards("xx=xxx(3)", "x"), 1), "1=1x(3)|") << "a kind wins over the escape";
+    EXPECT_EQ(Values(Wildcards("@<x@x@<", "@<"), 1), "@<x@x@<|") << "the kind is the character after the first";
+    EXPECT_EQ(Values(Wildcards("a\0x\0\0"s, "\0"s), 1), "a1\0|"s);
+    EXPECT_EQ(Values(Wildcards("@h23 25#x@x", "#"), 1), "#%@x|") << "a hex template is rewritten for the marker @";
+}
+
+TEST(WildcardsParse, MalformedListsRaiseAndChangeNothing)
+{
+    for (const char* list : {"(1,,)", "(,)", "( )", "(1, )", "(1,2,3,4,5,6,7,;)"}) {
+        Wildcards wildcards("@x@$"s + list, "@");
+        std::string value = "untouched";
+        EXPECT_THROW(wildcards.GetValue(value), std::out_of_range) << list;
+        EXPECT_THROW(wildcards.GetNextValue(value), std::out_of_range) << "and again";
+        EXPECT_THROW(wildcards.SetReadCursor(1), std::out_of_range);
+        wildcards.Expand(value);
+        EXPECT_EQ(value, "@x@$"s + list);
+    }
+}
+
+TEST(WildcardsParse, NumbersAreReadAsFromAStream)
+{
+    Random random(9);
+    for (int round = 0; round < 20000; ++round) {
+        const std::string token =
+            random.Mutated(std::to_string(random.Number() >> random.Below(64)), "0123456789+-x\r\v");
+        if (token.empty()) continue;
+        std::istringstream in(token);
+        in.imbue(std::locale::classic());
+        unsigned int number = 0;
+        if (!(in >> number)) number = 1;
+        Wildcards wildcards("@x(" + token + ")", "@");
+        ASSERT_EQ(Value(wildcards), std::to_string(number)) << '"' << token << '"';
+    }
+}
+
+TEST(WildcardsParse, HostileTextsTakeLinearTime)
+{
+    constexpr int kRepeats = 700000;
+    for (const std::string& piece : {"@x("s, "@"s, "@_"s, "("s, "@$(1 "s}) {
+        std::string templ;
+        for (int i = 0; i < kRepeats; ++i) templ += piece;
+        Wildcards wildcards(templ, "@");
+        EXPECT_GE(Value(wildcards).size(), piece == "@_" ? kRepeats / 2u : 1u) << piece;
+        Wildcards hexTemplate("@h" + templ, "@");
+        EXPECT_FALSE(Value(hexTemplate).empty() && piece != "(") << piece;
+    }
+}
+
+TEST(WildcardsLengthField, PairsAreMatchedFromTheEnd)
+{
+    Random random(10);
+    for (int round = 0; round < 3000; ++round) {
+        struct Piece {
+            std::string templ, text;
+            bool lengthField, front, decimal, bigEndian;
+        };
+        std::vector<Piece> pieces;
+        for (std::size_t n = random.Below(12); n > 0; --n) {
+            const std::string number = std::to_string(random.Below(100000));
+            const bool front = random.Below(2) == 0, decimal = random.Below(2) == 0, big = random.Below(2) == 0;
+            switch (random.Below(4)) {
+            case 0: pieces.push_back({"text", "text", false, false, false, false}); break;
+            case 1: pieces.push_back({"@x(" + number + ")", number, false, false, false, false}); break;
+            default:
+                pieces.push_back({"@_("s + (front ? "1," : "0,") + (decimal ? "0," : "3,") + (big ? "1)" : "2)"), "",
+                                  true, front, decimal, big});
+            }
+        }
+        std::string templ;
+        std::string expected;
+        std::string stretch; // behind the last opening place seen from the end, while a pair is open
+        bool open = false;
+        for (auto piece = pieces.rbegin(); piece != pieces.rend(); ++piece) {
+            templ.insert(0, piece->templ);
+            if (!piece->lengthField) {
+                (open ? stretch : expected).insert(0, piece->text);
+                continue;
+            }
+            open = !open;
+            if (open) continue;
+            const std::size_t size = stretch.size();
+            std::string length = {0, static_cast<char>(size >> 8), static_cast<char>(size)};
+            if (!piece->bigEndian) std::reverse(length.begin(), length.end());
+            if (piece->decimal) length = std::to_string(size);
+            expected.insert(0, piece->front ? length + stretch : stretch + length);
+            stretch.clear();
+        }
+        Wildcards wildcards(templ, "@");
+        ASSERT_EQ(Value(wildcards), stretch + expected) << templ;
+    }
+}
+
+TEST(WildcardsIndex, IsTheValueAfterSoManySteps)
+{
+    const unsigned char mac[] = {0x00, 0x11, 0x22, 0x33, 0x44, 0xfe};
+    const unsigned char step[] = {0, 0, 0, 0x01, 0, 0x30}; // bits outside the mask would carry when stepped alone
+    const unsigned char mask[] = {0x00, 0x00, 0x00, 0x0f, 0x0f, 0xf0};
+    for (const char* templ : {"@x(5,7,3,4,2)", "@x(3,0,5,0,0,16)-@s", "@m @M(1)", "@$(fffe,0,3,hex)",
+                              "@$(00,5,7,hex,3)", "@v(1)/@v(vpi,3)/@v(vci)", "@_(1,0)@x(8,0)@_"}) {
+        Wildcards wildcards(templ, "@");
+        wildcards.SetEtherParams(mac, step, mask, 1);
+        wildcards.SetVlanTagCount(1);
+        wildcards.SetVlanParams(1, 4000, 9, 1, 3);
+        wildcards.SetVpiParams(65530, 1, 0, 0);
+        wildcards.SetVciParams(1, 65530, 2, 0);
+        Wildcards stepped = wildcards;
+        std::vector<std::string> values(1);
+        stepped.GetValue(values[0]);
+        while (values.size() < 80) stepped.GetNextValue(values.emplace_back());
+        for (int i = 0; i < 70; ++i) {
+            std::string value;
+            wildcards.GetValueAt(i, value, false);
+            ASSERT_EQ(value, values[static_cast<std::size_t>(i)]) << templ << " at " << i;
+            ASSERT_EQ(Value(wildcards), values[0]) << "nothing is moved";
+            Wildcards moved = wildcards;
+            moved.SetReadCursor(i);
+            for (std::size_t k = static_cast<std::size_t>(i); k < 80; ++k, moved.GetNextValue(value)) {
+                ASSERT_EQ(Value(moved), values[k]) << templ << " from " << i;
+            }
+        }
+    }
+}
+
+TEST(WildcardsIndex, CommitsNegativeIndexesAndExtremes)
+{
+    Wildcards wildcards("@x(0,3,1,0,1)", "@");
+    std::string value;
+    wildcards.GetValueAt(5, value, true);
+    EXPECT_EQ(value, "2");
+    wildcards.GetNextValue(value);
+    EXPECT_EQ(value, "2") << "the repeat owed at the start is owed still";
+    wildcards.GetNextValue(value);
+    EXPECT_EQ(value, "0") << "index 7 returns to the start";
+    Wildcards unbounded("@x(0,0) @$(0000,0,1,hex)", "@");
+    unbounded.GetValueAt(-1, value, false);
+    EXPECT_EQ(value, "4294967295 00ff") << "the step is multiplied at its own width";
+    unbounded.SetReadCursor(-1);
+    unbounded.GetNextValue(value);
+    EXPECT_EQ(value, "0 0100");
+    Wildcards endless("@x(4,0,1,0,4294967295)@$(05,2,1,hex,4294967295)", "@");
+    endless.GetValueAt(-1, value, true);
+    EXPECT_EQ(value, "405");
+    endless.SetReadCursor(-1); // no repeat is left then
+    endless.GetNextValue(value);
+    EXPECT_EQ(value, "505") << "and 0 turns are done, a multiple of the count";
+    Wildcards wide("@$(01,0,0100,hex)", "@");
+    wide.GetValueAt(0, value, false);
+    EXPECT_EQ(value, "0001") << "the step's width counts at every index";
+    EXPECT_EQ(Value(wide), "01");
+}
+
+TEST(WildcardsIndex, AMaskedHexCounterMultipliesItsStepWithinTheMask)
+{
+    Wildcards wildcards("@$(12fe,9,1,hex,0,00ff)", "@");
+    std::string value;
+    std::string all;
+    for (int i = 0; i < 5; ++i) {
+        wildcards.GetValueAt(i, value, false);
+        all += value + '|';
+    }
+    EXPECT_EQ(all, "12ff|12ff|1203|1203|120f|") << "the product is ORed into the step, each bit at twice its place";
+}
+
+TEST(WildcardsContext, MacAddressesCountWithinTheMask)
+{
+    const unsigned char mac[] = {0xaa, 0xbb, 0xcc, 0xdd, 0x05, 0xff};
+    const unsigned char one[] = {0, 0, 0, 0, 0, 1};
+    const unsigned char lastByte[] = {0, 0, 0, 0, 0, 0xff};
+    Wildcards wildcards("@m @M(1) @m() @m(0)", "@");
+    EXPECT_EQ(Values(Wildcards("@m", "@"), 2), "00-00-00-00-00-00|00-00-00-00-00-01|");
+    wildcards.SetEtherParams(mac, one, lastByte, 1);
+    EXPECT_EQ(Value(wildcards), "aa-bb-cc-dd-05-ff AABB.CCDD.05FF aabb.ccdd.05ff aa-bb-cc-dd-05-ff");
+    wildcards.NextValue();
+    wildcards.NextValue();
+    EXPECT_EQ(Value(wildcards).substr(0, 17), "aa-bb-cc-dd-05-00");
+    const unsigned char other[] = {1, 2, 3, 4, 5, 6};
+    wildcards.SetCurrentMac(other);
+    EXPECT_EQ(Value(wildcards).substr(0, 17), "01-02-03-04-05-06") << "at once, without a new parse";
+    wildcards.NextValue();
+    wildcards.NextValue();
+    EXPECT_EQ(Value(wildcards).substr(0, 17), "aa-bb-cc-dd-05-07") << "the bits outside the mask stay as set first";
+    const unsigned char high[] = {0x01, 0, 0, 0, 0, 1};
+    const unsigned char all[] = {0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
+    Wildcards carry("@m", "@");
+    carry.SetEtherParams(all, high, all, 0);
+    EXPECT_EQ(Values(carry, 3), "ff-ff-ff-ff-ff-ff|01-00-00-00-00-00|02-00-00-00-00-01|");
+}
+
+TEST(WildcardsContext, VlanVpiAndVciCounters)
+{
+    Wildcards wildcards("@v(2) @v(1,4) @v(vpi) @v(vci,2) @v(3) @v(0) @v() @v(word) @v", "@");
+    wildcards.SetVlanTagCount(3);
+    wildcards.SetVlanTagCount(2);
+    wildcards.SetVlanParams(3, 1, 1, 1, 1);
+    wildcards.SetVlanParams(0, 1, 1, 1, 1);
+    wildcards.SetVlanParams(2, 100, 1, 0, 2);
+    wildcards.SetVlanParams(1, 65533, 1, 0, 0);
+    wildcards.SetVpiParams(5, 1, 0, 0);
+    wildcards.SetVciParams(7, 2, 1, 0);
+    EXPECT_EQ(Values(wildcards, 3), "100 65533 5 07 0 0 65533 65533 @v|"
+                                    "101 65534 6 07 0 0 65534 65534 @v|"
+                                    "100 0000 7 09 0 0 0 0 @v|");
+    wildcards.GetNextValue(*std::make_unique<std::string>());
+    wildcards.SetVpiParams(50, 1, 0, 0);
+    EXPECT_EQ(Value(wildcards).substr(0, 11), "101 65534 6") << "a definition waits for a parse";
+    Wildcards undefined("@v(1)", "@");
+    undefined.SetVlanTagCount(1);
+    EXPECT_EQ(Values(undefined, 2), "0|0|");
+}
+
+TEST(WildcardsContext, ASecondParseAddsItsExpressions)
+{
+    const unsigned char mac[] = {1, 2, 3, 4, 5, 6};
+    Wildcards wildcards("abc@x(7)", "@");
+    EXPECT_EQ(Value(wildcards), "abc7");
+    wildcards.SetEtherParams(mac, mac, mac, 0);
+    EXPECT_EQ(Value(wildcards), "abc7") << "the first set replaces what the second one wrote, from the same place on";
+    Wildcards twice("@x(1000,0)@x(5)", "@");
+    twice.NextValue();
+    twice.SetEtherParams(mac, mac, mac, 0);
+    EXPECT_THROW(twice.GetNextValue(*std::make_unique<std::string>()), std::out_of_range)
+        << "10001 ends before place 10";
+    std::string value;
+    EXPECT_THROW(twice.GetValueAt(2, value, true), std::out_of_range);
+    Wildcards pair("@_(1,0)abcdef@_(9)zz", "@");
+    EXPECT_EQ(Value(pair), "6abcdefzz");
+    pair.SetEtherParams(mac, mac, mac, 0);
+    EXPECT_THROW(Value(pair), std::out_of_range);
+    Wildcards longer("@x(3)@=(long)", "@");
+    longer.AddVar("long", "0123456789abcdefghij");
+    EXPECT_EQ(Value(longer), "30123456789abcdefghij");
+    longer.SetEtherParams(mac, mac, mac, 0);
+    EXPECT_EQ(Value(longer), "30123456789abcdefghijcdefghij") << "each set at its places in what the text has become";
+}
+
+TEST(WildcardsVariables, AreFoundInAnyCaseAndReadWhenRendered)
+{
+    Wildcards wildcards("@p,@=(Key),@=,@=(),@=(none)", "@");
+    EXPECT_EQ(Value(wildcards), "Default_Port,,,,");
+    wildcards.AddVar("PORT", "P1");
+    wildcards.AddVar("kEY", "Value");
+    EXPECT_EQ(Value(wildcards), "P1,Value,,,");
+    std::string value = "pOrT";
+    EXPECT_TRUE(wildcards.GetVar(value, value));
+    EXPECT_EQ(value, "P1");
+    EXPECT_FALSE(wildcards.GetVar("none", value));
+    EXPECT_EQ(value, "");
+    wildcards.AddVar("", "empty name");
+    value = "left";
+    EXPECT_FALSE(wildcards.GetVar("", value));
+    EXPECT_EQ(value, "");
+    wildcards.AddVar("\xc4", "high");
+    EXPECT_TRUE(wildcards.GetVar("\xc4", value));
+    EXPECT_FALSE(wildcards.GetVar("\xe4", value)) << "letters beyond ASCII have no case";
+}
+
+TEST(WildcardsVariables, ListsAreSplitAsDocumented)
+{
+    const struct {
+        const char *list, *name, *value;
+    } rows[] = {
+        {"x=1, y=a\\,b", "x", "1"}, {"x=1, y=a\\,b", "y", "a,b"}, {"a=1,b", "a", "1"},     {"a=1,b", "b", nullptr},
+        {" a = 1", "a ", " 1"},     {"a=b=c", "a", "b=c"},        {"a=,b=2", "a", ""},     {"a=,b=2", "b", "2"},
+        {"A=1,a=2", "a", "2"},      {"b,a=1", "b,a", "1"},        {"a=\\,\\,", "a", ",,"}, {"a=x\\\\,y", "a", "x\\,y"},
+        {"\t\n a=1\n", "a", "1\n"}, {"==1,b=2", "b", "2"},        {"a=\\", "a", "\\"},     {"a=1\\,", "a", "1,"},
+        {",a=1", ",a", "1"},        {"=", "", nullptr},           {"port=9", "port", "9"}, {"a=\\x\\,", "a", "\\x,"},
+    };
+    for (const auto& row : rows) {
+        Wildcards wildcards("", "@");
+        wildcards.AddVarList(row.list);
+        std::string value;
+        EXPECT_EQ(wildcards.GetVar(row.name, value), row.value != nullptr) << row.list;
+        EXPECT_EQ(value, row.value ? row.value : "") << row.list;
+    }
+    Wildcards wildcards("", "@");
+    wildcards.AddVarList(std::vector<std::string>{"a=1,2", "none", "B= x=y", "a=3"});
+    std::string value;
+    EXPECT_TRUE(wildcards.GetVar("a", value) && value == "3");
+    EXPECT_TRUE(wildcards.GetVar("b", value) && value == " x=y");
+    EXPECT_FALSE(wildcards.GetVar("none", value));
+}
+
+TEST(WildcardsCopy, GoesOnByItself)
+{
+    Wildcards original("@x(0,0,1,0,1) @$(00,0,1,hex) @=(k)", "@");
+    original.AddVar("k", "v");
+    for (int i = 0; i < 3; ++i) original.NextValue();
+    Wildcards copy(original);
+    Wildcards assigned("@m", "@");
+    assigned = original;
+    original.NextValue();
+    original.AddVar("k", "w");
+    EXPECT_EQ(Value(original), "2 04 w");
+    EXPECT_EQ(Values(copy, 2), "1 03 v|2 04 v|");
+    EXPECT_EQ(Values(assigned, 2), "1 03 v|2 04 v|");
+}
+
+TEST(WildcardsHexTemplate, PublicStepsWorkOnTheirOwn)
+{
+    std::string text = "@h61 62@x61@";
+    Wildcards::ConvertHexWildcardExpr(text, "b");
+    EXPECT_EQ(text, "abb@xaa") << "the bytes before an expression escape the given marker";
+    text = "@h40";
+    Wildcards::ConvertHexWildcardExpr(text, "b");
+    EXPECT_EQ(text, "@@") << "the last stretch escapes @ whatever the marker";
+    text = "@h40@x40";
+    Wildcards::ConvertHexWildcardExpr(text, "");
+    EXPECT_EQ(text, "@@x@@");
+    text = "1 2 3";
+    Wildcards::ConvertAsciiHexToBin(text, text);
+    EXPECT_EQ(text, "\1\2\3");
+    Wildcards::ConvertAsciiHexToBin("xy123Zab c\xc3", text);
+    EXPECT_EQ(text, "\x01\x23\xab\x0c");
+}
+
+} // namespace

@@ -1,0 +1,30 @@
+#include "FailingNew.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace zor::common::test {
+
+long gAllocations = 0;
+long gFailAt = -1;
+
+} // namespace zor::common::test
+
+void* operator new(std::size_t size)
+{
+    using namespace zor::common::test;
+    ++gAllocations;
+    if (gFailAt >= 0 && gFailAt-- == 0) throw std::bad_alloc();
+    if (void* const memory = std::malloc(size)) return memory;
+    throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept
+{
+    std::free(memory);
+}
