@@ -1,0 +1,69 @@
+#ifndef ZOR_COMMON_EXAMPLES_COMMAND_LINE_H
+#define ZOR_COMMON_EXAMPLES_COMMAND_LINE_H
+
+/// \file
+/// What the example programs share: numbers and files from the command line, and one way to report a mistake.
+
+#include <charconv>
+#include <cstdint>
+#include <fstream>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace examples {
+
+/// A mistake in the arguments: one line on standard error and exit status 2.
+class UsageError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// A decimal number of up to 32 bits, with nothing before or behind it.
+inline std::uint32_t ReadNumber(const char* what, std::string_view text)
+{
+    std::uint32_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, number);
+    if (result.ec != std::errc() || result.ptr != end) {
+        throw UsageError(std::string(what) + " must be a number from 0 to 4294967295, not \"" + std::string(text) +
+                         "\"");
+    }
+    return number;
+}
+
+/// All bytes of a file.
+inline std::string ReadFile(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::string content;
+    char buffer[65536];
+    while (in.read(buffer, sizeof buffer), in.gcount() > 0) {
+        content.append(buffer, static_cast<std::size_t>(in.gcount()));
+    }
+    // A directory opens, but reading it fails; the end of a file is a failure of another kind.
+    if (!in.is_open() || in.bad()) throw UsageError("cannot read \"" + path + "\"");
+    return content;
+}
+
+/// Runs the body of a main() and turns what it throws into an exit status.
+template <class Body>
+int Run(const char* program, Body body)
+{
+    try {
+        body();
+        if (!std::cout.flush()) throw std::runtime_error("cannot write the output");
+        return 0;
+    } catch (const UsageError& error) {
+        std::cerr << program << ": " << error.what() << " (see --help)\n";
+        return 2;
+    } catch (const std::exception& error) {
+        std::cerr << program << ": " << error.what() << '\n';
+        return 1;
+    }
+}
+
+} // namespace examples
+
+#endif // ZOR_COMMON_EXAMPLES_COMMAND_LINE_H

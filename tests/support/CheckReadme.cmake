@@ -1,0 +1,11 @@
+# Fails unless the README holds the source of an example program and the output that the program has.
+file(READ ${SOURCE} source)
+file(READ ${README} readme)
+execute_process(COMMAND ${PROGRAM} OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
+foreach(text IN ITEMS source output)
+    string(FIND "${readme}" "```\n${${text}}```" plain)
+    string(FIND "${readme}" "```cpp\n${${text}}```" program)
+    if(plain EQUAL -1 AND program EQUAL -1)
+        message(SEND_ERROR "the README does not show this ${text}:\n${${text}}")
+    endif()
+endforeach()

@@ -1,0 +1,10 @@
+# Runs PROGRAM with ARGUMENTS and fails unless its output, its error text and its exit status are the expected ones.
+execute_process(COMMAND ${PROGRAM} ${ARGUMENTS} OUTPUT_VARIABLE output ERROR_VARIABLE error RESULT_VARIABLE status)
+string(REPLACE "\\n" "\n" OUTPUT "${OUTPUT}")
+string(REPLACE "\\n" "\n" ERROR "${ERROR}")
+foreach(what IN ITEMS status output error)
+    string(TOUPPER ${what} expected)
+    if(NOT "${${what}}" STREQUAL "${${expected}}")
+        message(SEND_ERROR "${what} is\n${${what}}\nand should be\n${${expected}}")
+    endif()
+endforeach()
