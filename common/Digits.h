@@ -193,8 +193,9 @@ inline char* WriteHexBytes(char* out, const unsigned char* bytes, int size, int 
 inline bool ReadHexGroups(const std::string& text, int size, int bytesPerGroup, unsigned char* bytes,
                           char& separator) noexcept
 {
-    if (text.size() != static_cast<std::size_t>(2 * size + size / bytesPerGroup - 1)) return false;
-    const char found = text[static_cast<std::size_t>(2 * bytesPerGroup)];
+    const int length = 2 * size + size / bytesPerGroup - 1;
+    if (text.size() != static_cast<std::size_t>(length)) return false;
+    const char found = text.data()[2 * bytesPerGroup];
     if (found != ':' && found != '-' && found != '.') return false;
     const char* next = text.data();
     for (int i = 0; i < size; ++i) {

@@ -27,6 +27,7 @@ Hexfield::Hexfield(Hexfield&& other) noexcept
 
 Hexfield& Hexfield::operator=(const Hexfield& other)
 {
+    if (this == &other) return *this;
     mWords = other.mWords; // the only step that can fail comes first, and leaves the words as they are if it does
     mSize = other.mSize;
     return *this;

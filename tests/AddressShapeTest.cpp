@@ -102,7 +102,7 @@ TYPED_TEST(AddressShape, ComputesLikeANumberOfItsWidth)
     using T = TypeParam;
     Random random(1);
     for (int round = 0; round < 20000; ++round) {
-        const T a = RandomAddress<T>(random);
+        const T a = round % 4 == 0 ? FromNumber<T>(Wide{1} << random.Below(128)) : RandomAddress<T>(random);
         const T b = round % 8 == 0 ? a : RandomAddress<T>(random);
         const Wide x = NumberOf(a);
         const Wide y = NumberOf(b);
@@ -155,17 +155,6 @@ TYPED_TEST(AddressShape, StepsChangeTheObjectAndReturnACopy)
     address.~TypeParam();
     new (&address) TypeParam(FromNumber<TypeParam>(5));
     EXPECT_EQ(address -= address, TypeParam()) << "both operands may be one object";
-}
-
-TYPED_TEST(AddressShape, PowersOfTwoAreZeroAndSingleBits)
-{
-    if constexpr (kSize<TypeParam> < 16) {
-        EXPECT_TRUE(TypeParam().IsPowerOf2());
-        for (int bit = 0; bit < kSize<TypeParam> * 8; ++bit) {
-            EXPECT_TRUE(FromNumber<TypeParam>(Wide{1} << bit).IsPowerOf2());
-            EXPECT_FALSE(FromNumber<TypeParam>(Wide{1} << bit | Wide{1} << (bit + 1) % 8).IsPowerOf2()) << bit;
-        }
-    }
 }
 
 TYPED_TEST(AddressShape, AWordThatIsNoAddressChangesNothing)

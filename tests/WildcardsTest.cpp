@@ -1,4 +1,5 @@
 #include "support/Random.h"
+#include "support/Rows.h"
 
 #include <common/Wildcards.h>
 
@@ -11,6 +12,7 @@
 using namespace zor::common;
 using namespace std::string_literals;
 using test::Random;
+using test::Rows;
 
 namespace {
 
@@ -33,95 +35,12 @@ std::string Value(Wildcards& wildcards)
 
 TEST(WildcardsSequence, StepsThroughTheValues)
 {
-    const struct {
-        std::string templ;
-        int count;
-        std::string expected;
-    } rows[] = {
-        // Decimal counters.
-        {"no expression", 2, "no expression|no expression|"},
-        {"", 1, "|"},
-        {"@x", 3, "1|1|1|"},
-        {"@x()", 2, "1|1|"},
-        {"@x(5)", 3, "5|5|5|"},
-        {"<@x(0,3,1)>", 5, "<0>|<1>|<2>|<0>|<1>|"},
-        {"@x(0,3,1,0,1)", 8, "0|0|1|1|2|2|0|0|"},
-        {"@x(0,2,1)-@x(0,3,1)", 4, "0-0|1-1|0-2|1-0|"},
-        {"@x(7,0,3,4)", 3, "0007|0010|0013|"},
-        {"@x(0,0,1,0,0,2)", 5, "0|1|2|0|1|"},
-        {"@x(9,0,1,0,0,4)", 3, "9|0|1|"},
-        {"@x(4294967295,0,2)", 3, "4294967295|1|3|"},
-        {"@x(1,0,1,0,0,4294967295)", 2, "1|2|"},
-        {"@x(12345,1,1,3)", 1, "12345|"},
-        {"@x(1,1,1,257)", 1, "1|"},
-        {"@x \t(5)", 1, "1 \t(5)|"},
-        // Argument lists.
-        {"@x(;\n3\t 4,,;2 1)", 3, "3|5|7|"},
-        {"@x(a,b,c,d)", 3, "1|1|1|"},
-        {"@x(12ab,x)", 1, "12|"},
-        {"@x(4294967296,2)", 2, "1|2|"},
-        {"@x(5,)", 1, "5|"},
-        {"@x(1,2,3,4,5,6,7,8)", 1, "0001|"},
-        {"@x(5", 1, "1(5|"},
-        {"@x(@x)@x(2)", 1, "12|"},
-        // Literal text, escapes, bases.
-        {"@@ @z @", 1, "@ @z @|"},
-        {"@@x", 1, "@x|"},
-        {"@z(1)@Z@\0@"s, 1, "@z(1)@Z@\0@|"s},
-        {"@b/@b(3)/@b()/@b(0)", 2, "7/007/7/7|7/007/7/7|"},
-        {"@s-@S(2)-@s(0,9,2,0,1)", 3, "9-09-9|10-10-9|11-11-11|"},
-        {"@s(1,1,1,0,0,9)", 3, "9|0|1|"},
-        // Hex counters.
-        {"@$", 2, "\0|\0|"s},
-        {"@$(0A,0,2)", 2, "\n|\v|"},
-        {"@$(0A,0,2,big)", 2, "\n|\f|"},
-        {"@$(0102,0,01,little)", 2, "\2\1|\3\1|"},
-        {"@$(0102,0,01,big)", 2, "\1\2|\1\3|"},
-        {"@$(0102,0,01,hex)", 2, "0102|0103|"},
-        {"@$(ff,0,0100,2)", 3, "ff|01ff|02ff|"},
-        {"@$(fe,3,1,hex)", 5, "fe|ff|00|fe|ff|"},
-        {"@$(fe,2,1,hex,1)", 6, "fe|fe|ff|ff|fe|fe|"},
-        {"@$(0102,1,1,258)", 1, "0102|"},
-        {"@$(0102,1,1,6)@$(0102,1,1,Big)@$(0102,1,1,0)@$(0102,1,1,256)", 1, "\2\1\2\1\2\1\2\1|"},
-        {"@$(01,0,1,1x)", 1, "\1|"},
-        {"@$(0123456789ab,1,1,mac) @$(fabc,1,1,mac)", 1, "01-23-45-67-89-ab 00-00-00-00-fa-bc|"},
-        {"@$(0A000001,4,1,ipv4)", 5, "10.0.0.1|10.0.0.2|10.0.0.3|10.0.0.4|10.0.0.1|"},
-        {"@$(aaC0A80001,1,1,ipv4) @$(1,1,1,4)", 1, "192.168.0.1 0.0.0.1|"},
-        {"@$(20010db8000000000000000000000001,0,1,ipv6) @$(ff,1,1,5)", 2, "2001:db8::1 ::ff|2001:db8::2 ::ff|"},
-        {"@$(10f0,0,1,hex,0,0f0f)", 3, "10f0|10f1|10f2|"},
-        {"@$(0ffe,0,1,hex,0,f00f)", 4, "0ffe|0fff|1ff0|1ff1|"},
-        {"@$(01020f,0,1,hex,0,0f)", 2, "01020f|000000|"},
-        {"@$(01,0,1,hex,0,00ff)", 2, "01|0002|"},
-        // Length fields.
-        {"@_(1,2,1)abc@x(7,1,1,3)@_", 1, "\0\6abc007|"s},
-        {"@_abc@_", 1, "\3abc|"},
-        {"@_(1,2,0)abc@_", 1, "\3\0abc|"s},
-        {"@_(0,2,1)abc@_.", 1, "abc\0\3.|"s},
-        {"@_(1,0)@s(3)0123456@_@x", 2,
-         "100090123456"
-         "1|100100123456"
-         "1|"},
-        {"@_(0,0)@@12@_", 1, "@123|"},
-        {"@_(1,10,1)a@_@_(0,9,0)bc@_", 1, "\0\0\0\0\0\0\0\0\0\1abc\2\0\0\0\0\0\0\0\0|"s},
-        {"a@_b", 1, "ab|"},
-        {"a@_b@_c@_d", 1, "ab\1cd|"},
-        // Hex templates.
-        {"@h01 02 40 @x 03", 1, "\1\2@1\3|"},
-        {"@h", 1, "|"},
-        {"@h123", 1, "\1\x23|"},
-        {"@h1 2g3@@4", 1, "\1\2\3@\4|"},
-        {"@h0102@", 1, "\1\2\1\2|"},
-        {"@h@$(05,3,1,big)ff@", 2, "\5\xff\xff|\6\xff\xff|"},
-        {"@h@z(41)@x(7", 1, "@zA1\x07|"},
-        {"@h41@v42@x(3)43", 1, "A@vB3C|"},
-        {"@h4078@x", 1, "@x1|"},
-        {" @h41", 1, " @h41|"},
-    };
-    for (const auto& row : rows) {
-        Wildcards wildcards(row.templ, "@");
+    for (const auto& row : Rows("wildcards.txt")) {
+        Wildcards wildcards(row[0], "@");
         wildcards.SetFirstBase(7);
         wildcards.SetSecondBase(9);
-        EXPECT_EQ(Values(wildcards, row.count), row.expected) << row.templ;
+        const auto count = std::count(row[1].begin(), row[1].end(), '|');
+        EXPECT_EQ(Values(wildcards, static_cast<int>(count)), row[1]) << row[0];
     }
 }
 
@@ -387,21 +306,12 @@ TEST(WildcardsVariables, AreFoundInAnyCaseAndReadWhenRendered)
 
 TEST(WildcardsVariables, ListsAreSplitAsDocumented)
 {
-    const struct {
-        const char *list, *name, *value;
-    } rows[] = {
-        {"x=1, y=a\\,b", "x", "1"}, {"x=1, y=a\\,b", "y", "a,b"}, {"a=1,b", "a", "1"},     {"a=1,b", "b", nullptr},
-        {" a = 1", "a ", " 1"},     {"a=b=c", "a", "b=c"},        {"a=,b=2", "a", ""},     {"a=,b=2", "b", "2"},
-        {"A=1,a=2", "a", "2"},      {"b,a=1", "b,a", "1"},        {"a=\\,\\,", "a", ",,"}, {"a=x\\\\,y", "a", "x\\,y"},
-        {"\t\n a=1\n", "a", "1\n"}, {"==1,b=2", "b", "2"},        {"a=\\", "a", "\\"},     {"a=1\\,", "a", "1,"},
-        {",a=1", ",a", "1"},        {"=", "", nullptr},           {"port=9", "port", "9"}, {"a=\\x\\,", "a", "\\x,"},
-    };
-    for (const auto& row : rows) {
+    for (const auto& row : Rows("wildcards-variables.txt")) {
         Wildcards wildcards("", "@");
-        wildcards.AddVarList(row.list);
+        wildcards.AddVarList(row[0]);
         std::string value;
-        EXPECT_EQ(wildcards.GetVar(row.name, value), row.value != nullptr) << row.list;
-        EXPECT_EQ(value, row.value ? row.value : "") << row.list;
+        EXPECT_EQ(wildcards.GetVar(row[1], value), row.size() == 3) << row[0];
+        EXPECT_EQ(value, row.size() == 3 ? row[2] : "") << row[0];
     }
     Wildcards wildcards("", "@");
     wildcards.AddVarList(std::vector<std::string>{"a=1,2", "none", "B= x=y", "a=3"});

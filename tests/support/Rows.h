@@ -1,0 +1,40 @@
+#ifndef ZOR_COMMON_TESTS_ROWS_H
+#define ZOR_COMMON_TESTS_ROWS_H
+
+/// \file
+/// Tables of cases in tests/data: a row a line, fields separated by tabs, lines that start with "//" left out. In a
+/// field, "\" and two hex digits stand for a byte.
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace zor::common::test {
+
+inline std::vector<std::vector<std::string>> Rows(const std::string& file)
+{
+    std::ifstream in(ZOR_COMMON_TEST_DATA "/" + file);
+    std::vector<std::vector<std::string>> rows;
+    for (std::string line; std::getline(in, line);) {
+        if (line.compare(0, 2, "//") == 0) continue;
+        std::vector<std::string>& row = rows.emplace_back(1);
+        for (std::size_t i = 0; i < line.size(); ++i) {
+            if (line[i] == '\t') {
+                row.emplace_back();
+            } else if (line[i] == '\\') {
+                row.back() += static_cast<char>(std::stoi(line.substr(i + 1, 2), nullptr, 16));
+                i += 2;
+            } else {
+                row.back() += line[i];
+            }
+        }
+    }
+    EXPECT_FALSE(rows.empty()) << "no rows in " << file;
+    return rows;
+}
+
+} // namespace zor::common::test
+
+#endif // ZOR_COMMON_TESTS_ROWS_H
