@@ -86,20 +86,6 @@ constexpr int ClampIndex(int index, int size) noexcept
     return index < 0 ? 0 : index < size ? index : size - 1;
 }
 
-/// Shifts that clear the number when \a count reaches its width and leave it alone when \a count is
-/// negative, for a number of \a width bits in the low bits of 64.
-constexpr std::uint64_t ShiftLeft(std::uint64_t number, int count, int width) noexcept
-{
-    if (count <= 0) return number;
-    return count < width ? number << count : 0;
-}
-
-constexpr std::uint64_t ShiftRight(std::uint64_t number, int count, int width) noexcept
-{
-    if (count <= 0) return number;
-    return count < width ? number >> count : 0;
-}
-
 /// A 128-bit number as two halves, for headers that must not name the compiler's own 128-bit type.
 struct Uint128 {
     std::uint64_t high;

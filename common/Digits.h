@@ -5,6 +5,7 @@
 /// Internal: digits to and from characters, the same whatever locale the host program has set.
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -97,22 +98,9 @@ inline char* WriteDottedDecimal(char* out, const unsigned char* bytes) noexcept
     return WriteDecimalByte(out, bytes[3]);
 }
 
-/// Room for the digits of the largest 64-bit number.
-inline constexpr std::size_t kDecimalRoom = 20;
-
-/// Writes a number right-aligned so that it ends at \a end, and returns its first digit.
-inline char* WriteDecimalBefore(char* end, std::uint64_t number) noexcept
-{
-    do {
-        *--end = static_cast<char>('0' + number % 10);
-        number /= 10;
-    } while (number != 0);
-    return end;
-}
-
-/// Room for eight groups of four digits with colons between them, and for the three characters that
-/// WriteHexGroups touches beyond it. Six groups and dotted decimal take less.
-inline constexpr std::size_t kHexGroupsRoom = 42;
+/// Room for eight groups of four digits with colons between them. A shorter group touches four characters too, but
+/// none beyond these. The forms that end in dotted decimal take less.
+inline constexpr std::size_t kHexGroupsRoom = 39;
 
 /// Writes \a count groups of 16 bits, 6 or 8, the way IPv6 addresses print: in lower case without leading
 /// zeros, a ":" after each but the eighth, and the first of the longest runs of zero groups, be it a single

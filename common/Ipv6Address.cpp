@@ -71,19 +71,12 @@ bool ExpandZeroGroups(const std::string& text, bool dotted, std::string& expande
         return colons <= 7;
     }
     if (text.find("::", gap + 1) != std::string::npos || colons > 8) return false;
-    if (text == "::") {
-        expanded = "0:0:0:0:0:0:0:0";
-        return true;
-    }
     expanded = gap == 0 ? "0:" : text.substr(0, gap + 1);
     for (auto i = colons + (dotted ? 1 : 0); i < 8; ++i) expanded += "0:";
     if (gap + 2 == text.size()) {
         expanded += '0';
-        return true;
-    }
-    expanded.append(text, gap + 2);
-    if (!dotted) {
-        for (auto i = std::count(expanded.begin(), expanded.end(), ':'); i < 7; ++i) expanded += ":0";
+    } else {
+        expanded.append(text, gap + 2);
     }
     return true;
 }
@@ -163,24 +156,6 @@ void CIpv6Address::DecodeFormatting(const std::vector<unsigned char>& record) no
     if (!record.empty()) mFormatLast4BytesAsIpv4 = record[0] != 0;
 }
 
-CIpv6Address& CIpv6Address::operator*=(unsigned long factor) noexcept
-{
-    std::uint16_t columns[16] = {};
-    for (int shift = 0; factor != 0; ++shift, factor >>= 8) {
-        const unsigned int digit = factor & 0xff;
-        for (int i = shift; i < 16; ++i) {
-            columns[i - shift] = static_cast<std::uint16_t>(columns[i - shift] + mBytes[i] * digit);
-        }
-    }
-    std::uint16_t sum = 0;
-    for (int i = 15; i >= 0; --i) {
-        sum = static_cast<std::uint16_t>(sum + columns[i]);
-        mBytes[i] = static_cast<unsigned char>(sum);
-        sum >>= 8;
-    }
-    return *this;
-}
-
 CIpv6Address CIpv6Address::operator/(const CIpv6Address& divisor) const noexcept
 {
     CIpv6Address remainder;
@@ -206,7 +181,7 @@ CIpv6Address CIpv6Address::RoundUpToPrefix(int length) const noexcept
 {
     const int hostBits = HostBits(length);
     if ((Number() >> hostBits << hostBits) == Number()) return *this;
-    return GetNextIp(length, 1, 1).Number() >> hostBits << hostBits;
+    return FromNumber(GetNextIp(length, 1, 1).Number() >> hostBits << hostBits);
 }
 
 CIpv6Address CIpv6Address::Subtract(int length, unsigned int step, unsigned int count) const noexcept
@@ -218,7 +193,7 @@ CIpv6Address CIpv6Address::Subtract(int length, unsigned int step, unsigned int 
         const std::uint64_t unwrapped = (std::uint64_t{step * count} << (8 - bits % 8)) >> (bits / 8 * 8);
         if (unwrapped != 0) return *this;
     }
-    return Number() - distance;
+    return FromNumber(Number() - distance);
 }
 
 unsigned int CIpv6Address::Divide(int length, unsigned int n) const noexcept
@@ -231,44 +206,6 @@ unsigned int CIpv6Address::GetOffset(int length, unsigned int n) const noexcept
 {
     const auto subnet = static_cast<unsigned int>((Number() >> HostBits(length)).low);
     return n == 0 ? subnet : subnet % n;
-}
-
-void CIpv6Address::SetHostAddress(unsigned int value) noexcept
-{
-    const unsigned int number = detail::LoadBig32(mBytes + 12);
-    detail::StoreBig32(mBytes + 12, (number & value) | (~value & (0xfffffffe - value)));
-}
-
-void CIpv6Address::SetIpv4CompatibleAddr(const CIpAddress& address) noexcept
-{
-    SetNumber({0, 0});
-    address.CopyTo(mBytes + 12);
-    mFormatLast4BytesAsIpv4 = true;
-}
-
-void CIpv6Address::SetIpv4MappedAddr(const CIpAddress& address) noexcept
-{
-    SetNumber({0, 0xffff00000000});
-    address.CopyTo(mBytes + 12);
-    mFormatLast4BytesAsIpv4 = true;
-}
-
-void CIpv6Address::SetEui64(const CMacAddress& mac) noexcept
-{
-    const std::uint64_t number = mac.ToU64();
-    SetNumber({0, ((number & 0xffffff000000) << 16 | 0xfffe000000 | (number & 0xffffff)) ^ 0x0200000000000000});
-}
-
-void CIpv6Address::SetEui64WithLinkLocal(const CMacAddress& mac) noexcept
-{
-    SetEui64(mac);
-    mBytes[0] = 0xfe;
-    mBytes[1] = 0x80;
-}
-
-void CIpv6Address::GetEui64(CMacAddress& mac) const noexcept
-{
-    mac = CMacAddress(mBytes[8] ^ 0x02, mBytes[9], mBytes[10], mBytes[13], mBytes[14], mBytes[15]);
 }
 
 void CMacAddress::SetMulticastAddr(const CIpv6Address& group) noexcept

@@ -39,7 +39,7 @@ namespace zor::common {
 /// | CopyFromString() | whether the text has a "." |
 /// | SetIpv4CompatibleAddr(), SetIpv4MappedAddr() | true |
 /// | CreateStepMaskFromPrefixLength() | false |
-/// | CopyFrom(), `+=`, `-=`, `*=`, bitwise `\|=` and `&=`, Not(), shifts, the other setters | as it was |
+/// | CopyFrom(), `+=`, `-=`, `*=`, bitwise `\|=` and `&=`, Not(), shifts, SetHost(), SetNetwork(), SetHostAddress(), SetEui64(), SetEui64WithLinkLocal() | as it was |
 /// | `~`, `*`, bitwise `\|` and `&`, GetHost(), GetNetwork() | that of this (the left) operand |
 /// | `+`, `-`, `/`, `%`, both results of Divide(), GetNextIp() | false |
 /// | `++`, `--`, `/=`, `%=` | false, on this object |
@@ -86,9 +86,13 @@ public:
     /// a dotted decimal tail in place of the last two groups, which sets the flag.
     ///
     /// More than that passes: an empty group is zero (1:2:3:4:5:6:7: ends in one), "::" may stand for no group at
-    /// all, the numbers of a dotted tail count by their low 8 bits, and what follows the last group is not
-    /// examined. The text is expanded to eight groups of at least four digits each and then read by sscanf, two
-    /// digits ("%2x") a byte and "%d" for the tail; a group of five digits or more fails there.
+    /// all, and the numbers of a dotted tail count by their low 8 bits. The text is expanded to eight groups, each
+    /// filled up with zeros to four characters, and then read by sscanf, two digits ("%2x") a byte and "%d" for the
+    /// tail; a group of five digits fails there, unless it is the last one, of which the first four count.
+    ///
+    /// Take a prefix length or a zone off before: what follows an address is not reliably told from its last group.
+    /// After four characters of that group, or after a dotted tail, it is not examined, but a "." or ":" in it still
+    /// counts; after a shorter group it is read as part of it ("::1/64" is rejected, "::1 and" is ::10a).
     ///
     /// \param error  may be null; replaced only on failure, by `invalid ipv6 address "TEXT"`, with the whole text.
     /// \return       whether \a text was an address; if not, this address and its flag are unchanged.
@@ -168,18 +172,40 @@ public:
     /// Multiplies byte by byte into one 16-bit sum for each byte of the result. A sum above 65535 loses its excess,
     /// so the product is exact only while none gets there: ::ffff times 0xffff gives ::fefe:1. Results like this
     /// one are relied on and stay.
-    CIpv6Address& operator*=(unsigned long factor) noexcept;
+    constexpr CIpv6Address& operator*=(unsigned long factor) noexcept
+    {
+        std::uint16_t columns[16] = {};
+        for (int shift = 0; factor != 0; ++shift, factor >>= 8) {
+            const unsigned int digit = factor & 0xff;
+            for (int i = shift; i < 16; ++i) {
+                columns[i - shift] = static_cast<std::uint16_t>(columns[i - shift] + mBytes[i] * digit);
+            }
+        }
+        std::uint16_t sum = 0;
+        for (int i = 15; i >= 0; --i) {
+            sum = static_cast<std::uint16_t>(sum + columns[i]);
+            mBytes[i] = static_cast<unsigned char>(sum);
+            sum >>= 8;
+        }
+        return *this;
+    }
 
     CIpv6Address& operator/=(const CIpv6Address& divisor) noexcept { return *this = *this / divisor; }
 
     /// The true remainder; CIpAddress gives the quotient here.
     CIpv6Address& operator%=(const CIpv6Address& divisor) noexcept { return *this = *this % divisor; }
 
-    constexpr CIpv6Address operator+(const CIpv6Address& other) const noexcept { return Number() + other.Number(); }
-    constexpr CIpv6Address operator-(const CIpv6Address& other) const noexcept { return Number() - other.Number(); }
+    constexpr CIpv6Address operator+(const CIpv6Address& other) const noexcept
+    {
+        return FromNumber(Number() + other.Number());
+    }
+    constexpr CIpv6Address operator-(const CIpv6Address& other) const noexcept
+    {
+        return FromNumber(Number() - other.Number());
+    }
 
     /// The product of `*=`, with its narrow sums.
-    CIpv6Address operator*(unsigned long factor) const noexcept { return CIpv6Address(*this) *= factor; }
+    constexpr CIpv6Address operator*(unsigned long factor) const noexcept { return CIpv6Address(*this) *= factor; }
 
     CIpv6Address operator/(const CIpv6Address& divisor) const noexcept;
     CIpv6Address operator%(const CIpv6Address& divisor) const noexcept;
@@ -273,7 +299,7 @@ public:
     /// a prefix of that length instead.
     constexpr void CreateStepMaskFromPrefixLength(unsigned char length) noexcept
     {
-        *this = ~detail::Uint128{0, 0} >> (128 - length);
+        *this = FromNumber(~detail::Uint128{0, 0} >> (128 - length));
     }
 
     /// The smallest multiple of 2^(128 - length) that is not below this address, itself where it is one; beyond the
@@ -284,7 +310,7 @@ public:
     /// 2^(128 - length) is added, modulo 2^128.
     constexpr CIpv6Address GetNextIp(int length, unsigned int step, unsigned int count) const noexcept
     {
-        return Number() + (detail::Uint128{0, step * count} << HostBits(length));
+        return FromNumber(Number() + (detail::Uint128{0, step * count} << HostBits(length)));
     }
 
     /// This address moved back the same way. For a length below 32 it declines, and returns this address as it is,
@@ -301,7 +327,11 @@ public:
 
     /// Replaces x, the number in bytes 12 to 15, by (x AND value) OR (NOT value with its lowest set bit cleared),
     /// in 32 bits.
-    void SetHostAddress(unsigned int value) noexcept;
+    constexpr void SetHostAddress(unsigned int value) noexcept
+    {
+        const unsigned int number = detail::LoadBig32(mBytes + 12);
+        detail::StoreBig32(mBytes + 12, (number & value) | (~value & (0xfffffffe - value)));
+    }
 
     /// \}
     /// \name Classification
@@ -337,25 +367,47 @@ public:
     /// \{
 
     /// Becomes the IPv4-compatible address ::a.b.c.d and sets the flag.
-    void SetIpv4CompatibleAddr(const CIpAddress& address) noexcept;
+    constexpr void SetIpv4CompatibleAddr(const CIpAddress& address) noexcept
+    {
+        SetNumber({0, 0});
+        address.CopyTo(mBytes + 12);
+        mFormatLast4BytesAsIpv4 = true;
+    }
 
     /// Becomes the IPv4-mapped address ::ffff:a.b.c.d and sets the flag.
-    void SetIpv4MappedAddr(const CIpAddress& address) noexcept;
+    constexpr void SetIpv4MappedAddr(const CIpAddress& address) noexcept
+    {
+        SetNumber({0, 0xffff00000000});
+        address.CopyTo(mBytes + 12);
+        mFormatLast4BytesAsIpv4 = true;
+    }
 
     /// Becomes ::/64 with the modified EUI-64 interface identifier of \a mac (RFC 4291, appendix A): ff:fe in the
     /// middle and the universal/local bit inverted.
-    void SetEui64(const CMacAddress& mac) noexcept;
+    constexpr void SetEui64(const CMacAddress& mac) noexcept
+    {
+        const std::uint64_t number = mac.ToU64();
+        SetNumber({0, ((number & 0xffffff000000) << 16 | 0xfffe000000 | (number & 0xffffff)) ^ 0x0200000000000000});
+    }
 
     /// As SetEui64(), in the link-local prefix fe80::/64.
-    void SetEui64WithLinkLocal(const CMacAddress& mac) noexcept;
+    constexpr void SetEui64WithLinkLocal(const CMacAddress& mac) noexcept
+    {
+        SetEui64(mac);
+        mBytes[0] = 0xfe;
+        mBytes[1] = 0x80;
+    }
 
     /// Sets \a mac to what SetEui64() took. Whether the middle bytes are ff:fe is not tested.
-    void GetEui64(CMacAddress& mac) const noexcept;
+    constexpr void GetEui64(CMacAddress& mac) const noexcept
+    {
+        mac = CMacAddress(mBytes[8] ^ 0x02, mBytes[9], mBytes[10], mBytes[13], mBytes[14], mBytes[15]);
+    }
 
     /// \}
 
 private:
-    constexpr CIpv6Address(detail::Uint128 number) noexcept { SetNumber(number); }
+    static constexpr CIpv6Address FromNumber(detail::Uint128 number) noexcept { return {number.high, number.low}; }
 
     constexpr detail::Uint128 Number() const noexcept { return detail::LoadBig128(mBytes); }
     constexpr void SetNumber(detail::Uint128 number) noexcept { detail::StoreBig128(mBytes, number); }
@@ -363,7 +415,7 @@ private:
     /// A copy, flag included, with another number.
     constexpr CIpv6Address WithNumber(detail::Uint128 number) const noexcept
     {
-        CIpv6Address result(number);
+        CIpv6Address result = FromNumber(number);
         result.CopyFormatting(*this);
         return result;
     }

@@ -79,7 +79,7 @@ public:
     ///
     /// The first character that is no hex digit is the separator; a text without one uses the present style's.
     /// The groups are read by sscanf with "%x" and that separator between them, so each may have any number of
-    /// digits, a sign or (but for the first) an 0x prefix, and what follows the last group is not examined. A
+    /// digits and, but for the first, a sign or an 0x prefix, and what follows the last group is not examined. A
     /// value counts by its low 32 bits taken as signed, must be at most 255 (or 65535), and gives its low 8 (or
     /// 16) bits. Three groups of any width are read as the 16-bit form: 1:2:3 is 00:01:00:02:00:03.
     ///
@@ -156,10 +156,16 @@ public:
 
     /// Moves every bit \a count places to the more significant end; zeros come in. 48 and more clear the
     /// address, a negative count leaves it alone.
-    constexpr void ShiftLeft(int count) noexcept { CopyFrom(detail::ShiftLeft(ToU64(), count, 48)); }
+    constexpr void ShiftLeft(int count) noexcept
+    {
+        if (count > 0) CopyFrom(count < 48 ? ToU64() << count : 0);
+    }
 
     /// As ShiftLeft(), towards the less significant end.
-    constexpr void ShiftRight(int count) noexcept { CopyFrom(detail::ShiftRight(ToU64(), count, 48)); }
+    constexpr void ShiftRight(int count) noexcept
+    {
+        if (count > 0) CopyFrom(count < 48 ? ToU64() >> count : 0);
+    }
 
     /// \}
     /// \name Bytes

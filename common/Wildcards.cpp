@@ -622,6 +622,19 @@ void Wildcards::Commit(unsigned int newIndex) noexcept
 
 namespace {
 
+/// Room for the digits of the largest 64-bit number.
+constexpr std::size_t kDecimalRoom = 20;
+
+/// Writes a number right-aligned so that it ends at \a end, and returns its first digit.
+char* WriteDecimalBefore(char* end, std::uint64_t number)
+{
+    do {
+        *--end = static_cast<char>('0' + number % 10);
+        number /= 10;
+    } while (number != 0);
+    return end;
+}
+
 /// The last \a N bytes of a field, with zeros in front of a shorter one.
 template <std::size_t N>
 void GetLsbBytes(const Hexfield& field, unsigned char (&bytes)[N])
@@ -674,8 +687,8 @@ void Wildcards::RenderInOrder(std::string& out, bool next) const
             const std::size_t length = writer.Size() - stretch;
             const std::size_t pos = opening->start == 0 ? writer.Size() : stretch;
             if (opening->count == 0) {
-                char digits[detail::kDecimalRoom];
-                const char* const first = detail::WriteDecimalBefore(digits + sizeof digits, length);
+                char digits[kDecimalRoom];
+                const char* const first = WriteDecimalBefore(digits + sizeof digits, length);
                 const auto size = static_cast<std::size_t>(digits + sizeof digits - first);
                 std::memcpy(writer.Insert(pos, size), first, size);
             } else {
@@ -737,9 +750,9 @@ void Wildcards::WriteText(Writer& writer, const SubsExpr& expr, bool next) const
     case 'S':
     case 'v':
     case 'x': {
-        char digits[detail::kDecimalRoom];
+        char digits[kDecimalRoom];
         char* const end = digits + sizeof digits;
-        const char* const first = detail::WriteDecimalBefore(end, next ? expr.next.current : expr.current);
+        const char* const first = WriteDecimalBefore(end, next ? expr.next.current : expr.current);
         const auto size = static_cast<std::size_t>(end - first);
         const std::size_t zeros = expr.width > size ? expr.width - size : 0;
         char* const out = writer.Room(zeros + size);

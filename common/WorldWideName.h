@@ -76,7 +76,7 @@ public:
     ///
     /// The first character that is no hex digit is the separator; a text without one uses the present style's.
     /// The bytes are read by sscanf with "%x" and that separator between them, so each may have any number of
-    /// digits, a sign or (but for the first) an 0x prefix, and what follows the last one is not examined. A value
+    /// digits and, but for the first, a sign or an 0x prefix, and what follows the last one is not examined. A value
     /// counts by its low 32 bits taken as signed, must be at most 255, and gives its low 8 bits.
     ///
     /// \param error  may be null; replaced only on failure, by

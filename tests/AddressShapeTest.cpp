@@ -73,6 +73,31 @@ TYPED_TEST(AddressShape, IsAPlainValueOfItsBytes)
     EXPECT_EQ(NumberOf(TypeParam()), Wide{0});
 }
 
+TEST(AddressConstants, AreMadeByTheCompiler)
+{
+    static_assert(CIpAddress(1, 2, 3, 4) == CIpAddress(0x01020304u));
+    static_assert(CMacAddress(1, 2, 3, 4, 5, 6) == CMacAddress(0x010203040506));
+    static_assert(CWorldWideName(1, 2, 3, 4, 5, 6, 7, 8) == CWorldWideName(0x0102030405060708));
+    static_assert(CIpv6Address(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16) ==
+                  CIpv6Address(0x0102030405060708, 0x090a0b0c0d0e0f10));
+    unsigned char one[16] = {};
+    one[3] = one[5] = one[7] = one[15] = 1;
+    CIpAddress ip;
+    CMacAddress mac;
+    CWorldWideName name;
+    CIpv6Address ipv6;
+    ip.CopyFrom(1u), mac.CopyFrom(0x10001ul), name.CopyFrom(0x100010001ul), ipv6.CopyFrom(0x100010001, 1);
+    EXPECT_TRUE(ip == CIpAddress(one) && mac == CMacAddress(one) && name == CWorldWideName(one));
+    EXPECT_EQ(ipv6, CIpv6Address(one));
+}
+
+TYPED_TEST(AddressShape, DivisionByZeroGivesZeroAndTheDividend)
+{
+    const TypeParam five = FromNumber<TypeParam>(5);
+    EXPECT_EQ(five / TypeParam(), TypeParam());
+    EXPECT_EQ(five % TypeParam(), kQuotientForRemainder<TypeParam> ? TypeParam() : five);
+}
+
 TYPED_TEST(AddressShape, BytesAreInNetworkOrderAndIndexesAreClamped)
 {
     constexpr int size = kSize<TypeParam>;
@@ -103,7 +128,9 @@ TYPED_TEST(AddressShape, ComputesLikeANumberOfItsWidth)
     Random random(1);
     for (int round = 0; round < 20000; ++round) {
         const T a = round % 4 == 0 ? FromNumber<T>(Wide{1} << random.Below(128)) : RandomAddress<T>(random);
-        const T b = round % 8 == 0 ? a : RandomAddress<T>(random);
+        const T b = round % 8 == 0   ? a
+                    : round % 8 == 1 ? FromNumber<T>(NumberOf(a) ^ Wide{1} << random.Below(128))
+                                     : RandomAddress<T>(random);
         const Wide x = NumberOf(a);
         const Wide y = NumberOf(b);
         SCOPED_TRACE(a.ToString() + " and " + b.ToString());
@@ -136,7 +163,8 @@ TYPED_TEST(AddressShape, ComputesLikeANumberOfItsWidth)
         ASSERT_EQ(NumberOf(complement), Cut<T>(~x));
         ASSERT_EQ(~a, complement);
         if constexpr (kSize<T> < 16) { // the IPv6 product and power of two are their own
-            const auto factor = static_cast<unsigned int>(random.Number());
+            const auto factor =
+                static_cast<std::conditional_t<kSize<T> == 4, unsigned int, unsigned long>>(random.Number());
             ASSERT_EQ(NumberOf(a * factor), Cut<T>(x * factor));
             ASSERT_EQ(T(a) *= factor, a * factor);
             ASSERT_EQ(a.IsPowerOf2(), (x & (x - 1)) == 0);

@@ -93,7 +93,7 @@ TEST(Ipv6AddressText, AgreesWithTheRulesAndTheSystemOnMutatedTexts)
         ASSERT_TRUE(address.CopyFromString(printed, nullptr)) << printed;
         ASSERT_EQ(address, source) << printed;
 
-        const std::string text = random.Mutated(printed, "0123abcdABCD::::..x +-\0"s);
+        const std::string text = random.Mutated(printed, "012abcdefABCDEF::::..x +-\0"s);
         unsigned char bytes[16];
         address = CIpv6Address(1, 2);
         const bool valid = Reference(text, bytes);
@@ -161,6 +161,7 @@ TEST(Ipv6AddressFlag, CountsInEqualsAndEncodesAsOneByte)
     address.SetFormatLast4BytesAsIpv4(true);
     EXPECT_TRUE(address == CIpv6Address(1, 2));
     EXPECT_FALSE(address.Equals(CIpv6Address(1, 2)));
+    EXPECT_FALSE(CIpv6Address(1, 3).Equals(CIpv6Address(1, 2)));
     EXPECT_FALSE(address.FormattingEquals(CIpv6Address()));
     for (std::vector<unsigned char> record : {std::vector<unsigned char>{}, {7}, {7, 8, 9}}) {
         address.EncodeFormatting(record);
