@@ -293,8 +293,8 @@ void Hexfield::MaskMultiply(unsigned int factor, const Hexfield& mask)
         }
     };
 
-    Hexfield packed;
-    packed.normalize(mSize);
+    Hexfield packed(*this);
+    std::fill(packed.mWords.begin(), packed.mWords.end(), 0u);
     forEachBit([&](std::size_t i, int place, unsigned int number) {
         packed.mWords[number / 32] |= (mWords[i] & 1u << place) << number % 32;
     });

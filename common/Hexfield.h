@@ -34,7 +34,7 @@ namespace zor::common {
 /// |---|---|---|
 /// | sum, difference | a carry is lost behind two words 0xffffffff with a carry coming in | above 4 bytes |
 /// | product | each word by itself: no carry from one word to the next | above 4 bytes |
-/// | `<` and its kin | numeric for equal widths; of different widths only the words in reach of the narrower one's byte count take part | above 4 bytes |
+/// | `<` and its kin | numeric for equal widths; of different widths some words are passed over | above 4 bytes |
 /// | `==` | fields of different widths are never equal | always |
 /// | MaskMultiply() | a bit moves by the sum of its two places in their words | masks above bit 0 |
 class ZOR_COMMON_API Hexfield {
@@ -85,9 +85,6 @@ public:
     /// Changes the width and keeps the value modulo 256^size: bytes come and go at the most significant end.
     void normalize(unsigned short size);
 
-    /// Makes room, so that no operation allocates in this field while its width stays within \a size bytes.
-    void Reserve(unsigned short size) { mWords.reserve(WordsFor(size)); }
-
     /// \}
     /// \name Text and byte strings
     /// \{
@@ -128,10 +125,10 @@ public:
 
     /// Numeric for fields of one width.
     ///
-    /// For different widths, a left field that is wider is first searched for a non-zero word from its top down to the
-    /// word whose index is the narrower width in bytes, and is not less if there is one. Then the words decide from
-    /// the top one of the narrower field on. Words of the wider field between the two ranges are passed over: the 12
-    /// bytes 01 00...00 are less than the 4 bytes 00 00 00 05.
+    /// For different widths, w being the narrower one in bytes, a wider left field with a non-zero word at an index of
+    /// w or above is not less. Then the words decide from index (w - 1) / 4, rounded up, down to 0 (from 1 where w is
+    /// 0), missing ones reading as zero. Words of the wider field between the two ranges are passed over: the 12 bytes
+    /// 01 00...00 are less than the 4 bytes 00 00 00 05.
     bool operator<(const Hexfield& other) const noexcept;
     bool operator>(const Hexfield& other) const noexcept { return other < *this; }
     bool operator<=(const Hexfield& other) const noexcept { return !(other < *this); }

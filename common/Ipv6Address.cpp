@@ -12,6 +12,19 @@ namespace {
 
 using Bytes = unsigned char[16];
 
+/// The compiler's own 128-bit numbers divide several times as fast as di_unsigned, which gives the same results.
+__extension__ typedef unsigned __int128 Wide;
+
+Wide ToWide(detail::Uint128 number)
+{
+    return static_cast<Wide>(number.high) << 64 | number.low;
+}
+
+detail::Uint128 ToUint128(Wide number)
+{
+    return {static_cast<std::uint64_t>(number >> 64), static_cast<std::uint64_t>(number)};
+}
+
 /// Reads the usual forms, filling \a bytes: groups of one to four digits, at most one "::" that stands for at
 /// least one group, in all sixteen bytes, with or without a tail in the usual dotted decimal. Expanded and
 /// padded, each of these is what sscanf reads the same bytes from. False says that the text is not of this form;
@@ -171,10 +184,11 @@ CIpv6Address CIpv6Address::operator%(const CIpv6Address& divisor) const noexcept
 
 CIpv6Address CIpv6Address::Divide(const CIpv6Address& divisor, CIpv6Address& remainder) const noexcept
 {
-    di_unsigned<unsigned int, unsigned char, 128> rest;
-    const CIpv6Address quotient = FromDiFormat(InDiFormat(*this).div1<128>(InDiFormat(divisor), &rest));
-    remainder = FromDiFormat(rest);
-    return quotient;
+    const Wide dividend = ToWide(Number());
+    const Wide number = ToWide(divisor.Number());
+    const Wide quotient = number == 0 ? 0 : dividend / number;
+    remainder = FromNumber(ToUint128(dividend - quotient * number));
+    return FromNumber(ToUint128(quotient));
 }
 
 CIpv6Address CIpv6Address::RoundUpToPrefix(int length) const noexcept

@@ -186,8 +186,7 @@ Wildcards& Wildcards::operator=(const Wildcards& other)
 
 void Wildcards::GetValue(std::string& out)
 {
-    ParseExpr();
-    Render(out, false);
+    Parsed([&] { Render(out, false); });
 }
 
 // The operations that step work in three stages: Prepare works out the values to come without touching the current
@@ -195,25 +194,28 @@ void Wildcards::GetValue(std::string& out)
 
 void Wildcards::GetNextValue(std::string& out)
 {
-    ParseExpr();
-    PrepareNext();
-    Render(out, true);
-    Commit(index + 1);
+    Parsed([&] {
+        PrepareNext();
+        Render(out, true);
+        Commit(index + 1);
+    });
 }
 
 void Wildcards::NextValue()
 {
-    ParseExpr();
-    PrepareNext();
-    Commit(index + 1);
+    Parsed([&] {
+        PrepareNext();
+        Commit(index + 1);
+    });
 }
 
 void Wildcards::GetValueAt(int newIndex, std::string& out, bool commit)
 {
-    ParseExpr();
-    PrepareAt(static_cast<unsigned int>(newIndex));
-    Render(out, true);
-    if (commit) Commit(static_cast<unsigned int>(newIndex));
+    Parsed([&] {
+        PrepareAt(static_cast<unsigned int>(newIndex));
+        Render(out, true);
+        if (commit) Commit(static_cast<unsigned int>(newIndex));
+    });
 }
 
 void Wildcards::SetReadCursor(int newIndex)
@@ -235,7 +237,40 @@ void Wildcards::Expand(std::string& out) const
 
 void Wildcards::ParseExpr()
 {
-    if (parsed) return;
+    Parsed([] {});
+}
+
+/// What a parse replaces, for a call that parses and then fails.
+struct Wildcards::BeforeParse {
+    std::string templ;
+    std::size_t exprCount;
+    std::size_t lengthFields;
+    bool inOrder;
+    unsigned int index;
+};
+
+/// Runs an operation on the parsed template. If the operation fails, a parse that was made for it is taken back.
+template <class Operation>
+void Wildcards::Parsed(Operation operation)
+{
+    if (parsed) return operation();
+    BeforeParse before = {{}, exprs.size(), lengthFields, inOrder, index};
+    Parse(before);
+    try {
+        operation();
+    } catch (...) {
+        templ.swap(before.templ);
+        exprs.erase(exprs.begin() + static_cast<std::ptrdiff_t>(before.exprCount), exprs.end());
+        lengthFields = before.lengthFields;
+        inOrder = before.inOrder;
+        index = before.index;
+        parsed = false;
+        throw;
+    }
+}
+
+void Wildcards::Parse(BeforeParse& before)
+{
     std::string text = templ;
     ConvertHexWildcardExpr(text, "@");
     std::vector<SubsExpr> found;
@@ -270,8 +305,9 @@ void Wildcards::ParseExpr()
         exprs.reserve(exprs.size() + found.size());
         std::move(found.begin(), found.end(), std::back_inserter(exprs));
     }
+    before.templ.swap(templ);
     templ.swap(text);
-    lengthFields += foundLengthFields;
+    lengthFields = foundLengthFields;
     inOrder = first;
     index = 0;
     parsed = true;
@@ -694,7 +730,6 @@ void Wildcards::RenderInOrder(std::string& out, bool next) const
             } else {
                 WriteLengthBytes(writer.Insert(pos, opening->count), opening->count, length, opening->step == 1);
             }
-            opening = nullptr;
         }
     }
     writer.Append(templ.data() + from, templ.size() - from);

@@ -32,10 +32,10 @@ namespace zor::common {
 /// | kind | value | arguments, with their defaults |
 /// |---|---|---|
 /// | `x` | decimal counter | start (1), count (1), step (1), width (0), repeat (0), maximum (0: none) |
-/// | `b` | the first base | width (0), then as for `x`; the count is 1 |
-/// | `s` `S` | decimal counter from the second base, without end | width (0), count (not used), then as for `x` |
+/// | `b` | the first base | width (0) |
+/// | `s` `S` | decimal counter from the second base, without end | width (0), not used, step (1), not used, repeat (0), maximum (0: none) |
 /// | `m` `M` | MAC address of SetEtherParams(), lower or upper case | layout: 0 or no list gives 00-11-22-33-44-55, others 0011.2233.4455 |
-/// | `v` | VLAN tag, VPI or VCI | tag number from 1, "vpi" or "vci"; width (1) |
+/// | `v` | VLAN tag, VPI or VCI | tag number from 1 (1 for any other word), "vpi" or "vci"; width (1) |
 /// | `p` | the variable "port" | |
 /// | `=` | a variable | its name |
 /// | `$` | counter of any number of bytes | start (hex), count (1), step (hex, 1), format, repeat (0), mask (hex) |
@@ -50,7 +50,8 @@ namespace zor::common {
 /// layout 1, "@b()" a width of 1. A list without ")" is literal text, and `v` without a list is too.
 ///
 /// A counter takes `count` values, or goes on without end if that is 0, and shows each of them `repeat` + 1 times.
-/// All numbers wrap modulo 2^32. Values above the maximum start again from 0: they are taken modulo maximum + 1.
+/// All numbers wrap modulo 2^32. Values above the maximum start again from 0: they are taken modulo maximum + 1, but
+/// for the start, which is shown as it is until an index asks for it.
 /// Numbers shorter than the width get zeros in front. All expressions advance together at each step and return to
 /// their starts on their own.
 ///
@@ -70,7 +71,9 @@ namespace zor::common {
 ///
 /// An object is used by one thread at a time, as reading a value may parse; distinct objects may be used from distinct
 /// threads. If an exception escapes, the object is as it was before the call, and the text it was to write into is
-/// valid but unspecified. Drawing values into a string that is used again allocates nothing once all is large enough.
+/// valid but unspecified. Into a string that is used again, GetValue(), GetNextValue() and Expand() allocate nothing
+/// once all is large enough. What they cost grows with the length of the template and its number of expressions, and
+/// so does parsing.
 class ZOR_COMMON_API Wildcards {
 public:
     /// A counter that callers define beside the template.
@@ -98,6 +101,9 @@ public:
         char kind = 0;                   ///< The kind character.
         std::vector<Hexfield> hexValues; ///< Hex counter: value, start, step and, with a mask, it and start AND NOT it.
         std::string text;                ///< The name of a variable, in lower case.
+
+    private:
+        friend class Wildcards;
 
         /// The value that a call has worked out; it becomes the current one when nothing can fail any more.
         struct {
@@ -137,8 +143,13 @@ public:
     /// Advances by one step. There is no end: counters start again or wrap.
     void NextValue();
 
-    /// Gives the value at an index, worked out from the template and the parameters and not by stepping: what
-    /// SetCurrentMac() changed since counts for MAC addresses.
+    /// Gives the value at an index, worked out from the template and the parameters and not by stepping.
+    ///
+    /// It is the value after so many steps from the start, with these exceptions. A MAC address starts from what
+    /// SetCurrentMac() last set, and of its step only the bits in the mask count. A hex counter multiplies its step by
+    /// the number of steps, with what that means above four bytes (Hexfield::operator*) and within a mask
+    /// (Hexfield::MaskMultiply, which leaves the step at least one step ahead), and has the step's width at least. A
+    /// start above the maximum is taken modulo maximum + 1.
     ///
     /// \param newIndex  taken modulo 2^32 as an unsigned number.
     /// \param commit    whether the object moves there. The repeats still to come stay as they are then;
@@ -154,8 +165,9 @@ public:
 
     /// Parses the template unless that has been done; every other value operation calls this. A parse after
     /// SetEtherParams() adds its expressions behind those it finds, and both are then rendered one after the other
-    /// from the last to the first, each at its position in what the text has become; a position beyond its end raises
-    /// std::out_of_range. So set the parameters before the first value is drawn.
+    /// from the last to the first, each at its position in what the text has become, in time that grows with the square
+    /// of the template; a position beyond the end of the text raises std::out_of_range. So set the parameters before
+    /// the first value is drawn.
     void ParseExpr();
 
     /// \}
@@ -228,6 +240,11 @@ private:
     struct Arguments;
     class Writer;
 
+    struct BeforeParse;
+
+    template <class Operation>
+    void Parsed(Operation operation);
+    void Parse(BeforeParse& before);
     bool MakeExpr(char kind, const Arguments& arguments, SubsExpr& expr) const;
     void MakeHexCounter(const Arguments& arguments, SubsExpr& expr) const;
     const VarDefUint32* FindVarDef(const Arguments& arguments) const noexcept;

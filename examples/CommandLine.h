@@ -4,6 +4,8 @@
 /// \file
 /// What the example programs share: numbers and files from the command line, and one way to report a mistake.
 
+#include <common/Wildcards.h>
+
 #include <charconv>
 #include <cstdint>
 #include <fstream>
@@ -47,6 +49,48 @@ inline std::string ReadFile(const std::string& path)
     return content;
 }
 
+/// A template from a file, without the newline that ends the file.
+inline std::string ReadTemplate(const std::string& path)
+{
+    std::string text = ReadFile(path);
+    if (!text.empty() && text.back() == '\n') text.pop_back();
+    return text;
+}
+
+/// Calls \a use with \a count values, from the current one on.
+template <class Use>
+void ForEachValue(zor::common::Wildcards& wildcards, std::uint32_t count, Use use)
+{
+    std::string value;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        if (i == 0) {
+            wildcards.GetValue(value);
+        } else {
+            wildcards.GetNextValue(value);
+        }
+        use(value);
+    }
+}
+
+/// Parses a template whose argument lists the user may have got wrong.
+inline void ParseTemplate(zor::common::Wildcards& wildcards)
+{
+    try {
+        wildcards.ParseExpr();
+    } catch (const std::out_of_range&) {
+        throw UsageError("an argument list in the template ends in delimiters");
+    }
+}
+
+/// What was wrong, in one line whatever text it quotes.
+inline void Report(const char* program, std::string message)
+{
+    for (char& c : message) {
+        if (static_cast<unsigned char>(c) < ' ') c = '?';
+    }
+    std::cerr << program << ": " << message << '\n';
+}
+
 /// Runs the body of a main() and turns what it throws into an exit status.
 template <class Body>
 int Run(const char* program, Body body)
@@ -56,10 +100,10 @@ int Run(const char* program, Body body)
         if (!std::cout.flush()) throw std::runtime_error("cannot write the output");
         return 0;
     } catch (const UsageError& error) {
-        std::cerr << program << ": " << error.what() << " (see --help)\n";
+        Report(program, std::string(error.what()) + " (see --help)");
         return 2;
     } catch (const std::exception& error) {
-        std::cerr << program << ": " << error.what() << '\n';
+        Report(program, error.what());
         return 1;
     }
 }

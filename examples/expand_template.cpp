@@ -19,7 +19,7 @@ constexpr const char* kHelp =
 
 Prints COUNT values of a template (1 if not given), a line each.
 
-  -i, --index N    the index of the first value (0)
+  -i, --index N    start from the value at an index, which is not always the one that steps lead to
   -m, --marker C   the character that opens an expression (@)
   -f, --file PATH  read the template from a file; a newline at its end is left out
   -x, --hex        print each value's bytes in hexadecimal
@@ -40,6 +40,13 @@ struct Options {
     bool help = false;
 };
 
+/// What getopt_long found wrong: a long option by its text, a short one, which may stand among others, by its letter.
+std::string WrongOption(const std::string& argument)
+{
+    if (argument.compare(0, 2, "--") != 0) return std::string("unknown option \"-") + static_cast<char>(optopt) + "\"";
+    return (optopt == 0 ? "unknown option \"" : "no value is expected in \"") + argument + "\"";
+}
+
 Options ReadOptions(int argc, char** argv)
 {
     static constexpr option kLong[] = {
@@ -59,17 +66,10 @@ Options ReadOptions(int argc, char** argv)
         case 'x': options.hex = true; break;
         case 'h': options.help = true; break;
         case ':': throw UsageError(std::string("option \"") + argv[optind - 1] + "\" needs a value");
-        default: throw UsageError(std::string("unknown option \"") + argv[optind - 1] + "\"");
+        default: throw UsageError(WrongOption(argv[optind - 1]));
         }
     }
     return options;
-}
-
-std::string ReadTemplate(const std::string& path)
-{
-    std::string text = examples::ReadFile(path);
-    if (!text.empty() && text.back() == '\n') text.pop_back();
-    return text;
 }
 
 void Print(const std::string& value, bool hex)
@@ -95,7 +95,7 @@ void ExpandTemplate(int argc, char** argv)
     int next = optind;
     std::string text;
     if (options.file) {
-        text = ReadTemplate(*options.file);
+        text = examples::ReadTemplate(*options.file);
     } else {
         if (next == argc) throw UsageError("no template is given");
         text = argv[next++];
@@ -114,21 +114,9 @@ void ExpandTemplate(int argc, char** argv)
         wildcards.AddVar(std::string(pair.substr(0, equals)), std::string(pair.substr(equals + 1)));
     }
 
-    try {
-        wildcards.ParseExpr();
-    } catch (const std::out_of_range&) {
-        throw UsageError("an argument list in the template ends in delimiters");
-    }
+    examples::ParseTemplate(wildcards);
     if (options.index) wildcards.SetReadCursor(static_cast<int>(*options.index));
-    std::string value;
-    for (std::uint32_t i = 0; i < count; ++i) {
-        if (i == 0) {
-            wildcards.GetValue(value);
-        } else {
-            wildcards.GetNextValue(value);
-        }
-        Print(value, options.hex);
-    }
+    examples::ForEachValue(wildcards, count, [&](const std::string& value) { Print(value, options.hex); });
 }
 
 } // namespace

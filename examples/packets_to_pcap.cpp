@@ -48,32 +48,26 @@ std::string PacketHeader(std::uint32_t milliseconds, std::size_t size)
 
 void PacketsToPcap(int argc, char** argv)
 {
-    if (argc == 2 && (argv[1] == std::string_view("--help") || argv[1] == std::string_view("-h"))) {
+    if (argc >= 2 && (argv[1] == std::string_view("--help") || argv[1] == std::string_view("-h"))) {
         std::cout << kHelp;
         return;
     }
     if (argc < 3 || argc > 4) throw UsageError("two files and perhaps a count are expected");
-    Wildcards packets(examples::ReadFile(argv[1]), "@");
-    try {
-        packets.ParseExpr();
-    } catch (const std::out_of_range&) {
-        throw UsageError("an argument list in the template ends in delimiters");
-    }
+    Wildcards packets(examples::ReadTemplate(argv[1]), "@");
+    examples::ParseTemplate(packets);
     const std::uint32_t count = argc == 4 ? examples::ReadNumber("the count", argv[3]) : 1000;
 
     std::ofstream out(argv[2], std::ios::binary | std::ios::trunc);
     if (!out) throw UsageError(std::string("cannot write \"") + argv[2] + "\"");
     out << FileHeader();
-    std::string packet;
-    for (std::uint32_t i = 0; i < count; ++i) {
-        if (i == 0) {
-            packets.GetValue(packet);
-        } else {
-            packets.GetNextValue(packet);
+    std::uint32_t written = 0;
+    examples::ForEachValue(packets, count, [&](const std::string& packet) {
+        if (packet.size() > kLongestPacket) {
+            throw UsageError("the capture ends before packet " + std::to_string(written + 1) +
+                             ", which is longer than 262144 bytes");
         }
-        if (packet.size() > kLongestPacket) throw UsageError("a packet is longer than 262144 bytes");
-        out << PacketHeader(i, packet.size()) << packet;
-    }
+        out << PacketHeader(written++, packet.size()) << packet;
+    });
     if (!out.flush()) throw std::runtime_error(std::string("cannot write \"") + argv[2] + "\"");
     std::cout << count << " packets written to " << argv[2] << '\n';
 }

@@ -165,6 +165,8 @@ TEST(HexfieldArithmetic, KnownResults)
         {"lost carry in a difference", f("00000000ffffffffffffffff") - f("00000000000000000000ffff"),
          "ffffffffffffffffffff0000"},
         {"number of two bytes", f("05") + 0x1234, "1239"},
+        {"number of two bytes, still", f("05") + 0xffff, "0004"},
+        {"number of three bytes, still", f("05") + 0xffffff, "000004"},
         {"zero to nothing", f("") + 0, "00"},
         {"borrow out of the top", f("00") - f("01"), "ff"},
         {"wider left operand", f("0100") - f("01"), "00ff"},

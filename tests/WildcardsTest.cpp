@@ -237,6 +237,16 @@ TEST(WildcardsContext, MacAddressesCountWithinTheMask)
     EXPECT_EQ(Value(wildcards).substr(0, 17), "aa-bb-cc-dd-05-07") << "the bits outside the mask stay as set first";
     const unsigned char high[] = {0x01, 0, 0, 0, 0, 1};
     const unsigned char all[] = {0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
+    Wildcards far("@m", "@");
+    const unsigned char step[] = {0, 0, 1, 0, 0, 1};
+    far.SetEtherParams(other, step, all, 0);
+    std::string value;
+    far.GetValueAt(0x12345678, value, false);
+    EXPECT_EQ(value, "35-58-8d-38-5b-7e") << "010203040506 + 0x1000001 * 0x12345678";
+    Wildcards besides("@m@x(5,9)", "@");
+    EXPECT_EQ(Value(besides), "00-00-00-00-00-005");
+    besides.SetCurrentMac(other);
+    EXPECT_EQ(Value(besides), "01-02-03-04-05-065") << "only MAC addresses change";
     Wildcards carry("@m", "@");
     carry.SetEtherParams(all, high, all, 0);
     EXPECT_EQ(Values(carry, 3), "ff-ff-ff-ff-ff-ff|01-00-00-00-00-00|02-00-00-00-00-01|");
@@ -256,9 +266,13 @@ TEST(WildcardsContext, VlanVpiAndVciCounters)
     EXPECT_EQ(Values(wildcards, 3), "100 65533 5 07 0 0 65533 65533 @v|"
                                     "101 65534 6 07 0 0 65534 65534 @v|"
                                     "100 0000 7 09 0 0 0 0 @v|");
-    wildcards.GetNextValue(*std::make_unique<std::string>());
+    wildcards.NextValue();
     wildcards.SetVpiParams(50, 1, 0, 0);
     EXPECT_EQ(Value(wildcards).substr(0, 11), "101 65534 6") << "a definition waits for a parse";
+    Wildcards wrapping("@v(vpi)/@v(vci)", "@");
+    wrapping.SetVpiParams(65533, 1, 1, 3);
+    wrapping.SetVciParams(65530, 4, 0, 3);
+    EXPECT_EQ(Values(wrapping, 7), "65533/65530|65533/65534|65534/3|65534/65530|0/65534|0/3|65533/65530|");
     Wildcards undefined("@v(1)", "@");
     undefined.SetVlanTagCount(1);
     EXPECT_EQ(Values(undefined, 2), "0|0|");
@@ -278,17 +292,29 @@ TEST(WildcardsContext, ASecondParseAddsItsExpressions)
         << "10001 ends before place 10";
     std::string value;
     EXPECT_THROW(twice.GetValueAt(2, value, true), std::out_of_range);
+    twice.Expand(value);
+    EXPECT_EQ(value, "10015") << "the parse that was made for it is taken back";
+    Wildcards restarted("@x(0,3)", "@");
+    restarted.NextValue();
+    restarted.NextValue();
+    restarted.SetEtherParams(mac, mac, mac, 0);
+    restarted.GetNextValue(value);
+    EXPECT_EQ(value, "3") << "the index is 1 again, so nothing returns to its start";
     Wildcards pair("@_(1,0)abcdef@_(9)zz", "@");
     EXPECT_EQ(Value(pair), "6abcdefzz");
     pair.SetEtherParams(mac, mac, mac, 0);
     EXPECT_THROW(Value(pair), std::out_of_range);
     std::string digits;
-    for (int i = 0; i < 90; ++i) digits += static_cast<char>('0' + i % 10);
-    Wildcards longer("@=(v)@_(1,0)a@x(7)b@_@_(0,0)cd@x(8)@_", "@");
+    for (int i = 0; i < 150; ++i) digits += static_cast<char>('0' + i % 10);
+    Wildcards longer("@=(v)@_(1,0)a@x(7)b@_@_(0,0)cd@x(8)@_@_(0,2,1)x@x(9)@_@_(1,2,0)y@_", "@");
     longer.AddVar("v", digits);
-    EXPECT_EQ(Value(longer), digits + "3a7bcd83");
+    const std::string tail = "3a7bcd83x9\0\2\1\0y"s;
+    EXPECT_EQ(Value(longer), digits + tail);
     longer.SetEtherParams(mac, mac, mac, 0);
-    EXPECT_EQ(Value(longer), digits + "32788983" + digits.substr(37) + "3a7bcd83")
+    EXPECT_EQ(Value(longer), digits +
+                                 "3278898369\0\2\1\0"
+                                 "3"s +
+                                 digits.substr(66) + tail)
         << "each set at its places in what the text has become";
 }
 
@@ -332,17 +358,30 @@ TEST(WildcardsVariables, ListsAreSplitAsDocumented)
 
 TEST(WildcardsCopy, GoesOnByItself)
 {
-    Wildcards original("@x(0,0,1,0,1) @$(00,0,1,hex) @=(k)", "@");
+    const unsigned char mac[] = {1, 2, 3, 4, 5, 6};
+    const unsigned char mask[] = {0, 0, 0, 0, 0, 0xff};
+    Wildcards original("@x(0,0,1,0,1) @$(00,0,1,hex) @=(k) @m @b @s @v(1) @v(vpi) @v(vci)", "@");
     original.AddVar("k", "v");
+    original.SetEtherParams(mac, mac, mask, 1);
+    original.SetFirstBase(8);
+    original.SetSecondBase(9);
+    original.SetVlanTagCount(1);
+    original.SetVlanParams(1, 10, 1, 0, 0);
+    original.SetVpiParams(20, 1, 0, 0);
+    original.SetVciParams(30, 1, 0, 0);
+    Wildcards unparsed("@m", "#");
+    unparsed = original;
     for (int i = 0; i < 3; ++i) original.NextValue();
     Wildcards copy(original);
     Wildcards assigned("@m", "@");
     assigned = original;
     original.NextValue();
     original.AddVar("k", "w");
-    EXPECT_EQ(Value(original), "2 04 w");
-    EXPECT_EQ(Values(copy, 2), "1 03 v|2 04 v|");
-    EXPECT_EQ(Values(assigned, 2), "1 03 v|2 04 v|");
+    EXPECT_EQ(Value(original), "2 04 w 01-02-03-04-05-12 8 13 14 24 34");
+    const std::string from3 = "1 03 v 01-02-03-04-05-0c 8 12 13 23 33|2 04 v 01-02-03-04-05-12 8 13 14 24 34|";
+    EXPECT_EQ(Values(copy, 2), from3);
+    EXPECT_EQ(Values(assigned, 2), from3);
+    EXPECT_EQ(Values(unparsed, 5).substr(Values(unparsed, 3).size()), from3);
 }
 
 TEST(WildcardsHexTemplate, PublicStepsWorkOnTheirOwn)
@@ -356,6 +395,9 @@ TEST(WildcardsHexTemplate, PublicStepsWorkOnTheirOwn)
     text = "@h40@x40";
     Wildcards::ConvertHexWildcardExpr(text, "");
     EXPECT_EQ(text, "@@x@@");
+    text = "@h6162@x";
+    Wildcards::ConvertHexWildcardExpr(text, "ab");
+    EXPECT_EQ(text, "aab@x") << "a longer marker has its first character doubled";
     text = "1 2 3";
     Wildcards::ConvertAsciiHexToBin(text, text);
     EXPECT_EQ(text, "\1\2\3");
