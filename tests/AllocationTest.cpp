@@ -108,6 +108,14 @@ TEST(Allocation, FailuresLeaveWildcardsAsTheyWere)
     };
     const std::string longText(100, 'v');
     const unsigned char mac[6] = {};
+    const Wildcards hexTemplate("@h 31 32 33 @x(1) 34" + std::string(100, '7') + "35", "@");
+    FailEachAllocation(
+        hexTemplate,
+        [&](Wildcards& w) {
+            std::string out;
+            w.GetValue(out);
+        },
+        [&](const Wildcards& object) { return Expanded(object) == Expanded(hexTemplate); });
     for (const int steps : {0, 1, 3, 4}) { // before the parse, and with repeats owed
         for (int i = 0; i < steps; ++i) start.NextValue();
         const std::string expected = values(start);
