@@ -1,0 +1,239 @@
+#include "support/Rows.h"
+
+#include <common/MacroExpander.h>
+
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <stdexcept>
+
+using namespace zor::common;
+using namespace std::string_literals;
+using test::Rows;
+
+namespace {
+
+static_assert(std::has_virtual_destructor_v<CMacroVarResolver> && std::has_virtual_destructor_v<CMacroExpanderToken>);
+static_assert(!std::is_polymorphic_v<CMacroExpander> && !std::is_copy_constructible_v<CMacroExpander>);
+
+CMacroVarMapResolver MakeVariables()
+{
+    CMacroVarMapResolver variables;
+    const std::pair<std::string, std::string> values[] = {
+        {"A", "0"},       {"BC", "22"},         {"abcd", "<abcd>"}, {"x", "<x>"}, {"a b$c", "<spaced>"},
+        {"n\0l"s, "\0"s}, {"\xa0\xff", "\x80"}, {"A", "1"}};
+    for (const auto& [name, value] : values) variables.SetValue(name, value);
+    return variables;
+}
+
+std::string Unsupported(const std::string& name)
+{
+    return "Variable \"" + name + "\" is not supported.";
+}
+
+const char kMismatched[] = "Mismatched closing parenthesis before opening parenthesis.";
+const char kNested[] = "Can not nest variable parenthesis.";
+const char kMissing[] = "Missing closing parenthesis.";
+
+TEST(MacroExpanderText, ExpandsOrSaysWhyNot)
+{
+    CMacroVarMapResolver variables = MakeVariables();
+    for (const auto& row : Rows("macros.txt")) {
+        SCOPED_TRACE(row[0]);
+        CMacroExpander expander(&variables);
+        std::string value = "before", error;
+        const bool valid = row[1] == "yes";
+        EXPECT_EQ(expander.EvalExpr(row[0], value, error), valid);
+        EXPECT_EQ(error, valid ? "" : row[2]);
+        EXPECT_EQ(value, valid ? row[2] : "before");
+        EXPECT_EQ(expander.GetExpr(), valid ? row[0] : "");
+    }
+}
+
+/// The scan as its rules put it, one character at a time: literals as they are, names in <>, a fault as "!".
+std::string ScanByRule(const std::string& expr)
+{
+    std::string result, name;
+    bool inName = false, inParentheses = false;
+    for (std::size_t i = 0; i < expr.size(); ++i) {
+        const char c = expr[i];
+        if (inName && (inParentheses ? c == ')' : c == '$' || std::isspace(static_cast<unsigned char>(c)))) {
+            result += "<" + name + ">";
+            name.clear();
+            if (!inParentheses) --i;
+            inName = inParentheses = false;
+        } else if (inName) {
+            if (c == ')' || (c == '(' && inParentheses)) return result + "!";
+            if (c == '(') inParentheses = true;
+            if (c != '(') name += c;
+        } else if (c != '$' || i + 1 == expr.size()) {
+            result += c;
+        } else {
+            const char d = expr.c_str()[i + 2];
+            inName = d != '$' && !std::isspace(static_cast<unsigned char>(d));
+            if (!inName) result += c;
+            if (d == '$') ++i;
+        }
+    }
+    return inParentheses ? result + "!" : inName ? result + "<" + name + ">" : result;
+}
+
+/// What a resolver may do: list in any order, answer no and leave things behind, throw.
+struct FickleResolver : public CMacroVarResolver {
+    std::vector<std::string> list;
+    bool listed = true, failing = false;
+
+    bool GetVarNames(std::vector<std::string>& names) override
+    {
+        if (failing) throw std::runtime_error("no names");
+        names.insert(names.end(), list.begin(), list.end());
+        return listed;
+    }
+    bool GetValue(const std::string& name, std::string& value) override
+    {
+        value += "<" + name + ">";
+        return name != "none";
+    }
+};
+
+std::string Expanded(CMacroExpander& expander)
+{
+    std::string value = "stale";
+    expander.GetValue(value);
+    return value;
+}
+
+TEST(MacroExpanderScan, EveryShortTextFollowsTheRules)
+{
+    FickleResolver fickle;
+    CMacroExpander expander(&fickle);
+    std::vector<std::string> texts = {""};
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        const std::string text = texts[i], expected = ScanByRule(text);
+        for (const char c : "$() ab"s) {
+            if (text.size() < 6) texts.push_back(text + c);
+        }
+        std::string error;
+        const bool valid = expander.ParseExpr(text, error);
+        const bool fault = error == kMismatched || error == kNested || error == kMissing;
+        ASSERT_EQ(Expanded(expander) + (fault ? "!" : ""), expected) << text;
+        ASSERT_EQ(valid, expected.find_first_of("<!") == std::string::npos) << text;
+    }
+}
+
+TEST(MacroExpanderScan, GrowsGently)
+{
+    CMacroVarMapResolver variables;
+    std::string expr(1000000, '('), expected = expr, value, error;
+    for (int i = 100000; i-- > 0; expected += "v") {
+        variables.SetValue("known" + std::to_string(i), "v");
+        expr += "$(known" + std::to_string(i) + ")";
+    }
+    CMacroExpander expander(&variables);
+    EXPECT_TRUE(expander.EvalExpr(expr, value, error));
+    EXPECT_EQ(value, expected);
+}
+
+TEST(MacroExpanderParse, ReplacesTheTokensAlsoOnFailure)
+{
+    CMacroVarMapResolver variables = MakeVariables();
+    CMacroExpander expander(&variables);
+    std::string error;
+    ASSERT_TRUE(expander.SetExpr("kept"));
+    EXPECT_TRUE(expander.ParseExpr("only parsed", error));
+    EXPECT_EQ(Expanded(expander), "only parsed");
+    EXPECT_EQ(expander.GetExpr(), "kept");
+    EXPECT_FALSE(expander.ParseExpr("a$(A)$(nope)b", error));
+    EXPECT_EQ(Expanded(expander), "a1b");
+    EXPECT_FALSE(expander.ParseExpr("c$(A)$(nope)$(x(", error));
+    EXPECT_EQ(error, kNested);
+    EXPECT_EQ(Expanded(expander), "c1");
+    EXPECT_FALSE(expander.SetExpr("$(nope)"));
+    EXPECT_EQ(Expanded(expander), "kept");
+    expander.ClearTokens();
+    EXPECT_EQ(Expanded(expander), "");
+    EXPECT_FALSE(expander.SetExpr("$(A", error));
+    EXPECT_EQ(Expanded(expander), "kept");
+    EXPECT_EQ(expander.GetExpr(), "kept");
+}
+
+TEST(MacroExpanderError, Accumulates)
+{
+    CMacroVarMapResolver variables = MakeVariables();
+    CMacroExpander expander(&variables);
+    std::string error = "earlier";
+    EXPECT_FALSE(expander.SetExpr("$(A)", error));
+    EXPECT_EQ(error, "earlier");
+    EXPECT_EQ(expander.GetExpr(), "");
+    EXPECT_FALSE(expander.SetExpr("$(p)$(q)", error));
+    EXPECT_EQ(error, "earlier\n" + Unsupported("p") + "\n" + Unsupported("q"));
+    EXPECT_FALSE(expander.SetExpr("$(p)$(", error));
+    EXPECT_EQ(error, kMissing);
+}
+
+TEST(MacroExpanderAlias, OneObjectCountsAsCopiedFirst)
+{
+    CMacroVarMapResolver variables = MakeVariables();
+    CMacroExpander expander(&variables);
+    std::string text = "$(A)-$(BC) and much more text", error;
+    EXPECT_TRUE(expander.EvalExpr(text, text, error));
+    EXPECT_EQ(text, "1-22 and much more text");
+    EXPECT_EQ(expander.GetExpr(), "$(A)-$(BC) and much more text");
+    EXPECT_TRUE(expander.SetExpr(expander.GetExpr(), error));
+    EXPECT_EQ(expander.GetExpr(), "$(A)-$(BC) and much more text");
+    text = "$(p)";
+    EXPECT_FALSE(expander.ParseExpr(text, text));
+    EXPECT_EQ(text, "$(p)\n" + Unsupported("p"));
+    EXPECT_FALSE(expander.SetExpr("$(A", expander.GetExpr()));
+    EXPECT_EQ(expander.GetExpr(), kMissing);
+    EXPECT_EQ(Expanded(expander), "1-22 and much more text");
+    text = "x";
+    EXPECT_TRUE(variables.GetValue(text, text));
+    EXPECT_EQ(text, "<x>");
+}
+
+TEST(MacroExpanderResolver, NamesAndValuesAreItsOwnAffair)
+{
+    FickleResolver fickle;
+    fickle.list = {"some", "none", "all", "some"};
+    CMacroExpander expander(&fickle);
+    std::string error;
+    EXPECT_TRUE(expander.SetExpr("$(all),$(none),$(some).", error)) << error;
+    EXPECT_EQ(Expanded(expander), "<all>,,<some>.");
+
+    fickle.failing = true;
+    EXPECT_THROW(expander.SetExpr("other", error), std::runtime_error);
+    EXPECT_THROW(expander.ParseExpr("other", error), std::runtime_error);
+    EXPECT_EQ(Expanded(expander) + expander.GetExpr(), "<all>,,<some>.$(all),$(none),$(some).");
+    fickle.failing = false;
+    fickle.listed = false;
+    EXPECT_FALSE(expander.ParseExpr("$(all)", error));
+    EXPECT_EQ(error, Unsupported("all"));
+
+    expander.SetResolver(nullptr);
+    EXPECT_EQ(Expanded(expander), "");
+    EXPECT_FALSE(expander.SetExpr("$(all)"));
+    EXPECT_TRUE(expander.SetExpr("plain 5$"));
+    EXPECT_EQ(Expanded(expander), "plain 5$");
+}
+
+TEST(MacroVarMapResolver, ListsInByteOrderAndEmptiesUnknownValues)
+{
+    CMacroVarMapResolver variables = MakeVariables();
+    std::vector<std::string> names = {"stale"};
+    EXPECT_TRUE(variables.GetVarNames(names));
+    EXPECT_EQ(names, (std::vector<std::string>{"A", "BC", "a b$c", "abcd", "n\0l"s, "x", "\xa0\xff"}));
+    std::string value = "stale";
+    EXPECT_FALSE(variables.GetValue("B", value));
+    EXPECT_EQ(value, "");
+}
+
+TEST(MacroTokens, AnswerForThemselves)
+{
+    std::string value = "stale";
+    EXPECT_FALSE(CMacroVar(nullptr, "x").GetValue(value));
+    EXPECT_TRUE(CMacroString(nullptr, "text").GetValue(value));
+    EXPECT_EQ(value, "text");
+}
+
+} // namespace
