@@ -1,0 +1,38 @@
+#ifndef ZOR_COMMON_INTEGER_H
+#define ZOR_COMMON_INTEGER_H
+
+/// \file
+/// Integer, 64-bit numbers from text.
+
+#include "Export.h"
+
+namespace zor::common {
+
+/// 64-bit numbers from text, by the rules of the C library's strtoull() and strtoll(), which do the work.
+/// \code
+/// char* end = nullptr;
+/// Integer::StrToInt64("-0x10 rest", &end, 0);    // -16; end is at " rest"
+/// Integer::StrToInt64("-0x10", &end, 10);        // 0; end is at "x10"
+/// \endcode
+///
+/// Leading white space and one sign pass. A base of 2 to 36 is that base; 0 takes base 16 after "0x" or "0X", 8
+/// after "0" and 10 otherwise; base 16 allows the "0x", too. Without digits the result is 0 and the end is the
+/// start of the text. A number that does not fit gives the nearest one that does and sets `errno` to `ERANGE`;
+/// another base gives 0 and `EINVAL`, with the end not set. Nothing resets `errno`.
+class ZOR_COMMON_API Integer {
+public:
+    Integer() = delete;
+
+    /// The unsigned number at the start of \a text; after a minus sign, its negative modulo 2^64.
+    ///
+    /// \param text  ends in a NUL.
+    /// \param end   may be null; set to the position after the last digit.
+    static unsigned long StrToUint64(const char* text, char** end, int base) noexcept;
+
+    /// The signed number at the start of \a text; the rest as for StrToUint64().
+    static long StrToInt64(const char* text, char** end, int base) noexcept;
+};
+
+} // namespace zor::common
+
+#endif // ZOR_COMMON_INTEGER_H
