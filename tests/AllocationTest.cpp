@@ -2,6 +2,8 @@
 
 #include "support/FailingNew.h"
 
+#include <common/FieldExtractor.h>
+#include <common/MacroExpander.h>
 #include <common/Wildcards.h>
 
 #include <gtest/gtest.h>
@@ -161,6 +163,60 @@ TEST(Allocation, FailuresLeaveWildcardsAsTheyWere)
             start, [&](Wildcards& w) { w.SetEtherParams(mac, mac, mac, 0), w.ParseExpr(); },
             [&](const Wildcards& object) { return Expanded(object) == Expanded(start); });
     }
+}
+
+TEST(Allocation, ExtractorAllocatesForTheOutputAlone)
+{
+    std::vector<unsigned char> in(2000, 0x5a);
+    const std::vector<unsigned char> start(100, 1);
+    for (const unsigned int offset : {0u, 3u}) {
+        for (const unsigned int length : {15u, 64u, 4001u}) {
+            const FieldExtractor field(offset, length);
+            std::vector<unsigned char> out;
+            const long before = gAllocations;
+            field.ExtractField(in, out, false);
+            EXPECT_EQ(gAllocations - before, 1);
+            field.ExtractField(in, out, false);
+            EXPECT_EQ(gAllocations - before, 1);
+            for (const bool append : {false, true}) {
+                FailEachAllocation(
+                    start, [&](std::vector<unsigned char>& v) { field.ExtractField(in, v, append); },
+                    [&](const std::vector<unsigned char>& v) { return v == start; });
+            }
+        }
+    }
+}
+
+TEST(Allocation, FailuresLeaveExpandersAsTheyWere)
+{
+    CMacroVarMapResolver variables;
+    variables.SetValue("first name", "a value that is longer than any string keeps inside");
+    CMacroExpander expander(&variables);
+    expander.SetExpr("$(first name) and more text");
+    std::string expected;
+    expander.GetValue(expected);
+    const std::string literal(100, 'l');
+    for (const char* expr : {"$(unknown)$(other)", "$(first name", "$(first name)"}) { // the last one is accepted
+        const std::string text = literal + expr;
+        for (long failAt = 0, failed = 1; failed != 0; ++failAt) {
+            std::string error, value;
+            gFailAt = failAt;
+            try {
+                expander.SetExpr(text, error);
+                failed = 0;
+            } catch (const std::bad_alloc&) {
+                gFailAt = -1;
+                expander.GetValue(value);
+                EXPECT_EQ(value, expected) << failAt;
+                EXPECT_TRUE(expander.GetExpr() == "$(first name) and more text" && error.empty()) << failAt;
+            }
+            gFailAt = -1;
+        }
+    }
+    expander.GetValue(expected);
+    const long before = gAllocations;
+    expander.GetValue(expected);
+    EXPECT_EQ(gAllocations - before, 1); // the variable's value; literals go straight to the text
 }
 
 } // namespace
