@@ -1,0 +1,88 @@
+#ifndef ZOR_COMMON_GOOGLE_PROTO_BUF_FIELD_INFO_H
+#define ZOR_COMMON_GOOGLE_PROTO_BUF_FIELD_INFO_H
+
+/// \file
+/// CGoogleProtoBufFieldInfo, the description of one field of a protocol-buffer message.
+
+#include "Export.h"
+
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace zor::common {
+
+/// One field of a message as a schema states it: label, type, name and field number.
+///
+/// A plain record: every member may be read and set at will, and copies share nothing. It checks nothing, so a
+/// number that no wire encoding can carry stays as it is. Distinct objects may be used from distinct threads.
+/// \code
+/// CGoogleProtoBufFieldInfo field;
+/// field.name = "len";
+/// field.type = CGoogleProtoBufFieldInfo::stringToFieldType("int32");
+/// field.optional = false;
+/// field.tag = 2;
+/// field.protoIdlToStream(std::cout);   // "  required int32 len=2;" and an end of line
+/// \endcode
+class ZOR_COMMON_API CGoogleProtoBufFieldInfo {
+public:
+    /// What a field holds. The numbers are part of the interface and do not run in the order of the table.
+    enum FieldType : std::int32_t {
+        TypeNone = 0, ///< No type is set; also what the look-up of an unknown name gives.
+        TypeInt32 = 1,
+        TypeSint32 = 2,
+        TypeUint32 = 3,
+        TypeInt64 = 4,
+        TypeSint64 = 5,
+        TypeUint64 = 6,
+        TypeBytes = 7,
+        TypeString = 8,
+        TypeBool = 9,
+        TypeHardwareInfo = 10, ///< The message type of that name; to this library a name like the others.
+        TypeDwell = 11,        ///< The message type of that name.
+        TypeNotch = 12         ///< The message type of that name.
+    };
+
+    /// Every type name with its code, in the order in which both look-ups search.
+    static const std::pair<std::string_view, FieldType> FieldTypeDataLut[13];
+
+    /// An optional field that is not repeated, without name and type, numbered 0.
+    CGoogleProtoBufFieldInfo() = default;
+    CGoogleProtoBufFieldInfo(const CGoogleProtoBufFieldInfo& other) = default;
+    CGoogleProtoBufFieldInfo(CGoogleProtoBufFieldInfo&& other) noexcept = default;
+    CGoogleProtoBufFieldInfo& operator=(const CGoogleProtoBufFieldInfo& other) = default;
+    CGoogleProtoBufFieldInfo& operator=(CGoogleProtoBufFieldInfo&& other) noexcept = default;
+    virtual ~CGoogleProtoBufFieldInfo();
+
+    /// Back to the state after construction, except that \ref tag keeps its value; that is intended.
+    void reset() noexcept;
+
+    /// The code of a type name.
+    ///
+    /// \param name  compared as a whole and with its case: "Int32" is unknown.
+    /// \return      \ref TypeNone for an unknown name and for "none" alike.
+    static FieldType stringToFieldType(const std::string& name) noexcept;
+
+    /// The name of a type code; "none" for a number that is no code.
+    static std::string fieldTypeToString(const FieldType& type);
+
+    /// Writes the field as one indented line of schema text, such as "  repeated uint32 port=3;".
+    ///
+    /// "repeated" wins over \ref optional; a field that is neither is "required". The number is written in
+    /// plain decimal whatever locale \a os has, and no width or fill set on \a os applies. The line ends with
+    /// a newline and a flush.
+    /// \return \a os
+    std::ostream& protoIdlToStream(std::ostream& os) const;
+
+    std::string name;          ///< The field's name.
+    FieldType type = TypeNone; ///< What the field holds.
+    bool optional = true;      ///< Whether the label is "optional"; if not, it is "required".
+    bool repeated = false;     ///< Whether the label is "repeated"; then \ref optional says nothing.
+    std::int32_t tag = 0;      ///< The field number. The wire format carries 1 to 536870911.
+};
+
+} // namespace zor::common
+
+#endif // ZOR_COMMON_GOOGLE_PROTO_BUF_FIELD_INFO_H

@@ -1,0 +1,191 @@
+#include "support/Rows.h"
+
+#include <common/GoogleProtoBuf.h>
+#include <common/GoogleProtoBufMessageInfo.h>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <locale>
+#include <map>
+#include <sstream>
+#include <type_traits>
+
+using namespace zor::common;
+using test::Rows;
+using Encoder = GoogleProtoBufEncoder;
+using FieldInfo = CGoogleProtoBufFieldInfo;
+using Bytes = std::vector<unsigned char>;
+
+namespace {
+
+/// What a call appends, in hex, after checking that it leaves the bytes before alone.
+template <class... Parameters, class... Arguments>
+std::string Hex(void (*encode)(Parameters...), const Arguments&... arguments)
+{
+    Bytes out = {0xee, 0x80};
+    encode(arguments..., out);
+    EXPECT_EQ(Bytes(out.begin(), out.begin() + 2), (Bytes{0xee, 0x80}));
+    std::ostringstream hex;
+    for (std::size_t i = 2; i < out.size(); ++i) hex << std::hex << out[i] / 16 << out[i] % 16;
+    return hex.str();
+}
+
+TEST(GoogleProtoBufEncoder, AppendsTheBytesOfTheTable)
+{
+    const auto number = [](const std::string& text) { return std::stoll(text, nullptr, 0); };
+    const auto u64 = [](const std::string& text) { return std::stoull(text, nullptr, 0); };
+    const auto u32 = [&](const std::string& text) { return static_cast<std::uint32_t>(u64(text)); };
+    const auto data = [](const std::string& text) { return reinterpret_cast<const unsigned char*>(text.data()); };
+    const std::map<std::string, std::function<std::string(const std::string&)>> calls = {
+        {"uint64", [&](const std::string& s) { return Hex(Encoder::encodeUint64, u64(s)); }},
+        {"uint32", [&](const std::string& s) { return Hex(Encoder::encodeUint32, u32(s)); }},
+        {"int64", [&](const std::string& s) { return Hex(Encoder::encodeInt64, number(s)); }},
+        {"int32", [&](const std::string& s) { return Hex(Encoder::encodeInt32, static_cast<int>(number(s))); }},
+        {"sint64", [&](const std::string& s) { return Hex(Encoder::encodeSint64, number(s)); }},
+        {"sint32", [&](const std::string& s) { return Hex(Encoder::encodeSint32, static_cast<int>(number(s))); }},
+        {"string", [&](const std::string& s) { return Hex(Encoder::encodeString, s); }},
+        {"bytes", [&](const std::string& s) { return Hex(Encoder::encodeBytes, Bytes(s.begin(), s.end())); }},
+        {"tag", [&](const std::string& s) { return Hex(Encoder::encodeTag, u32(s.substr(2)), u32(s.substr(0, 1))); }},
+        {"msb", [&](const std::string& s) { return Hex(Encoder::encodeMsbUint, data(s), unsigned(s.size())); }}};
+    for (const auto& row : Rows("protobuf-wire.txt")) {
+        EXPECT_EQ(calls.at(row[0])(row[1]), row[2]) << row[0] << ' ' << row[1];
+    }
+    EXPECT_EQ(Hex(Encoder::encodeMsbUint, static_cast<unsigned char*>(nullptr), 0u), "00");
+    EXPECT_EQ(Hex(Encoder::encodeString, std::string(200, 'x')).substr(0, 6), "c80178");
+}
+
+TEST(GoogleProtoBufEncoder, InputsMayBeTheOutput)
+{
+    Bytes out = {0xee, 0x80};
+    out.shrink_to_fit();
+    Encoder::encodeBytes(out, out);
+    EXPECT_EQ(out, (Bytes{0xee, 0x80, 0x02, 0xee, 0x80}));
+    out.shrink_to_fit();
+    Encoder::encodeMsbUint(out.data(), 2, out);
+    EXPECT_EQ(out, (Bytes{0xee, 0x80, 0x02, 0xee, 0x80, 0x80, 0xdd, 0x03}));
+}
+
+TEST(GoogleProtoBufEncoder, BothSidesOfEveryVarintLength)
+{
+    std::string last = "7f", next = "8001";
+    for (int bits = 7; bits <= 63; bits += 7, last.insert(0, "ff"), next.insert(0, "80")) {
+        EXPECT_EQ(Hex(Encoder::encodeUint64, (std::uint64_t{1} << bits) - 1), last);
+        EXPECT_EQ(Hex(Encoder::encodeUint64, std::uint64_t{1} << bits), next);
+        if (bits > 28) continue;
+        EXPECT_EQ(Hex(Encoder::encodeUint32, (1u << bits) - 1), last);
+        EXPECT_EQ(Hex(Encoder::encodeUint32, 1u << bits), next);
+    }
+}
+
+TEST(GoogleProtoBufEncoder, RepeatedAppendingRarelyTakesNewRoom)
+{
+    Bytes out;
+    int moves = 0;
+    for (int i = 0; i < 100000; ++i) {
+        const std::size_t room = out.capacity();
+        Encoder::encodeTag(1, 2, out);
+        Encoder::encodeString("eight...", out);
+        moves += out.capacity() != room;
+    }
+    EXPECT_EQ(out.size(), 1000000u);
+    EXPECT_LT(moves, 40);
+}
+
+TEST(GoogleProtoBufFieldInfo, TableAndLookUpsAgreeOnNamesAndCodes)
+{
+    const auto rows = Rows("protobuf-types.txt");
+    ASSERT_EQ(std::size(FieldInfo::FieldTypeDataLut), rows.size());
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        const auto code = static_cast<FieldInfo::FieldType>(std::stoi(rows[i][1]));
+        EXPECT_EQ(FieldInfo::FieldTypeDataLut[i], std::pair(std::string_view(rows[i][0]), code));
+        EXPECT_EQ(FieldInfo::stringToFieldType(rows[i][0]), code);
+        EXPECT_EQ(FieldInfo::fieldTypeToString(code), rows[i][0]);
+    }
+    for (const std::string unknown : {"Int32", "int", "int320", " int32", ""}) {
+        EXPECT_EQ(FieldInfo::stringToFieldType(unknown), 0) << unknown;
+    }
+    for (const int unknown : {13, -1, INT32_MAX, INT32_MIN}) {
+        EXPECT_EQ(FieldInfo::fieldTypeToString(static_cast<FieldInfo::FieldType>(unknown)), "none") << unknown;
+    }
+}
+
+TEST(GoogleProtoBufFieldInfo, ResetKeepsTheTagAlone)
+{
+    FieldInfo field;
+    EXPECT_EQ(field.tag, 0);
+    field.name = "x";
+    field.type = FieldInfo::TypeBool;
+    field.optional = false;
+    field.repeated = true;
+    field.tag = 7;
+    field.reset();
+    std::ostringstream text;
+    field.protoIdlToStream(text);
+    EXPECT_EQ(text.str(), "  optional none =7;\n");
+}
+
+TEST(GoogleProtoBufFieldInfo, LayoutIsTheOneThatOthersWereBuiltFor)
+{
+    const FieldInfo field;
+    const CGoogleProtoBufMessageInfo message;
+    const auto at = [](const auto& object, const auto&... members) {
+        const auto* const start = reinterpret_cast<const char*>(&object);
+        return std::vector<std::ptrdiff_t>{reinterpret_cast<const char*>(&members) - start...};
+    };
+    EXPECT_EQ(at(field, field.name, field.type, field.optional, field.repeated, field.tag),
+              (std::vector<std::ptrdiff_t>{8, 40, 44, 45, 48}));
+    EXPECT_EQ(at(message, message.fields, message.name, message.tlvType), (std::vector<std::ptrdiff_t>{0, 24, 56}));
+    EXPECT_TRUE(std::has_virtual_destructor_v<FieldInfo>);
+}
+
+/// A host program's locale that would print 1234567 as 1.234.567.
+class Grouping : public std::numpunct<char> {
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
+class CountingBuffer : public std::stringbuf {
+public:
+    int flushes = 0;
+
+private:
+    int sync() override { return flushes++, 0; }
+};
+
+TEST(GoogleProtoBufMessageInfo, WritesExactTextWhateverTheStreamIsSetTo)
+{
+    CountingBuffer buffer;
+    std::ostream out(&buffer);
+    out.imbue(std::locale(std::locale::classic(), new Grouping));
+    out.width(30);
+    out.fill('*');
+    out.setf(std::ios::hex | std::ios::showpos | std::ios::left);
+    CGoogleProtoBufMessageInfo message;
+    EXPECT_EQ(&message.protoIdlToStream(out), &out);
+    EXPECT_EQ(buffer.str(), "message  {\n}\n");
+    EXPECT_EQ(buffer.flushes, 2);
+
+    buffer.str("");
+    message.name = "Sample";
+    message.tlvType = 9;
+    message.fields.resize(3);
+    message.fields[0].name = "len";
+    message.fields[0].type = FieldInfo::TypeInt32;
+    message.fields[0].optional = false;
+    message.fields[0].tag = 1234567;
+    message.fields[1].name = "both";
+    message.fields[1].type = FieldInfo::TypeNotch;
+    message.fields[1].repeated = true;
+    message.fields[1].tag = -2;
+    message.protoIdlToStream(out);
+    EXPECT_EQ(buffer.str(), "message Sample {\n  required int32 len=1234567;\n  repeated Notch both=-2;\n"
+                            "  optional none =0;\n}\n");
+    EXPECT_EQ(buffer.flushes, 7);
+    message.reset();
+    EXPECT_EQ(message.name, "");
+    EXPECT_TRUE(message.fields.empty());
+    EXPECT_EQ(message.tlvType, 1);
+}
+
+} // namespace
