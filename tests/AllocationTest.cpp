@@ -3,10 +3,16 @@
 #include "support/FailingNew.h"
 
 #include <common/FieldExtractor.h>
+#include <common/GoogleProtoBuf.h>
+#include <common/GoogleProtoBufParser.h>
 #include <common/MacroExpander.h>
 #include <common/Wildcards.h>
 
 #include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
 
 using namespace zor::common;
 using test::gAllocations;
@@ -217,6 +223,32 @@ TEST(Allocation, FailuresLeaveExpandersAsTheyWere)
     const long before = gAllocations;
     expander.GetValue(expected);
     EXPECT_EQ(gAllocations - before, 1); // the variable's value; literals go straight to the text
+}
+
+TEST(Allocation, FailuresLeaveEncodedBytesAndMessagesAsTheyWere)
+{
+    const std::vector<unsigned char> bytes(100, 'b');
+    FailEachAllocation(
+        bytes, [&](auto& out) { GoogleProtoBufEncoder::encodeBytes(bytes, out); },
+        [&](const auto& out) { return out == bytes; });
+
+    const std::string text = "message A_name_that_is_longer_than_any_string_keeps_inside { bool x = 1; }\n";
+    const auto same = [](const CGoogleProtoBufMessageInfo& message) { return message.name == "old"; };
+    CGoogleProtoBufMessageInfo old;
+    old.name = "old";
+    FailEachAllocation(
+        old,
+        [&](CGoogleProtoBufMessageInfo& message) {
+            std::stringstream block(text);
+            EXPECT_TRUE(CGoogleProtoBufParser().parseMessageFromStream(block, message));
+        },
+        same);
+    const std::string path = testing::TempDir() + "zor-allocation.proto";
+    std::ofstream(path) << "// 1\n" + text + "// 2\n" + text + "// 3\n" + text;
+    FailEachAllocation(
+        std::vector(1, old), [&](auto& messages) { CGoogleProtoBufParser().readProtoFile(path, messages); },
+        [&](const auto& messages) { return messages.size() == 1 && same(messages[0]); });
+    std::remove(path.c_str());
 }
 
 } // namespace

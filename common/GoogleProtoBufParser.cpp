@@ -1,0 +1,498 @@
+#include "GoogleProtoBufParser.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <fstream>
+#include <locale>
+#include <sstream>
+#include <string_view>
+#include <utility>
+
+namespace zor::common {
+
+namespace {
+
+template <class... Parts>
+void LogError(const Parts&... parts)
+{
+    std::ostringstream text;
+    (text << ... << parts);
+    GoogleProtoBufLogError(text);
+}
+
+constexpr std::size_t kNoPosition = static_cast<std::size_t>(-1);
+
+/// A message block with a read position and state bits. Each operation moves them as the stream operation of the
+/// same name moves those of a string stream, without its cost a character.
+class Block {
+public:
+    Block(std::string_view text, const std::locale& locale) : Block(text, 0, std::ios::goodbit, true, locale) {}
+
+    /// The locale must outlive the block.
+    Block(std::string_view text, std::size_t next, std::ios::iostate state, bool skipBlanks, const std::locale& locale)
+        : mText(text), mNext(next), mState(state), mSkipBlanks(skipBlanks),
+          mCharacters(std::use_facet<std::ctype<char>>(locale))
+    {
+    }
+
+    std::size_t Next() const { return mNext; }
+    std::ios::iostate State() const { return mState; }
+    bool AtEnd() const { return (mState & std::ios::eofbit) != 0; }
+
+    /// tellg: any state bit makes it fail.
+    std::size_t Tell()
+    {
+        if (mState == std::ios::goodbit) return mNext;
+        mState |= std::ios::failbit;
+        return kNoPosition;
+    }
+
+    /// seekg: it clears the end, but not a failure.
+    void Seek(std::size_t position)
+    {
+        mState &= ~std::ios::eofbit;
+        if (mState == std::ios::goodbit && position != kNoPosition) {
+            mNext = position;
+        } else {
+            mState |= std::ios::failbit;
+        }
+    }
+
+    bool TryToken(std::string_view token)
+    {
+        const std::size_t start = Tell();
+        if (MatchToken(token)) return true;
+        if (AtEnd()) mState = std::ios::goodbit;
+        Seek(start);
+        return false;
+    }
+
+    /// Reading up to white space and then seeking back to the delimiter in what was read ends where stopping at
+    /// the delimiter does, which reads nothing twice.
+    bool Word(std::string_view& word)
+    {
+        if (AtEnd()) return false;
+        word = {};
+        if (mSkipBlanks) SkipBlanks();
+        if (!CanRead() || IsBlank(mText[mNext])) {
+            mState |= std::ios::failbit;
+            return false;
+        }
+        const std::size_t start = mNext;
+        while (mNext < mText.size() && !IsDelimiter(mText[mNext]) && !IsBlank(mText[mNext])) ++mNext;
+        if (mNext == mText.size()) mState |= std::ios::eofbit;
+        word = mText.substr(start, mNext - start);
+        return !word.empty();
+    }
+
+    /// getline, the line dropped.
+    bool DropLine()
+    {
+        if (!CanRead()) return false;
+        const std::size_t newline = mText.find('\n', mNext);
+        if (newline == std::string_view::npos) {
+            mNext = mText.size();
+            mState |= std::ios::eofbit;
+        } else {
+            mNext = newline + 1;
+        }
+        return true;
+    }
+
+    /// Passes the lines in which a token finds nothing but white space. Where no token is found, dropping them
+    /// one by one comes to the same, but tries each token again on each of them.
+    void DropBlankLines()
+    {
+        if (mState != std::ios::goodbit) return;
+        for (std::size_t next = mNext; next < mText.size() && IsPassedOver(mText[next]);) {
+            if (mText[next++] == '\n') mNext = next;
+        }
+    }
+
+private:
+    static bool IsDelimiter(char c) { return c == '=' || c == '{' || c == '}' || c == ';'; }
+
+    bool IsBlank(char c) const { return mCharacters.is(std::ctype_base::space, c); }
+
+    /// Whether a character is ignored before the first one of a token.
+    bool IsPassedOver(char c) const { return mSkipBlanks ? IsBlank(c) : c == '\t' || c == '\n' || c == ' '; }
+
+    void SkipBlanks()
+    {
+        if (mState != std::ios::goodbit) return;
+        while (mNext < mText.size() && IsBlank(mText[mNext])) ++mNext;
+    }
+
+    /// Sets the state bits of a read that gets nothing: because of the state or because the text has ended.
+    bool CanRead()
+    {
+        if (mState == std::ios::goodbit && mNext < mText.size()) return true;
+        mState |= mState == std::ios::goodbit ? std::ios::eofbit | std::ios::failbit : std::ios::failbit;
+        return false;
+    }
+
+    bool MatchToken(std::string_view token)
+    {
+        for (std::size_t matched = 0; matched < token.size();) {
+            if (AtEnd()) return false;
+            if (mSkipBlanks) SkipBlanks();
+            if (!CanRead()) return false;
+            const char c = mText[mNext++];
+            if (c == token[matched]) {
+                ++matched;
+            } else if (matched > 0 || !IsPassedOver(c)) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    std::string_view mText;
+    std::size_t mNext;
+    std::ios::iostate mState;
+    bool mSkipBlanks;
+    const std::ctype<char>& mCharacters;
+};
+
+/// What std::atoi gives on this platform, defined for every number.
+std::int32_t ToNumber(std::string_view word)
+{
+    return static_cast<std::int32_t>(std::strtol(std::string(word).c_str(), nullptr, 10));
+}
+
+bool ReadType(Block& block, CGoogleProtoBufFieldInfo::FieldType& type, std::string& error)
+{
+    std::string_view word;
+    if (!block.Word(word)) {
+        error = "ParseType failed to read a word";
+        return false;
+    }
+    const std::string name(word);
+    const CGoogleProtoBufFieldInfo::FieldType found = CGoogleProtoBufFieldInfo::stringToFieldType(name);
+    if (found == CGoogleProtoBufFieldInfo::TypeNone) {
+        error = "ParseType Failed to convert \"" + name + "\" to FieldType";
+    }
+    type = found;
+    return found != CGoogleProtoBufFieldInfo::TypeNone;
+}
+
+bool ReadField(Block& block, CGoogleProtoBufFieldInfo& field)
+{
+    field.reset();
+    if (block.TryToken("optional")) {
+        field.optional = true;
+    } else if (block.TryToken("required")) {
+        field.optional = false;
+    } else if (block.TryToken("repeated")) {
+        field.repeated = true;
+    }
+    std::string error; // reported nowhere: a type that is not known is a message like any other that is not read
+    if (!ReadType(block, field.type, error)) return false;
+
+    std::string_view word;
+    if (!block.Word(word)) {
+        LogError("ParseFieldFromStream failed to get field name");
+        return false;
+    }
+    field.name = word;
+    if (!block.TryToken("=") || !block.Word(word)) {
+        LogError("ParseFieldFromStream failed to get field tag");
+        return false;
+    }
+    field.tag = ToNumber(word);
+    return block.TryToken(";");
+}
+
+bool DropComment(Block& block)
+{
+    if (block.DropLine()) return true;
+    LogError("ParseMessageFromStream failed to read comment");
+    return false;
+}
+
+bool ReadMessage(Block& block, CGoogleProtoBufMessageInfo& message)
+{
+    message.reset();
+    std::string_view word;
+    while (true) {
+        if (block.AtEnd()) return true;
+        if (block.TryToken("message")) break;
+        if (!block.TryToken("//")) {
+            block.Word(word);
+            LogError("ParseMessageFromStream failed to read message at token ", word);
+            return false;
+        }
+        if (!DropComment(block)) return false;
+    }
+    if (!block.Word(word)) {
+        LogError("ParseMessageFromStream failed to read message name");
+        return false;
+    }
+    message.name = word;
+    if (!block.TryToken("{")) {
+        LogError("ParseMessageFromStream failed to read message {");
+        return false;
+    }
+    CGoogleProtoBufFieldInfo field;
+    while (!block.AtEnd()) {
+        if (!ReadField(block, field)) return false;
+        message.fields.push_back(field);
+        if (block.TryToken("}")) return true;
+        if (block.TryToken("//") && !DropComment(block)) return false;
+    }
+    return true;
+}
+
+bool IsNumber(std::string_view word)
+{
+    return word.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+bool ReadTlvType(Block& block, std::int32_t& tlv)
+{
+    std::size_t comment = kNoPosition; // behind the first "//" of the comment lines that stand together
+    while (!block.AtEnd() && !block.TryToken("message")) {
+        if (block.TryToken("//")) {
+            if (comment == kNoPosition) comment = block.Tell();
+        } else {
+            comment = kNoPosition;
+            block.DropBlankLines();
+        }
+        if (!DropComment(block)) return false;
+    }
+    if (comment == kNoPosition) return false;
+    block.Seek(comment);
+    std::string_view word;
+    do {
+        if (!block.Word(word)) return false;
+    } while (!IsNumber(word));
+    tlv = ToNumber(word);
+    return true;
+}
+
+/// Runs a step on the text of a stream and then puts the stream where the step has ended.
+template <class Step>
+bool OnStream(std::stringstream& stream, Step step)
+{
+    std::stringbuf& buffer = *stream.rdbuf();
+    const std::streamoff position = buffer.pubseekoff(0, std::ios::cur, std::ios::in);
+    if (position < 0) stream.setstate(std::ios::failbit); // not open for reading: every read fails
+    const std::locale locale = stream.getloc();
+    const bool skipBlanks = (stream.flags() & std::ios::skipws) != 0;
+    const std::size_t next = position < 0 ? 0 : static_cast<std::size_t>(position);
+    Block block(stream.view(), next, stream.rdstate(), skipBlanks, locale);
+    const bool result = step(block);
+    if (block.Next() != next) buffer.pubseekpos(static_cast<std::streamoff>(block.Next()), std::ios::in);
+    stream.clear(block.State());
+    return result;
+}
+
+/// Cuts the next block out of lines that Lines reads, keeps and gives back the end of.
+template <class Lines>
+bool CutBlock(Lines& lines)
+{
+    lines.Empty();
+    bool started = false;
+    while (lines.Read()) {
+        const std::string_view line = lines.Line();
+        if (!started && line.starts_with("package")) {
+            lines.Empty();
+            continue;
+        }
+        started = started || line.starts_with("message");
+        lines.Keep();
+        const std::size_t brace = line.find('}');
+        if (brace != std::string_view::npos) {
+            lines.GiveBackAfter(brace);
+            return true;
+        }
+    }
+    return false;
+}
+
+/// The lines of a file stream, kept in a string stream.
+class StreamLines {
+public:
+    StreamLines(std::ifstream& file, std::stringstream& block) : mFile(file), mBlock(block) {}
+
+    std::string_view Line() const { return mLine; }
+    bool Read() { return static_cast<bool>(std::getline(mFile, mLine)); }
+
+    void Empty()
+    {
+        mBlock.clear();
+        mBlock.str({});
+    }
+
+    void Keep() { mBlock.write(mLine.data(), static_cast<std::streamsize>(mLine.size())) << std::endl; }
+
+    /// The last line of a file may lack its newline; then the file is at its end.
+    void GiveBackAfter(std::size_t brace)
+    {
+        const bool newline = !mFile.eof();
+        if (!newline) mFile.clear();
+        const std::size_t rest = mLine.size() - brace - 1 + (newline ? 1 : 0);
+        mFile.seekg(-static_cast<std::streamoff>(rest), std::ios::cur);
+    }
+
+private:
+    std::ifstream& mFile;
+    std::stringstream& mBlock;
+    std::string mLine;
+};
+
+/// The lines of a file, read in large pieces and each looked at once. A block is the text from where Empty() was
+/// last called up to the end of the line; text before it is forgotten when there is more to read.
+class BufferedLines {
+public:
+    explicit BufferedLines(std::ifstream& file) : mFile(file) {}
+
+    std::string_view Line() const { return std::string_view(mText).substr(mLine, mLineEnd - mLine); }
+    std::string_view Kept() const { return std::string_view(mText).substr(mBlock, mLineEnd + 1 - mBlock); }
+    void Empty() { mBlock = mNext; }
+    void Keep() {}
+    void GiveBackAfter(std::size_t brace) { mNext = mLine + brace + 1; }
+
+    bool Read()
+    {
+        // What is left of a line that was given back ends where that line did.
+        if (mNext > mLineEnd || mText.empty()) {
+            std::size_t searched = mNext;
+            while ((mLineEnd = mText.find('\n', searched)) == std::string::npos) {
+                searched = mText.size() - mBlock;
+                if (!ReadMore()) return false;
+            }
+        }
+        mLine = mNext;
+        mNext = mLineEnd + 1;
+        return true;
+    }
+
+private:
+    static constexpr std::size_t kPiece = 65536;
+
+    /// Forgets what stands before the block. At the end of the file a last line without newline gets one.
+    bool ReadMore()
+    {
+        mText.erase(0, mBlock);
+        mNext -= mBlock;
+        mBlock = 0;
+        const std::size_t size = mText.size();
+        mText.resize(size + kPiece);
+        mFile.read(&mText[size], kPiece);
+        const auto got = static_cast<std::size_t>(mFile.gcount());
+        mText.resize(size + got);
+        if (got > 0) return true;
+        if (mFile.bad() || mNext == size) return false;
+        mText += '\n';
+        return true;
+    }
+
+    std::ifstream& mFile;
+    std::string mText;
+    std::size_t mBlock = 0;
+    std::size_t mLine = 0;
+    std::size_t mLineEnd = 0;
+    std::size_t mNext = 0;
+};
+
+void AppendMessages(std::ifstream& file, std::vector<CGoogleProtoBufMessageInfo>& messages)
+{
+    BufferedLines lines(file);
+    std::int32_t tlv = 0;
+    while (CutBlock(lines)) {
+        CGoogleProtoBufMessageInfo message;
+        Block forTlv(lines.Kept(), std::locale::classic());
+        if (!ReadTlvType(forTlv, tlv)) {
+            LogError("Failed to find tlvType", '\n');
+            return;
+        }
+        Block forMessage(lines.Kept(), std::locale::classic());
+        if (!ReadMessage(forMessage, message)) continue;
+        message.tlvType = tlv;
+        messages.push_back(std::move(message));
+    }
+}
+
+} // namespace
+
+void GoogleProtoBufLogError(std::ostringstream& /*text*/) {}
+
+bool CGoogleProtoBufParser::readProtoFile(const std::string& path, std::vector<CGoogleProtoBufMessageInfo>& messages)
+{
+    std::ifstream file;
+    file.imbue(std::locale::classic()); // the bytes as they are, whatever the global locale converts
+    file.open(path);
+    if (!file.is_open()) {
+        LogError("Failed to open file:", path);
+        return false;
+    }
+    const std::size_t before = messages.size();
+    try {
+        AppendMessages(file, messages);
+    } catch (...) {
+        messages.erase(messages.begin() + static_cast<std::ptrdiff_t>(before), messages.end());
+        throw;
+    }
+    file.close();
+    return true;
+}
+
+bool CGoogleProtoBufParser::readMessage(std::ifstream& file, std::stringstream& block)
+{
+    StreamLines lines(file, block);
+    return CutBlock(lines);
+}
+
+bool CGoogleProtoBufParser::parseTlvTypeFromStream(std::stringstream& block, std::int32_t& tlv)
+{
+    return OnStream(block, [&](Block& text) { return ReadTlvType(text, tlv); });
+}
+
+bool CGoogleProtoBufParser::parseMessageFromStream(std::stringstream& block, CGoogleProtoBufMessageInfo& message)
+{
+    CGoogleProtoBufMessageInfo read;
+    const bool result = OnStream(block, [&](Block& text) { return ReadMessage(text, read); });
+    message = std::move(read);
+    return result;
+}
+
+bool CGoogleProtoBufParser::parseFieldFromStream(std::stringstream& block, CGoogleProtoBufFieldInfo& field)
+{
+    CGoogleProtoBufFieldInfo read;
+    read.tag = field.tag;
+    const bool result = OnStream(block, [&](Block& text) { return ReadField(text, read); });
+    field = std::move(read);
+    return result;
+}
+
+bool CGoogleProtoBufParser::parseType(std::stringstream& block, CGoogleProtoBufFieldInfo::FieldType& type,
+                                      std::string& error)
+{
+    return OnStream(block, [&](Block& text) { return ReadType(text, type, error); });
+}
+
+bool CGoogleProtoBufParser::parseType(std::stringstream& block, CGoogleProtoBufFieldInfo::FieldType& type)
+{
+    std::string error;
+    return parseType(block, type, error);
+}
+
+bool CGoogleProtoBufParser::parseWord(std::stringstream& block, std::string& word)
+{
+    return OnStream(block, [&](Block& text) {
+        if (text.AtEnd()) return false;
+        std::string_view read;
+        const bool result = text.Word(read);
+        word = read;
+        return result;
+    });
+}
+
+bool CGoogleProtoBufParser::tryParseToken(std::stringstream& block, const std::string& token)
+{
+    return OnStream(block, [&](Block& text) { return text.TryToken(token); });
+}
+
+} // namespace zor::common
