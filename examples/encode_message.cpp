@@ -1,0 +1,218 @@
+/// \file
+/// encode-message: encodes one message of a schema file from values on the command line.
+
+#include <common/GoogleProtoBuf.h>
+#include <common/GoogleProtoBufParser.h>
+
+#include <charconv>
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <vector>
+
+using zor::common::CGoogleProtoBufFieldInfo;
+using zor::common::CGoogleProtoBufMessageInfo;
+using zor::common::CGoogleProtoBufParser;
+using zor::common::GoogleProtoBufEncoder;
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+const char* const kUsage =
+    "usage: encode-message [--raw] SCHEMA MESSAGE name=value...\n"
+    "\n"
+    "Encodes MESSAGE of the schema file SCHEMA in protocol-buffer wire format and prints its TLV type and\n"
+    "its bytes in hexadecimal. A repeated field is given once for each of its values.\n"
+    "\n"
+    "  int32, uint32, sint32, int64, uint64, sint64   a decimal number\n"
+    "  bool                                           true, false, 1 or 0\n"
+    "  string                                         the text as it is\n"
+    "  bytes, and fields of a message type            pairs of hexadecimal digits\n"
+    "\n"
+    "  --raw    write the bytes themselves and nothing else\n"
+    "  --help   show this text\n";
+
+constexpr int kFailure = 2;
+
+/// Prints the reason as one line, whatever the arguments that it quotes hold.
+int Fail(std::string reason)
+{
+    for (char& c : reason) {
+        if (static_cast<unsigned char>(c) < ' ') c = '?';
+    }
+    std::fprintf(stderr, "encode-message: %s\n", reason.c_str());
+    return kFailure;
+}
+
+/// Reads all of a text as one decimal number of the width of Number.
+template <class Number>
+bool ReadNumber(std::string_view text, Number& number)
+{
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && stop == end;
+}
+
+bool ReadBool(std::string_view text, bool& value)
+{
+    value = text == "true" || text == "1";
+    return value || text == "false" || text == "0";
+}
+
+/// Reads pairs of hexadecimal digits.
+bool ReadHex(std::string_view text, Bytes& bytes)
+{
+    for (; !text.empty(); text.remove_prefix(2)) {
+        unsigned char byte = 0;
+        if (text.size() < 2) return false;
+        const auto [stop, error] = std::from_chars(text.data(), text.data() + 2, byte, 16);
+        if (error != std::errc() || stop != text.data() + 2) return false;
+        bytes.push_back(byte);
+    }
+    return true;
+}
+
+constexpr std::uint32_t kVarint = 0;
+constexpr std::uint32_t kLengthDelimited = 2;
+
+/// Appends tag and value, if the text is a number of the type that the encoder takes.
+template <class Number>
+bool EncodeNumber(std::uint32_t number, std::string_view text, void (*encode)(const Number&, Bytes&), Bytes& wire)
+{
+    Number value = 0;
+    if (!ReadNumber(text, value)) return false;
+    GoogleProtoBufEncoder::encodeTag(number, kVarint, wire);
+    encode(value, wire);
+    return true;
+}
+
+/// Appends tag and value; false says that the value does not fit the type.
+bool EncodeField(const CGoogleProtoBufFieldInfo& field, std::string_view text, Bytes& wire)
+{
+    const auto number = static_cast<std::uint32_t>(field.tag);
+    switch (field.type) {
+    case CGoogleProtoBufFieldInfo::TypeInt32:
+        return EncodeNumber(number, text, GoogleProtoBufEncoder::encodeInt32, wire);
+    case CGoogleProtoBufFieldInfo::TypeSint32:
+        return EncodeNumber(number, text, GoogleProtoBufEncoder::encodeSint32, wire);
+    case CGoogleProtoBufFieldInfo::TypeUint32:
+        return EncodeNumber(number, text, GoogleProtoBufEncoder::encodeUint32, wire);
+    case CGoogleProtoBufFieldInfo::TypeInt64:
+        return EncodeNumber(number, text, GoogleProtoBufEncoder::encodeInt64, wire);
+    case CGoogleProtoBufFieldInfo::TypeSint64:
+        return EncodeNumber(number, text, GoogleProtoBufEncoder::encodeSint64, wire);
+    case CGoogleProtoBufFieldInfo::TypeUint64:
+        return EncodeNumber(number, text, GoogleProtoBufEncoder::encodeUint64, wire);
+    case CGoogleProtoBufFieldInfo::TypeBool: {
+        bool value = false;
+        if (!ReadBool(text, value)) return false;
+        GoogleProtoBufEncoder::encodeTag(number, kVarint, wire);
+        GoogleProtoBufEncoder::encodeUint32(value ? 1 : 0, wire);
+        return true;
+    }
+    case CGoogleProtoBufFieldInfo::TypeString:
+        GoogleProtoBufEncoder::encodeTag(number, kLengthDelimited, wire);
+        GoogleProtoBufEncoder::encodeString(std::string(text), wire);
+        return true;
+    default: {
+        Bytes bytes;
+        if (!ReadHex(text, bytes)) return false;
+        GoogleProtoBufEncoder::encodeTag(number, kLengthDelimited, wire);
+        GoogleProtoBufEncoder::encodeBytes(bytes, wire);
+        return true;
+    }
+    }
+}
+
+/// The value of "name=value" if it is for the field.
+bool IsFor(const CGoogleProtoBufFieldInfo& field, std::string_view argument, std::string_view& value)
+{
+    const std::size_t length = field.name.size();
+    if (argument.size() <= length || argument.substr(0, length) != field.name || argument[length] != '=') return false;
+    value = argument.substr(length + 1);
+    return true;
+}
+
+/// Encodes the fields in the order of the schema; the result is what is wrong, empty if nothing is.
+std::string EncodeMessage(const CGoogleProtoBufMessageInfo& message, const std::vector<std::string_view>& arguments,
+                          Bytes& wire)
+{
+    std::size_t used = 0;
+    for (const CGoogleProtoBufFieldInfo& field : message.fields) {
+        std::size_t given = 0;
+        for (const std::string_view argument : arguments) {
+            std::string_view value;
+            if (!IsFor(field, argument, value)) continue;
+            ++given;
+            if (given > 1 && !field.repeated) return "field \"" + field.name + "\" is given twice";
+            if (field.tag < 1 || field.tag > 536870911) {
+                return "field \"" + field.name + "\" has the number " + std::to_string(field.tag) +
+                       ", which no message can carry";
+            }
+            if (!EncodeField(field, value, wire)) {
+                return "\"" + std::string(value) + "\" does not fit field \"" + field.name + "\" of type " +
+                       CGoogleProtoBufFieldInfo::fieldTypeToString(field.type);
+            }
+        }
+        if (given == 0 && !field.optional && !field.repeated) return "required field \"" + field.name + "\" is missing";
+        used += given;
+    }
+    if (used == arguments.size()) return "";
+    for (const std::string_view argument : arguments) {
+        bool known = false;
+        std::string_view value;
+        for (const CGoogleProtoBufFieldInfo& field : message.fields) known = known || IsFor(field, argument, value);
+        if (!known) return "message \"" + message.name + "\" has no field for \"" + std::string(argument) + "\"";
+    }
+    return "two fields of message \"" + message.name + "\" have one name";
+}
+
+bool Print(const CGoogleProtoBufMessageInfo& message, const Bytes& wire, bool raw)
+{
+    if (raw) {
+        std::fwrite(wire.data(), 1, wire.size(), stdout);
+    } else {
+        std::printf("TLV type: %d\nbytes:", message.tlvType);
+        for (const unsigned char byte : wire) std::printf(" %02x", byte);
+        std::printf("\n");
+    }
+    return std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    bool raw = false;
+    std::vector<std::string_view> arguments;
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view argument = argv[i];
+        if (argument == "--help") {
+            std::fputs(kUsage, stdout);
+            return 0;
+        }
+        if (argument == "--raw") {
+            raw = true;
+        } else if (argument.substr(0, 2) == "--") {
+            return Fail("unknown option \"" + std::string(argument) + "\" (see --help)");
+        } else {
+            arguments.push_back(argument);
+        }
+    }
+    if (arguments.size() < 2) return Fail("a schema file and a message name are needed (see --help)");
+    const std::string path(arguments[0]);
+    const std::string name(arguments[1]);
+    arguments.erase(arguments.begin(), arguments.begin() + 2);
+
+    std::vector<CGoogleProtoBufMessageInfo> messages;
+    if (!CGoogleProtoBufParser().readProtoFile(path, messages)) return Fail("cannot open schema file \"" + path + "\"");
+    for (const CGoogleProtoBufMessageInfo& message : messages) {
+        if (message.name != name) continue;
+        Bytes wire;
+        const std::string wrong = EncodeMessage(message, arguments, wire);
+        if (!wrong.empty()) return Fail(wrong);
+        return Print(message, wire, raw) ? 0 : Fail("cannot write the output");
+    }
+    return Fail("schema file \"" + path + "\" has no message \"" + name + "\" that can be read");
+}
