@@ -1,7 +1,23 @@
 # Runs PROGRAM with ARGUMENTS and fails unless its output, its error text and its exit status are the expected ones.
+# The output is OUTPUT, or what the file OUTPUT_FILE holds. With HEX, a file of hex digits with comment lines, or
+# DIGITS, digits themselves, their bytes are first written to the file INPUT, all or the first SIZE of them.
+if(HEX OR DIGITS)
+    if(HEX)
+        file(STRINGS ${HEX} DIGITS REGEX "^[^#]")
+    endif()
+    string(REGEX REPLACE "[^0-9a-f]" "" digits "${DIGITS}")
+    if(NOT SIZE STREQUAL "")
+        math(EXPR count "2 * ${SIZE}")
+        string(SUBSTRING "${digits}" 0 ${count} digits)
+    endif()
+    string(REGEX REPLACE "(..)" "\\\\x\\1" escapes "${digits}")
+    execute_process(COMMAND printf "${escapes}" OUTPUT_FILE ${INPUT} COMMAND_ERROR_IS_FATAL ANY)
+endif()
+if(OUTPUT_FILE)
+    file(READ ${OUTPUT_FILE} OUTPUT)
+endif()
+
 execute_process(COMMAND ${PROGRAM} ${ARGUMENTS} OUTPUT_VARIABLE output ERROR_VARIABLE error RESULT_VARIABLE status)
-string(REPLACE "\\n" "\n" OUTPUT "${OUTPUT}")
-string(REPLACE "\\n" "\n" ERROR "${ERROR}")
 foreach(what IN ITEMS status output error)
     string(TOUPPER ${what} expected)
     if(NOT "${${what}}" STREQUAL "${${expected}}")
