@@ -56,50 +56,46 @@ std::string Expanded(const Wildcards& object)
     return text;
 }
 
-/// Runs \a operation with its first, second, ... allocation failing, until it succeeds, and then checks that each
-/// failure has left the object as \a same sees it.
-template <class T, class Operation, class Same>
-void FailEachAllocation(const T& start, Operation operation, Same same)
+/// A text without room of its own, so that what is written to it is allocated.
+std::string& Fresh(std::string& text)
 {
-    for (long failAt = 0; failAt < 1000; ++failAt) {
-        T object(start);
-        gFailAt = failAt;
-        try {
-            operation(object);
-            gFailAt = -1;
-            return;
-        } catch (const std::bad_alloc&) {
-            gFailAt = -1;
-            EXPECT_TRUE(same(object)) << "allocation " << failAt;
+    std::string().swap(text);
+    return text;
+}
+
+/// Runs each operation with its first, second, ... allocation failing, until it succeeds, and then checks that each
+/// failure has left the object as \a same sees it.
+template <class T, class Same, class... Operations>
+void FailEachAllocation(const T& start, Same same, Operations... operations)
+{
+    const auto failEach = [&](auto operation) {
+        for (long failAt = 0; failAt < 1000; ++failAt) {
+            T object(start);
+            gFailAt = failAt;
+            try {
+                operation(object);
+                gFailAt = -1;
+                return;
+            } catch (const std::bad_alloc&) {
+                gFailAt = -1;
+                EXPECT_TRUE(same(object)) << "allocation " << failAt;
+            }
         }
-    }
-    ADD_FAILURE() << "never succeeded";
+        ADD_FAILURE() << "never succeeded";
+    };
+    (failEach(operations), ...);
 }
 
 TEST(Allocation, FailuresLeaveFieldsAsTheyWere)
 {
     const Hexfield start("0102030405");
     const Hexfield wide("010203040506070809");
-    const auto same = [&](const Hexfield& field) { return field == start; };
     const std::string text(40, '7');
     FailEachAllocation(
-        start, [&](Hexfield& f) { f = wide; }, same);
-    FailEachAllocation(
-        start, [&](Hexfield& f) { f += wide; }, same);
-    FailEachAllocation(
-        start, [&](Hexfield& f) { f -= wide; }, same);
-    FailEachAllocation(
-        start, [&](Hexfield& f) { f |= wide; }, same);
-    FailEachAllocation(
-        start, [&](Hexfield& f) { f &= wide; }, same);
-    FailEachAllocation(
-        start, [&](Hexfield& f) { f.CopyFromString(text); }, same);
-    FailEachAllocation(
-        start, [&](Hexfield& f) { f.CopyFromBinaryString(text, true); }, same);
-    FailEachAllocation(
-        start, [&](Hexfield& f) { f.normalize(99); }, same);
-    FailEachAllocation(
-        start, [&](Hexfield& f) { f.MaskMultiply(3, wide); }, same);
+        start, [&](auto& field) { return field == start; }, [&](auto& f) { f = wide; }, [&](auto& f) { f += wide; },
+        [&](auto& f) { f -= wide; }, [&](auto& f) { f |= wide; }, [&](auto& f) { f &= wide; },
+        [&](auto& f) { f.CopyFromString(text); }, [&](auto& f) { f.CopyFromBinaryString(text, true); },
+        [&](auto& f) { f.normalize(99); }, [&](auto& f) { f.MaskMultiply(3, wide); });
 }
 
 TEST(Allocation, FailuresLeaveWildcardsAsTheyWere)
@@ -115,60 +111,27 @@ TEST(Allocation, FailuresLeaveWildcardsAsTheyWere)
         return all + variable;
     };
     const std::string longText(100, 'v');
+    const std::string list = "another_variable_with_a_long_name=x,a_variable_with_a_long_name=" + longText;
     const unsigned char mac[6] = {};
-    const Wildcards hexTemplate("@h 31 32 33 @x(1) 34" + std::string(100, '7') + "35", "@");
-    FailEachAllocation(
-        hexTemplate,
-        [&](Wildcards& w) {
-            std::string out;
-            w.GetValue(out);
-        },
-        [&](const Wildcards& object) { return Expanded(object) == Expanded(hexTemplate); });
+    std::string out;
     for (const int steps : {0, 1, 3, 4}) { // before the parse, and with repeats owed
         for (int i = 0; i < steps; ++i) start.NextValue();
         const std::string expected = values(start);
-        const auto same = [&](const Wildcards& object) { return values(object) == expected; };
         FailEachAllocation(
-            start,
-            [&](Wildcards& w) {
-                std::string out;
-                w.GetValue(out);
-            },
-            same);
+            start, [&](auto& object) { return values(object) == expected; }, [&](auto& w) { w.GetValue(Fresh(out)); },
+            [&](auto& w) { w.GetNextValue(Fresh(out)); }, [&](auto& w) { w.GetValueAt(77, Fresh(out), true); },
+            [&](auto& w) { w.NextValue(); }, [&](auto& w) { w.SetReadCursor(5); },
+            [&](auto& w) { w = Wildcards(longText, "@"); }, [&](auto& w) { w.AddVarList(list); },
+            [&](auto& w) { w.AddVar("A_variable_with_a_long_name", longText); },
+            [&](auto& w) { w.SetVlanTagCount(200); });
         FailEachAllocation(
-            start,
-            [&](Wildcards& w) {
-                std::string out;
-                w.GetNextValue(out);
-            },
-            same);
-        FailEachAllocation(
-            start, [&](Wildcards& w) { w.NextValue(); }, same);
-        FailEachAllocation(
-            start,
-            [&](Wildcards& w) {
-                std::string out;
-                w.GetValueAt(77, out, true);
-            },
-            same);
-        FailEachAllocation(
-            start, [&](Wildcards& w) { w.SetReadCursor(5); }, same);
-        FailEachAllocation(
-            start, [&](Wildcards& w) { w = Wildcards(longText, "@"); }, same);
-        FailEachAllocation(
-            start, [&](Wildcards& w) { w.AddVar("A_variable_with_a_long_name", longText); }, same);
-        FailEachAllocation(
-            start,
-            [&](Wildcards& w) {
-                w.AddVarList("another_variable_with_a_long_name=x,a_variable_with_a_long_name=" + longText);
-            },
-            same);
-        FailEachAllocation(
-            start, [&](Wildcards& w) { w.SetVlanTagCount(200); }, same);
-        FailEachAllocation(
-            start, [&](Wildcards& w) { w.SetEtherParams(mac, mac, mac, 0), w.ParseExpr(); },
-            [&](const Wildcards& object) { return Expanded(object) == Expanded(start); });
+            start, [&](auto& object) { return Expanded(object) == Expanded(start); },
+            [&](auto& w) { w.SetEtherParams(mac, mac, mac, 0), w.ParseExpr(); });
     }
+    const Wildcards hexTemplate("@h 31 32 33 @x(1) 34" + std::string(100, '7') + "35", "@");
+    FailEachAllocation(
+        hexTemplate, [&](auto& object) { return Expanded(object) == Expanded(hexTemplate); },
+        [&](auto& w) { w.GetValue(Fresh(out)); });
 }
 
 TEST(Allocation, ExtractorAllocatesForTheOutputAlone)
@@ -186,8 +149,7 @@ TEST(Allocation, ExtractorAllocatesForTheOutputAlone)
             EXPECT_EQ(gAllocations - before, 1);
             for (const bool append : {false, true}) {
                 FailEachAllocation(
-                    start, [&](std::vector<unsigned char>& v) { field.ExtractField(in, v, append); },
-                    [&](const std::vector<unsigned char>& v) { return v == start; });
+                    start, [&](auto& v) { return v == start; }, [&](auto& v) { field.ExtractField(in, v, append); });
             }
         }
     }
@@ -229,25 +191,22 @@ TEST(Allocation, FailuresLeaveEncodedBytesAndMessagesAsTheyWere)
 {
     const std::vector<unsigned char> bytes(100, 'b');
     FailEachAllocation(
-        bytes, [&](auto& out) { GoogleProtoBufEncoder::encodeBytes(bytes, out); },
-        [&](const auto& out) { return out == bytes; });
+        bytes, [&](auto& out) { return out == bytes; },
+        [&](auto& out) { GoogleProtoBufEncoder::encodeBytes(bytes, out); });
 
     const std::string text = "message A_name_that_is_longer_than_any_string_keeps_inside { bool x = 1; }\n";
     const auto same = [](const CGoogleProtoBufMessageInfo& message) { return message.name == "old"; };
     CGoogleProtoBufMessageInfo old;
     old.name = "old";
-    FailEachAllocation(
-        old,
-        [&](CGoogleProtoBufMessageInfo& message) {
-            std::stringstream block(text);
-            EXPECT_TRUE(CGoogleProtoBufParser().parseMessageFromStream(block, message));
-        },
-        same);
+    FailEachAllocation(old, same, [&](auto& message) {
+        std::stringstream block(text);
+        EXPECT_TRUE(CGoogleProtoBufParser().parseMessageFromStream(block, message));
+    });
     const std::string path = testing::TempDir() + "zor-allocation.proto";
     std::ofstream(path) << "// 1\n" + text + "// 2\n" + text + "// 3\n" + text;
     FailEachAllocation(
-        std::vector(1, old), [&](auto& messages) { CGoogleProtoBufParser().readProtoFile(path, messages); },
-        [&](const auto& messages) { return messages.size() == 1 && same(messages[0]); });
+        std::vector(1, old), [&](auto& messages) { return messages.size() == 1 && same(messages[0]); },
+        [&](auto& messages) { CGoogleProtoBufParser().readProtoFile(path, messages); });
     std::remove(path.c_str());
 }
 

@@ -83,16 +83,23 @@ TEST_F(MacAddressText, StyleIsSharedByAllAddresses)
     EXPECT_EQ(CWorldWideName().ToString(), "00:00:00:00:00:00:00:00") << "each type has a style of its own";
 }
 
-/// The scan written out: %x with the separator, for both types.
-int Scan(const std::string& text, int groups, char separator, int (&v)[8])
+/// The scan written out for both types: %x with the separator between them. Gives the number that it reads
+/// and how many groups that has, 0 for none.
+int Scan(const std::string& text, int groups, char separator, unsigned long& number)
 {
     const std::size_t first = text.find_first_not_of("0123456789ABCDEFabcdef");
     std::string format = "%x";
     for (int i = 1; i < groups; ++i) format += (first == std::string::npos ? separator : text[first]) + "%x"s;
-    unsigned int read[8] = {};
-    const int count = std::sscanf(text.c_str(), format.c_str(), &read[0], &read[1], &read[2], &read[3], &read[4],
-                                  &read[5], &read[6], &read[7]);
-    for (int i = 0; i < 8; ++i) v[i] = static_cast<int>(read[i]);
+    unsigned int v[8] = {};
+    const int count = std::sscanf(text.c_str(), format.c_str(), &v[0], &v[1], &v[2], &v[3], &v[4], &v[5], &v[6], &v[7]);
+    if (count != groups && !(groups == 6 && count == 3)) return 0;
+    const int bits = count == 3 ? 16 : 8;
+    unsigned long result = 0;
+    for (int i = 0; i < count; ++i) {
+        if (static_cast<int>(v[i]) >= 1 << bits) return 0;
+        result = result << bits | (v[i] & ((1u << bits) - 1));
+    }
+    number = result;
     return count;
 }
 
@@ -104,19 +111,9 @@ TEST_F(MacAddressText, AgreesWithTheScanOnMutatedTexts)
         SetUp();
         CMacAddress::SetFormatStyle({static_cast<int>(random.Below(2)), ":-. %"[random.Below(5)]});
         const std::string text = random.Mutated(CMacAddress(random.Number()).ToString(), "012abcdefABCDEFx:.- +%\0"s);
-        int v[8];
-        const int count = Scan(text, 6, CMacAddress::GetFormatStyle().mSeparator, v);
         unsigned long expected = 1;
-        int grouping = CMacAddress::GetFormatStyle().mGrouping;
-        if (count == 6 && v[0] < 256 && v[1] < 256 && v[2] < 256 && v[3] < 256 && v[4] < 256 && v[5] < 256) {
-            expected = 0;
-            for (int i = 0; i < 6; ++i) expected = expected << 8 | (static_cast<unsigned int>(v[i]) & 0xff);
-            grouping = 1;
-        } else if (count == 3 && v[0] < 65536 && v[1] < 65536 && v[2] < 65536) {
-            expected = 0;
-            for (int i = 0; i < 3; ++i) expected = expected << 16 | (static_cast<unsigned int>(v[i]) & 0xffff);
-            grouping = 0;
-        }
+        const int groups = Scan(text, 6, CMacAddress::GetFormatStyle().mSeparator, expected);
+        const int grouping = groups == 0 ? CMacAddress::GetFormatStyle().mGrouping : groups == 6 ? 1 : 0;
         CMacAddress address(1);
         accepted += address.CopyFromString(text, nullptr);
         ASSERT_EQ(address.ToU64(), expected) << '"' << text << '"';
@@ -192,16 +189,11 @@ TEST_F(WorldWideNameText, AgreesWithTheScanOnMutatedTexts)
     for (int round = 0; round < 50000; ++round) {
         CWorldWideName::SetFormatStyle({0, ":-. "[random.Below(4)]});
         const std::string text = random.Mutated(CWorldWideName(random.Number()).ToString(), "012abcdefABCDEFx:.- +"s);
-        int v[8];
-        unsigned long expected = 0;
-        bool valid = Scan(text, 8, CWorldWideName::GetFormatStyle().mSeparator, v) == 8;
-        for (const int value : v) {
-            valid = valid && value < 256;
-            expected = expected << 8 | (static_cast<unsigned int>(value) & 0xff);
-        }
+        unsigned long expected = 1;
+        const bool valid = Scan(text, 8, CWorldWideName::GetFormatStyle().mSeparator, expected) == 8;
         CWorldWideName name(1);
         ASSERT_EQ(name.CopyFromString(text, nullptr), valid) << '"' << text << '"';
-        ASSERT_EQ(name.ToU64(), valid ? expected : 1u) << '"' << text << '"';
+        ASSERT_EQ(name.ToU64(), expected) << '"' << text << '"';
     }
 }
 

@@ -102,50 +102,6 @@ TEST(WildcardsParse, HostileTextsTakeLinearTime)
     }
 }
 
-TEST(WildcardsLengthField, PairsAreMatchedFromTheEnd)
-{
-    Random random(10);
-    for (int round = 0; round < 3000; ++round) {
-        struct Piece {
-            std::string templ, text;
-            bool lengthField, front, decimal, bigEndian;
-        };
-        std::vector<Piece> pieces;
-        for (std::size_t n = random.Below(12); n > 0; --n) {
-            const std::string number = std::to_string(random.Below(100000));
-            const bool front = random.Below(2) == 0, decimal = random.Below(2) == 0, big = random.Below(2) == 0;
-            switch (random.Below(4)) {
-            case 0: pieces.push_back({"text", "text", false, false, false, false}); break;
-            case 1: pieces.push_back({"@x(" + number + ")", number, false, false, false, false}); break;
-            default:
-                pieces.push_back({"@_("s + (front ? "1," : "0,") + (decimal ? "0," : "3,") + (big ? "1)" : "2)"), "",
-                                  true, front, decimal, big});
-            }
-        }
-        std::string templ;
-        std::string expected;
-        std::string stretch; // behind the last opening place seen from the end, while a pair is open
-        bool open = false;
-        for (auto piece = pieces.rbegin(); piece != pieces.rend(); ++piece) {
-            templ.insert(0, piece->templ);
-            if (!piece->lengthField) {
-                (open ? stretch : expected).insert(0, piece->text);
-                continue;
-            }
-            open = !open;
-            if (open) continue;
-            const std::size_t size = stretch.size();
-            std::string length = {0, static_cast<char>(size >> 8), static_cast<char>(size)};
-            if (!piece->bigEndian) std::reverse(length.begin(), length.end());
-            if (piece->decimal) length = std::to_string(size);
-            expected.insert(0, piece->front ? length + stretch : stretch + length);
-            stretch.clear();
-        }
-        Wildcards wildcards(templ, "@");
-        ASSERT_EQ(Value(wildcards), stretch + expected) << templ;
-    }
-}
-
 TEST(WildcardsIndex, IsTheValueAfterSoManySteps)
 {
     const unsigned char mac[] = {0x00, 0x11, 0x22, 0x33, 0x44, 0xfe};
