@@ -1,4 +1,5 @@
 #include "support/Random.h"
+#include "support/Rows.h"
 
 #include <common/Ipv6Address.h>
 
@@ -71,41 +72,27 @@ TEST(DiUnsignedUnit, EveryPairOfDigits)
     }
 }
 
+std::vector<unsigned char> Digits(const std::string& text)
+{
+    std::vector<unsigned char> digits;
+    for (std::size_t i = 0; i < text.size(); i += 2) {
+        digits.push_back(static_cast<unsigned char>(std::stoi(text.substr(i, 2), nullptr, 16)));
+    }
+    return digits;
+}
+
 TEST(DiUnsignedAddSub, CarriesMasksAndReports)
 {
-    using Add = di_addfunctor<unsigned char>;
-    using Sub = di_subfunctor<unsigned char>;
-    const struct {
-        const char* name;
-        bool add;
-        unsigned char dst[3], src[3];
-        unsigned int dstDigits, srcDigits;
-        unsigned char headmask, expected[3];
-        bool result;
-    } rows[] = {
-        {"carry runs on alone", true, {0xff, 0xff, 0x01}, {0x01}, 3, 1, 0, {0x00, 0x00, 0x02}, false},
-        {"carry falls out alone", true, {0xff, 0xff, 0xff}, {0x01}, 3, 1, 0, {0x00, 0x00, 0x00}, true},
-        {"borrow runs on alone", false, {0x00, 0x00, 0x01}, {0x01}, 3, 1, 0, {0xff, 0xff, 0x00}, false},
-        {"borrow falls out alone", false, {0x00, 0x00, 0x00}, {0x01}, 3, 1, 0, {0xff, 0xff, 0xff}, true},
-        {"shorter source, bit above the head mask", true, {0xff, 0x03, 0}, {0x01}, 2, 1, 0x03, {0x00, 0x04, 0}, true},
-        {"equal sizes, carry", true, {0xff, 0xff, 0}, {0x02, 0x80, 0}, 2, 2, 0, {0x01, 0x80, 0}, true},
-        {"equal sizes, no carry", true, {0x01, 0x7f, 0}, {0x02, 0x80, 0}, 2, 2, 0, {0x03, 0xff, 0}, false},
-        {"longer source is cut", true, {0x01, 0x02, 0x09}, {0x01, 0x01, 0xff}, 2, 3, 0, {0x02, 0x03, 0x09}, false},
-        {"head mask cuts the source", true, {0x00, 0x00, 0}, {0x00, 0xff, 0}, 2, 2, 0x03, {0x00, 0x03, 0}, false},
-        {"bit above the head mask", true, {0x00, 0x01, 0}, {0x00, 0x03, 0}, 2, 2, 0x03, {0x00, 0x04, 0}, true},
-        {"not the carry with a head mask", true, {0x00, 0xfe, 0}, {0x00, 0x03, 0}, 2, 2, 0x03, {0x00, 0x01, 0}, false},
-        {"borrow sets the bit above it", false, {0x00, 0x00, 0}, {0x01, 0x00, 0}, 2, 2, 0x03, {0xff, 0xff, 0}, true},
-        {"no digits", true, {0x05, 0, 0}, {0x01, 0, 0}, 0, 1, 0, {0x05, 0, 0}, false},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        unsigned char dst[3] = {row.dst[0], row.dst[1], row.dst[2]};
-        const bool result =
-            row.add
-                ? di_addsub<unsigned int, unsigned char, Add>(dst, row.src, row.dstDigits, row.srcDigits, row.headmask)
-                : di_addsub<unsigned int, unsigned char, Sub>(dst, row.src, row.dstDigits, row.srcDigits, row.headmask);
-        EXPECT_EQ(result, row.result);
-        EXPECT_TRUE(std::equal(dst, dst + 3, row.expected)) << +dst[0] << ' ' << +dst[1] << ' ' << +dst[2];
+    for (const auto& row : test::Rows("di-addsub.txt")) {
+        SCOPED_TRACE(row[0]);
+        std::vector<unsigned char> dst = Digits(row[2]);
+        const std::vector<unsigned char> src = Digits(row[3]);
+        const auto run = row[1] == "add" ? di_addsub<unsigned int, unsigned char, di_addfunctor<unsigned char>>
+                                         : di_addsub<unsigned int, unsigned char, di_subfunctor<unsigned char>>;
+        const bool result = run(dst.data(), src.data(), static_cast<unsigned int>(dst.size()),
+                                static_cast<unsigned int>(src.size()), Digits(row[4])[0]);
+        EXPECT_EQ(dst, Digits(row[5]));
+        EXPECT_EQ(result, row[6] == "true");
     }
 }
 
