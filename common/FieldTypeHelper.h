@@ -128,6 +128,8 @@ void CheckIndex(int index)
 /// throws nothing.
 template <class T>
 class CConstFieldTypeHelper {
+    static_assert(detail::FieldType<T>::kSize > 0, "there are views of integers and addresses only");
+
 public:
     constexpr CConstFieldTypeHelper(const T* value) noexcept : mValue(value) {}
     constexpr CConstFieldTypeHelper(const T& value) noexcept : mValue(&value) {}
@@ -159,6 +161,8 @@ private:
 /// \endcode
 template <class T>
 class CFieldTypeHelper {
+    static_assert(detail::FieldType<T>::kSize > 0, "there are views of integers and addresses only");
+
 public:
     constexpr CFieldTypeHelper(T* value) noexcept : mValue(value) {}
     constexpr CFieldTypeHelper(T& value) noexcept : mValue(&value) {}

@@ -13,7 +13,10 @@ constexpr std::size_t kVarintRoom = 10;
 template <class Unsigned>
 void AppendVarint(Unsigned value, std::vector<unsigned char>& out)
 {
-    if (value < 0x80) return out.push_back(static_cast<unsigned char>(value)); // nearly every tag and length
+    if (value < 0x80) { // a shorter way for nearly every tag and length
+        out.push_back(static_cast<unsigned char>(value));
+        return;
+    }
     unsigned char bytes[kVarintRoom];
     unsigned char* end = bytes;
     while (value >= 0x80) {

@@ -64,8 +64,8 @@ public:
     /// As encodeString(). \a bytes may be \a out itself: its bytes before the call are appended.
     static void encodeBytes(const std::vector<unsigned char>& bytes, std::vector<unsigned char>& out);
 
-    /// The varint of a number given as bytes, the most significant first. It is exact for up to 4 bytes whose
-    /// first is below 0x80; beyond that the arithmetic is that of signed 32 bits, which callers rely on:
+    /// The varint of a number given as bytes, the most significant first. It is exact for up to 3 bytes, and for 4
+    /// whose first is below 0x80; beyond that the arithmetic is that of signed 32 bits, which callers rely on:
     ///
     /// - a byte of 0x80 or more in the place of bits 24 to 31 sets bits 32 to 63 too, so 80 00 00 00 becomes
     ///   0xffffffff80000000;

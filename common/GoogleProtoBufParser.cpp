@@ -73,7 +73,6 @@ public:
     bool Word(std::string_view& word)
     {
         if (AtEnd()) return false;
-        word = {};
         if (mSkipBlanks) SkipBlanks();
         if (!CanRead() || IsBlank(mText[mNext])) {
             mState |= std::ios::failbit;
@@ -116,7 +115,7 @@ private:
     bool IsBlank(char c) const { return mCharacters.is(std::ctype_base::space, c); }
 
     /// Whether a character is ignored before the first one of a token.
-    bool IsPassedOver(char c) const { return mSkipBlanks ? IsBlank(c) : c == '\t' || c == '\n' || c == ' '; }
+    bool IsPassedOver(char c) const { return c == '\t' || c == '\n' || c == ' ' || (mSkipBlanks && IsBlank(c)); }
 
     void SkipBlanks()
     {
@@ -187,10 +186,10 @@ bool ReadField(Block& block, CGoogleProtoBufFieldInfo& field)
     } else if (block.TryToken("repeated")) {
         field.repeated = true;
     }
-    std::string error; // reported nowhere: a type that is not known is a message like any other that is not read
-    if (!ReadType(block, field.type, error)) return false;
-
     std::string_view word;
+    if (!block.Word(word)) return false; // like an unknown type, reported nowhere
+    field.type = CGoogleProtoBufFieldInfo::stringToFieldType(std::string(word));
+    if (field.type == CGoogleProtoBufFieldInfo::TypeNone) return false;
     if (!block.Word(word)) {
         LogError("ParseFieldFromStream failed to get field name");
         return false;
@@ -277,11 +276,11 @@ bool OnStream(std::stringstream& stream, Step step)
 {
     std::stringbuf& buffer = *stream.rdbuf();
     const std::streamoff position = buffer.pubseekoff(0, std::ios::cur, std::ios::in);
-    if (position < 0) stream.setstate(std::ios::failbit); // not open for reading: every read fails
+    const std::string_view text = position < 0 ? std::string_view() : stream.view(); // not open for reading: none
     const std::locale locale = stream.getloc();
     const bool skipBlanks = (stream.flags() & std::ios::skipws) != 0;
     const std::size_t next = position < 0 ? 0 : static_cast<std::size_t>(position);
-    Block block(stream.view(), next, stream.rdstate(), skipBlanks, locale);
+    Block block(text, next, stream.rdstate(), skipBlanks, locale);
     const bool result = step(block);
     if (block.Next() != next) buffer.pubseekpos(static_cast<std::streamoff>(block.Next()), std::ios::in);
     stream.clear(block.State());
@@ -331,7 +330,7 @@ public:
     void GiveBackAfter(std::size_t brace)
     {
         const bool newline = !mFile.eof();
-        if (!newline) mFile.clear();
+        mFile.clear();
         const std::size_t rest = mLine.size() - brace - 1 + (newline ? 1 : 0);
         mFile.seekg(-static_cast<std::streamoff>(rest), std::ios::cur);
     }
@@ -342,64 +341,55 @@ private:
     std::string mLine;
 };
 
-/// The lines of a file, read in large pieces and each looked at once. A block is the text from where Empty() was
-/// last called up to the end of the line; text before it is forgotten when there is more to read.
-class BufferedLines {
+/// The lines of a text that ends with a newline. A block is the text from where Empty() was last called up to the end
+/// of the line. A line that is given back is searched for its end again, but only a few times: a block inside one line
+/// has no comment above a message line, and so ends the reading.
+class TextLines {
 public:
-    explicit BufferedLines(std::ifstream& file) : mFile(file) {}
+    explicit TextLines(std::string_view text) : mText(text) {}
 
-    std::string_view Line() const { return std::string_view(mText).substr(mLine, mLineEnd - mLine); }
-    std::string_view Kept() const { return std::string_view(mText).substr(mBlock, mLineEnd + 1 - mBlock); }
+    std::string_view Line() const { return mText.substr(mLine, mNext - 1 - mLine); }
+    std::string_view Kept() const { return mText.substr(mBlock, mLineEnd - mBlock); }
     void Empty() { mBlock = mNext; }
     void Keep() {}
     void GiveBackAfter(std::size_t brace) { mNext = mLine + brace + 1; }
 
     bool Read()
     {
-        // What is left of a line that was given back ends where that line did.
-        if (mNext > mLineEnd || mText.empty()) {
-            std::size_t searched = mNext;
-            while ((mLineEnd = mText.find('\n', searched)) == std::string::npos) {
-                searched = mText.size() - mBlock;
-                if (!ReadMore()) return false;
-            }
-        }
+        if (mNext == mText.size()) return false;
         mLine = mNext;
-        mNext = mLineEnd + 1;
+        mNext = mLineEnd = mText.find('\n', mLine) + 1;
         return true;
     }
 
 private:
-    static constexpr std::size_t kPiece = 65536;
-
-    /// Forgets what stands before the block. At the end of the file a last line without newline gets one.
-    bool ReadMore()
-    {
-        mText.erase(0, mBlock);
-        mNext -= mBlock;
-        mBlock = 0;
-        const std::size_t size = mText.size();
-        mText.resize(size + kPiece);
-        mFile.read(&mText[size], kPiece);
-        const auto got = static_cast<std::size_t>(mFile.gcount());
-        mText.resize(size + got);
-        if (got > 0) return true;
-        if (mFile.bad() || mNext == size) return false;
-        mText += '\n';
-        return true;
-    }
-
-    std::ifstream& mFile;
-    std::string mText;
+    std::string_view mText;
     std::size_t mBlock = 0;
     std::size_t mLine = 0;
-    std::size_t mLineEnd = 0;
+    std::size_t mLineEnd = 0; ///< Behind its newline.
     std::size_t mNext = 0;
 };
 
+/// All of a file, or what could be read of it, with a newline behind a last line that has none.
+std::string ReadAll(std::ifstream& file)
+{
+    constexpr std::size_t kPiece = 65536;
+    std::string text;
+    std::size_t size = 0;
+    do {
+        text.resize(size + std::max(size, kPiece)); // doubling, so that no byte is moved more than twice on average
+        file.read(&text[size], static_cast<std::streamsize>(text.size() - size));
+        size += static_cast<std::size_t>(file.gcount());
+    } while (file);
+    text.resize(size);
+    if (!text.empty() && text.back() != '\n') text += '\n';
+    return text;
+}
+
 void AppendMessages(std::ifstream& file, std::vector<CGoogleProtoBufMessageInfo>& messages)
 {
-    BufferedLines lines(file);
+    const std::string text = ReadAll(file);
+    TextLines lines(text);
     std::int32_t tlv = 0;
     while (CutBlock(lines)) {
         CGoogleProtoBufMessageInfo message;

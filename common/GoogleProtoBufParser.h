@@ -46,9 +46,10 @@ ZOR_COMMON_API void GoogleProtoBufLogError(std::ostringstream& text);
 ///   behind the "}" belongs to this block, where nothing reads it, and also begins the next block.
 /// - A line that begins with "package" before the message line drops what the block held so far. Lines that
 ///   are neither comments nor blank must stand above such a line.
-/// - The TLV type is the first word made of decimal digits alone in the comment lines directly above the
-///   message line; any other line between them but a blank one breaks the comment.
-/// - A message is the word "message" at the start of a line, a name, "{", one field or more, "}".
+/// - The TLV type is the first word made of decimal digits alone from the comment lines directly above the
+///   message on, its own line included; any other line between them but a blank one breaks the comment.
+/// - A message is the word "message", a name, "{", one field or more, "}". At the very start of a line, the word
+///   also ends the search for "package".
 /// - A field is an optional label (optional, required, repeated), a type name of
 ///   CGoogleProtoBufFieldInfo::FieldTypeDataLut but "none", a name, "=", a number, ";". One comment may follow
 ///   on the same or the next line, but not after the last field.
@@ -67,10 +68,12 @@ ZOR_COMMON_API void GoogleProtoBufLogError(std::ostringstream& text);
 /// - "at its end" means that the stream's eofbit is set, which happens when a read meets the end of the text;
 ///   a block cut by readMessage() ends with a newline, which a word or a line stops short of;
 /// - on a stream that has eofbit set already, tellg() gives no position, so that a token that is tried there
-///   clears eofbit and leaves failbit set.
+///   clears eofbit and leaves failbit set;
+/// - a field width set on the stream is not looked at, and an exceptions mask raises at the end of a step, when its
+///   outputs are set.
 ///
 /// The parser holds nothing: one object, or several, may be used from several threads on distinct streams and
-/// outputs. When an exception passes (memory runs out), the outputs are as before the call.
+/// outputs. When memory runs out, the outputs of every step but readMessage() are as before the call.
 class ZOR_COMMON_API CGoogleProtoBufParser {
 public:
     /// Appends the messages of a file that can be read; the others are left out silently.

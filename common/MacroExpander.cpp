@@ -225,12 +225,18 @@ bool CMacroExpander::SetExpr(const std::string& expr, std::string& error)
         mTokens.swap(tokens);
         return true;
     }
-    tokens.clear();
+    ParseAgain();
+    error.swap(messages);
+    return false;
+}
+
+/// Makes the tokens those of the expression that was accepted last.
+void CMacroExpander::ParseAgain()
+{
+    Tokens tokens;
     std::string discarded;
     Parse(mExpr, discarded, tokens);
     mTokens.swap(tokens);
-    error.swap(messages);
-    return false;
 }
 
 bool CMacroExpander::SetExpr(const std::string& expr)
@@ -241,9 +247,14 @@ bool CMacroExpander::SetExpr(const std::string& expr)
 
 void CMacroExpander::GetValue(std::string& value)
 {
+    Expand(mTokens, value);
+}
+
+void CMacroExpander::Expand(const Tokens& tokens, std::string& value)
+{
     value.clear();
     std::string fresh;
-    for (const auto& token : mTokens) {
+    for (const auto& token : tokens) {
         CMacroExpanderToken& piece = *token;
         if (typeid(piece) == typeid(CMacroString)) {
             value += static_cast<CMacroString&>(piece).GetText(); // saves the way through a text of its own
@@ -256,8 +267,20 @@ void CMacroExpander::GetValue(std::string& value)
 
 bool CMacroExpander::EvalExpr(const std::string& expr, std::string& value, std::string& error)
 {
-    if (!SetExpr(expr, error)) return false;
-    GetValue(value);
+    std::string messages = error;
+    Tokens tokens;
+    if (!Parse(expr, messages, tokens)) {
+        ParseAgain();
+        error.swap(messages);
+        return false;
+    }
+    // Expanded before anything is kept, as a resolver may throw.
+    std::string expansion;
+    Expand(tokens, expansion);
+    std::string accepted = expr;
+    mExpr.swap(accepted);
+    mTokens.swap(tokens);
+    value.swap(expansion);
     return true;
 }
 

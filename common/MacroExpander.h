@@ -208,8 +208,8 @@ public:
     bool SetExpr(const std::string& expr);
 
     /// Replaces \a value by the expansion of the tokens. A variable for which the resolver has no value
-    /// contributes nothing. \a value keeps its capacity, so a string used again costs no allocation; if the
-    /// resolver throws, it holds the expansion up to there.
+    /// contributes nothing. \a value keeps its capacity, so literals go into a string used again without an
+    /// allocation; if the resolver throws, it holds the expansion up to there.
     void GetValue(std::string& value);
 
     /// SetExpr() and, if that succeeds, GetValue(); otherwise \a value stays as it is.
@@ -222,6 +222,8 @@ private:
     using Tokens = std::vector<std::unique_ptr<CMacroExpanderToken>>;
 
     bool Parse(const std::string& expr, std::string& error, Tokens& tokens);
+    void ParseAgain();
+    static void Expand(const Tokens& tokens, std::string& value);
 
     CMacroVarResolver* mResolver;
     Tokens mTokens;

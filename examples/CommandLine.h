@@ -8,6 +8,7 @@
 
 #include <charconv>
 #include <cstdint>
+#include <cstdio>
 #include <fstream>
 #include <iostream>
 #include <stdexcept>
@@ -18,6 +19,12 @@ namespace examples {
 
 /// A mistake in the arguments: one line on standard error and exit status 2.
 class UsageError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// A mistake in a file: the same without pointing to the help.
+class InputError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
@@ -97,10 +104,16 @@ int Run(const char* program, Body body)
 {
     try {
         body();
-        if (!std::cout.flush()) throw std::runtime_error("cannot write the output");
+        if (!std::cout.flush() || std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+            throw std::runtime_error("cannot write the output");
+        }
         return 0;
     } catch (const UsageError& error) {
         Report(program, std::string(error.what()) + " (see --help)");
+        return 2;
+    } catch (const InputError& error) {
+        std::fflush(stdout);
+        Report(program, error.what());
         return 2;
     } catch (const std::exception& error) {
         Report(program, error.what());

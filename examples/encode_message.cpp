@@ -1,6 +1,8 @@
 /// \file
 /// encode-message: encodes one message of a schema file from values on the command line.
 
+#include "CommandLine.h"
+
 #include <common/GoogleProtoBuf.h>
 #include <common/GoogleProtoBufParser.h>
 
@@ -35,13 +37,9 @@ const char* const kUsage =
 
 constexpr int kFailure = 2;
 
-/// Prints the reason as one line, whatever the arguments that it quotes hold.
-int Fail(std::string reason)
+int Fail(const std::string& reason)
 {
-    for (char& c : reason) {
-        if (static_cast<unsigned char>(c) < ' ') c = '?';
-    }
-    std::fprintf(stderr, "encode-message: %s\n", reason.c_str());
+    examples::Report("encode-message", reason);
     return kFailure;
 }
 
@@ -134,11 +132,24 @@ bool IsFor(const CGoogleProtoBufFieldInfo& field, std::string_view argument, std
     return true;
 }
 
+/// What is wrong with an argument, whatever its value: it must be for one field. Empty if nothing is.
+std::string CheckArgument(const CGoogleProtoBufMessageInfo& message, std::string_view argument)
+{
+    std::size_t fields = 0;
+    std::string_view value;
+    for (const CGoogleProtoBufFieldInfo& field : message.fields) fields += IsFor(field, argument, value) ? 1 : 0;
+    if (fields == 1) return "";
+    if (fields > 1) return "two fields of message \"" + message.name + "\" have one name";
+    return "message \"" + message.name + "\" has no field for \"" + std::string(argument) + "\"";
+}
+
 /// Encodes the fields in the order of the schema; the result is what is wrong, empty if nothing is.
 std::string EncodeMessage(const CGoogleProtoBufMessageInfo& message, const std::vector<std::string_view>& arguments,
                           Bytes& wire)
 {
-    std::size_t used = 0;
+    for (const std::string_view argument : arguments) {
+        if (std::string wrong = CheckArgument(message, argument); !wrong.empty()) return wrong;
+    }
     for (const CGoogleProtoBufFieldInfo& field : message.fields) {
         std::size_t given = 0;
         for (const std::string_view argument : arguments) {
@@ -156,16 +167,8 @@ std::string EncodeMessage(const CGoogleProtoBufMessageInfo& message, const std::
             }
         }
         if (given == 0 && !field.optional && !field.repeated) return "required field \"" + field.name + "\" is missing";
-        used += given;
     }
-    if (used == arguments.size()) return "";
-    for (const std::string_view argument : arguments) {
-        bool known = false;
-        std::string_view value;
-        for (const CGoogleProtoBufFieldInfo& field : message.fields) known = known || IsFor(field, argument, value);
-        if (!known) return "message \"" + message.name + "\" has no field for \"" + std::string(argument) + "\"";
-    }
-    return "two fields of message \"" + message.name + "\" have one name";
+    return "";
 }
 
 bool Print(const CGoogleProtoBufMessageInfo& message, const Bytes& wire, bool raw)

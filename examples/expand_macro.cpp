@@ -1,5 +1,7 @@
 // Macro expressions: text with variables in it, whose values come from a map or from a resolver of one's own.
 
+#include "CommandLine.h"
+
 #include <common/MacroExpander.h>
 
 #include <cstdio>
@@ -52,9 +54,7 @@ void Show(CMacroExpander& expander, const std::string& expr)
     }
 }
 
-} // namespace
-
-int main()
+void ShowAll()
 {
     CMacroVarMapResolver variables;
     variables.SetValue("host", "10.0.0.1");
@@ -89,5 +89,11 @@ int main()
         expander.GetValue(value);
         std::puts(value.c_str());
     }
-    return 0;
+}
+
+} // namespace
+
+int main()
+{
+    return examples::Run("expand-macro", ShowAll);
 }

@@ -1,14 +1,14 @@
 // Prints header fields of the first packets of a capture file: bit fields cut out of the packet, and addresses
 // filled byte by byte through the typed views.
 
+#include "CommandLine.h"
+
 #include <common/FieldExtractor.h>
 #include <common/FieldTypeHelper.h>
-#include <common/Integer.h>
 
 #include <cstdio>
 #include <fstream>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -17,10 +17,6 @@ using namespace zor::common;
 namespace {
 
 using Bytes = std::vector<unsigned char>;
-
-struct BadFile : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
 
 /// The classic capture format: a file header of 24 bytes, then a header of 16 bytes before each packet.
 constexpr std::size_t kFileHeader = 24;
@@ -117,48 +113,47 @@ void PrintPacket(Bytes& packet)
     }
 }
 
-void Inspect(const char* path, unsigned long count)
+void Inspect(const std::string& path, std::uint32_t count)
 {
+    const auto fail = [&path](const std::string& what) { throw examples::InputError(path + " " + what); };
     std::ifstream file(path, std::ios::binary);
-    if (!file) throw BadFile("cannot be opened");
+    if (!file) fail("cannot be opened");
     const Bytes header = Read(file, kFileHeader);
-    if (file.bad()) throw BadFile("cannot be read");
-    if (header.size() < kFileHeader) throw BadFile("is too short for a capture file");
+    if (file.bad()) fail("cannot be read");
+    if (header.size() < kFileHeader) fail("is too short for a capture file");
     const unsigned int magic = LittleEndian(header, 0);
-    if (magic != kMicroseconds && magic != kNanoseconds) throw BadFile("is not a little-endian pcap file");
-    if ((LittleEndian(header, 20) & 0xffff) != kEthernet) throw BadFile("does not hold Ethernet packets");
+    if (magic != kMicroseconds && magic != kNanoseconds) fail("is not a little-endian pcap file");
+    if ((LittleEndian(header, 20) & 0xffff) != kEthernet) fail("does not hold Ethernet packets");
 
-    for (unsigned long number = 1; number <= count; ++number) {
+    for (std::uint32_t number = 1; number <= count; ++number) {
         const Bytes packetHeader = Read(file, kPacketHeader);
         if (packetHeader.empty() && file.eof()) return;
         const std::string name = "packet " + std::to_string(number);
-        if (packetHeader.size() < kPacketHeader) throw BadFile("ends inside the header of " + name);
+        if (packetHeader.size() < kPacketHeader) fail("ends inside the header of " + name);
         const unsigned int captured = LittleEndian(packetHeader, 8);
-        if (captured > kLongestPacket) throw BadFile("has a wrong length for " + name);
+        if (captured > kLongestPacket) fail("has a wrong length for " + name);
         Bytes packet = Read(file, captured);
-        if (packet.size() < captured) throw BadFile("ends inside " + name);
+        if (packet.size() < captured) fail("ends inside " + name);
         std::printf("%s, %u bytes\n", name.c_str(), captured);
         PrintPacket(packet);
     }
+}
+
+void InspectPacket(int argc, char** argv)
+{
+    if (argc >= 2 && argv[1] == std::string("--help")) {
+        std::puts("usage: inspect-packet CAPTURE [COUNT]\n\nPrints header fields of the first COUNT packets (3 if not "
+                  "given).");
+        return;
+    }
+    if (argc < 2 || argc > 3) throw examples::UsageError("a capture file and perhaps a count are expected");
+    CMacAddress::SetFormatStyle({1, ':'});
+    Inspect(argv[1], argc == 3 ? examples::ReadNumber("the count", argv[2]) : 3);
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    char* end = nullptr;
-    const long count = argc == 3 ? Integer::StrToInt64(argv[2], &end, 10) : 3;
-    if (argc < 2 || argc > 3 || count <= 0 || (end && (end == argv[2] || *end != '\0'))) {
-        std::fprintf(stderr, "usage: inspect-packet CAPTURE [COUNT]\n");
-        return 2;
-    }
-    CMacAddress::SetFormatStyle({1, ':'});
-    try {
-        Inspect(argv[1], static_cast<unsigned long>(count));
-    } catch (const BadFile& error) {
-        std::fflush(stdout);
-        std::fprintf(stderr, "inspect-packet: %s %s\n", argv[1], error.what());
-        return 2;
-    }
-    return 0;
+    return examples::Run("inspect-packet", [&] { InspectPacket(argc, argv); });
 }

@@ -147,6 +147,8 @@ TEST(Allocation, ExtractorAllocatesForTheOutputAlone)
             EXPECT_EQ(gAllocations - before, 1);
             field.ExtractField(in, out, false);
             EXPECT_EQ(gAllocations - before, 1);
+            for (int i = 0; i < 1000; ++i) field.ExtractField(in, out, true);
+            EXPECT_LT(gAllocations - before, 20) << "appending doubles the room";
             for (const bool append : {false, true}) {
                 FailEachAllocation(
                     start, [&](auto& v) { return v == start; }, [&](auto& v) { field.ExtractField(in, v, append); });

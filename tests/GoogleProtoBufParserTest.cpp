@@ -218,6 +218,23 @@ TEST(GoogleProtoBufParser, ErrorTextsOfTypes)
     EXPECT_EQ(type, FieldInfo::TypeBool);
 }
 
+/// A locale for which a newline is no white space, and "x" is.
+class OddBlanks : public std::ctype<char> {
+public:
+    OddBlanks() : ctype(Table()) {}
+
+private:
+    static const mask* Table()
+    {
+        static std::vector<mask> table(classic_table(), classic_table() + table_size);
+        table['\n'] = cntrl;
+        table['x'] = space;
+        return table.data();
+    }
+};
+
+const std::locale kOddBlanks(std::locale::classic(), new OddBlanks);
+
 /// Random steps on random texts: result, output, position and state of each are those of plain stream calls.
 TEST(GoogleProtoBufParser, StepsMoveAStreamAsPlainCallsDo)
 {
@@ -249,9 +266,13 @@ TEST(GoogleProtoBufParser, StepsMoveAStreamAsPlainCallsDo)
         text = random.Mutated(text, "m/o{}=; \n\t7x\r\0\xa0"s);
         std::stringstream ours(text), theirs(text);
         if (random.Below(8) == 0) theirs >> std::noskipws, ours >> std::noskipws;
+        if (random.Below(8) == 0) theirs.imbue(kOddBlanks), ours.imbue(kOddBlanks);
+        const auto state = static_cast<std::ios::iostate>(random.Below(8) == 0 ? random.Below(8) : 0);
+        theirs.setstate(state), ours.setstate(state);
         std::string ourWord = "stale", theirWord = "stale";
         std::int32_t ourTlv = -1, theirTlv = -1;
         MessageInfo ourMessage, theirMessage;
+        ourMessage.tlvType = theirMessage.tlvType = 42;
         FieldInfo ourField, theirField;
         for (int steps = 0; steps < 6; ++steps) {
             const std::size_t step = random.Below(6);

@@ -91,6 +91,7 @@ struct FickleResolver : public CMacroVarResolver {
     }
     bool GetValue(const std::string& name, std::string& value) override
     {
+        if (name == "throw") throw std::runtime_error("no value");
         value += "<" + name + ">";
         return name != "none";
     }
@@ -195,7 +196,7 @@ TEST(MacroExpanderAlias, OneObjectCountsAsCopiedFirst)
 TEST(MacroExpanderResolver, NamesAndValuesAreItsOwnAffair)
 {
     FickleResolver fickle;
-    fickle.list = {"some", "none", "all", "some"};
+    fickle.list = {"some", "none", "all", "some", "throw"};
     CMacroExpander expander(&fickle);
     std::string error;
     EXPECT_TRUE(expander.SetExpr("$(all),$(none),$(some).", error)) << error;
@@ -206,10 +207,17 @@ TEST(MacroExpanderResolver, NamesAndValuesAreItsOwnAffair)
     EXPECT_THROW(expander.ParseExpr("other", error), std::runtime_error);
     EXPECT_EQ(Expanded(expander) + expander.GetExpr(), "<all>,,<some>.$(all),$(none),$(some).");
     fickle.failing = false;
+    std::string value = "kept";
+    EXPECT_THROW(expander.EvalExpr("new $(throw)", value, error), std::runtime_error);
+    EXPECT_EQ(value + Expanded(expander) + expander.GetExpr(), "kept<all>,,<some>.$(all),$(none),$(some).");
     fickle.listed = false;
     EXPECT_FALSE(expander.ParseExpr("$(all)", error));
     EXPECT_EQ(error, Unsupported("all"));
 
+    CMacroVarMapResolver other;
+    other.SetValue("all", "another");
+    expander.SetResolver(&other);
+    EXPECT_EQ(Expanded(expander), "another") << "asked at once, and not checked";
     expander.SetResolver(nullptr);
     EXPECT_EQ(Expanded(expander), "");
     EXPECT_FALSE(expander.SetExpr("$(all)"));
@@ -232,6 +240,9 @@ TEST(MacroTokens, AnswerForThemselves)
 {
     std::string value = "stale";
     EXPECT_FALSE(CMacroVar(nullptr, "x").GetValue(value));
+    CMacroExpander expander(nullptr);
+    EXPECT_FALSE(CMacroVar(&expander, "x").GetValue(value));
+    EXPECT_EQ(value, "stale");
     EXPECT_TRUE(CMacroString(nullptr, "text").GetValue(value));
     EXPECT_EQ(value, "text");
 }

@@ -29,6 +29,9 @@ TEST(Lcm, FindsMultiplesOfUpToThirtyTwoBits)
     EXPECT_EQ(Lcm::FindLcm({65536, 65537}), 0u);
     EXPECT_EQ(Lcm::FindLcm({65535, 65536}), 4294901760u);
     EXPECT_EQ(Lcm::FindLcm({10, 4, 15, 6}), 60u);
+    EXPECT_EQ(Lcm::FindLcm({65535, 65537}), 4294967295u);
+    EXPECT_EQ(Lcm::FindLcm({393216, 4294901760, 4294901760}), 0u)
+        << "duplicates do not count twice in a wrapped product";
     // The true multiple is 271187580026880; a product of 2^64 and more on the way wraps, and the rest fits.
     EXPECT_EQ(Lcm::FindLcm({2809, 3445620736, 3114270720}), 2372512014u);
 }
