@@ -216,27 +216,27 @@ bool CMacroExpander::ParseExpr(const std::string& expr, std::string& error)
     return valid;
 }
 
-bool CMacroExpander::SetExpr(const std::string& expr, std::string& error)
+/// Parses an expression into \a tokens. If that fails, the expander's tokens become once more those of the expression
+/// that was accepted last.
+bool CMacroExpander::ParseOrGoBack(const std::string& expr, std::string& error, Tokens& tokens)
 {
     std::string messages = error; // a copy, because the caller's text may be the expression to go back to
-    Tokens tokens;
-    if (Parse(expr, messages, tokens)) {
-        mExpr = expr;
-        mTokens.swap(tokens);
-        return true;
-    }
-    ParseAgain();
+    if (Parse(expr, messages, tokens)) return true;
+    tokens.clear();
+    std::string discarded;
+    Parse(mExpr, discarded, tokens);
+    mTokens.swap(tokens);
     error.swap(messages);
     return false;
 }
 
-/// Makes the tokens those of the expression that was accepted last.
-void CMacroExpander::ParseAgain()
+bool CMacroExpander::SetExpr(const std::string& expr, std::string& error)
 {
     Tokens tokens;
-    std::string discarded;
-    Parse(mExpr, discarded, tokens);
+    if (!ParseOrGoBack(expr, error, tokens)) return false;
+    mExpr = expr;
     mTokens.swap(tokens);
+    return true;
 }
 
 bool CMacroExpander::SetExpr(const std::string& expr)
@@ -267,13 +267,8 @@ void CMacroExpander::Expand(const Tokens& tokens, std::string& value)
 
 bool CMacroExpander::EvalExpr(const std::string& expr, std::string& value, std::string& error)
 {
-    std::string messages = error;
     Tokens tokens;
-    if (!Parse(expr, messages, tokens)) {
-        ParseAgain();
-        error.swap(messages);
-        return false;
-    }
+    if (!ParseOrGoBack(expr, error, tokens)) return false;
     // Expanded before anything is kept, as a resolver may throw.
     std::string expansion;
     Expand(tokens, expansion);

@@ -222,7 +222,7 @@ private:
     using Tokens = std::vector<std::unique_ptr<CMacroExpanderToken>>;
 
     bool Parse(const std::string& expr, std::string& error, Tokens& tokens);
-    void ParseAgain();
+    bool ParseOrGoBack(const std::string& expr, std::string& error, Tokens& tokens);
     static void Expand(const Tokens& tokens, std::string& value);
 
     CMacroVarResolver* mResolver;
