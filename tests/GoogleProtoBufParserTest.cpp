@@ -240,25 +240,10 @@ TEST(GoogleProtoBufParser, StepsMoveAStreamAsPlainCallsDo)
 {
     CGoogleProtoBufParser parser;
     Random random(4);
-    const std::string pieces[] = {"// c 7\n",
-                                  "message ",
-                                  "A{",
-                                  "required",
-                                  "int32",
-                                  " x",
-                                  "=",
-                                  "1",
-                                  ";",
-                                  "}",
-                                  " ",
-                                  "\n",
-                                  "mess age",
-                                  "/",
-                                  "bool y=2; ",
-                                  "\t\n\n",
-                                  "//8",
-                                  "\0\xff\v"s,
-                                  "repeated uint64 z=3;"};
+    std::vector<std::string> pieces = {"\0\xff\v"s};
+    std::istringstream list(
+        "// c 7\n|message |A{|required|int32| x|=|1|;|}| |\n|mess age|/|bool y=2; |\t\n\n|//8|uint64 z=3;");
+    for (std::string piece; std::getline(list, piece, '|');) pieces.push_back(piece);
     int done[6] = {};
     for (int round = 0; round < 60000; ++round) {
         std::string text = random.Below(2) == 0 ? "// 7\nmessage A {\nint32 x = 1; // c\n bool y=2;}" : "";
