@@ -341,55 +341,64 @@ private:
     std::string mLine;
 };
 
-/// The lines of a text that ends with a newline. A block is the text from where Empty() was last called up to the end
-/// of the line. A line that is given back is searched for its end again, but only a few times: a block inside one line
-/// has no comment above a message line, and so ends the reading.
-class TextLines {
+/// The lines of a file, read in large pieces and each looked at once. A block is the text from where Empty() was
+/// last called up to the end of the line; text before it is forgotten when there is more to read.
+class BufferedLines {
 public:
-    explicit TextLines(std::string_view text) : mText(text) {}
+    explicit BufferedLines(std::ifstream& file) : mFile(file) {}
 
-    std::string_view Line() const { return mText.substr(mLine, mNext - 1 - mLine); }
-    std::string_view Kept() const { return mText.substr(mBlock, mLineEnd - mBlock); }
+    std::string_view Line() const { return std::string_view(mText).substr(mLine, mLineEnd - mLine); }
+    std::string_view Kept() const { return std::string_view(mText).substr(mBlock, mLineEnd + 1 - mBlock); }
     void Empty() { mBlock = mNext; }
     void Keep() {}
     void GiveBackAfter(std::size_t brace) { mNext = mLine + brace + 1; }
 
     bool Read()
     {
-        if (mNext == mText.size()) return false;
+        // What is left of a line that was given back ends where that line did.
+        if (mNext > mLineEnd || mText.empty()) {
+            std::size_t searched = mNext;
+            while ((mLineEnd = mText.find('\n', searched)) == std::string::npos) {
+                searched = mText.size() - mBlock;
+                if (!ReadMore()) return false;
+            }
+        }
         mLine = mNext;
-        mNext = mLineEnd = mText.find('\n', mLine) + 1;
+        mNext = mLineEnd + 1;
         return true;
     }
 
 private:
-    std::string_view mText;
+    static constexpr std::size_t kPiece = 65536;
+
+    /// Forgets what stands before the block. At the end of the file a last line without newline gets one.
+    bool ReadMore()
+    {
+        mText.erase(0, mBlock);
+        mNext -= mBlock;
+        mBlock = 0;
+        const std::size_t size = mText.size();
+        mText.resize(size + kPiece);
+        mFile.read(&mText[size], kPiece);
+        const auto got = static_cast<std::size_t>(mFile.gcount());
+        mText.resize(size + got);
+        if (got > 0) return true;
+        if (mFile.bad() || mNext == size) return false;
+        mText += '\n';
+        return true;
+    }
+
+    std::ifstream& mFile;
+    std::string mText;
     std::size_t mBlock = 0;
     std::size_t mLine = 0;
-    std::size_t mLineEnd = 0; ///< Behind its newline.
+    std::size_t mLineEnd = 0;
     std::size_t mNext = 0;
 };
 
-/// All of a file, or what could be read of it, with a newline behind a last line that has none.
-std::string ReadAll(std::ifstream& file)
-{
-    constexpr std::size_t kPiece = 65536;
-    std::string text;
-    std::size_t size = 0;
-    do {
-        text.resize(size + std::max(size, kPiece)); // doubling, so that no byte is moved more than twice on average
-        file.read(&text[size], static_cast<std::streamsize>(text.size() - size));
-        size += static_cast<std::size_t>(file.gcount());
-    } while (file);
-    text.resize(size);
-    if (!text.empty() && text.back() != '\n') text += '\n';
-    return text;
-}
-
 void AppendMessages(std::ifstream& file, std::vector<CGoogleProtoBufMessageInfo>& messages)
 {
-    const std::string text = ReadAll(file);
-    TextLines lines(text);
+    BufferedLines lines(file);
     std::int32_t tlv = 0;
     while (CutBlock(lines)) {
         CGoogleProtoBufMessageInfo message;
@@ -442,19 +451,23 @@ bool CGoogleProtoBufParser::parseTlvTypeFromStream(std::stringstream& block, std
 
 bool CGoogleProtoBufParser::parseMessageFromStream(std::stringstream& block, CGoogleProtoBufMessageInfo& message)
 {
-    CGoogleProtoBufMessageInfo read;
-    const bool result = OnStream(block, [&](Block& text) { return ReadMessage(text, read); });
-    message = std::move(read);
-    return result;
+    return OnStream(block, [&](Block& text) {
+        CGoogleProtoBufMessageInfo read;
+        const bool result = ReadMessage(text, read);
+        message = std::move(read);
+        return result;
+    });
 }
 
 bool CGoogleProtoBufParser::parseFieldFromStream(std::stringstream& block, CGoogleProtoBufFieldInfo& field)
 {
-    CGoogleProtoBufFieldInfo read;
-    read.tag = field.tag;
-    const bool result = OnStream(block, [&](Block& text) { return ReadField(text, read); });
-    field = std::move(read);
-    return result;
+    return OnStream(block, [&](Block& text) {
+        CGoogleProtoBufFieldInfo read;
+        read.tag = field.tag;
+        const bool result = ReadField(text, read);
+        field = std::move(read);
+        return result;
+    });
 }
 
 bool CGoogleProtoBufParser::parseType(std::stringstream& block, CGoogleProtoBufFieldInfo::FieldType& type,

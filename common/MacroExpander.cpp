@@ -247,14 +247,9 @@ bool CMacroExpander::SetExpr(const std::string& expr)
 
 void CMacroExpander::GetValue(std::string& value)
 {
-    Expand(mTokens, value);
-}
-
-void CMacroExpander::Expand(const Tokens& tokens, std::string& value)
-{
     value.clear();
     std::string fresh;
-    for (const auto& token : tokens) {
+    for (const auto& token : mTokens) {
         CMacroExpanderToken& piece = *token;
         if (typeid(piece) == typeid(CMacroString)) {
             value += static_cast<CMacroString&>(piece).GetText(); // saves the way through a text of its own
@@ -269,12 +264,17 @@ bool CMacroExpander::EvalExpr(const std::string& expr, std::string& value, std::
 {
     Tokens tokens;
     if (!ParseOrGoBack(expr, error, tokens)) return false;
-    // Expanded before anything is kept, as a resolver may throw.
+    std::string other = expr; // the new expression, then the one before it
     std::string expansion;
-    Expand(tokens, expansion);
-    std::string accepted = expr;
-    mExpr.swap(accepted);
+    mExpr.swap(other);
     mTokens.swap(tokens);
+    try {
+        GetValue(expansion);
+    } catch (...) {
+        mExpr.swap(other);
+        mTokens.swap(tokens);
+        throw;
+    }
     value.swap(expansion);
     return true;
 }

@@ -223,7 +223,6 @@ private:
 
     bool Parse(const std::string& expr, std::string& error, Tokens& tokens);
     bool ParseOrGoBack(const std::string& expr, std::string& error, Tokens& tokens);
-    static void Expand(const Tokens& tokens, std::string& value);
 
     CMacroVarResolver* mResolver;
     Tokens mTokens;

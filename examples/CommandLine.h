@@ -23,7 +23,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// A mistake in a file: the same without pointing to the help.
+/// A mistake in what a program is given to work on: the same without pointing to the help.
 class InputError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

@@ -12,6 +12,8 @@
 #include <string_view>
 #include <vector>
 
+using examples::InputError;
+using examples::UsageError;
 using zor::common::CGoogleProtoBufFieldInfo;
 using zor::common::CGoogleProtoBufMessageInfo;
 using zor::common::CGoogleProtoBufParser;
@@ -34,14 +36,6 @@ const char* const kUsage =
     "\n"
     "  --raw    write the bytes themselves and nothing else\n"
     "  --help   show this text\n";
-
-constexpr int kFailure = 2;
-
-int Fail(const std::string& reason)
-{
-    examples::Report("encode-message", reason);
-    return kFailure;
-}
 
 /// Reads all of a text as one decimal number of the width of Number.
 template <class Number>
@@ -171,21 +165,18 @@ std::string EncodeMessage(const CGoogleProtoBufMessageInfo& message, const std::
     return "";
 }
 
-bool Print(const CGoogleProtoBufMessageInfo& message, const Bytes& wire, bool raw)
+void Print(const CGoogleProtoBufMessageInfo& message, const Bytes& wire, bool raw)
 {
     if (raw) {
         std::fwrite(wire.data(), 1, wire.size(), stdout);
-    } else {
-        std::printf("TLV type: %d\nbytes:", message.tlvType);
-        for (const unsigned char byte : wire) std::printf(" %02x", byte);
-        std::printf("\n");
+        return;
     }
-    return std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+    std::printf("TLV type: %d\nbytes:", message.tlvType);
+    for (const unsigned char byte : wire) std::printf(" %02x", byte);
+    std::printf("\n");
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+void EncodeFromArguments(int argc, char** argv)
 {
     bool raw = false;
     std::vector<std::string_view> arguments;
@@ -193,29 +184,38 @@ int main(int argc, char** argv)
         const std::string_view argument = argv[i];
         if (argument == "--help") {
             std::fputs(kUsage, stdout);
-            return 0;
+            return;
         }
         if (argument == "--raw") {
             raw = true;
         } else if (argument.substr(0, 2) == "--") {
-            return Fail("unknown option \"" + std::string(argument) + "\" (see --help)");
+            throw UsageError("unknown option \"" + std::string(argument) + "\"");
         } else {
             arguments.push_back(argument);
         }
     }
-    if (arguments.size() < 2) return Fail("a schema file and a message name are needed (see --help)");
+    if (arguments.size() < 2) throw UsageError("a schema file and a message name are needed");
     const std::string path(arguments[0]);
     const std::string name(arguments[1]);
     arguments.erase(arguments.begin(), arguments.begin() + 2);
 
     std::vector<CGoogleProtoBufMessageInfo> messages;
-    if (!CGoogleProtoBufParser().readProtoFile(path, messages)) return Fail("cannot open schema file \"" + path + "\"");
+    if (!CGoogleProtoBufParser().readProtoFile(path, messages)) {
+        throw InputError("cannot open schema file \"" + path + "\"");
+    }
     for (const CGoogleProtoBufMessageInfo& message : messages) {
         if (message.name != name) continue;
         Bytes wire;
-        const std::string wrong = EncodeMessage(message, arguments, wire);
-        if (!wrong.empty()) return Fail(wrong);
-        return Print(message, wire, raw) ? 0 : Fail("cannot write the output");
+        if (const std::string wrong = EncodeMessage(message, arguments, wire); !wrong.empty()) throw InputError(wrong);
+        Print(message, wire, raw);
+        return;
     }
-    return Fail("schema file \"" + path + "\" has no message \"" + name + "\" that can be read");
+    throw InputError("schema file \"" + path + "\" has no message \"" + name + "\" that can be read");
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    return examples::Run("encode-message", [&] { EncodeFromArguments(argc, argv); });
 }

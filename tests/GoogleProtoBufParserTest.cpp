@@ -170,6 +170,7 @@ TEST(GoogleProtoBufParser, AppendsAndAnswersByWhetherTheFileOpens)
     std::vector<MessageInfo> messages(1);
     EXPECT_FALSE(parser.readProtoFile(testing::TempDir() + "zor-no-such-file", messages));
     EXPECT_TRUE(parser.readProtoFile(testing::TempDir(), messages));
+    EXPECT_TRUE(parser.readProtoFile("/dev/urandom", messages)) << "no block, and so no more of it is read";
     const SchemaFile file(kA7);
     EXPECT_TRUE(parser.readProtoFile(file.path, messages));
     EXPECT_TRUE(parser.readProtoFile(file.path, messages));
