@@ -202,10 +202,10 @@ CIpv6Address CIpv6Address::Subtract(int length, unsigned int step, unsigned int 
 {
     const detail::Uint128 distance = detail::Uint128{0, step * count} << HostBits(length);
     if (length < 32) {
-        // The distance without the bits that fall out at the top, and those with what would reach byte 0.
+        // What of the distance lies in byte 0 or above it.
         const int bits = length > 0 ? length : 0;
-        const std::uint64_t unwrapped = (std::uint64_t{step * count} << (8 - bits % 8)) >> (bits / 8 * 8);
-        if (unwrapped != 0) return *this;
+        const std::uint64_t inTopByte = (std::uint64_t{step * count} << (8 - bits % 8)) >> (bits / 8 * 8);
+        if (inTopByte != 0) return *this;
     }
     return FromNumber(Number() - distance);
 }

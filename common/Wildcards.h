@@ -51,9 +51,8 @@ namespace zor::common {
 ///
 /// A counter takes `count` values, or goes on without end if that is 0, and shows each of them `repeat` + 1 times.
 /// All numbers wrap modulo 2^32. Values above the maximum start again from 0: they are taken modulo maximum + 1, but
-/// for the start, which is shown as it is until an index asks for it.
-/// Numbers shorter than the width get zeros in front. All expressions advance together at each step and return to
-/// their starts on their own.
+/// for the start, which is shown as it is until an index asks for it. Numbers shorter than the width get zeros in
+/// front. All expressions advance together at each step and return to their starts on their own.
 ///
 /// The formats of `$` are "little" (0, raw bytes, least significant first), "big" (1, most significant first), "hex"
 /// (2, digits), "mac" (3, its last 6 bytes as 00-11-22-33-44-55), "ipv4" (4) and "ipv6" (5, the last 4 and 16 bytes

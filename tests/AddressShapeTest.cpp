@@ -180,8 +180,7 @@ TYPED_TEST(AddressShape, StepsChangeTheObjectAndReturnACopy)
     EXPECT_EQ(NumberOf(++address), Wide{0});
     static_assert(!std::is_reference_v<decltype(++address)> && !std::is_reference_v<decltype(--address)>);
     static_assert(std::is_same_v<decltype(address += address), TypeParam&>);
-    address.~TypeParam();
-    new (&address) TypeParam(FromNumber<TypeParam>(5));
+    address = FromNumber<TypeParam>(5);
     EXPECT_EQ(address -= address, TypeParam()) << "both operands may be one object";
 }
 

@@ -244,9 +244,8 @@ TEST(WildcardsContext, ASecondParseAddsItsExpressions)
     Wildcards twice("@x(1000,0)@x(5)", "@");
     twice.NextValue();
     twice.SetEtherParams(mac, mac, mac, 0);
-    EXPECT_THROW(twice.GetNextValue(*std::make_unique<std::string>()), std::out_of_range)
-        << "10001 ends before place 10";
     std::string value;
+    EXPECT_THROW(twice.GetNextValue(value), std::out_of_range) << "10015 ends before place 10";
     EXPECT_THROW(twice.GetValueAt(2, value, true), std::out_of_range);
     twice.Expand(value);
     EXPECT_EQ(value, "10015") << "the parse that was made for it is taken back";
