@@ -1,45 +1,93 @@
-#include "Inputs.h"
+#include "Families.h"
+#include "Rows.h"
 
 #include <common/FieldExtractor.h>
 
-using namespace zor::common;
-using namespace zor::common::bench;
+#include <cstring>
+
+namespace zor::common::bench {
 
 namespace {
 
-/// The arguments are offset and length in bits.
-void Extract(benchmark::State& state)
+using Bytes = std::vector<unsigned char>;
+
+/// A packet that is large enough for the field, and no larger than usual where that is.
+Bytes Packet(std::uint64_t seed)
 {
-    std::vector<unsigned char> packet(1500, 0x5a);
-    const FieldExtractor field(static_cast<unsigned int>(state.range(0)), static_cast<unsigned int>(state.range(1)));
-    std::vector<unsigned char> out;
-    for (auto _ : state) {
-        field.ExtractField(packet, out, false);
-        benchmark::DoNotOptimize(out.data());
-        benchmark::ClobberMemory();
-    }
+    std::mt19937_64 random(seed);
+    Bytes packet(1500);
+    for (unsigned char& byte : packet) byte = static_cast<unsigned char>(random());
+    return packet;
 }
 
-/// The same by one shift and one OR a byte, for lengths of whole bytes.
-void ExtractByLoop(benchmark::State& state)
+/// A result that stays in its buffer.
+struct View {
+    const Bytes* bytes;
+
+    bool operator==(const View& other) const { return *bytes == *other.bytes; }
+};
+
+/// The library's way into a vector that is used again.
+auto Extract(unsigned int offset, unsigned int length)
 {
-    const std::vector<unsigned char> packet(1500, 0x5a);
-    const auto first = static_cast<std::size_t>(state.range(0) / 8);
-    const auto shift = static_cast<unsigned int>(state.range(0) % 8);
-    const auto size = static_cast<std::size_t>(state.range(1) / 8);
-    std::vector<unsigned char> out;
-    for (auto _ : state) {
+    return [field = FieldExtractor(offset, length), out = Bytes()](const Bytes& packet) mutable {
+        field.ExtractField(const_cast<Bytes&>(packet), out, false); // which changes no input that is not the output
+        return View{&out};
+    };
+}
+
+/// One shift and one OR a byte, for lengths of whole bytes.
+auto ByteLoop(unsigned int offset, unsigned int length)
+{
+    return [first = offset / 8, shift = offset % 8, size = length / 8, out = Bytes()](const Bytes& packet) mutable {
         out.resize(size);
         for (std::size_t i = 0; i < size; ++i) {
             const unsigned int pair = static_cast<unsigned int>(packet[first + i]) << 8 | packet[first + i + 1];
             out[i] = static_cast<unsigned char>(pair << shift >> 8);
         }
-        benchmark::DoNotOptimize(out.data());
-        benchmark::ClobberMemory();
-    }
+        return View{&out};
+    };
 }
 
-BENCHMARK(Extract)->Args({13, 64})->Args({83, 8000})->Args({80, 8000})->Args({13, 72});
-BENCHMARK(ExtractByLoop)->Args({13, 64})->Args({83, 8000})->Args({80, 8000})->Args({13, 72});
+/// Whole bytes copied.
+auto Assign(unsigned int offset, unsigned int length)
+{
+    return [first = offset / 8, size = length / 8, out = Bytes()](const Bytes& packet) mutable {
+        out.assign(packet.data() + first, packet.data() + first + size);
+        return View{&out};
+    };
+}
+
+auto Memcpy(unsigned int offset, unsigned int length)
+{
+    return [first = offset / 8, size = length / 8, out = Bytes()](const Bytes& packet) mutable {
+        out.resize(size);
+        std::memcpy(out.data(), packet.data() + first, size);
+        return View{&out};
+    };
+}
 
 } // namespace
+
+void FieldExtractorRows()
+{
+    const auto packets = [] { return Inputs(Packet, InputCount(1500)); };
+    Row("Bit field, 64 bits at bit 13", 0.6, packets(), Extract(13, 64)).Against("a byte loop", ByteLoop(13, 64));
+    Row("Bit field, 8,000 bits at bit 83", 0.2, packets(), Extract(83, 8000))
+        .Against("a byte loop", ByteLoop(83, 8000));
+    Row("Bit field, 64 bits at bit 80", 1.3, packets(), Extract(80, 64))
+        .Against("vector::assign", Assign(80, 64))
+        .Against("memcpy", Memcpy(80, 64));
+    Row("Bit field, 8,000 bits at bit 80", 1.3, packets(), Extract(80, 8000))
+        .Against("vector::assign", Assign(80, 8000))
+        .Against("memcpy", Memcpy(80, 8000));
+    Growth("Bit field at bit 3 by length", 4096, [](std::size_t size) {
+        return [in = Bytes(size + 1, 0x5a), out = Bytes(),
+                field = FieldExtractor(3, static_cast<unsigned int>(8 * size))]() mutable {
+            field.ExtractField(in, out, false);
+            return out.data();
+        };
+    });
+}
+
+} // namespace zor::common::bench

@@ -1,4 +1,5 @@
-#include "Inputs.h"
+#include "Families.h"
+#include "Rows.h"
 
 #include <common/MacAddress.h>
 
@@ -6,57 +7,102 @@
 
 #include <cstdio>
 
-using namespace zor::common;
-using namespace zor::common::bench;
+#if HAVE_FMT
+#include <fmt/compile.h>
+#include <fmt/format.h>
+#endif
+
+namespace zor::common::bench {
 
 namespace {
 
-std::vector<std::string> Texts(int grouping)
+constexpr CMacAddress::FormatStyle kSixGroups = {1, ':'};
+constexpr CMacAddress::FormatStyle kThreeGroups = {0, '.'};
+
+CMacAddress FromBytes(const std::uint8_t* bytes)
 {
-    CMacAddress::SetFormatStyle({grouping, grouping == 1 ? ':' : '.'});
+    return {bytes};
+}
+
+auto Texts(const CMacAddress::FormatStyle& style)
+{
+    CMacAddress::SetFormatStyle(style);
     return Inputs([](std::uint64_t random) { return CMacAddress(random).ToString(); });
 }
 
-/// Six groups where the argument is 1, three where it is 0.
-void Parse(benchmark::State& state)
+CMacAddress Parse(const std::string& text)
 {
-    Measure(state, Texts(static_cast<int>(state.range(0))), [](const std::string& text) {
-        CMacAddress address;
-        address.CopyFromString(text, nullptr);
-        return address;
+    CMacAddress address;
+    address.CopyFromString(text, nullptr);
+    return address;
+}
+
+void ParseRows()
+{
+    Row("MAC parse, six groups", 0.5, Texts(kSixGroups), Parse)
+        .Against("ether_aton_r",
+                 [](const std::string& text) {
+                     ether_addr address{};
+                     ether_aton_r(text.c_str(), &address);
+                     return FromBytes(address.ether_addr_octet);
+                 })
+        .Against("sscanf", [](const std::string& text) {
+            unsigned int n[6] = {};
+            std::sscanf(text.c_str(), "%x:%x:%x:%x:%x:%x", &n[0], &n[1], &n[2], &n[3], &n[4], &n[5]);
+            unsigned char bytes[6];
+            for (int i = 0; i < 6; ++i) bytes[i] = static_cast<unsigned char>(n[i]);
+            return FromBytes(bytes);
+        });
+
+    Row("MAC parse, three groups", 0.1, Texts(kThreeGroups), Parse).Against("sscanf", [](const std::string& text) {
+        unsigned int n[3] = {};
+        std::sscanf(text.c_str(), "%x.%x.%x", &n[0], &n[1], &n[2]);
+        return CMacAddress(static_cast<unsigned long>(n[0]) << 32 | static_cast<unsigned long>(n[1]) << 16 | n[2]);
     });
 }
 
-void ParseByScan(benchmark::State& state)
+/// The style is one of the whole process, so each print sets the one of its row.
+template <class Print>
+void PrintRow(const char* name, const CMacAddress::FormatStyle& style, Print print)
 {
-    const char* const format = state.range(0) == 1 ? "%x:%x:%x:%x:%x:%x" : "%x.%x.%x";
-    Measure(state, Texts(static_cast<int>(state.range(0))), [format](const std::string& text) {
-        unsigned int n[6] = {};
-        std::sscanf(text.c_str(), format, &n[0], &n[1], &n[2], &n[3], &n[4], &n[5]);
-        return n[0] ^ n[1] ^ n[2] ^ n[3] ^ n[4] ^ n[5];
+    Row row(name, 0.15, Inputs([](std::uint64_t random) { return CMacAddress(random); }),
+            [style](const CMacAddress& address) {
+                CMacAddress::SetFormatStyle(style);
+                return address.ToString();
+            });
+#if HAVE_FMT
+    row.Against("{fmt}", print);
+#else
+    static_cast<void>(print);
+    row.Missing("{fmt}");
+#endif
+}
+
+void PrintRows()
+{
+#if HAVE_FMT
+    PrintRow("MAC print, six groups", kSixGroups, [](const CMacAddress& address) {
+        return fmt::format(FMT_COMPILE("{:02x}:{:02x}:{:02x}:{:02x}:{:02x}:{:02x}"), address[0], address[1], address[2],
+                           address[3], address[4], address[5]);
     });
-}
-
-void ParseByEtherAton(benchmark::State& state)
-{
-    Measure(state, Texts(1), [](const std::string& text) {
-        ether_addr address{};
-        ether_aton_r(text.c_str(), &address);
-        return address;
+    PrintRow("MAC print, three groups", kThreeGroups, [](const CMacAddress& address) {
+        const unsigned long number = address.ToU64();
+        return fmt::format(FMT_COMPILE("{:04x}.{:04x}.{:04x}"), static_cast<unsigned int>(number >> 32),
+                           static_cast<unsigned int>(number >> 16 & 0xffff),
+                           static_cast<unsigned int>(number & 0xffff));
     });
+#else
+    PrintRow("MAC print, six groups", kSixGroups, nullptr);
+    PrintRow("MAC print, three groups", kThreeGroups, nullptr);
+#endif
 }
-
-void Print(benchmark::State& state)
-{
-    const int grouping = static_cast<int>(state.range(0));
-    CMacAddress::SetFormatStyle({grouping, ':'});
-    Measure(state, Inputs([](std::uint64_t random) { return CMacAddress(random); }),
-            [](const CMacAddress& address) { return address.ToString(); });
-}
-
-BENCHMARK(Parse)->Arg(1)->Arg(0);
-BENCHMARK(ParseByScan)->Arg(1)->Arg(0);
-BENCHMARK(ParseByEtherAton);
-BENCHMARK(Print)->Arg(1)->Arg(0);
 
 } // namespace
+
+void MacAddressRows()
+{
+    ParseRows();
+    PrintRows();
+}
+
+} // namespace zor::common::bench
