@@ -28,10 +28,28 @@ constexpr void StoreLittle(unsigned char* bytes, Number value) noexcept
     }
 }
 
+/// Stores the low \a size bytes of a word, up to 8, least significant first.
+inline void StoreLittleBytes(unsigned char* bytes, std::uint64_t word, std::size_t size) noexcept
+{
+    if (size == 8) {
+        StoreLittle(bytes, word);
+    } else if (size >= 4) { // two stores that may overlap
+        StoreLittle(bytes, static_cast<std::uint32_t>(word));
+        StoreLittle(bytes + size - 4, static_cast<std::uint32_t>(word >> 8 * (size - 4)));
+    } else {
+        for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<unsigned char>(word >> 8 * i);
+    }
+}
+
 constexpr std::uint32_t LoadLittle32(const unsigned char* bytes) noexcept
 {
     return std::uint32_t{bytes[3]} << 24 | std::uint32_t{bytes[2]} << 16 | std::uint32_t{bytes[1]} << 8 |
            std::uint32_t{bytes[0]};
+}
+
+constexpr std::uint64_t LoadLittle64(const unsigned char* bytes) noexcept
+{
+    return std::uint64_t{LoadLittle32(bytes + 4)} << 32 | LoadLittle32(bytes);
 }
 
 constexpr std::uint16_t LoadBig16(const unsigned char* bytes) noexcept

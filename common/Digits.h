@@ -4,13 +4,16 @@
 /// \file
 /// Internal: digits to and from characters, the same whatever locale the host program has set.
 
+#include "BigEndian.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <istream>
+#include <limits>
 #include <string>
+#include <string_view>
 
 namespace zor::common::detail {
 
@@ -98,46 +101,84 @@ inline char* WriteDottedDecimal(char* out, const unsigned char* bytes) noexcept
     return WriteDecimalByte(out, bytes[3]);
 }
 
-/// Room for eight groups of four digits with colons between them. A shorter group touches four characters too, but
-/// none beyond these. The forms that end in dotted decimal take less.
-inline constexpr std::size_t kHexGroupsRoom = 39;
+/// Room for eight groups of four digits with colons between them, and for one more that WriteHexGroups touches beyond
+/// the last. The forms that end in dotted decimal take less.
+inline constexpr std::size_t kHexGroupsRoom = 40;
+
+/// Of groups whose zeros are the set bits of a number, group 0 at bit 0: the first of the longest runs of zeros.
+struct ZeroRun {
+    unsigned char start;
+    unsigned char length; // 0 where there is none
+};
+
+inline constexpr std::array<ZeroRun, 256> kZeroRuns = [] {
+    std::array<ZeroRun, 256> table{};
+    for (unsigned int zeros = 0; zeros < 256; ++zeros) {
+        for (unsigned int i = 0, length = 0; i < 8; ++i) {
+            length = (zeros >> i & 1) != 0 ? length + 1 : 0;
+            if (length > table[zeros].length) {
+                table[zeros] = {static_cast<unsigned char>(i + 1 - length), static_cast<unsigned char>(length)};
+            }
+        }
+    }
+    return table;
+}();
+
+/// Writes one to four digits without leading zeros and returns the end; up to four characters are touched.
+inline char* WriteHexGroup(char* out, const unsigned char* bytes) noexcept
+{
+    char digits[4];
+    WriteHexByte(WriteHexByte(digits, bytes[0]), bytes[1]);
+    std::uint32_t text = LoadLittle32(reinterpret_cast<const unsigned char*>(digits));
+    const int leadingZeros = (__builtin_clz(LoadBig16(bytes) | 1u) - 16) / 4;
+    StoreLittle(reinterpret_cast<unsigned char*>(out), text >> 8 * leadingZeros);
+    return out + 4 - leadingZeros;
+}
 
 /// Writes \a count groups of 16 bits, 6 or 8, the way IPv6 addresses print: in lower case without leading
 /// zeros, a ":" after each but the eighth, and the first of the longest runs of zero groups, be it a single
 /// one, as "::".
 inline char* WriteHexGroups(char* out, const unsigned char* bytes, int count) noexcept
 {
-    int bestStart = -1;
-    int bestLength = 0;
-    for (int i = 0, length = 0; i < count; ++i) {
-        const bool zero = (bytes[2 * i] | bytes[2 * i + 1]) == 0;
-        length = zero ? length + 1 : 0;
-        if (length > bestLength) {
-            bestLength = length;
-            bestStart = i + 1 - length;
+    unsigned int zeros = 0;
+    for (int i = 0; i < count; ++i) zeros |= (LoadBig16(bytes + 2 * i) == 0 ? 1u : 0u) << i;
+    const ZeroRun run = kZeroRuns[zeros];
+    const auto write = [&](int first, int last) {
+        for (int i = first; i < last; ++i) {
+            out = WriteHexGroup(out, bytes + 2 * i);
+            *out = ':';
+            out += i < 7 ? 1 : 0;
         }
+    };
+    if (run.length > 0) {
+        write(0, run.start);
+        if (run.start == 0) *out++ = ':';
+        *out++ = ':';
     }
-    for (int i = 0; i < count; ++i) {
-        if (i == bestStart) {
-            if (i == 0) *out++ = ':';
-            *out++ = ':';
-            i += bestLength - 1;
-            continue;
-        }
-        char digits[8] = {}; // four digits, and what the copy of four reads beyond them
-        WriteHexByte(WriteHexByte(digits, bytes[2 * i]), bytes[2 * i + 1]);
-        const int group = bytes[2 * i] << 8 | bytes[2 * i + 1];
-        const int leadingZeros = (__builtin_clz(static_cast<unsigned int>(group) | 1) - 16) / 4;
-        std::memcpy(out, digits + leadingZeros, 4);
-        out += 4 - leadingZeros;
-        if (i < 7) *out++ = ':';
-    }
+    write(run.start + run.length, count);
     return out;
 }
 
-/// Reads the usual form of dotted decimal: exactly four runs of one to three digits, each at most 255, joined
-/// by dots, that end where \a text ends. sscanf reads the same four numbers from every such text. False says
-/// that the text is not of this form, which leaves \a value alone; it may still be an address.
+/// Reads the usual form of a decimal byte: one to three digits and no more, at most 255. A scan reads the same number.
+/// Gives its end, or null where the text is not of this form; it may still be a number.
+inline const char* ReadDecimalByte(const char* text, std::uint32_t& value) noexcept
+{
+    unsigned int number = DecimalDigitValue(*text);
+    if (number > 9) return nullptr;
+    if (unsigned int digit = DecimalDigitValue(*++text); digit <= 9) {
+        number = 10 * number + digit;
+        digit = DecimalDigitValue(*++text);
+        if (digit <= 9) {
+            number = 10 * number + digit;
+            if (number > 255 || DecimalDigitValue(*++text) <= 9) return nullptr;
+        }
+    }
+    value = number;
+    return text;
+}
+
+/// Reads the usual form of dotted decimal: exactly four decimal bytes of their usual form, joined by dots, that end
+/// where \a text ends. False says that the text is not of this form, which leaves \a value alone.
 ///
 /// \param text  must be followed by a character that is neither digit nor dot, such as a string's closing NUL.
 inline bool ReadDottedDecimal(const char* text, const char* end, std::uint32_t& value) noexcept
@@ -145,17 +186,9 @@ inline bool ReadDottedDecimal(const char* text, const char* end, std::uint32_t& 
     std::uint32_t result = 0;
     for (int part = 0; part < 4; ++part) {
         if (part > 0 && *text++ != '.') return false;
-        unsigned int number = DecimalDigitValue(*text);
-        if (number > 9) return false;
-        if (unsigned int digit = DecimalDigitValue(*++text); digit <= 9) {
-            number = 10 * number + digit;
-            digit = DecimalDigitValue(*++text);
-            if (digit <= 9) {
-                number = 10 * number + digit;
-                if (number > 255) return false;
-                ++text;
-            }
-        }
+        std::uint32_t number = 0;
+        text = ReadDecimalByte(text, number);
+        if (!text) return false;
         result = result << 8 | number;
     }
     if (text != end) return false;
@@ -164,9 +197,12 @@ inline bool ReadDottedDecimal(const char* text, const char* end, std::uint32_t& 
 }
 
 /// Writes \a size bytes as pairs of hex digits, with \a separator after every \a bytesPerGroup of them but the last.
-inline char* WriteHexBytes(char* out, const unsigned char* bytes, int size, int bytesPerGroup, char separator,
-                           const std::array<char, 512>& hexBytes = kLowerHexBytes) noexcept
+/// Inlined, as the loop is worth unrolling for the sizes that the calls name.
+[[gnu::always_inline]] inline char* WriteHexBytes(char* out, const unsigned char* bytes, int size, int bytesPerGroup,
+                                                  char separator,
+                                                  const std::array<char, 512>& hexBytes = kLowerHexBytes) noexcept
 {
+#pragma GCC unroll 8
     for (int i = 0; i < size; ++i) {
         if (i > 0 && i % bytesPerGroup == 0) *out++ = separator;
         out = WriteHexByte(out, bytes[i], hexBytes);
@@ -174,53 +210,122 @@ inline char* WriteHexBytes(char* out, const unsigned char* bytes, int size, int 
     return out;
 }
 
-/// Reads the usual form of hex groups: exactly \a size bytes of two digits each, where after every
-/// \a bytesPerGroup bytes the same separator stands, one of ":-.". sscanf reads the same groups from every such
-/// text: no two digits are a prefix or a sign. False says that the text is not of this form, which leaves
-/// \a separator alone and \a bytes undefined; it may still be an address.
-inline bool ReadHexGroups(const std::string& text, int size, int bytesPerGroup, unsigned char* bytes,
-                          char& separator) noexcept
+/// Reads the usual form of hex groups: two digits for each of \a Size bytes, where after every \a BytesPerGroup of them
+/// the same separator stands, one of ":-.". A scan reads the same groups from every such text: no two digits are a
+/// prefix or a sign. False says that the text is not of this form, which leaves \a number and \a separator alone; it
+/// may still be an address.
+template <int Size, int BytesPerGroup>
+bool ReadHexGroups(const std::string& text, std::uint64_t& number, char& separator) noexcept
 {
-    const int length = 2 * size + size / bytesPerGroup - 1;
-    if (text.size() != static_cast<std::size_t>(length)) return false;
-    const char found = text.data()[2 * bytesPerGroup];
-    if (found != ':' && found != '-' && found != '.') return false;
+    if (text.size() != 2 * Size + Size / BytesPerGroup - 1) return false;
     const char* next = text.data();
-    for (int i = 0; i < size; ++i) {
-        if (i > 0 && i % bytesPerGroup == 0 && *next++ != found) return false;
-        const unsigned int high = HexDigitValue(next[0]);
-        const unsigned int low = HexDigitValue(next[1]);
+    const char found = next[2 * BytesPerGroup];
+    if (found != ':' && found != '-' && found != '.') return false;
+    std::uint64_t result = 0;
+#pragma GCC unroll 8
+    for (int i = 0; i < Size; ++i) {
+        if (i > 0 && i % BytesPerGroup == 0 && *next++ != found) return false;
+        const unsigned int high = HexDigitValue(*next++);
+        const unsigned int low = HexDigitValue(*next++);
         if ((high | low) > 15) return false;
-        bytes[i] = static_cast<unsigned char>(high << 4 | low);
-        next += 2;
+        result = result << 8 | high << 4 | low;
     }
+    number = result;
     separator = found;
     return true;
+}
+
+/// White space of the "C" locale.
+constexpr bool IsSpace(char c) noexcept
+{
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+/// The conversions of sscanf that address texts are read by.
+struct ScanFormat {
+    unsigned int base;
+    bool isSigned = false;
+    int width = std::numeric_limits<int>::max(); ///< The most characters to read, white space not counted.
+};
+
+inline constexpr ScanFormat kScanUnsigned = {10};          // "%u"
+inline constexpr ScanFormat kScanSigned = {10, true};      // "%d"
+inline constexpr ScanFormat kScanHex = {16};               // "%x"
+inline constexpr ScanFormat kScanHexByte = {16, false, 2}; // "%2x"
+
+/// Reads a number as sscanf does, but white space is what it is in the "C" locale: it is skipped, then come a sign or
+/// none, for hexadecimal 0x or not, which need not be followed by a digit, and digits. A number beyond 64 bits becomes
+/// the one nearest to it, an unsigned one the greatest whatever its sign; of 64 bits the low 32 are the value.
+///
+/// \param next  must end in a NUL.
+/// \return      where the number ends; null where there is none, which leaves \a value alone.
+inline const char* ScanNumber(const char* next, const ScanFormat& format, std::uint32_t& value) noexcept
+{
+    while (IsSpace(*next)) ++next;
+    int left = format.width;
+    const bool negative = *next == '-';
+    if (negative || *next == '+') ++next, --left;
+    bool found = false;
+    if (format.base == 16 && left > 0 && *next == '0') {
+        found = true;
+        ++next, --left;
+        if (left > 0 && (*next == 'x' || *next == 'X')) ++next, --left;
+    }
+    std::uint64_t number = 0;
+    bool overflow = false;
+    for (unsigned int digit; left > 0 && (digit = HexDigitValue(*next)) < format.base; ++next, --left) {
+        found = true;
+        overflow |= __builtin_mul_overflow(number, format.base, &number);
+        overflow |= __builtin_add_overflow(number, digit, &number);
+    }
+    if (!found) return nullptr;
+    if (format.isSigned) {
+        const std::uint64_t limit = (std::uint64_t{1} << 63) - (negative ? 0 : 1);
+        if (overflow || number > limit) number = limit;
+    } else if (overflow) {
+        value = ~std::uint32_t{0};
+        return next;
+    }
+    value = static_cast<std::uint32_t>(negative ? 0 - number : number);
+    return next;
 }
 
 /// The most groups that an address text has.
 inline constexpr int kMaxHexGroups = 8;
 
-/// What hex groups mean: sscanf decides, with \a count times "%x" and between them the first character of
-/// \a text that is no hex digit, which becomes \a separator; a text of hex digits alone keeps it.
+/// Reads hex groups as sscanf does, with \a count times "%x" and between them the first character of \a text that is
+/// no hex digit, which becomes \a separator; a text of hex digits alone keeps it.
 ///
 /// \param values  what was read, as signed numbers; 0 where nothing was.
 /// \return        how many groups were read.
-inline int ScanHexGroups(const std::string& text, int count, int (&values)[kMaxHexGroups], char& separator)
+inline int ScanHexGroups(const std::string& text, int count, int (&values)[kMaxHexGroups], char& separator) noexcept
 {
     const std::size_t first = text.find_first_not_of("0123456789ABCDEFabcdef");
     if (first != std::string::npos) separator = text[first];
-    char format[3 * kMaxHexGroups] = {};
-    for (int i = 0; i < count; ++i) {
-        format[3 * i] = '%';
-        format[3 * i + 1] = 'x';
-        if (i + 1 < count) format[3 * i + 2] = separator;
+    const char* next = text.c_str();
+    int read = 0;
+    for (; read < count; ++read) {
+        if (read > 0 && !IsSpace(separator)) { // which a format takes for any white space or none
+            // A format cannot hold a NUL, and "%" starts a conversion in it, here of what a number does not precede.
+            if (*next != separator || separator == '\0' || separator == '%') break;
+            ++next;
+        }
+        std::uint32_t value = 0;
+        next = ScanNumber(next, kScanHex, value);
+        if (!next) break;
+        values[read] = static_cast<int>(value);
     }
-    unsigned int groups[kMaxHexGroups] = {};
-    const int read = std::sscanf(text.c_str(), format, &groups[0], &groups[1], &groups[2], &groups[3], &groups[4],
-                                 &groups[5], &groups[6], &groups[7]);
-    for (int i = 0; i < kMaxHexGroups; ++i) values[i] = static_cast<int>(groups[i]);
     return read;
+}
+
+/// Replaces \a error, unless it is null, by \a text between two others.
+///
+/// \param error  may be the string that \a text is.
+inline void SetError(std::string* error, std::string_view opening, const std::string& text, std::string_view closing)
+{
+    if (!error) return;
+    error->reserve(opening.size() + text.size() + closing.size());
+    error->assign(text).insert(0, opening).append(closing);
 }
 
 /// The stream extraction of every address type: one word, handed to CopyFromString(), its verdict ignored.

@@ -2,20 +2,27 @@
 
 #include "Digits.h"
 
-#include <cstdio>
 #include <ostream>
 
 namespace zor::common {
 
 namespace {
 
-/// What dotted decimal means: sscanf decides, and nothing after the fourth number is looked at.
-bool ReadLenient(const std::string& text, std::uint32_t& value)
+/// Reads what sscanf reads with "%u.%u.%u.%u". Nothing after the fourth number is looked at.
+bool ScanDottedDecimal(const std::string& text, std::uint32_t& value)
 {
-    unsigned int parts[4] = {};
-    if (std::sscanf(text.c_str(), "%u.%u.%u.%u", &parts[0], &parts[1], &parts[2], &parts[3]) != 4) return false;
-    if (parts[0] > 255 || parts[1] > 255 || parts[2] > 255 || parts[3] > 255) return false;
-    value = parts[0] << 24 | parts[1] << 16 | parts[2] << 8 | parts[3];
+    const char* next = text.c_str();
+    std::uint32_t result = 0;
+    for (int part = 0; part < 4; ++part) {
+        if (part > 0 && *next++ != '.') return false;
+        std::uint32_t number = 0;
+        const char* end = detail::ReadDecimalByte(next, number);
+        if (!end) end = detail::ScanNumber(next, detail::kScanUnsigned, number);
+        if (!end || number > 255) return false;
+        result = result << 8 | number;
+        next = end;
+    }
+    value = result;
     return true;
 }
 
@@ -30,8 +37,8 @@ const CIpAddress& CIpAddress::GetZeroIp() noexcept
 bool CIpAddress::CopyFromString(const std::string& text, std::string* error)
 {
     std::uint32_t value = 0;
-    if (!detail::ReadDottedDecimal(text.data(), text.data() + text.size(), value) && !ReadLenient(text, value)) {
-        if (error) *error = "invalid ip address \"" + text + "\": should be dotted decimal";
+    if (!ScanDottedDecimal(text, value)) {
+        detail::SetError(error, "invalid ip address \"", text, "\": should be dotted decimal");
         return false;
     }
     mValue = value;

@@ -69,7 +69,8 @@ public:
 
     /// Reads dotted decimal with the leniency of sscanf("%u.%u.%u.%u"): white space and a sign before a number
     /// pass, leading zeros are decimal, and nothing after the fourth number is examined. Each number must be at
-    /// most 255; one that fits 64 bits counts by its low 32, so 4294967297 is 1.
+    /// most 255; one that fits 64 bits counts by its low 32, so 4294967297 is 1. What is white space does not depend
+    /// on the locale.
     ///
     /// \param text   the text; what follows a NUL character in it is not examined.
     /// \param error  may be null; replaced only on failure, by

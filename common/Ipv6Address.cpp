@@ -1,18 +1,15 @@
 #include "Ipv6Address.h"
 
 #include "Digits.h"
+#include "HexText.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <ostream>
 
 namespace zor::common {
 
 namespace {
 
-using Bytes = unsigned char[16];
-
-/// The compiler's own 128-bit numbers divide several times as fast as di_unsigned, which gives the same results.
 __extension__ typedef unsigned __int128 Wide;
 
 Wide ToWide(detail::Uint128 number)
@@ -25,52 +22,146 @@ detail::Uint128 ToUint128(Wide number)
     return {static_cast<std::uint64_t>(number >> 64), static_cast<std::uint64_t>(number)};
 }
 
-/// Reads the usual forms, filling \a bytes: groups of one to four digits, at most one "::" that stands for at
-/// least one group, in all sixteen bytes, with or without a tail in the usual dotted decimal. Expanded and
-/// padded, each of these is what sscanf reads the same bytes from. False says that the text is not of this form;
-/// it may still be an address.
-bool ReadCanonical(const std::string& text, Bytes& bytes, bool& dotted)
+/// Divides words whose quotient is below 2^49, and leaves the rest in the dividend.
+///
+/// Floating point has a divider of its own, which works while the one for integers is at another quotient. Halves of
+/// the numbers are converted, as there is an instruction for signed ones only. All roundings, whatever their
+/// direction, make less than 0.5 here, so less 0.5 the estimate is right or 1 too small.
+std::uint64_t DivideByEstimate(std::uint64_t& dividend, std::uint64_t divisor)
 {
-    unsigned char read[16];
-    int size = 0;
-    int gap = -1; // the size read before "::"
-    const char* next = text.data();
-    const char* const end = next + text.size();
-    dotted = false;
-    if (next[0] == ':') {
-        if (next[1] != ':') return false;
-        gap = 0;
-        next += 2;
+    const auto toDouble = [](std::uint64_t number) { return static_cast<double>(static_cast<std::int64_t>(number)); };
+    const double halfDivisor = toDouble(divisor >> 1) + toDouble(divisor & 1) * 0.5;
+    const double estimate = toDouble(dividend >> 1) / halfDivisor - 0.5;
+    const auto quotient = static_cast<std::uint64_t>(static_cast<std::int64_t>(estimate));
+    dividend -= quotient * divisor;
+    const std::uint64_t tooSmall = dividend >= divisor ? 1 : 0;
+    dividend -= divisor & (0 - tooSmall);
+    return quotient + tooSmall;
+}
+
+/// By a divisor of at most 64 bits, which is not zero.
+Wide DivideByWord(detail::Uint128 dividend, std::uint64_t divisor, Wide& remainder)
+{
+    std::uint64_t high = 0;
+    std::uint64_t rest = dividend.high;
+    if (divisor >> 15 != 0) {
+        high = DivideByEstimate(rest, divisor);
+    } else {
+        high = rest / divisor;
+        rest %= divisor;
     }
-    while (next != end) {
-        if (size == 16) return false;
-        const char* const start = next;
-        unsigned int group = 0;
-        for (unsigned int digit; (digit = detail::HexDigitValue(*next)) < 16; ++next) group = group << 4 | digit;
-        if (*next == '.') {
-            std::uint32_t tail = 0;
-            if (size > 12 || !detail::ReadDottedDecimal(start, end, tail)) return false;
-            detail::StoreBig32(read + size, tail);
-            size += 4;
-            dotted = true;
-            break;
-        }
-        if (next == start || next - start > 4) return false;
-        detail::StoreBig16(read + size, static_cast<std::uint16_t>(group));
-        size += 2;
-        if (next == end) break;
-        if (*next++ != ':' || next == end) return false;
-        if (*next == ':') {
-            if (gap >= 0) return false;
-            gap = size;
+    const std::uint64_t low = detail::DivideToWord(rest, dividend.low, divisor, rest);
+    remainder = rest;
+    return ToWide({high, low});
+}
+
+/// By a divisor of more than 64 bits. Its top 64 bits and half the dividend, so that the quotient fits, give an
+/// estimate that is right or 1 too large; less 1 it is right or 1 too small.
+Wide DivideByWide(detail::Uint128 dividend, detail::Uint128 divisor, Wide& remainder)
+{
+    const int shift = __builtin_clzll(divisor.high);
+    const detail::Uint128 half = dividend >> 1;
+    std::uint64_t rest = 0;
+    std::uint64_t quotient = detail::DivideToWord(half.high, half.low, (divisor << shift).high, rest) >> (63 - shift);
+    quotient -= quotient != 0 ? 1 : 0;
+    remainder = ToWide(dividend) - quotient * ToWide(divisor);
+    const unsigned int tooSmall = remainder >= ToWide(divisor) ? 1 : 0; // as often as not
+    quotient += tooSmall;
+    remainder -= ToWide(divisor) & (Wide{0} - tooSmall);
+    return quotient;
+}
+
+/// The groups of an address text as they are read.
+class Groups {
+public:
+    void Add(std::uint32_t group) noexcept
+    {
+        mLast = {mLast.high << 16 | mLast.low >> 48, mLast.low << 16 | group};
+        ++mCount;
+    }
+
+    /// "::" is next; false where there was one.
+    bool StartGap() noexcept
+    {
+        if (mGap) return false;
+        mGap = true;
+        mFirst = mLast << (128 - 16 * mCount);
+        mLast = {0, 0};
+        return true;
+    }
+
+    /// False where there are not eight groups, or with "::" more than seven.
+    bool GetNumber(detail::Uint128& number) const noexcept
+    {
+        if (mGap ? mCount > 7 : mCount != 8) return false;
+        number = mFirst | mLast;
+        return true;
+    }
+
+private:
+    detail::Uint128 mFirst = {0, 0}; ///< Those before "::", in their place.
+    detail::Uint128 mLast = {0, 0};  ///< The others, or all.
+    int mCount = 0;
+    bool mGap = false;
+};
+
+/// One to four digits as a number. Four are loaded, the ones behind the group shifted out, and their bits moved
+/// together.
+std::uint32_t GroupOf(const unsigned char* values, int length)
+{
+    std::uint32_t group = detail::LoadBig32(values) >> (32 - 8 * length);
+    group = (group | group >> 4) & 0x00ff00ff;
+    return (group | group >> 8) & 0xffff;
+}
+
+/// Reads groups of one to four digits up to \a end, with at most one "::", into \a groups. False where something else
+/// stands there, or a single ":" at the end of the text.
+bool ReadGroups(const detail::HexText& text, int end, Groups& groups)
+{
+    int next = 0;
+    if (text.IsSeparator(0)) {
+        if (!text.IsSeparator(1)) return false;
+        groups.StartGap();
+        next = 2;
+    }
+    while (next < end) {
+        const int length = text.DistanceToSeparator(next);
+        if (length < 1 || length > 4) return false;
+        groups.Add(GroupOf(text.values + next, length));
+        next += length;
+        if (next == text.size) break;
+        if (text.IsSeparator(++next)) {
+            if (!groups.StartGap()) return false;
             ++next;
+        } else if (next == text.size) {
+            return false;
         }
     }
-    if (gap < 0 ? size != 16 : size > 14) return false;
-    const int before = gap < 0 ? size : gap;
-    std::fill(std::copy(read, read + before, bytes), bytes + 16, static_cast<unsigned char>(0));
-    std::copy(read + before, read + size, bytes + 16 - (size - before));
     return true;
+}
+
+/// Reads the usual forms: groups of one to four digits, at most one "::" that stands for at least one group, in all
+/// eight groups, with or without a tail in the usual dotted decimal. Expanded and padded, each of these is what a scan
+/// reads the same number from. False says that the text is not of this form; it may still be an address.
+bool ReadCanonical(const std::string& text, detail::Uint128& number, bool& dotted)
+{
+    if (text.size() >= detail::HexText::kRoom) return false; // the longest, six groups and a tail, has 45 characters
+    const detail::HexText hex(text, ':');
+    // Something that is neither digit nor colon makes what follows the last colon the tail.
+    const int firstOther = hex.FirstOther();
+    dotted = firstOther < hex.size;
+    const int end = dotted ? hex.EndOfLastSeparator() : hex.size;
+    if (firstOther < end) return false;
+
+    Groups groups;
+    if (!ReadGroups(hex, end, groups)) return false;
+    if (dotted) {
+        std::uint32_t tail = 0;
+        if (!detail::ReadDottedDecimal(text.data() + end, text.data() + text.size(), tail)) return false;
+        groups.Add(tail >> 16);
+        groups.Add(tail & 0xffff);
+    }
+    return groups.GetNumber(number);
 }
 
 /// Writes the zero groups that "::" stands for, so that the text has as many colons as the scan expects. False
@@ -109,28 +200,26 @@ std::string PadGroups(const std::string& text)
     }
 }
 
-/// What the text means where it is not of the usual form: sscanf decides on the expanded and padded text.
-bool ReadLenient(const std::string& text, Bytes& bytes, bool& dotted)
+/// What the text means where it is not of the usual form: what sscanf reads from the expanded and padded text, with
+/// "%2x" for each byte and "%d" for those of a dotted tail.
+bool ReadLenient(const std::string& text, detail::Uint128& number, bool& dotted)
 {
     dotted = text.find('.') != std::string::npos;
     std::string expanded;
     if (!ExpandZeroGroups(text, dotted, expanded)) return false;
     const std::string padded = PadGroups(expanded);
-    unsigned int x[16] = {};
-    int d[4] = {};
-    if (dotted) {
-        const int read =
-            std::sscanf(padded.c_str(), "%2x%2x:%2x%2x:%2x%2x:%2x%2x:%2x%2x:%2x%2x:%d.%d.%d.%d", &x[0], &x[1], &x[2],
-                        &x[3], &x[4], &x[5], &x[6], &x[7], &x[8], &x[9], &x[10], &x[11], &d[0], &d[1], &d[2], &d[3]);
-        if (read != 16) return false;
-        std::transform(d, d + 4, x + 12, [](int number) { return static_cast<unsigned int>(number); });
-    } else {
-        const int read = std::sscanf(padded.c_str(), "%2x%2x:%2x%2x:%2x%2x:%2x%2x:%2x%2x:%2x%2x:%2x%2x:%2x%2x", &x[0],
-                                     &x[1], &x[2], &x[3], &x[4], &x[5], &x[6], &x[7], &x[8], &x[9], &x[10], &x[11],
-                                     &x[12], &x[13], &x[14], &x[15]);
-        if (read != 16) return false;
+    const char* const separators =
+        dotted ? "  : : : : : :..." : "  : : : : : : : "; // before each byte; a blank is none
+    const char* next = padded.c_str();
+    detail::Uint128 result = {0, 0};
+    for (int i = 0; i < 16; ++i) {
+        if (separators[i] != ' ' && *next++ != separators[i]) return false;
+        std::uint32_t byte = 0;
+        next = detail::ScanNumber(next, dotted && i >= 12 ? detail::kScanSigned : detail::kScanHexByte, byte);
+        if (!next) return false;
+        result = result << 8 | detail::Uint128{0, byte & 0xff};
     }
-    std::transform(x, x + 16, bytes, [](unsigned int number) { return static_cast<unsigned char>(number); });
+    number = result;
     return true;
 }
 
@@ -138,13 +227,13 @@ bool ReadLenient(const std::string& text, Bytes& bytes, bool& dotted)
 
 bool CIpv6Address::CopyFromString(const std::string& text, std::string* error)
 {
-    Bytes bytes;
+    detail::Uint128 number = {0, 0};
     bool dotted = false;
-    if (!ReadCanonical(text, bytes, dotted) && !ReadLenient(text, bytes, dotted)) {
-        if (error) *error = "invalid ipv6 address \"" + text + "\"";
+    if (!ReadCanonical(text, number, dotted) && !ReadLenient(text, number, dotted)) {
+        detail::SetError(error, "invalid ipv6 address \"", text, "\"");
         return false;
     }
-    CopyFrom(bytes);
+    SetNumber(number);
     mFormatLast4BytesAsIpv4 = dotted;
     return true;
 }
@@ -184,10 +273,16 @@ CIpv6Address CIpv6Address::operator%(const CIpv6Address& divisor) const noexcept
 
 CIpv6Address CIpv6Address::Divide(const CIpv6Address& divisor, CIpv6Address& remainder) const noexcept
 {
-    const Wide dividend = ToWide(Number());
-    const Wide number = ToWide(divisor.Number());
-    const Wide quotient = number == 0 ? 0 : dividend / number;
-    remainder = FromNumber(ToUint128(dividend - quotient * number));
+    const detail::Uint128 dividend = Number();
+    const detail::Uint128 number = divisor.Number();
+    Wide quotient = 0;
+    Wide rest = ToWide(dividend);
+    if (number.high != 0) {
+        quotient = DivideByWide(dividend, number, rest);
+    } else if (number.low != 0) {
+        quotient = DivideByWord(dividend, number.low, rest);
+    }
+    remainder = FromNumber(ToUint128(rest));
     return FromNumber(ToUint128(quotient));
 }
 

@@ -87,8 +87,8 @@ public:
     ///
     /// More than that passes: an empty group is zero (1:2:3:4:5:6:7: ends in one), "::" may stand for no group at
     /// all, and the numbers of a dotted tail count by their low 8 bits. The text is expanded to eight groups, each
-    /// filled up with zeros to four characters, and then read by sscanf, two digits ("%2x") a byte and "%d" for the
-    /// tail; a group of five digits fails there, unless it is the last one, of which the first four count.
+    /// filled up with zeros to four characters, and then read as sscanf does, two digits ("%2x") a byte and "%d" for
+    /// the tail; a group of five digits fails there, unless it is the last one, of which the first four count.
     ///
     /// Take a prefix length or a zone off before: what follows an address is not reliably told from its last group.
     /// After four characters of that group, or after a dotted tail, it is not examined, but a "." or ":" in it still
@@ -210,7 +210,8 @@ public:
     CIpv6Address operator/(const CIpv6Address& divisor) const noexcept;
     CIpv6Address operator%(const CIpv6Address& divisor) const noexcept;
 
-    /// Returns the quotient and sets \a remainder, which may be this address or \a divisor.
+    /// Returns the quotient and sets \a remainder, which may be this address or \a divisor. A quotient is estimated by
+    /// floating point on the way, which may set the inexact flag of <cfenv>; results do not depend on its modes.
     CIpv6Address Divide(const CIpv6Address& divisor, CIpv6Address& remainder) const noexcept;
 
     /// \}

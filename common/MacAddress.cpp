@@ -2,7 +2,6 @@
 
 #include "Digits.h"
 
-#include <algorithm>
 #include <ostream>
 
 namespace zor::common {
@@ -11,35 +10,31 @@ namespace {
 
 using FormatStyle = CMacAddress::FormatStyle;
 
-/// Six or three groups, by what sscanf makes of the text.
-bool ReadLenient(const std::string& text, unsigned char (&bytes)[6], FormatStyle& style)
+/// Six or three groups, by what sscanf would make of the text.
+bool ReadLenient(const std::string& text, std::uint64_t& number, FormatStyle& style)
 {
-    int values[detail::kMaxHexGroups];
+    int values[detail::kMaxHexGroups] = {};
     const int read = detail::ScanHexGroups(text, 6, values, style.mSeparator);
-    const auto allAtMost = [&](int limit) {
-        return std::all_of(values, values + read, [limit](int value) { return value <= limit; });
-    };
-    if (read == 6 && allAtMost(255)) {
-        style.mGrouping = 1;
-        for (int i = 0; i < 6; ++i) bytes[i] = static_cast<unsigned char>(values[i]);
-        return true;
+    if (read != 6 && read != 3) return false;
+    style.mGrouping = read == 6 ? 1 : 0;
+    const int bits = read == 6 ? 8 : 16;
+    const int limit = (1 << bits) - 1;
+    number = 0;
+    for (int i = 0; i < read; ++i) {
+        if (values[i] > limit) return false;
+        number = number << bits | static_cast<unsigned int>(values[i] & limit);
     }
-    if (read == 3 && allAtMost(65535)) {
-        style.mGrouping = 0;
-        for (int i = 0; i < 3; ++i) detail::StoreBig16(bytes + 2 * i, static_cast<std::uint16_t>(values[i]));
-        return true;
-    }
-    return false;
+    return true;
 }
 
 /// 00:11:22:33:44:55 or 0011.2233.4455, with any of the usual separators.
-bool ReadCanonical(const std::string& text, unsigned char (&bytes)[6], FormatStyle& style)
+bool ReadCanonical(const std::string& text, std::uint64_t& number, FormatStyle& style)
 {
-    if (detail::ReadHexGroups(text, 6, 1, bytes, style.mSeparator)) {
+    if (detail::ReadHexGroups<6, 1>(text, number, style.mSeparator)) {
         style.mGrouping = 1;
         return true;
     }
-    if (detail::ReadHexGroups(text, 6, 2, bytes, style.mSeparator)) {
+    if (detail::ReadHexGroups<6, 2>(text, number, style.mSeparator)) {
         style.mGrouping = 0;
         return true;
     }
@@ -53,12 +48,12 @@ CMacAddress::FormatStyle CMacAddress::mFormatStyle;
 bool CMacAddress::CopyFromString(const std::string& text, std::string* error)
 {
     FormatStyle style = mFormatStyle;
-    unsigned char bytes[6];
-    if (!ReadCanonical(text, bytes, style) && !ReadLenient(text, bytes, style)) {
-        if (error) *error = "invalid mac address \"" + text + "\": should be 6 hex bytes";
+    std::uint64_t number = 0;
+    if (!ReadCanonical(text, number, style) && !ReadLenient(text, number, style)) {
+        detail::SetError(error, "invalid mac address \"", text, "\": should be 6 hex bytes");
         return false;
     }
-    CopyFrom(bytes);
+    CopyFrom(number);
     SetFormatStyle(style);
     return true;
 }
@@ -66,18 +61,9 @@ bool CMacAddress::CopyFromString(const std::string& text, std::string* error)
 std::string CMacAddress::ToString() const
 {
     char text[17]; // six groups of two digits and five separators
-    const int bytesPerGroup = mFormatStyle.mGrouping == 1 ? 1 : 2;
-    return {text, detail::WriteHexBytes(text, mBytes, 6, bytesPerGroup, mFormatStyle.mSeparator)};
-}
-
-void CMacAddress::SetFormatStyle(const FormatStyle& style) noexcept
-{
-    mFormatStyle = style;
-}
-
-CMacAddress::FormatStyle CMacAddress::GetFormatStyle() noexcept
-{
-    return mFormatStyle;
+    const char separator = mFormatStyle.mSeparator;
+    return {text, mFormatStyle.mGrouping == 1 ? detail::WriteHexBytes(text, mBytes, 6, 1, separator)
+                                              : detail::WriteHexBytes(text, mBytes, 6, 2, separator)};
 }
 
 std::ostream& operator<<(std::ostream& out, const CMacAddress& address)

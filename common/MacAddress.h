@@ -77,8 +77,9 @@ public:
     /// Reads six groups of one byte or three groups of 16 bits, in hexadecimal, and on success makes their form
     /// the style of every CMacAddress in the process.
     ///
-    /// The first character that is no hex digit is the separator; a text without one uses the present style's.
-    /// The groups are read by sscanf with "%x" and that separator between them, so each may have any number of
+    /// The first character that is no hex digit is the separator; a text without one fails, and so does one with NUL or
+    /// "%" there.
+    /// The groups are read as sscanf does with "%x" and that separator between them, so each may have any number of
     /// digits and, but for the first, a sign or an 0x prefix, and what follows the last group is not examined. A
     /// value counts by its low 32 bits taken as signed, must be at most 255 (or 65535), and gives its low 8 (or
     /// 16) bits. Three groups of any width are read as the 16-bit form: 1:2:3 is 00:01:00:02:00:03.
@@ -92,9 +93,9 @@ public:
     std::string ToString() const;
 
     /// Sets how every CMacAddress prints. Not locked: let one thread set, parse and print at a time.
-    static void SetFormatStyle(const FormatStyle& style) noexcept;
+    static void SetFormatStyle(const FormatStyle& style) noexcept { mFormatStyle = style; }
 
-    static FormatStyle GetFormatStyle() noexcept;
+    static FormatStyle GetFormatStyle() noexcept { return mFormatStyle; }
 
     /// \}
     /// \name Comparison

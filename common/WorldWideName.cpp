@@ -2,20 +2,22 @@
 
 #include "Digits.h"
 
-#include <algorithm>
 #include <ostream>
 
 namespace zor::common {
 
 namespace {
 
-/// Eight groups, by what sscanf makes of the text.
-bool ReadLenient(const std::string& text, unsigned char (&bytes)[8], char& separator)
+/// Eight groups, by what sscanf would make of the text.
+bool ReadLenient(const std::string& text, std::uint64_t& number, char& separator)
 {
-    int values[detail::kMaxHexGroups];
+    int values[detail::kMaxHexGroups] = {};
     if (detail::ScanHexGroups(text, 8, values, separator) != 8) return false;
-    if (std::any_of(values, values + 8, [](int value) { return value > 255; })) return false;
-    for (int i = 0; i < 8; ++i) bytes[i] = static_cast<unsigned char>(values[i]);
+    number = 0;
+    for (const int value : values) {
+        if (value > 255) return false;
+        number = number << 8 | static_cast<unsigned int>(value & 255);
+    }
     return true;
 }
 
@@ -26,12 +28,12 @@ CWorldWideName::FormatStyle CWorldWideName::mFormatStyle;
 bool CWorldWideName::CopyFromString(const std::string& text, std::string* error)
 {
     FormatStyle style = {0, mFormatStyle.mSeparator};
-    unsigned char bytes[8];
-    if (!detail::ReadHexGroups(text, 8, 1, bytes, style.mSeparator) && !ReadLenient(text, bytes, style.mSeparator)) {
-        if (error) *error = "invalid World Wide Number \"" + text + "\": should be 8 hex bytes";
+    std::uint64_t number = 0;
+    if (!detail::ReadHexGroups<8, 1>(text, number, style.mSeparator) && !ReadLenient(text, number, style.mSeparator)) {
+        detail::SetError(error, "invalid World Wide Number \"", text, "\": should be 8 hex bytes");
         return false;
     }
-    CopyFrom(bytes);
+    CopyFrom(number);
     SetFormatStyle(style);
     return true;
 }
@@ -40,16 +42,6 @@ std::string CWorldWideName::ToString() const
 {
     char text[23]; // eight groups of two digits and seven separators
     return {text, detail::WriteHexBytes(text, mBytes, 8, 1, mFormatStyle.mSeparator)};
-}
-
-void CWorldWideName::SetFormatStyle(const FormatStyle& style) noexcept
-{
-    mFormatStyle = style;
-}
-
-CWorldWideName::FormatStyle CWorldWideName::GetFormatStyle() noexcept
-{
-    return mFormatStyle;
 }
 
 std::ostream& operator<<(std::ostream& out, const CWorldWideName& name)

@@ -74,8 +74,9 @@ public:
     /// Reads eight bytes in hexadecimal and on success makes their separator that of every CWorldWideName in the
     /// process.
     ///
-    /// The first character that is no hex digit is the separator; a text without one uses the present style's.
-    /// The bytes are read by sscanf with "%x" and that separator between them, so each may have any number of
+    /// The first character that is no hex digit is the separator; a text without one fails, and so does one with NUL or
+    /// "%" there.
+    /// The bytes are read as sscanf does with "%x" and that separator between them, so each may have any number of
     /// digits and, but for the first, a sign or an 0x prefix, and what follows the last one is not examined. A value
     /// counts by its low 32 bits taken as signed, must be at most 255, and gives its low 8 bits.
     ///
@@ -88,9 +89,9 @@ public:
     std::string ToString() const;
 
     /// Sets how every CWorldWideName prints. Not locked: let one thread set, parse and print at a time.
-    static void SetFormatStyle(const FormatStyle& style) noexcept;
+    static void SetFormatStyle(const FormatStyle& style) noexcept { mFormatStyle = style; }
 
-    static FormatStyle GetFormatStyle() noexcept;
+    static FormatStyle GetFormatStyle() noexcept { return mFormatStyle; }
 
     /// \}
     /// \name Comparison

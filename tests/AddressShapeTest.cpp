@@ -2,6 +2,8 @@
 
 #include "support/Random.h"
 
+#include <common/GoogleProtoBufFieldInfo.h>
+#include <common/Hexfield.h>
 #include <common/Ipv6Address.h>
 #include <common/WorldWideName.h>
 
@@ -89,6 +91,29 @@ TEST(AddressConstants, AreMadeByTheCompiler)
     ip.CopyFrom(1u), mac.CopyFrom(0x10001ul), name.CopyFrom(0x100010001ul), ipv6.CopyFrom(0x100010001, 1);
     EXPECT_TRUE(ip == CIpAddress(one) && mac == CMacAddress(one) && name == CWorldWideName(one));
     EXPECT_EQ(ipv6, CIpv6Address(one));
+}
+
+/// Something of all that a program may use before main().
+std::string UseEach()
+{
+    CIpAddress ip;
+    CIpv6Address ipv6;
+    CMacAddress mac;
+    CWorldWideName name;
+    ip.CopyFromString("10.0.0.1", nullptr), ipv6.CopyFromString("::10", nullptr);
+    mac.CopyFromString("0011.2233.4455", nullptr), name.CopyFromString("11:22:33:44:55:66:77:8f", nullptr);
+    return ip.ToString() + ' ' + ipv6.ToString() + ' ' + mac.ToString() + ' ' + name.ToString() + ' ' +
+           (Hexfield("00ff") * 0x101u).ToString() + ' ' + CIpAddress::GetZeroIp().ToString() + ' ' +
+           CGoogleProtoBufFieldInfo::fieldTypeToString(CGoogleProtoBufFieldInfo::TypeBool);
+}
+
+// Before every dynamic initialiser of a library that is linked statically, as that of the preset "threads" is.
+[[gnu::init_priority(101)]] const std::string kBeforeMain = UseEach();
+
+TEST(AddressConstants, ServeBeforeMain)
+{
+    EXPECT_EQ(kBeforeMain, "10.0.0.1 ::10 0011.2233.4455 11:22:33:44:55:66:77:8f ffff 0.0.0.0 bool");
+    EXPECT_EQ(CMacAddress().ToString(), "0000.0000.0000") << "the style set then stays";
 }
 
 TYPED_TEST(AddressShape, DivisionByZeroGivesZeroAndTheDividend)
@@ -189,6 +214,7 @@ TYPED_TEST(AddressShape, AWordThatIsNoAddressChangesNothing)
     const TypeParam before = FromNumber<TypeParam>(0x0102030405060708);
     TypeParam address = before;
     std::istringstream in("bogus,word  " + FromNumber<TypeParam>(0x1122334455667788).ToString() + "\nnext");
+    in.imbue(std::locale::classic());
     in >> address;
     EXPECT_TRUE(in.good());
     EXPECT_EQ(address, before);

@@ -1,6 +1,8 @@
+#include "support/AddressChecks.h"
 #include "support/Random.h"
 #include "support/Rows.h"
 
+#include <common/Digits.h>
 #include <common/IpAddress.h>
 
 #include <gtest/gtest.h>
@@ -33,20 +35,45 @@ TEST(IpAddressText, AcceptsOrKeepsTheValue)
 TEST(IpAddressText, AgreesWithTheScanOnMutatedTexts)
 {
     Random random(2);
-    int accepted = 0;
-    for (int round = 0; round < 50000; ++round) {
-        const CIpAddress drawn(static_cast<unsigned int>(random.Number()) >> random.Below(32));
-        const std::string text = random.Mutated(drawn.ToString(), "0123456789..+- x\0"s);
-        unsigned int n[4];
-        const bool valid = std::sscanf(text.c_str(), "%u.%u.%u.%u", &n[0], &n[1], &n[2], &n[3]) == 4 && n[0] < 256 &&
-                           n[1] < 256 && n[2] < 256 && n[3] < 256;
-        CIpAddress address(1u);
-        ASSERT_EQ(address.CopyFromString(text, nullptr), valid) << '"' << text << '"';
-        ASSERT_EQ(address, valid ? CIpAddress(n[0] << 24 | n[1] << 16 | n[2] << 8 | n[3]) : CIpAddress(1u)) << text;
-        accepted += valid;
+    for (int round = 0; round < 50000; ++round) ASSERT_NO_FATAL_FAILURE(test::CheckIpAddressText(random));
+    EXPECT_GT(random.accepted, 10000);
+    EXPECT_LT(random.accepted, 40000);
+}
+
+TEST(IpAddressText, NumbersAreReadAsByTheScan)
+{
+    static constexpr struct {
+        detail::ScanFormat format;
+        const char* scan;
+        const char* alphabet;
+    } kRows[] = {
+        {detail::kScanUnsigned, "%u%n", "0123456789999+- .\t\n\v\f\r"},
+        {detail::kScanSigned, "%d%n", "0123456789999+- ."},
+        {detail::kScanHex, "%x%n", "0000123456789abcdefABCDEFxxXg+- :"},
+        {detail::kScanHexByte, "%2x%n", "000123456789abcdefABCDEFxxXg+- :"},
+    };
+    // Where numbers stop to fit 32 and 64 bits, signed and not.
+    static constexpr const char* kEdges[] = {"4294967295",           "4294967296",           "9223372036854775807",
+                                             "9223372036854775808",  "9223372036854775809",  "18446744073709551615",
+                                             "18446744073709551616", "0x7fffffffffffffffff", "0xffffffffffffffff"};
+    Random random(21);
+    for (const auto& row : kRows) {
+        const std::string alphabet = row.alphabet + "\0"s;
+        for (int round = 0; round < 50000; ++round) {
+            std::string text = random.Below(4) == 0 ? kEdges[random.Below(std::size(kEdges))] : "";
+            if (random.Below(2) == 0) text.insert(0, 1, "+- "[random.Below(3)]);
+            for (std::size_t i = random.Below(8); i > 0; --i) text += alphabet[random.Below(alphabet.size())];
+            text = random.Mutated(text, alphabet);
+            unsigned int expected = 1;
+            int length = 0;
+            const bool valid = std::sscanf(text.c_str(), row.scan, &expected, &length) == 1;
+            unsigned int value = 1;
+            const char* const end = detail::ScanNumber(text.c_str(), row.format, value);
+            ASSERT_EQ(end != nullptr, valid) << row.scan << " of \"" << text << '"';
+            ASSERT_EQ(value, expected) << row.scan << " of \"" << text << '"';
+            ASSERT_EQ(valid ? end - text.c_str() : 0, length) << row.scan << " of \"" << text << '"';
+        }
     }
-    EXPECT_GT(accepted, 10000);
-    EXPECT_LT(accepted, 40000);
 }
 
 TEST(IpAddressText, PrintsEveryByteInEveryPlace)

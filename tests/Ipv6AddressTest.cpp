@@ -1,8 +1,10 @@
+#include "support/AddressChecks.h"
 #include "support/Random.h"
 #include "support/Rows.h"
 
 #include <common/Hexfield.h>
 #include <common/Ipv6Address.h>
+#include <common/WideSteps.h>
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
@@ -45,64 +47,44 @@ TEST(Ipv6AddressText, AcceptsAndPrintsBackOrKeepsTheAddress)
     }
 }
 
-/// The reading rules written out, without a short way for the usual forms.
-bool Reference(const std::string& text, unsigned char (&bytes)[16])
-{
-    const bool dotted = text.find('.') != std::string::npos;
-    const long colons = std::count(text.begin(), text.end(), ':');
-    const std::size_t gap = text.find("::");
-    if (gap == std::string::npos ? colons > 7 : colons > 8 || text.find("::", gap + 1) != std::string::npos)
-        return false;
-    std::string full = text;
-    if (gap != std::string::npos) {
-        const bool atEnd = gap + 2 == text.size();
-        full = gap == 0 ? "0:" : text.substr(0, gap + 1);
-        for (long i = colons + (dotted ? 1 : 0); i < 8; ++i) full += "0:";
-        full += atEnd ? "0" : text.substr(gap + 2);
-        while (!dotted && !atEnd && std::count(full.begin(), full.end(), ':') < 7) full += ":0";
-    }
-    std::string padded;
-    for (std::size_t start = 0, end = 0; start <= full.size(); start = end + 1) {
-        end = std::min(full.find(':', start), full.size());
-        padded += (start > 0 ? ":" : "") + std::string(end < start + 4 ? start + 4 - end : 0, '0');
-        padded.append(full, start, end - start);
-    }
-    unsigned int v[16];
-    const char* format = dotted ? "%2x%2x:%2x%2x:%2x%2x:%2x%2x:%2x%2x:%2x%2x:%d.%d.%d.%d"
-                                : "%2x%2x:%2x%2x:%2x%2x:%2x%2x:%2x%2x:%2x%2x:%2x%2x:%2x%2x";
-    const int read = std::sscanf(padded.c_str(), format, &v[0], &v[1], &v[2], &v[3], &v[4], &v[5], &v[6], &v[7], &v[8],
-                                 &v[9], &v[10], &v[11], &v[12], &v[13], &v[14], &v[15]);
-    std::transform(v, v + 16, bytes, [](unsigned int value) { return static_cast<unsigned char>(value); });
-    return read == 16;
-}
-
 TEST(Ipv6AddressText, AgreesWithTheRulesAndTheSystemOnMutatedTexts)
 {
     Random random(6);
-    int accepted = 0;
-    for (int round = 0; round < 100000; ++round) {
-        unsigned char drawn[16];
-        for (unsigned char& byte : drawn) byte = random.Below(3) == 0 ? random.Byte() : 0;
-        CIpv6Address source(drawn);
-        if (random.Below(4) == 0) source = CIpv6Address(0, 0xffff00000000 | random.Number() >> 32);
-        source.SetFormatLast4BytesAsIpv4(random.Below(2) == 0);
-        const std::string printed = source.ToString();
-        CIpv6Address address(1, 2);
-        ASSERT_EQ(inet_pton(AF_INET6, printed.c_str(), drawn), 1) << printed;
-        ASSERT_EQ(source, CIpv6Address(drawn)) << printed;
-        ASSERT_TRUE(address.CopyFromString(printed, nullptr)) << printed;
-        ASSERT_EQ(address, source) << printed;
+    for (int round = 0; round < 100000; ++round) ASSERT_NO_FATAL_FAILURE(test::CheckIpv6AddressText(random));
+    EXPECT_GT(random.accepted, 20000);
+    EXPECT_LT(random.accepted, 80000);
+}
 
-        const std::string text = random.Mutated(printed, "012abcdefABCDEF::::..x +-\0"s);
-        unsigned char bytes[16];
-        address = CIpv6Address(1, 2);
-        const bool valid = Reference(text, bytes);
-        ASSERT_EQ(address.CopyFromString(text, nullptr), valid) << '"' << text << '"';
-        ASSERT_EQ(address, valid ? CIpv6Address(bytes) : CIpv6Address(1, 2)) << '"' << text << '"';
-        accepted += valid;
+TEST(Ipv6AddressArithmetic, WordsAreDividedTheSameWayOnEveryProcessor)
+{
+    Random random(41);
+    for (int i = 0; i < 1000; ++i) {
+        const std::uint64_t divisor = (random.Number() >> random.Below(64)) | 1;
+        const std::uint64_t high = i % 4 == 0 ? divisor - 1 : random.Number() % divisor;
+        const std::uint64_t low = random.Number();
+        std::uint64_t rest = 0;
+        std::uint64_t expectedRest = 0;
+        const std::uint64_t expected = detail::portable::DivideToWord(high, low, divisor, expectedRest);
+        ASSERT_EQ(detail::DivideToWord(high, low, divisor, rest), expected) << high << ':' << low << '/' << divisor;
+        ASSERT_EQ(rest, expectedRest) << high << ':' << low << '/' << divisor;
     }
-    EXPECT_GT(accepted, 20000);
-    EXPECT_LT(accepted, 80000);
+}
+
+TEST(Ipv6AddressText, CharactersAreSortedTheSameWayOnEveryProcessor)
+{
+    for (unsigned int c = 0; c < 256; ++c) {
+        char text[detail::kHexScanStep];
+        for (unsigned int i = 0; i < sizeof text; ++i) text[i] = static_cast<char>(c + 17 * i);
+        unsigned char values[sizeof text];
+        unsigned char expectedValues[sizeof text];
+        const detail::HexScan scan = detail::ScanHex(text, ':', values);
+        const detail::HexScan expected = detail::portable::ScanHex(text, ':', expectedValues);
+        ASSERT_EQ(scan.digits, expected.digits) << c;
+        ASSERT_EQ(scan.separators, expected.separators) << c;
+        for (unsigned int i = 0; i < sizeof text; ++i) {
+            ASSERT_TRUE((scan.digits >> i & 1) == 0 || values[i] == expectedValues[i]) << text[i];
+        }
+    }
 }
 
 TEST(Ipv6AddressFlag, TravelsAsDocumented)

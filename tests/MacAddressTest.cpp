@@ -1,3 +1,4 @@
+#include "support/AddressChecks.h"
 #include "support/Random.h"
 #include "support/Rows.h"
 
@@ -83,44 +84,12 @@ TEST_F(MacAddressText, StyleIsSharedByAllAddresses)
     EXPECT_EQ(CWorldWideName().ToString(), "00:00:00:00:00:00:00:00") << "each type has a style of its own";
 }
 
-/// The scan written out for both types: %x with the separator between them. Gives the number that it reads
-/// and how many groups that has, 0 for none.
-int Scan(const std::string& text, int groups, char separator, unsigned long& number)
-{
-    const std::size_t first = text.find_first_not_of("0123456789ABCDEFabcdef");
-    std::string format = "%x";
-    for (int i = 1; i < groups; ++i) format += (first == std::string::npos ? separator : text[first]) + "%x"s;
-    unsigned int v[8] = {};
-    const int count = std::sscanf(text.c_str(), format.c_str(), &v[0], &v[1], &v[2], &v[3], &v[4], &v[5], &v[6], &v[7]);
-    if (count != groups && !(groups == 6 && count == 3)) return 0;
-    const int bits = count == 3 ? 16 : 8;
-    unsigned long result = 0;
-    for (int i = 0; i < count; ++i) {
-        if (static_cast<int>(v[i]) >= 1 << bits) return 0;
-        result = result << bits | (v[i] & ((1u << bits) - 1));
-    }
-    number = result;
-    return count;
-}
-
 TEST_F(MacAddressText, AgreesWithTheScanOnMutatedTexts)
 {
     Random random(4);
-    int accepted = 0;
-    for (int round = 0; round < 50000; ++round) {
-        SetUp();
-        CMacAddress::SetFormatStyle({static_cast<int>(random.Below(2)), ":-. %"[random.Below(5)]});
-        const std::string text = random.Mutated(CMacAddress(random.Number()).ToString(), "012abcdefABCDEFx:.- +%\0"s);
-        unsigned long expected = 1;
-        const int groups = Scan(text, 6, CMacAddress::GetFormatStyle().mSeparator, expected);
-        const int grouping = groups == 0 ? CMacAddress::GetFormatStyle().mGrouping : groups == 6 ? 1 : 0;
-        CMacAddress address(1);
-        accepted += address.CopyFromString(text, nullptr);
-        ASSERT_EQ(address.ToU64(), expected) << '"' << text << '"';
-        ASSERT_EQ(CMacAddress::GetFormatStyle().mGrouping, grouping) << '"' << text << '"';
-    }
-    EXPECT_GT(accepted, 10000);
-    EXPECT_LT(accepted, 40000);
+    for (int round = 0; round < 50000; ++round) ASSERT_NO_FATAL_FAILURE(test::CheckMacAddressText(random));
+    EXPECT_GT(random.accepted, 10000);
+    EXPECT_LT(random.accepted, 40000);
 }
 
 TEST(MacAddressNumber, DropsTheTopSixteenBits)
@@ -186,15 +155,9 @@ TEST_F(WorldWideNameText, AcceptsEightBytesAndTakesTheirSeparatorOrKeepsAll)
 TEST_F(WorldWideNameText, AgreesWithTheScanOnMutatedTexts)
 {
     Random random(5);
-    for (int round = 0; round < 50000; ++round) {
-        CWorldWideName::SetFormatStyle({0, ":-. "[random.Below(4)]});
-        const std::string text = random.Mutated(CWorldWideName(random.Number()).ToString(), "012abcdefABCDEFx:.- +"s);
-        unsigned long expected = 1;
-        const bool valid = Scan(text, 8, CWorldWideName::GetFormatStyle().mSeparator, expected) == 8;
-        CWorldWideName name(1);
-        ASSERT_EQ(name.CopyFromString(text, nullptr), valid) << '"' << text << '"';
-        ASSERT_EQ(name.ToU64(), expected) << '"' << text << '"';
-    }
+    for (int round = 0; round < 50000; ++round) ASSERT_NO_FATAL_FAILURE(test::CheckWorldWideNameText(random));
+    EXPECT_GT(random.accepted, 10000);
+    EXPECT_LT(random.accepted, 40000);
 }
 
 } // namespace

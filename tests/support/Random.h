@@ -2,8 +2,9 @@
 #define ZOR_COMMON_TESTS_RANDOM_H
 
 /// \file
-/// Repeatable random inputs: every test that draws them names its seed.
+/// Random inputs that are the same in every run, or those that a fuzzer chooses.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <random>
@@ -12,23 +13,52 @@
 
 namespace zor::common::test {
 
+/// What a check draws its inputs from: a generator, or the bytes of a fuzzer, behind which everything is 0.
 class Random {
 public:
     explicit Random(std::uint64_t seed) : mEngine(seed) {}
+    Random(const unsigned char* bytes, std::size_t size)
+        : mBytes(reinterpret_cast<const char*>(bytes), size), mFromBytes(true)
+    {
+    }
 
-    std::uint64_t Number() { return mEngine(); }
-    std::size_t Below(std::size_t limit) { return mEngine() % limit; }
+    /// How many of the inputs drawn were valid, by what a check has told.
+    int accepted = 0;
+
+    /// Whether there is more to draw.
+    bool HasMore() const { return !mFromBytes || !mBytes.empty(); }
+
+    std::uint64_t Number() { return mFromBytes ? Take(8) : mEngine(); }
+
+    /// Takes no more of a fuzzer's bytes than the limit needs, so that a change of one changes one thing.
+    std::size_t Below(std::size_t limit)
+    {
+        return (!mFromBytes ? mEngine() : Take(limit <= 0x100 ? 1 : limit <= 0x10000 ? 2 : 8)) % limit;
+    }
 
     /// A byte that is one of the extremes half of the time, so that carries run.
     unsigned char Byte()
     {
         static constexpr unsigned char kExtremes[] = {0x00, 0xff, 0x01, 0x7f, 0x80, 0xfe};
-        return Below(2) == 0 ? kExtremes[Below(6)] : static_cast<unsigned char>(Number());
+        return Below(2) == 0 ? kExtremes[Below(6)] : static_cast<unsigned char>(Below(256));
     }
 
-    /// \a text after up to three insertions, deletions and replacements from \a alphabet.
+    std::string Text(std::string_view alphabet, std::size_t size)
+    {
+        std::string text(size, '\0');
+        for (char& c : text) c = alphabet[Below(alphabet.size())];
+        return text;
+    }
+
+    /// \a text after up to three insertions, deletions and replacements from \a alphabet; any text of a fuzzer's.
     std::string Mutated(std::string text, std::string_view alphabet)
     {
+        if (mFromBytes) {
+            const std::size_t size = Below(256);
+            text = mBytes.substr(0, size);
+            mBytes.remove_prefix(std::min(text.size(), mBytes.size()));
+            return text;
+        }
         for (std::size_t edits = Below(4); edits > 0; --edits) {
             const std::size_t at = Below(text.size() + 1);
             const char c = alphabet[Below(alphabet.size())];
@@ -43,7 +73,18 @@ public:
     }
 
 private:
+    std::uint64_t Take(std::size_t count)
+    {
+        std::uint64_t number = 0;
+        for (; count > 0 && !mBytes.empty(); --count, mBytes.remove_prefix(1)) {
+            number = number << 8 | static_cast<unsigned char>(mBytes.front());
+        }
+        return number;
+    }
+
     std::mt19937_64 mEngine;
+    std::string_view mBytes;
+    bool mFromBytes = false;
 };
 
 } // namespace zor::common::test
