@@ -1,5 +1,7 @@
 #include "FieldExtractor.h"
 
+#include "BigEndian.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -129,6 +131,25 @@ inline void Extract(const Field& field, const std::vector<unsigned char>& in, st
     if (total != out.size()) out.resize(total);
 }
 
+/// Writes whole bytes from the start of a byte on, or 64 bits from any bit on, over a result of the same size, in one
+/// step. False says that the field or the result is of another form.
+inline bool OverwriteField(unsigned int offset, unsigned int length, const unsigned char* in, unsigned char* out,
+                           std::size_t outSize) noexcept
+{
+    if (8 * outSize != length) return false;
+    const unsigned char* const from = in + offset / 8;
+    const unsigned int shift = offset % 8;
+    if (length == 64) {
+        std::uint64_t bits = detail::LoadBig64(from);
+        if (shift != 0) bits = bits << shift | from[8] >> (8 - shift); // the last bits of the field are in that byte
+        detail::StoreBig64(out, bits);
+        return true;
+    }
+    if (shift != 0) return false;
+    if (outSize > 0) std::memmove(out, from, outSize);
+    return true;
+}
+
 } // namespace
 
 bool FieldExtractor::Validate(unsigned int size) const noexcept
@@ -152,12 +173,7 @@ bool FieldExtractor::ExtractField(std::vector<unsigned char>& in, std::vector<un
     // In 64 bits nothing wraps, and what Validate() would accept by a wrapped sum fails.
     if (std::size_t{mOffset} + mLength > std::min<std::size_t>(8 * in.size(), ~0u)) return false;
     const std::size_t kept = append ? out.size() : 0;
-    // 64 bits from inside a byte on, over a result of the same size, take one step of CutBytes(); a field that fits
-    // here has the ninth byte that this step reads.
-    if (mLength == 64 && mOffset % 8 != 0 && out.size() - kept == 8) {
-        CutWord<unsigned long>(in.data() + mOffset / 8, mOffset % 8, out.data());
-        return true;
-    }
+    if (OverwriteField(mOffset, mLength, in.data(), out.data() + kept, out.size() - kept)) return true;
     Extract({mOffset / 8, mOffset % 8, mLength / 8, mLength % 8}, in, out, kept);
     return true;
 }

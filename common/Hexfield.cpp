@@ -2,6 +2,7 @@
 
 #include "BigEndian.h"
 #include "Digits.h"
+#include "WideSteps.h"
 
 #include <algorithm>
 #include <istream>
@@ -9,6 +10,12 @@
 #include <utility>
 
 namespace zor::common {
+
+namespace {
+
+using Lane = unsigned long long; // as in the class
+
+} // namespace
 
 Hexfield::Hexfield(const std::string& text, bool binary, bool mostSignificantFirst)
 {
@@ -19,67 +26,122 @@ Hexfield::Hexfield(const std::string& text, bool binary, bool mostSignificantFir
     }
 }
 
-Hexfield::Hexfield(Hexfield&& other) noexcept
-    : mSize(std::exchange(other.mSize, static_cast<unsigned short>(0))), mWords(std::move(other.mWords))
+void Hexfield::MakeRoomOutside(std::size_t lanes, std::size_t kept)
 {
-    other.mWords.clear();
-}
-
-Hexfield& Hexfield::operator=(const Hexfield& other)
-{
-    if (this == &other) return *this;
-    mWords = other.mWords; // the only step that can fail comes first, and leaves the words as they are if it does
-    mSize = other.mSize;
-    return *this;
-}
-
-Hexfield& Hexfield::operator=(Hexfield&& other) noexcept
-{
-    if (this != &other) {
-        mSize = std::exchange(other.mSize, static_cast<unsigned short>(0));
-        mWords.swap(other.mWords);
-        other.mWords.clear();
-    }
-    return *this;
+    Lane* const outside = Allocate(lanes); // the only step that can fail
+    if (kept > 0) std::memcpy(outside, mLanes, kept * sizeof(Lane));
+    FreeRoom();
+    mLanes = outside;
+    mCapacity = static_cast<std::uint16_t>(lanes);
 }
 
 void Hexfield::normalize(unsigned short size)
 {
     if (size == mSize) return;
-    mWords.resize(WordsFor(size));
+    const std::size_t before = LaneCount();
+    const std::size_t after = LanesFor(size);
+    if (after > mCapacity) MakeRoom(std::max(after, std::min(2 * before, LanesFor(0xffff))), before);
+    if (after > before) std::fill_n(mLanes + before, after - before, 0u);
     mSize = size;
-    MaskTopWord();
-}
-
-std::string Hexfield::ToString() const
-{
-    std::string text(2 * std::size_t{mSize}, '\0');
-    CopyToHexArray(text.data());
-    return text;
+    MaskTopLane();
 }
 
 void Hexfield::CopyToHexArray(char* digits) const noexcept
 {
-    for (unsigned int place = mSize; place-- > 0;) {
-        digits = detail::WriteHexByte(digits, static_cast<unsigned char>(mWords[place / 4] >> place % 4 * 8));
+    std::size_t lane = mSize / 8;
+    if (const std::size_t rest = mSize % 8; rest != 0) {
+        // The top lane moved up, so that its bytes come first; what is written behind them is overwritten.
+        const Lane top = mLanes[lane] << 8 * (8 - rest);
+        if (lane > 0) {
+            detail::WriteHexLane(digits, top);
+        } else {
+            char text[16];
+            detail::WriteHexLane(text, top);
+            std::memcpy(digits, text, 2 * rest);
+        }
+        digits += 2 * rest;
+    }
+#pragma GCC unroll 4
+    for (; lane-- > 0; digits += 16) detail::WriteHexLane(digits, mLanes[lane]);
+}
+
+/// Reads text of nothing but digits, as long as all of them count. False says that it is of another form, and leaves
+/// either the field as it is or room for all digits, but no value.
+bool Hexfield::CopyFromDigits(const std::string& text)
+{
+    constexpr std::size_t kMostDigits = 2 * 0xffff;
+    if (text.size() > kMostDigits) return false;
+    const std::size_t size = (text.size() + 1) / 2;
+    const std::size_t whole = text.size() / 16;
+    const char* first = text.data() + text.size();
+    Lane lane;
+    for (std::size_t i = 0; i < whole; ++i) {
+        first -= 16;
+        if (!detail::ReadHexLane(first, lane)) return false;
+        if (i == 0) MakeRoom(LanesFor(size)); // not before: most text of other forms would not need as much
+        mLanes[i] = lane;
+    }
+    if (const std::size_t rest = text.size() % 16; rest != 0) {
+        char digits[16] = {'0', '0', '0', '0', '0', '0', '0', '0', '0', '0', '0', '0', '0', '0', '0', '0'};
+        text.copy(digits + 16 - rest, rest);
+        if (!detail::ReadHexLane(digits, lane)) return false;
+        mLanes[whole] = lane;
+    }
+    mSize = static_cast<std::uint16_t>(size);
+    return true;
+}
+
+namespace {
+
+bool IsHexDigit(char c)
+{
+    return detail::HexDigitValue(c) != detail::kNoDigit;
+}
+
+/// Whether text is two digits a byte with one other character between the bytes, and all of them count.
+bool IsSeparatedBytes(const std::string& text)
+{
+    if (text.size() % 3 != 2 || text.size() / 3 >= 0xffff) return false;
+    for (std::size_t i = 0; i < text.size(); i += 3) {
+        if (!IsHexDigit(text[i]) || !IsHexDigit(text[i + 1])) return false;
+        if (IsHexDigit(text.c_str()[i + 2])) return false; // behind the last byte there is the closing NUL
+    }
+    return true;
+}
+
+} // namespace
+
+void Hexfield::CopyFromSeparatedBytes(const std::string& text)
+{
+    const std::size_t size = text.size() / 3 + 1;
+    MakeRoom(LanesFor(size));
+    mSize = static_cast<std::uint16_t>(size);
+    const char* last = text.data() + text.size() - 2;
+    for (std::size_t i = 0; i < size; i += 8) {
+        Lane lane = 0;
+        for (std::size_t place = 0, bytes = std::min<std::size_t>(size - i, 8); place < bytes; ++place, last -= 3) {
+            lane |= Lane{detail::HexDigitValue(last[0]) << 4 | detail::HexDigitValue(last[1])} << 8 * place;
+        }
+        mLanes[i / 8] = lane;
     }
 }
 
 void Hexfield::CopyFromString(const std::string& text)
 {
-    const auto digits =
-        std::count_if(text.begin(), text.end(), [](char c) { return detail::HexDigitValue(c) != detail::kNoDigit; });
-    const auto size = static_cast<unsigned short>((digits + 1) / 2);
-    mWords.resize(WordsFor(size));
+    if (CopyFromDigits(text)) return;
+    if (IsSeparatedBytes(text)) return CopyFromSeparatedBytes(text);
+    const auto digits = std::count_if(text.begin(), text.end(), IsHexDigit);
+    const auto size = static_cast<std::uint16_t>((digits + 1) / 2);
+    MakeRoom(LanesFor(size));
     mSize = size;
     const char* next = text.data() + text.size();
-    auto left = std::min<std::size_t>(static_cast<std::size_t>(digits), 2u * size);
-    for (std::uint32_t& word : mWords) {
-        word = 0;
-        for (int shift = 0; shift < 32 && left > 0; shift += 4, --left) {
-            std::uint32_t value = detail::kNoDigit;
+    auto left = std::min<std::size_t>(static_cast<std::size_t>(digits), 2 * std::size_t{size});
+    for (std::size_t i = 0; i < LaneCount(); ++i) {
+        mLanes[i] = 0;
+        for (int shift = 0; shift < 64 && left > 0; shift += 4, --left) {
+            Lane value = detail::kNoDigit;
             while (value == detail::kNoDigit) value = detail::HexDigitValue(*--next);
-            word |= value << shift;
+            mLanes[i] |= value << shift;
         }
     }
 }
@@ -93,14 +155,14 @@ std::string Hexfield::ToBinaryString(bool mostSignificantFirst) const
 
 void Hexfield::CopyToByteArray(unsigned char* bytes, bool mostSignificantFirst) const noexcept
 {
-    const unsigned int whole = mSize / 4;
-    const unsigned int rest = mSize % 4;
+    const unsigned int whole = mSize / 8;
+    const unsigned int rest = mSize % 8;
     if (mostSignificantFirst) {
-        for (unsigned int i = rest; i-- > 0;) *bytes++ = static_cast<unsigned char>(mWords[whole] >> 8 * i);
-        for (unsigned int i = whole; i-- > 0; bytes += 4) detail::StoreBig32(bytes, mWords[i]);
+        for (unsigned int i = rest; i-- > 0;) *bytes++ = static_cast<unsigned char>(mLanes[whole] >> 8 * i);
+        for (unsigned int i = whole; i-- > 0; bytes += 8) detail::StoreBig64(bytes, mLanes[i]);
     } else {
-        for (unsigned int i = 0; i < whole; ++i, bytes += 4) detail::StoreLittle(bytes, mWords[i]);
-        for (unsigned int i = 0; i < rest; ++i) *bytes++ = static_cast<unsigned char>(mWords[whole] >> 8 * i);
+        for (unsigned int i = 0; i < whole; ++i, bytes += 8) detail::StoreLittle(bytes, mLanes[i]);
+        for (unsigned int i = 0; i < rest; ++i) *bytes++ = static_cast<unsigned char>(mLanes[whole] >> 8 * i);
     }
 }
 
@@ -116,22 +178,22 @@ void Hexfield::CopyFromByteArray(const unsigned char* bytes, unsigned int length
 
 void Hexfield::CopyFromBytes(const unsigned char* bytes, std::size_t length, bool mostSignificantFirst)
 {
-    const auto size = static_cast<unsigned short>(length);
-    mWords.resize(WordsFor(size));
+    const auto size = static_cast<std::uint16_t>(length);
+    MakeRoom(LanesFor(size));
     mSize = size;
-    const std::size_t whole = size / 4;
-    const std::size_t rest = size % 4;
+    const std::size_t whole = size / 8;
+    const std::size_t rest = size % 8;
     if (mostSignificantFirst) {
-        for (std::size_t i = 0; i < whole; ++i) mWords[i] = detail::LoadBig32(bytes + size - 4 * (i + 1));
+        for (std::size_t i = 0; i < whole; ++i) mLanes[i] = detail::LoadBig64(bytes + size - 8 * (i + 1));
         if (rest == 0) return;
-        mWords[whole] = 0;
-        for (std::size_t i = 0; i < rest; ++i) mWords[whole] = mWords[whole] << 8 | bytes[i];
+        mLanes[whole] = 0;
+        for (std::size_t i = 0; i < rest; ++i) mLanes[whole] = mLanes[whole] << 8 | bytes[i];
     } else {
         bytes += length - size;
-        for (std::size_t i = 0; i < whole; ++i) mWords[i] = detail::LoadLittle32(bytes + 4 * i);
+        for (std::size_t i = 0; i < whole; ++i) mLanes[i] = detail::LoadLittle64(bytes + 8 * i);
         if (rest == 0) return;
-        mWords[whole] = 0;
-        for (std::size_t i = rest; i-- > 0;) mWords[whole] = mWords[whole] << 8 | bytes[4 * whole + i];
+        mLanes[whole] = 0;
+        for (std::size_t i = rest; i-- > 0;) mLanes[whole] = mLanes[whole] << 8 | bytes[8 * whole + i];
     }
 }
 
@@ -140,8 +202,8 @@ bool Hexfield::operator<(const Hexfield& other) const noexcept
     int place = mSize - 1;
     if (mSize > other.mSize) {
         // Words are looked up by byte counts here, so most of these places lie beyond the stored words.
-        for (place = std::min(place, static_cast<int>(mWords.size()) - 1); place >= other.mSize; --place) {
-            if (mWords[static_cast<std::size_t>(place)] != 0) return false;
+        for (place = std::min(place, static_cast<int>(WordsFor(mSize)) - 1); place >= other.mSize; --place) {
+            if (Word(static_cast<std::size_t>(place)) != 0) return false;
         }
         place = other.mSize - 1;
     }
@@ -154,75 +216,200 @@ bool Hexfield::operator<(const Hexfield& other) const noexcept
     return false;
 }
 
-/// Adds zero-extended words by the carry rule of the sum; the carry out of the top is dropped.
-void Hexfield::AddWords(const std::uint32_t* words, std::size_t count) noexcept
+namespace {
+
+// The sums below add right, or with kInverted its inverse, and carry to left by the carry rule of the sum, and return
+// the carry. They take out and left or right at the same place. A carry can be lost only where a word is full in both
+// operands, so without one whole lanes add up to the same.
+
+/// Word by word.
+template <bool kInverted>
+[[gnu::noinline]] unsigned char AddByWords(unsigned char carry, Lane* out, const Lane* left, const Lane* right,
+                                           std::size_t count) noexcept
 {
-    std::uint32_t carry = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        const Lane addend = kInverted ? ~right[i] : right[i];
+        Lane result = 0;
+        for (const int shift : {0, 32}) {
+            const auto a = static_cast<std::uint32_t>(left[i] >> shift);
+            const auto b = static_cast<std::uint32_t>(addend >> shift);
+            const std::uint32_t sum = a + b + carry;
+            carry = sum < a || sum < b ? 1 : 0;
+            result |= Lane{sum} << shift;
+        }
+        out[i] = result;
+    }
+    return carry;
+}
+
+/// A word that is full in the addend, as it stands in right.
+template <bool kInverted>
+constexpr std::uint32_t kFullAddend = kInverted ? 0 : ~0u;
+
+constexpr bool LaneHasWord(Lane lane, std::uint32_t word) noexcept
+{
+    return (lane & 0xffffffff) == word || lane >> 32 == word;
+}
+
+/// Lane by lane, up to one with a word that is full in both.
+template <bool kInverted>
+unsigned char AddByLanes(unsigned char carry, Lane* out, const Lane* left, const Lane* right,
+                         std::size_t count) noexcept
+{
+    for (std::size_t i = 0; i < count; ++i) {
+        if (LaneHasWord(right[i], kFullAddend<kInverted>) && LaneHasWord(left[i], ~0u)) {
+            return AddByWords<kInverted>(carry, out + i, left + i, right + i, count - i);
+        }
+        carry = detail::AddWithCarry(carry, left[i], kInverted ? ~right[i] : right[i], out + i);
+    }
+    return carry;
+}
+
+/// A block of lanes in one chain, where no word is full in both.
+template <bool kInverted, std::size_t... I>
+unsigned char AddBlock(unsigned char carry, Lane* out, const Lane* left, const Lane* right,
+                       std::index_sequence<I...>) noexcept
+{
+    ((carry = detail::AddWithCarry(carry, left[I], kInverted ? ~right[I] : right[I], out + I)), ...);
+    return carry;
+}
+
+/// Block by block, up to one with a word that is full in both.
+template <bool kInverted>
+unsigned char AddLanes(unsigned char carry, Lane* out, const Lane* left, const Lane* right, std::size_t count) noexcept
+{
+    constexpr std::size_t kBlock = detail::kBlockLanes;
+    for (; count >= kBlock; count -= kBlock, out += kBlock, left += kBlock, right += kBlock) {
+        if (detail::BlockHasWord(right, kFullAddend<kInverted>) && detail::BlockHasWord(left, ~0u)) {
+            return AddByWords<kInverted>(carry, out, left, right, count);
+        }
+        carry = AddBlock<kInverted>(carry, out, left, right, std::make_index_sequence<kBlock>());
+    }
+    return AddByLanes<kInverted>(carry, out, left, right, count);
+}
+
+/// Writes \a lanes plus \a carry. \a out may be \a lanes.
+void AddCarry(unsigned char carry, Lane* out, const Lane* lanes, std::size_t count) noexcept
+{
     std::size_t i = 0;
-    for (; i < count; ++i) {
-        const std::uint32_t left = mWords[i];
-        const std::uint32_t right = words[i];
-        const std::uint32_t sum = left + right + carry;
-        carry = sum < left || sum < right ? 1 : 0;
-        mWords[i] = sum;
-    }
-    for (; carry != 0 && i < mWords.size(); ++i) {
-        ++mWords[i];
-        carry = mWords[i] == 0 ? 1 : 0;
-    }
-    MaskTopWord();
+    do { // a carry comes as often as not, but seldom goes on
+        out[i] = lanes[i] + carry;
+        carry = out[i] < carry ? 1 : 0;
+        ++i;
+    } while (i < count && carry != 0);
+    if (out != lanes) std::copy(lanes + i, lanes + count, out + i);
 }
 
-Hexfield Hexfield::operator+(const Hexfield& other) const
+/// Adds lanes of ones and \a carry, as a narrower field has when it is inverted.
+void AddOnes(unsigned char carry, Lane* lanes, std::size_t count) noexcept
 {
-    const bool wider = mSize >= other.mSize;
-    Hexfield result(wider ? *this : other);
-    return result += wider ? other : *this;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (LaneHasWord(lanes[i], ~0u)) {
+            const Lane zero = 0;
+            carry = AddByWords<true>(carry, lanes + i, lanes + i, &zero, 1);
+        } else if (carry == 0) {
+            carry = lanes[i] != 0 ? 1 : 0;
+            --lanes[i];
+        }
+    }
 }
 
-Hexfield& Hexfield::operator+=(const Hexfield& other)
+/// Two lanes side by side, which the compiler keeps in one vector register.
+using LanePair = Lane __attribute__((vector_size(16)));
+
+/// Writes \a combine of each two lanes, which works bit by bit. \a out may be either.
+template <class Combine>
+void CombineLanes(Lane* out, const Lane* left, const Lane* right, std::size_t count, Combine combine) noexcept
 {
-    WidenTo(other.mSize);
-    AddWords(other.mWords.data(), other.mWords.size());
-    return *this;
+    std::size_t i = 0;
+    for (; count - i >= 2; i += 2) {
+        LanePair leftPair;
+        LanePair rightPair;
+        std::memcpy(&leftPair, left + i, sizeof leftPair);
+        std::memcpy(&rightPair, right + i, sizeof rightPair);
+        leftPair = combine(leftPair, rightPair);
+        std::memcpy(out + i, &leftPair, sizeof leftPair);
+    }
+    if (i < count) out[i] = combine(left[i], right[i]);
+}
+
+constexpr auto kOr = [](auto left, auto right) { return left | right; };
+constexpr auto kAnd = [](auto left, auto right) { return left & right; };
+constexpr auto kInvert = [](auto lane, auto) { return ~lane; };
+
+} // namespace
+
+void Hexfield::SetSum(const Hexfield& left, const Hexfield& right) noexcept
+{
+    if (left.mSize < right.mSize) return SetSum(right, left);
+    const std::size_t common = right.LaneCount();
+    const std::size_t rest = LaneCount() - common;
+    const unsigned char carry = AddLanes<false>(0, mLanes, left.mLanes, right.mLanes, common);
+    if (rest > 0) AddCarry(carry, mLanes + common, left.mLanes + common, rest);
+    MaskTopLane();
+}
+
+void Hexfield::SetAnd(const Hexfield& left, const Hexfield& right) noexcept
+{
+    if (left.mSize < right.mSize) return SetAnd(right, left);
+    const std::size_t common = right.LaneCount();
+    const std::size_t rest = LaneCount() - common;
+    CombineLanes(mLanes, left.mLanes, right.mLanes, common, kAnd);
+    if (rest > 0) std::fill_n(mLanes + common, rest, Lane{0});
+    MaskTopLane();
+}
+
+void Hexfield::SetOr(const Hexfield& left, const Hexfield& right) noexcept
+{
+    if (left.mSize < right.mSize) return SetOr(right, left);
+    const std::size_t common = right.LaneCount();
+    const std::size_t rest = LaneCount() - common;
+    CombineLanes(mLanes, left.mLanes, right.mLanes, common, kOr);
+    if (rest > 0 && this != &left) std::copy_n(left.mLanes + common, rest, mLanes + common);
+    MaskTopLane();
 }
 
 Hexfield Hexfield::operator+(unsigned int value) const
 {
-    Hexfield result(*this);
-    result.WidenTo(value > 0xffffff ? 4 : value > 0xffff ? 3 : value > 0xff ? 2 : 1);
-    const std::uint32_t word = value;
-    result.AddWords(&word, 1);
-    return result;
+    const std::uint16_t size = value > 0xffffff ? 4 : value > 0xffff ? 3 : value > 0xff ? 2 : 1;
+    return *this + Hexfield(Width{size}, value);
 }
 
-Hexfield Hexfield::operator-(const Hexfield& other) const
+/// Subtracts a field that is not wider.
+void Hexfield::Deduct(const Hexfield& other) noexcept
 {
-    Hexfield result(*this);
-    return result -= other;
-}
-
-Hexfield& Hexfield::operator-=(const Hexfield& other)
-{
-    if (mSize == 0 && other.mSize == 0) return *this = -other;
-    WidenTo(other.mSize);
-    std::uint32_t one = 1; // the carry that turns the inverted words into the two's complement
-    std::uint32_t carry = 0;
-    for (std::size_t i = 0; i < mWords.size(); ++i) {
-        const std::uint32_t left = mWords[i];
-        const std::uint32_t right = ~other.Word(i) + one;
-        one = one != 0 && right == 0 ? 1 : 0;
-        const std::uint32_t sum = left + right + carry;
-        carry = sum < left || sum < right ? 1 : 0;
-        mWords[i] = sum;
+    const std::size_t common = other.LaneCount();
+    // The two's complement that is added is the inverse plus 1. Zero words at the low end of the subtrahend are zero in
+    // it too, so the sum starts behind them, with a carry coming in for the 1. No carry is lost there: the inverse of a
+    // word that is not zero is not full.
+    std::size_t i = 0;
+    while (i < common && other.mLanes[i] == 0) ++i;
+    if (i < common) {
+        unsigned char carry = 1;
+        if (const Lane right = other.mLanes[i]; (right & 0xffffffff) == 0) {
+            carry = mLanes[i] >= right ? 1 : 0;
+            mLanes[i] -= right;
+            ++i;
+        }
+        carry = AddLanes<true>(carry, mLanes + i, mLanes + i, other.mLanes + i, common - i);
+        AddOnes(carry, mLanes + common, LaneCount() - common);
     }
-    MaskTopWord();
-    return *this;
+    MaskTopLane();
 }
 
-Hexfield Hexfield::operator-() const
+void Hexfield::SetNegative(const Hexfield& field) noexcept
 {
-    return ~*this + 1;
+    if (mSize == 0) {
+        SetOneLane(Width{1}, 1);
+        return;
+    }
+    const std::size_t count = LaneCount();
+    std::size_t i = 0;
+    for (; i + 1 < count && field.mLanes[i] == 0; ++i) mLanes[i] = 0;
+    mLanes[i] = -field.mLanes[i];
+    ++i;
+    CombineLanes(mLanes + i, field.mLanes + i, field.mLanes + i, count - i, kInvert);
+    MaskTopLane();
 }
 
 Hexfield Hexfield::operator*(unsigned int factor) const
@@ -233,75 +420,55 @@ Hexfield Hexfield::operator*(unsigned int factor) const
 
 Hexfield& Hexfield::operator*=(unsigned int factor) noexcept
 {
-    for (std::uint32_t& word : mWords) word *= factor;
-    MaskTopWord();
+    for (std::size_t i = 0, count = LaneCount(); i < count; ++i) {
+        const Lane low = (mLanes[i] & 0xffffffff) * factor & 0xffffffff;
+        mLanes[i] = (mLanes[i] >> 32) * factor << 32 | low;
+    }
+    MaskTopLane();
     return *this;
 }
 
 Hexfield Hexfield::operator~() const
 {
-    Hexfield result(*this);
-    for (std::uint32_t& word : result.mWords) word = ~word;
-    result.MaskTopWord();
+    Hexfield result(Width{mSize});
+    CombineLanes(result.mLanes, mLanes, mLanes, LaneCount(), kInvert);
+    result.MaskTopLane();
     return result;
 }
 
-Hexfield Hexfield::operator|(const Hexfield& other) const
-{
-    const bool wider = mSize >= other.mSize;
-    Hexfield result(wider ? *this : other);
-    return result |= wider ? other : *this;
-}
-
-Hexfield& Hexfield::operator|=(const Hexfield& other)
-{
-    WidenTo(other.mSize);
-    for (std::size_t i = 0; i < other.mWords.size(); ++i) mWords[i] |= other.mWords[i];
-    MaskTopWord();
-    return *this;
-}
-
-Hexfield Hexfield::operator&(const Hexfield& other) const
-{
-    const bool wider = mSize >= other.mSize;
-    Hexfield result(wider ? *this : other);
-    return result &= wider ? other : *this;
-}
-
-Hexfield& Hexfield::operator&=(const Hexfield& other)
-{
-    WidenTo(other.mSize);
-    const std::size_t common = other.mWords.size();
-    for (std::size_t i = 0; i < common; ++i) mWords[i] &= other.mWords[i];
-    std::fill(mWords.begin() + static_cast<std::ptrdiff_t>(common), mWords.end(), 0u);
-    MaskTopWord();
-    return *this;
-}
-
-void Hexfield::MaskMultiply(unsigned int factor, const Hexfield& mask)
+void Hexfield::MaskMultiply(unsigned int factor, const Hexfield& mask) noexcept
 {
     constexpr std::size_t kPositionWords = 65536 / 32; // positions are numbers of 16 bits
-    const std::size_t words = std::min({mWords.size(), mask.mWords.size(), kPositionWords});
+    const std::size_t top = WordsFor(mSize) - 1;
+    const std::uint32_t inTop = mSize % 4 != 0 ? (1u << mSize % 4 * 8) - 1 : ~0u; // the bits within the width there
+    const std::size_t words = std::min({WordsFor(mSize), WordsFor(mask.mSize), kPositionWords});
 
-    // Calls visit(word index, place in the word, number of the bit) for each mask bit within the field's width.
-    const auto forEachBit = [&](auto visit) {
-        unsigned int number = 0;
-        for (std::size_t i = 0; i < words; ++i) {
-            std::uint32_t bits = mask.mWords[i];
-            if (i == mWords.size() - 1 && mSize % 4 != 0) bits &= (1u << mSize % 4 * 8) - 1;
-            for (; bits != 0; bits &= bits - 1) visit(i, __builtin_ctz(bits), number++);
+    // The mask bits go by as many as are gathered in one word. What their product brings back comes to words at or
+    // before the one that the next bits are gathered from, and of that one the old value is used up to its end.
+    struct {
+        std::size_t word;
+        int place;
+    } bits[32];
+    std::size_t number = 0; // of the bit, from the first one on
+    std::uint32_t packed = 0;
+    const auto depositProduct = [&] {
+        packed *= factor;
+        for (std::size_t i = 0; i <= (number - 1) % 32; ++i) {
+            const std::uint32_t moved = (packed & 1u << i) << bits[i].place;
+            mLanes[bits[i].word / 2] |= Lane{moved} << bits[i].word % 2 * 32;
         }
+        packed = 0;
     };
-
-    Hexfield packed(*this);
-    std::fill(packed.mWords.begin(), packed.mWords.end(), 0u);
-    forEachBit([&](std::size_t i, int place, unsigned int number) {
-        packed.mWords[number / 32] |= (mWords[i] & 1u << place) << number % 32;
-    });
-    packed *= factor;
-    forEachBit([&](std::size_t i, int place, unsigned int number) {
-        mWords[i] |= (packed.mWords[number / 32] & 1u << number % 32) << place;
-    });
+    for (std::size_t i = 0; i < words; ++i) {
+        const std::uint32_t value = Word(i);
+        for (std::uint32_t left = mask.Word(i) & (i == top ? inTop : ~0u); left != 0; left &= left - 1) {
+            const int place = __builtin_ctz(left);
+            packed |= (value & 1u << place) << number % 32;
+            bits[number % 32] = {i, place};
+            if (++number % 32 == 0) depositProduct();
+        }
+    }
+    if (number % 32 != 0) depositProduct();
 }
 
 std::ostream& operator<<(std::ostream& out, const Hexfield& field)

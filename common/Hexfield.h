@@ -6,11 +6,14 @@
 
 #include "Export.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <iosfwd>
+#include <new>
 #include <string>
-#include <vector>
+#include <utility>
 
 namespace zor::common {
 
@@ -28,7 +31,11 @@ namespace zor::common {
 /// (counter - Hexfield("0101")).ToString();  // "ffff"
 /// \endcode
 ///
-/// The field is kept as 32-bit words, and some results show it. They are relied on and stay:
+/// A field of up to 16 bytes lies inside its object and allocates nothing. One that gets narrower, or a copy of a
+/// narrower one, keeps the room that it has.
+///
+/// Some results go by the 32-bit words of the field, counted from the least significant end. They are relied on and
+/// stay:
 ///
 /// | operation | what to know | where it matters |
 /// |---|---|---|
@@ -43,7 +50,7 @@ public:
     /// \{
 
     /// The one-byte field 00.
-    Hexfield() : mSize(1), mWords(1) {}
+    Hexfield() noexcept : Hexfield(Width{1}, 0) {}
 
     /// Reads hexadecimal text, as CopyFromString() does.
     Hexfield(const std::string& text) { CopyFromString(text); }
@@ -52,11 +59,27 @@ public:
     /// without, \a text is hexadecimal and \a mostSignificantFirst is not used.
     Hexfield(const std::string& text, bool binary, bool mostSignificantFirst);
 
-    Hexfield(const Hexfield&) = default;
-    Hexfield(Hexfield&& other) noexcept; ///< Leaves \a other with width 0.
-    Hexfield& operator=(const Hexfield& other);
-    Hexfield& operator=(Hexfield&& other) noexcept; ///< Leaves \a other with width 0.
-    ~Hexfield() = default;
+    Hexfield(const Hexfield& other) : Hexfield(Width{other.mSize}) { CopyLanes(other); }
+
+    Hexfield(Hexfield&& other) noexcept { Take(other); } ///< Leaves \a other with width 0.
+
+    Hexfield& operator=(const Hexfield& other)
+    {
+        if (this == &other) return *this;
+        MakeRoom(other.LaneCount());
+        mSize = other.mSize;
+        CopyLanes(other);
+        return *this;
+    }
+
+    /// Leaves \a other with width 0.
+    Hexfield& operator=(Hexfield&& other) noexcept
+    {
+        if (this != &other) Take(other);
+        return *this;
+    }
+
+    ~Hexfield() { FreeRoom(); }
 
     /// \}
     /// \name Bytes
@@ -70,7 +93,7 @@ public:
     {
         if (index >= mSize) return 0;
         const unsigned int place = mSize - 1u - index;
-        return static_cast<unsigned char>(mWords[place / 4] >> place % 4 * 8);
+        return static_cast<unsigned char>(mLanes[place / 8] >> place % 8 * 8);
     }
 
     /// Replaces byte \a index, counted from the most significant one; does nothing from the width on.
@@ -78,8 +101,8 @@ public:
     {
         if (index >= mSize) return;
         const unsigned int place = mSize - 1u - index;
-        std::uint32_t& word = mWords[place / 4];
-        word = (word & ~(0xffu << place % 4 * 8)) | static_cast<std::uint32_t>(value) << place % 4 * 8;
+        Lane& lane = mLanes[place / 8];
+        lane = (lane & ~(Lane{0xff} << place % 8 * 8)) | Lane{value} << place % 8 * 8;
     }
 
     /// Changes the width and keeps the value modulo 256^size: bytes come and go at the most significant end.
@@ -90,7 +113,12 @@ public:
     /// \{
 
     /// Two lower-case hex digits a byte, without prefix or separators; nothing for width 0.
-    std::string ToString() const;
+    std::string ToString() const
+    {
+        std::string text(2 * std::size_t{mSize}, '\0');
+        CopyToHexArray(text.data());
+        return text;
+    }
 
     /// Reads hexadecimal text of any length: digits of both cases count, every other character is skipped, an odd
     /// number of digits gets a zero in front. The width becomes half the number of digits, rounded up, modulo
@@ -120,7 +148,10 @@ public:
     /// \{
 
     /// Whether widths and values are equal: 01 and 00 01 are not.
-    bool operator==(const Hexfield& other) const noexcept { return mSize == other.mSize && mWords == other.mWords; }
+    bool operator==(const Hexfield& other) const noexcept
+    {
+        return mSize == other.mSize && std::equal(mLanes, mLanes + LaneCount(), other.mLanes);
+    }
     bool operator!=(const Hexfield& other) const noexcept { return !(*this == other); }
 
     /// Numeric for fields of one width.
@@ -140,19 +171,47 @@ public:
 
     /// The sum, word by word from the least significant one. The carry out of a word is 1 when the sum is below
     /// either operand's word; so it is 0 where both words are 0xffffffff and a carry comes in.
-    Hexfield operator+(const Hexfield& other) const;
-    Hexfield& operator+=(const Hexfield& other); ///< Widens this field to \a other's width first if that is larger.
+    Hexfield operator+(const Hexfield& other) const
+    {
+        return MeetInOneLane(other) ? Hexfield(WiderOf(other), mLanes[0] + other.mLanes[0])
+                                    : Combined<&Hexfield::SetSum>(other);
+    }
+
+    /// Widens this field to \a other's width first if that is larger.
+    Hexfield& operator+=(const Hexfield& other)
+    {
+        if (MeetInOneLane(other)) return SetOneLane(WiderOf(other), mLanes[0] + other.mLanes[0]);
+        if (MeetInTwoLanes(other) && !MayLoseCarry(other.mLanes[0], other.mLanes[1])) {
+            const Lane low = mLanes[0] + other.mLanes[0];
+            return SetTwoLanes(low, mLanes[1] + other.mLanes[1] + (low < mLanes[0] ? 1 : 0));
+        }
+        return CombineWith<&Hexfield::SetSum>(other);
+    }
 
     /// The sum with \a value as a field of 1 to 4 bytes, as many as it needs: 05 + 0x1234 is 12 39.
     Hexfield operator+(unsigned int value) const;
 
     /// The sum with the two's complement of \a other, by the carry rule of the sum. Two fields of width 0 give the
     /// one-byte field 01, the complement of nothing being that.
-    Hexfield operator-(const Hexfield& other) const;
-    Hexfield& operator-=(const Hexfield& other); ///< Widens this field to \a other's width first if that is larger.
+    Hexfield operator-(const Hexfield& other) const
+    {
+        Hexfield result(*this);
+        return result -= other;
+    }
+
+    /// Widens this field to \a other's width first if that is larger.
+    Hexfield& operator-=(const Hexfield& other)
+    {
+        if (MeetInOneLane(other)) return SetOneLane(WiderOf(other), mLanes[0] - other.mLanes[0]);
+        if (MeetInTwoLanes(other) && !MayLoseCarry(~other.mLanes[0], ~other.mLanes[1])) {
+            const Lane borrow = mLanes[0] < other.mLanes[0] ? 1 : 0;
+            return SetTwoLanes(mLanes[0] - other.mLanes[0], mLanes[1] - other.mLanes[1] - borrow);
+        }
+        return Subtract(other);
+    }
 
     /// The two's complement at the same width; for width 0 the one-byte field 01.
-    Hexfield operator-() const;
+    Hexfield operator-() const { return MeetInOneLane(*this) ? Hexfield(Width{mSize}, -mLanes[0]) : Negative(); }
 
     /// Each 32-bit word times \a factor modulo 2^32, without carries between words; for up to 4 bytes this is the
     /// product. 00 00 00 01 80 00 00 00 times 2 is 00 00 00 02 00 00 00 00.
@@ -165,12 +224,40 @@ public:
 
     Hexfield operator~() const; ///< Every byte inverted.
 
-    Hexfield operator|(const Hexfield& other) const;
-    Hexfield& operator|=(const Hexfield& other); ///< Widens this field to \a other's width first if that is larger.
+    Hexfield operator|(const Hexfield& other) const
+    {
+        return MeetInOneLane(other) ? Hexfield(WiderOf(other), mLanes[0] | other.mLanes[0])
+                                    : Combined<&Hexfield::SetOr>(other);
+    }
+
+    /// Widens this field to \a other's width first if that is larger.
+    Hexfield& operator|=(const Hexfield& other)
+    {
+        if (MeetInOneLane(other)) return SetOneLane(WiderOf(other), mLanes[0] | other.mLanes[0]);
+        if (!MeetInTwoLanes(other)) return CombineWith<&Hexfield::SetOr>(other);
+        mLanes[0] |= other.mLanes[0];
+        mLanes[1] |= other.mLanes[1];
+        MaskTopLane();
+        return *this;
+    }
 
     /// The leading bytes of the wider operand become 0.
-    Hexfield operator&(const Hexfield& other) const;
-    Hexfield& operator&=(const Hexfield& other); ///< Widens this field to \a other's width first if that is larger.
+    Hexfield operator&(const Hexfield& other) const
+    {
+        return MeetInOneLane(other) ? Hexfield(WiderOf(other), mLanes[0] & other.mLanes[0])
+                                    : Combined<&Hexfield::SetAnd>(other);
+    }
+
+    /// Widens this field to \a other's width first if that is larger.
+    Hexfield& operator&=(const Hexfield& other)
+    {
+        if (MeetInOneLane(other)) return SetOneLane(WiderOf(other), mLanes[0] & other.mLanes[0]);
+        if (!MeetInTwoLanes(other)) return CombineWith<&Hexfield::SetAnd>(other);
+        mLanes[0] &= other.mLanes[0];
+        mLanes[1] &= other.mLanes[1];
+        MaskTopLane();
+        return *this;
+    }
 
     /// Gathers the bits set in \a mask, multiplies them and ORs the product back into this field.
     ///
@@ -182,32 +269,166 @@ public:
     /// arrive in the top word stay in it: no text shows them, but later operations may.
     ///
     /// \param mask  positions beyond it count as zero, and so do positions from 65536 on.
-    void MaskMultiply(unsigned int factor, const Hexfield& mask);
+    void MaskMultiply(unsigned int factor, const Hexfield& mask) noexcept;
 
     /// \}
 
 private:
-    static constexpr std::size_t WordsFor(unsigned int size) noexcept { return (size + 3) / 4; }
+    /// 64 bits of the value, as the type that the add-with-carry instruction is written with.
+    using Lane = unsigned long long;
 
-    /// The word at an index, zero beyond the stored ones.
-    std::uint32_t Word(std::size_t index) const noexcept { return index < mWords.size() ? mWords[index] : 0; }
+    /// Lanes that fit in the object itself.
+    static constexpr std::uint16_t kInsideLanes = 2;
 
-    /// Clears the bits beyond the width in the top word.
-    void MaskTopWord() noexcept
+    /// A width in bytes, to make a field of it.
+    enum class Width : std::uint16_t {};
+
+    /// A field whose bytes are not set.
+    explicit Hexfield(Width width) : mSize(static_cast<std::uint16_t>(width))
     {
-        if (mSize % 4 != 0) mWords.back() &= (1u << mSize % 4 * 8) - 1;
+        const std::size_t lanes = LaneCount();
+        if (lanes <= kInsideLanes) return;
+        mLanes = Allocate(lanes);
+        mCapacity = static_cast<std::uint16_t>(lanes);
     }
 
-    void WidenTo(unsigned short size)
+    /// A field of 1 to 8 bytes.
+    Hexfield(Width width, Lane lane) noexcept : mSize(static_cast<std::uint16_t>(width))
+    {
+        mLanes[0] = lane & TopMask();
+    }
+
+    // Fields of 1 to 8 bytes meet in one addition of 64 bits: a carry that the rule of the sum loses would only leave
+    // the top word, and is dropped.
+    bool MeetInOneLane(const Hexfield& other) const noexcept { return mSize - 1u < 8 && other.mSize - 1u < 8; }
+    Width WiderOf(const Hexfield& other) const noexcept { return Width{std::max(mSize, other.mSize)}; }
+    Hexfield& SetOneLane(Width width, Lane lane) noexcept
+    {
+        // A store that changes nothing would keep the next operation on this field waiting.
+        if (Width{mSize} != width) mSize = static_cast<std::uint16_t>(width);
+        mLanes[0] = lane & TopMask();
+        return *this;
+    }
+
+    // Fields of one width of 9 to 16 bytes meet in two, unless a word that a carry may come into is full in both.
+    bool MeetInTwoLanes(const Hexfield& other) const noexcept { return mSize - 9u < 8 && mSize == other.mSize; }
+    bool MayLoseCarry(Lane low, Lane high) const noexcept
+    {
+        constexpr Lane kFullWord = 0xffffffff;
+        return (mLanes[0] & low) >> 32 == kFullWord || (mLanes[1] & high & kFullWord) == kFullWord;
+    }
+    Hexfield& SetTwoLanes(Lane low, Lane high) noexcept
+    {
+        mLanes[0] = low;
+        mLanes[1] = high;
+        MaskTopLane();
+        return *this;
+    }
+
+    static constexpr std::size_t LanesFor(std::size_t size) noexcept { return (size + 7) / 8; }
+    static constexpr std::size_t WordsFor(std::size_t size) noexcept { return (size + 3) / 4; }
+    std::size_t LaneCount() const noexcept { return LanesFor(mSize); }
+
+    /// The 32-bit word at an index, zero beyond the width.
+    std::uint32_t Word(std::size_t index) const noexcept
+    {
+        return index < WordsFor(mSize) ? static_cast<std::uint32_t>(mLanes[index / 2] >> index % 2 * 32) : 0;
+    }
+
+    /// The bits of the top lane that lie within the width.
+    Lane TopMask() const noexcept { return ~Lane{0} >> (64 - mSize % 8 * 8) % 64; }
+
+    /// Clears the bits beyond the width.
+    void MaskTopLane() noexcept
+    {
+        if (mSize % 8 != 0) mLanes[mSize / 8] &= TopMask();
+    }
+
+    void WidenTo(std::uint16_t size)
     {
         if (mSize < size) normalize(size);
     }
 
-    void CopyFromBytes(const unsigned char* bytes, std::size_t length, bool mostSignificantFirst);
-    void AddWords(const std::uint32_t* words, std::size_t count) noexcept;
+    /// Makes room for \a lanes of them, the first \a kept of which keep their values.
+    void MakeRoom(std::size_t lanes, std::size_t kept = 0)
+    {
+        if (lanes > mCapacity) MakeRoomOutside(lanes, kept);
+    }
 
-    unsigned short mSize = 0;          ///< In bytes.
-    std::vector<std::uint32_t> mWords; ///< Least significant word first, WordsFor(mSize) of them.
+    static Lane* Allocate(std::size_t lanes) { return static_cast<Lane*>(::operator new(lanes * sizeof(Lane))); }
+
+    void FreeRoom() noexcept
+    {
+        if (mLanes != mInside) ::operator delete(mLanes);
+    }
+
+    void CopyLanes(const Hexfield& other) noexcept
+    {
+        const std::size_t count = LaneCount();
+        if (count > kInsideLanes) {
+            std::memcpy(mLanes, other.mLanes, count * sizeof(Lane));
+        } else {
+            for (std::size_t i = 0; i < count; ++i) mLanes[i] = other.mLanes[i];
+        }
+    }
+
+    void Take(Hexfield& other) noexcept
+    {
+        mSize = std::exchange(other.mSize, std::uint16_t{0});
+        if (other.mLanes == other.mInside) {
+            CopyLanes(other);
+        } else {
+            FreeRoom();
+            mLanes = std::exchange(other.mLanes, other.mInside);
+            mCapacity = std::exchange(other.mCapacity, kInsideLanes);
+        }
+    }
+
+    void MakeRoomOutside(std::size_t lanes, std::size_t kept);
+    bool CopyFromDigits(const std::string& text);
+    void CopyFromSeparatedBytes(const std::string& text);
+    void CopyFromBytes(const unsigned char* bytes, std::size_t length, bool mostSignificantFirst);
+
+    // The operators for any width. Set...() fills a field of the wider width, which may be an operand of that width.
+    template <auto kSet>
+    Hexfield Combined(const Hexfield& other) const
+    {
+        Hexfield result(WiderOf(other));
+        (result.*kSet)(*this, other);
+        return result;
+    }
+    template <auto kSet>
+    Hexfield& CombineWith(const Hexfield& other)
+    {
+        WidenTo(other.mSize);
+        (this->*kSet)(*this, other);
+        return *this;
+    }
+    Hexfield& Subtract(const Hexfield& other)
+    {
+        if (mSize == 0 && other.mSize == 0) return SetOneLane(Width{1}, 1);
+        WidenTo(other.mSize);
+        Deduct(other);
+        return *this;
+    }
+    Hexfield Negative() const
+    {
+        Hexfield result(Width{mSize});
+        result.SetNegative(*this);
+        return result;
+    }
+    void Deduct(const Hexfield& other) noexcept;
+    void SetNegative(const Hexfield& field) noexcept;
+    void SetSum(const Hexfield& left, const Hexfield& right) noexcept;
+    void SetAnd(const Hexfield& left, const Hexfield& right) noexcept;
+    void SetOr(const Hexfield& left, const Hexfield& right) noexcept;
+
+    /// The value, the least significant lane first, in LaneCount() lanes. The bits beyond the width are zero, but for
+    /// those that MaskMultiply() leaves in the top word.
+    Lane* mLanes = mInside;
+    Lane mInside[kInsideLanes];
+    std::uint16_t mSize = 0; ///< In bytes.
+    std::uint16_t mCapacity = kInsideLanes;
 };
 
 /// Writes ToString().

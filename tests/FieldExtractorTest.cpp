@@ -1,3 +1,4 @@
+#include "support/FieldChecks.h"
 #include "support/Random.h"
 #include "support/Rows.h"
 
@@ -8,9 +9,9 @@
 #include <cmath>
 
 using namespace zor::common;
+using test::Bytes;
 using test::Random;
 using test::Rows;
-using Bytes = std::vector<unsigned char>;
 
 namespace {
 
@@ -39,60 +40,11 @@ TEST(FieldExtractor, CutsLeftAligned)
     }
 }
 
-/// The field bit by bit, with zeros where the input ends. Bits of a last partial byte come from one input byte.
-Bytes CutByBit(const Bytes& in, unsigned int offset, unsigned int length, bool aligned)
-{
-    if (aligned) offset -= offset % 8;
-    Bytes out((length + 7) / 8);
-    for (unsigned int i = 0; i < length; ++i) {
-        const unsigned int from = offset + i;
-        if (from / 8 >= in.size()) continue;
-        if (length / 8 == i / 8 && from / 8 != (offset + i / 8 * 8) / 8) continue;
-        if ((in[from / 8] & 128 >> from % 8) != 0) out[i / 8] |= static_cast<unsigned char>(128 >> i % 8);
-    }
-    return out;
-}
-
 TEST(FieldExtractor, AgreesWithSingleBits)
 {
     Random random(31);
-    int fitting = 0;
-    for (int round = 0; round < 30000; ++round) {
-        const std::size_t size = random.Below(round % 50 == 0 ? 1500 : 40);
-        Bytes in(size);
-        for (unsigned char& byte : in) byte = random.Byte();
-        unsigned int offset = static_cast<unsigned int>(random.Below(8 * size + 20));
-        if (random.Below(3) == 0) offset -= offset % 8;
-        const auto length = round % 9 == 0 ? 64 : static_cast<unsigned int>(random.Below(8 * size + 30 - offset));
-        const FieldExtractor field(offset, length);
-        SCOPED_TRACE(testing::Message() << offset << ", " << length << " of " << size);
-
-        Bytes before(round % 3 == 0 ? (length + 7) / 8 : random.Below(2 * size + 1), 0x5a);
-        const bool reserve = random.Below(2) == 0;
-        const Bytes cut = CutByBit(in, offset, length, false);
-        const bool fits = offset + length <= 8 * size;
-        fitting += fits;
-        for (const bool same : {false, true}) { // whether input and output are one vector
-            const Bytes start = same ? in : before;
-            Bytes joined = start, source = in, out = start;
-            if (reserve) out.reserve(start.size() + size + 4);
-            Bytes& input = same ? out : source;
-            joined.insert(joined.end(), cut.begin(), cut.end());
-            ASSERT_EQ(field.ExtractField(input, out, true), fits);
-            ASSERT_EQ(out, fits ? joined : start);
-            out = start;
-            ASSERT_EQ(field.ExtractField(input, out, false), fits);
-            ASSERT_EQ(out, fits ? cut : start);
-            out = start;
-            field.ExtractNonByteAligned(input, out);
-            ASSERT_EQ(out, joined);
-            out = start;
-            field.ExtractByteAligned(input, out);
-            ASSERT_EQ(out, CutByBit(in, offset, length, true));
-            ASSERT_EQ(source, in);
-        }
-    }
-    EXPECT_GT(fitting, 10000);
+    for (int round = 0; round < 30000; ++round) ASSERT_NO_FATAL_FAILURE(test::CheckFieldExtractor(random));
+    EXPECT_GT(random.accepted, 10000);
 }
 
 TEST(FieldExtractor, FieldsBeyondThirtyTwoBitsNeverFit)

@@ -1,7 +1,9 @@
+#include "support/FieldChecks.h"
 #include "support/Random.h"
 #include "support/Rows.h"
 
 #include <common/Hexfield.h>
+#include <common/WideSteps.h>
 
 #include <gtest/gtest.h>
 
@@ -29,6 +31,7 @@ TEST(HexfieldText, ReadsDigitsAndSkipsTheRest)
     EXPECT_EQ(field.ToString(), "0f") << "nothing of the old value stays";
     std::istringstream in(" 12-34 5");
     std::ostringstream out;
+    in.imbue(std::locale::classic());
     in >> field;
     out << field << '.';
     in >> field >> field;
@@ -39,11 +42,17 @@ TEST(HexfieldText, ReadsDigitsAndSkipsTheRest)
 TEST(HexfieldText, EveryCharacterIsADigitOrSkipped)
 {
     for (int c = 0; c < 256; ++c) {
-        const bool digit = c < 128 && std::isxdigit(c) != 0;
+        const bool digit = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
         const Hexfield field(std::string(1, static_cast<char>(c)));
         ASSERT_EQ(field.GetSize(), digit ? 1 : 0) << c;
         ASSERT_EQ(field.GetByte(0), digit ? std::stoi(std::string(1, static_cast<char>(c)), nullptr, 16) : 0) << c;
     }
+}
+
+TEST(HexfieldText, FormsOfTextAgreeWithTheirDigits)
+{
+    Random random(11);
+    for (int round = 0; round < 20000; ++round) ASSERT_NO_FATAL_FAILURE(test::CheckHexfieldText(random));
 }
 
 TEST(HexfieldText, ByteStringsInBothOrders)
@@ -76,6 +85,7 @@ TEST(HexfieldText, MoreThan65535BytesKeepWhatTheWidthHolds)
     EXPECT_EQ(Hexfield(bytes.substr(6), true, true).GetSize(), 0);
     EXPECT_EQ(Hexfield(std::string(131071, '5')).GetSize(), 0) << "65536 bytes, the first of one digit";
     EXPECT_EQ(Hexfield(std::string(131070, '5') + "abcd").ToString(), "cd");
+    EXPECT_EQ(Hexfield(std::string(131074, '1')), Hexfield("11")) << "and nothing beyond the width";
     EXPECT_EQ(Hexfield("1" + std::string(131070, '5') + "abcd").ToString(), "abcd");
     const std::string full(131070, 'e');
     EXPECT_EQ(Hexfield(full).ToString(), full);
@@ -114,6 +124,31 @@ TEST(HexfieldValue, CopiesMovesAndResizes)
     for (const auto& row : rows) {
         field.normalize(row.size);
         EXPECT_EQ(field.ToString(), row.expected);
+    }
+}
+
+TEST(HexfieldValue, IsTheSameInsideTheObjectAndOutside)
+{
+    const auto text = [](std::size_t size, char digit) { return std::string(2 * size, digit); };
+    for (const std::size_t left : {0u, 1u, 8u, 9u, 16u, 17u, 24u, 65u}) {
+        for (const std::size_t right : {0u, 1u, 8u, 9u, 16u, 17u, 24u, 65u}) {
+            Hexfield a(text(left, 'a'));
+            Hexfield b(text(right, 'b'));
+            std::swap(a, b);
+            EXPECT_EQ(a.ToString() + ' ' + b.ToString(), text(right, 'b') + ' ' + text(left, 'a'));
+            Hexfield copy(a);
+            copy = b;
+            b.normalize(0);
+            b = a;
+            EXPECT_EQ(copy.ToString() + ' ' + b.ToString(), text(left, 'a') + ' ' + text(right, 'b'));
+            a = std::move(copy);
+            Hexfield& itself = a;
+            a = std::move(itself);
+            EXPECT_EQ(a.ToString(), text(left, 'a'));
+            EXPECT_EQ(copy.GetSize(), 0); // NOLINT(bugprone-use-after-move): the state is documented
+            copy = a;
+            EXPECT_EQ(copy, a);
+        }
     }
 }
 
@@ -163,144 +198,11 @@ TEST(HexfieldArithmetic, KnownResults)
     EXPECT_EQ(field.ToString(), "000000030000000500000007") << "bit 1 is carried to no mask position";
 }
 
-/// The rules word by word, on copies made as wide as they need to be.
-struct Model {
-    unsigned int size = 0;
-    std::vector<std::uint32_t> words;
-
-    void Mask()
-    {
-        if (size % 4 != 0) words[(size + 3) / 4 - 1] &= (1u << size % 4 * 8) - 1;
-    }
-    Model At(unsigned int newSize) const
-    {
-        Model result = *this;
-        if (newSize == size) return result;
-        result.words.resize((newSize + 3) / 4, 0);
-        result.size = newSize;
-        result.Mask();
-        return result;
-    }
-    template <class Step>
-    Model With(const Model& other, Step step) const
-    {
-        if (size < other.size) return other.With(*this, step);
-        const Model right = other.At(size);
-        Model result = *this;
-        for (std::size_t i = 0; i < words.size(); ++i) result.words[i] = step(words[i], right.words[i]);
-        result.Mask();
-        return result;
-    }
-    Model Plus(const Model& other) const
-    {
-        std::uint32_t carry = 0;
-        return With(other, [&carry](std::uint32_t a, std::uint32_t b) {
-            const std::uint32_t s = a + b + carry;
-            carry = s < a ? 1 : s < b ? 1 : 0;
-            return s;
-        });
-    }
-    Model Plus(std::uint32_t value) const
-    {
-        return Plus(Model{value >> 24 != 0 ? 4u : value >> 16 != 0 ? 3u : value >> 8 != 0 ? 2u : 1u, {value}});
-    }
-    Model Inverted() const
-    {
-        Model result = *this;
-        for (std::uint32_t& word : result.words) word = ~word;
-        result.Mask();
-        return result;
-    }
-    Model Minus(const Model& other) const
-    {
-        const unsigned int width = std::max(size, other.size);
-        return At(width).Plus(other.At(width).Inverted().Plus(1));
-    }
-    Model Times(std::uint32_t factor) const
-    {
-        Model result = *this;
-        for (std::uint32_t& word : result.words) word *= factor;
-        result.Mask();
-        return result;
-    }
-    void MaskMultiply(std::uint32_t factor, const Model& mask)
-    {
-        std::vector<std::pair<unsigned int, unsigned int>> pairs;
-        for (unsigned int b = 0; b < size * 8 && b < 65536; ++b) {
-            const bool set = b / 32 < mask.words.size() && (mask.words[b / 32] >> b % 32 & 1) != 0;
-            if (set) pairs.emplace_back(b, pairs.size());
-        }
-        Model packed{size, std::vector<std::uint32_t>(words.size())};
-        for (const auto& [b, j] : pairs) packed.words[j / 32] |= (words[b / 32] & 1u << b % 32) << j % 32;
-        packed = packed.Times(factor);
-        for (const auto& [b, j] : pairs) words[b / 32] |= (packed.words[j / 32] & 1u << j % 32) << b % 32;
-    }
-    std::string Text() const
-    {
-        std::string text;
-        for (unsigned int i = size; i-- > 0;) {
-            for (const int shift : {4, 0}) text += "0123456789abcdef"[words[i / 4] >> (i % 4 * 8) >> shift & 15];
-        }
-        return text;
-    }
-};
-
-/// Chains of operations, so that the bits which MaskMultiply leaves beyond the width take part in what follows.
 TEST(HexfieldArithmetic, AgreesWithTheRulesInLongChains)
 {
     Random random(8);
-    const auto draw = [&random](Hexfield& field, Model& model, unsigned int limit) {
-        std::string bytes(random.Below(limit), '\0');
-        for (char& byte : bytes) byte = static_cast<char>(random.Byte());
-        field = Hexfield(bytes, true, true);
-        model = Model{static_cast<unsigned int>(bytes.size()), {}};
-        for (unsigned int i = 0; i < (bytes.size() + 3) / 4 * 4; ++i) {
-            if (i % 4 == 0) model.words.push_back(0);
-            const unsigned int byte = i < bytes.size() ? static_cast<unsigned char>(bytes[bytes.size() - 1 - i]) : 0;
-            model.words.back() |= byte << i % 4 * 8;
-        }
-    };
-    Hexfield field[2];
-    Model model[2] = {{1, {0}}, {1, {0}}};
-    for (int round = 0; round < 200000; ++round) {
-        const std::size_t a = random.Below(2);
-        const std::size_t b = random.Below(2); // often the same object
-        Hexfield &x = field[a], &y = field[b];
-        Model& m = model[a];
-        const Model n = model[b];
-        const auto number = static_cast<unsigned int>(random.Number() >> random.Below(64));
-        const auto operation = random.Below(20);
-        switch (operation) {
-        case 0: x += y, m = m.Plus(n); break;
-        case 1: x = x + y, m = m.Plus(n); break;
-        case 2: x -= y, m = m.Minus(n); break;
-        case 3: x = x - y, m = m.Minus(n); break;
-        case 4: x |= y, m = m.With(n, std::bit_or<std::uint32_t>()); break;
-        case 5: x = x | y, m = m.With(n, std::bit_or<std::uint32_t>()); break;
-        case 6: x &= y, m = m.With(n, std::bit_and<std::uint32_t>()); break;
-        case 7: x = x & y, m = m.With(n, std::bit_and<std::uint32_t>()); break;
-        case 8: x = x + number, m = m.Plus(number); break;
-        case 9: x = ~x, m = m.Inverted(); break;
-        case 10: x = -x, m = m.Inverted().Plus(1); break;
-        case 11: x = x * number, m = m.Times(number); break;
-        case 12: x *= number, m = m.Times(number); break;
-        case 13: x.normalize(static_cast<unsigned short>(number % 24)), m = m.At(number % 24); break;
-        case 14: {
-            const auto index = static_cast<unsigned int>(random.Below(24));
-            x.SetByte(index, 0xa5);
-            if (index < m.size) {
-                std::uint32_t& word = m.words[(m.size - 1 - index) / 4];
-                const unsigned int shift = (m.size - 1 - index) % 4 * 8;
-                word = (word & ~(0xffu << shift)) | 0xa5u << shift;
-            }
-            break;
-        }
-        case 15: draw(x, m, round % 1000 == 0 ? 300 : 24); break;
-        default: x.MaskMultiply(number, y), m.MaskMultiply(number, n); break;
-        }
-        ASSERT_EQ(x.ToString(), m.Text()) << "round " << round << ", operation " << operation;
-        ASSERT_EQ(x.GetSize(), m.size) << "round " << round << ", operation " << operation;
-    }
+    test::HexfieldChain chain;
+    for (int step = 0; step < 200000; ++step) ASSERT_NO_FATAL_FAILURE(chain.Step(random)) << "step " << step;
 }
 
 TEST(HexfieldArithmetic, WidestFields)
@@ -316,6 +218,44 @@ TEST(HexfieldArithmetic, WidestFields)
     field.MaskMultiply(3, ones);
     EXPECT_EQ(field.GetByte(3), 1);
     EXPECT_EQ(field.GetByte(7), 5);
+}
+
+/// Each beside its portable twin, which is the plain rule.
+TEST(WideSteps, AgreeWithTheirTwins)
+{
+    namespace portable = detail::portable;
+    Random random(12);
+    for (int round = 0; round < 100000; ++round) {
+        std::string digits;
+        for (int i = 0; i < 16; ++i) digits += "0123456789abcdefABCDEF"[random.Below(22)];
+        if (round < 256 * 16) digits[static_cast<std::size_t>(round % 16)] = static_cast<char>(round / 16);
+        unsigned long long number = 0, expected = 0;
+        const bool read = portable::ReadHexLane(digits.data(), expected);
+        ASSERT_EQ(detail::ReadHexLane(digits.data(), number), read) << digits;
+        if (read) {
+            ASSERT_EQ(number, expected) << digits;
+        }
+
+        number = random.Number();
+        char text[16], expectedText[16];
+        detail::WriteHexLane(text, number);
+        portable::WriteHexLane(expectedText, number);
+        ASSERT_EQ(std::string(text, 16), std::string(expectedText, 16));
+
+        unsigned long long lanes[detail::kBlockLanes];
+        for (auto& lane : lanes)
+            lane = random.Number() | (random.Below(16) == 0 ? 0xffffffffull << random.Below(40) : 0);
+        for (const std::uint32_t word : {0xffffffffu, static_cast<std::uint32_t>(lanes[round % 8] >> round % 2 * 32)}) {
+            ASSERT_EQ(detail::BlockHasWord(lanes, word), portable::BlockHasWord(lanes, word));
+        }
+
+        const unsigned long long left = lanes[0], right = round % 2 == 0 ? lanes[1] : ~left + random.Below(3) - 1;
+        for (const bool carry : {false, true}) {
+            const unsigned char carryOut = portable::AddWithCarry(carry, left, right, &expected);
+            ASSERT_EQ(detail::AddWithCarry(carry, left, right, &number), carryOut);
+            ASSERT_EQ(number, expected);
+        }
+    }
 }
 
 } // namespace
