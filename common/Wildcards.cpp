@@ -1,11 +1,14 @@
 #include "Wildcards.h"
 
 #include "BigEndian.h"
+#include "Decimal.h"
 #include "Digits.h"
 #include "Ipv6Address.h"
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
+#include <limits>
 #include <stdexcept>
 #include <utility>
 
@@ -24,12 +27,45 @@ enum HexFormat : unsigned char { kLittle, kBig, kHex, kMac, kIpv4, kIpv6 };
 
 bool IsKind(char c)
 {
-    return c != '\0' && std::strchr("xbsSmMvp=$_", c) != nullptr;
+    switch (c) {
+    case 'x':
+    case 'b':
+    case 's':
+    case 'S':
+    case 'm':
+    case 'M':
+    case 'v':
+    case 'p':
+    case '=':
+    case '$':
+    case '_': return true;
+    default: return false;
+    }
+}
+
+/// Whether a character stands between the arguments of a list.
+bool IsDelimiter(char c)
+{
+    return c == ' ' || c == '\t' || c == '\n' || c == ',' || c == ';';
 }
 
 bool HasMask(const Wildcards::SubsExpr& expr)
 {
     return expr.hexValues.size() > kMask;
+}
+
+/// The number whose low \a size bytes are all ones.
+std::uint64_t LowBytes(unsigned int size)
+{
+    return size >= 8 ? ~std::uint64_t{0} : (std::uint64_t{1} << 8 * size) - 1;
+}
+
+/// The value of a field of up to 8 bytes.
+std::uint64_t NumberOf(const Hexfield& field)
+{
+    std::uint64_t number = 0;
+    for (unsigned int i = 0; i < field.GetSize(); ++i) number = number << 8 | field.GetByte(i);
+    return number;
 }
 
 /// ASCII only, so that no locale changes what a name is.
@@ -92,12 +128,72 @@ private:
     std::size_t mClose = 0; ///< The first ")" from the last place asked for; 0 before that.
 };
 
+/// The largest number that a decimal counter shows. Between two starts lie no more turns than its count, also after
+/// GetValueAt() has left the repeats where they were.
+std::uint64_t MaxNumber(const Wildcards::SubsExpr& expr)
+{
+    constexpr std::uint64_t kMax = 0xffffffff;
+    if (expr.modulus != 0) return std::max(expr.start, expr.modulus - 1);
+    if (expr.count == 0) return kMax;
+    return std::min(expr.start + std::uint64_t{expr.count} * expr.step, kMax);
+}
+
+/// How long the text of a hex counter of so many bytes may get, what its writer touches behind it included.
+std::size_t HexCounterSize(unsigned char format, std::size_t bytes)
+{
+    switch (format) {
+    case kHex: return 2 * bytes;
+    case kMac: return 17;
+    case kIpv4: return detail::kDottedDecimalRoom;
+    case kIpv6: return detail::kHexGroupsRoom;
+    default: return bytes;
+    }
+}
+
+/// The bytes of a hex counter from its first step on.
+std::size_t FullSize(const Wildcards::SubsExpr& expr)
+{
+    std::size_t size = 0;
+    for (const Hexfield& field : expr.hexValues) size = std::max<std::size_t>(size, field.GetSize());
+    return size;
+}
+
+/// How long the text of an expression may get that is no variable and no length field.
+std::size_t MaxSize(const Wildcards::SubsExpr& expr)
+{
+    switch (expr.kind) {
+    case 'm':
+    case 'M': return expr.width == 0 ? 17 : 14;
+    case '$': return HexCounterSize(expr.width, FullSize(expr));
+    default: return std::max<std::size_t>(expr.width, detail::DecimalSize(MaxNumber(expr)));
+    }
+}
+
+/// The size of an expression whose text always has the same, else 0.
+std::size_t FixedSize(const Wildcards::SubsExpr& expr)
+{
+    switch (expr.kind) {
+    case 'b':
+    case 's':
+    case 'S':
+    case 'v':
+    case 'x': {
+        const std::size_t size = MaxSize(expr);
+        return size == std::max<std::size_t>(expr.width, 1) ? size : 0;
+    }
+    case 'm':
+    case 'M': return MaxSize(expr);
+    case '$':
+        if (expr.width == kIpv4 || expr.width == kIpv6) return 0;
+        return expr.width == kMac || expr.hexValues[kStart].GetSize() == FullSize(expr) ? MaxSize(expr) : 0;
+    default: return 0;
+    }
+}
+
 } // namespace
 
 /// The arguments of one expression. Only six count.
 struct Wildcards::Arguments {
-    static constexpr std::string_view kDelimiters = " \t\n,;";
-
     bool given = false;        ///< Whether there is a list, be it empty.
     std::size_t wordCount = 0; ///< How many words it has.
     std::string_view words[6];
@@ -107,70 +203,53 @@ struct Wildcards::Arguments {
 
     explicit Arguments(std::string_view list) : given(true)
     {
-        for (std::size_t pos = 0; pos < list.size();) {
-            const std::size_t start = list.find_first_not_of(kDelimiters, pos);
-            if (start == kNone) throw std::out_of_range("wildcard argument list ends in delimiters");
-            const std::size_t end = std::min(list.find_first_of(kDelimiters, start), list.size());
+        for (std::size_t pos = 0; pos < list.size(); ++pos) {
+            while (pos < list.size() && IsDelimiter(list[pos])) ++pos;
+            if (pos == list.size()) throw std::out_of_range("wildcard argument list ends in delimiters");
+            const std::size_t start = pos;
+            while (pos < list.size() && !IsDelimiter(list[pos])) ++pos;
             if (wordCount < 6) {
-                words[wordCount] = list.substr(start, end - start);
+                words[wordCount] = list.substr(start, pos - start);
                 numbers[wordCount] = ReadNumber(words[wordCount], numbers[wordCount]);
             }
             ++wordCount;
-            pos = end + 1;
         }
     }
 
     std::string Word(std::size_t i) const { return std::string(words[i]); }
 };
 
-/// Writes into a string from its front. What the string held before is its first room, so that a string which is used
-/// again is neither cleared nor grown.
-class Wildcards::Writer {
-public:
-    explicit Writer(std::string& out) : mOut(out) {}
+/// What one expression shows.
+struct Wildcards::Shown {
+    std::uint64_t number = 0;        ///< Of a decimal counter, a MAC address or a hex counter of up to 8 bytes.
+    unsigned char size = 0;          ///< The width of that hex counter in bytes.
+    const Hexfield* field = nullptr; ///< The value of a longer one.
+};
 
-    std::size_t Size() const { return mSize; }
+// What a rendering shows of each expression: the current value, the next one, which becomes the current one, or the one
+// at an index.
 
-    /// Room for \a count characters behind what is written.
-    char* Room(std::size_t count)
+struct Wildcards::ShowCurrent {
+    const Wildcards& wildcards;
+
+    [[gnu::always_inline]] Shown operator()(const SubsExpr& expr) const { return wildcards.Current(expr); }
+};
+
+struct Wildcards::ShowNext {
+    const Wildcards& wildcards;
+
+    [[gnu::always_inline]] Shown operator()(SubsExpr& expr) const
     {
-        if (count > mOut.size() - mSize) Grow(count);
-        return mOut.data() + mSize;
+        wildcards.Advance(expr);
+        return wildcards.Current(expr);
     }
+};
 
-    void WrittenTo(const char* end) { mSize = static_cast<std::size_t>(end - mOut.data()); }
+struct Wildcards::ShowAt {
+    const Wildcards& wildcards;
+    unsigned int at;
 
-    void Append(const char* text, std::size_t count)
-    {
-        std::memcpy(Room(count), text, count);
-        mSize += count;
-    }
-
-    /// Moves what is written from \a pos on, to make a gap of \a count characters.
-    char* Insert(std::size_t pos, std::size_t count)
-    {
-        Room(count);
-        char* const gap = mOut.data() + pos;
-        std::memmove(gap + count, gap, mSize - pos);
-        mSize += count;
-        return gap;
-    }
-
-    void Finish() { mOut.resize(mSize); }
-
-private:
-    /// Takes some of the spare capacity, as taking it means filling it, and more capacity only where that is not enough.
-    void Grow(std::size_t count)
-    {
-        if (count > mOut.max_size() - mSize) throw std::length_error("wildcard value is too long");
-        const std::size_t needed = mSize + count;
-        const std::size_t roomy =
-            needed <= mOut.capacity() ? std::min(needed + 256, mOut.capacity()) : std::max(needed, 2 * mOut.capacity());
-        mOut.resize(roomy);
-    }
-
-    std::string& mOut;
-    std::size_t mSize = 0;
+    [[gnu::always_inline]] Shown operator()(const SubsExpr& expr) const { return wildcards.At(expr, at); }
 };
 
 Wildcards::Wildcards(const std::string& text, std::string opening) : templ(text), marker(std::move(opening))
@@ -186,36 +265,44 @@ Wildcards& Wildcards::operator=(const Wildcards& other)
 
 void Wildcards::GetValue(std::string& out)
 {
-    Parsed([&] { Render(out, false); });
+    if (!parsed) return ParseFor([&] { GetValue(out); });
+    Render(out);
 }
 
-// The operations that step work in three stages: Prepare works out the values to come without touching the current
-// ones, Render may show them, and Commit, where nothing can fail any more, makes them the current ones.
+// The operations that step do all that can fail first: values to come that are fields are worked out beside the
+// current ones, and the text gets its room. The one pass over the expressions that follows cannot fail. Rendering
+// expressions of two parses can fail anywhere, so a copy is stepped for it.
 
 void Wildcards::GetNextValue(std::string& out)
 {
-    Parsed([&] {
-        PrepareNext();
-        Render(out, true);
-        Commit(index + 1);
-    });
+    if (!parsed) return ParseFor([&] { GetNextValue(out); });
+    if (!inOrder) return RenderCopy(out, true, [](Wildcards& copy) { copy.NextValue(); });
+    PrepareNext();
+    RenderAll(out, exprs, ShowNext{*this});
+    ++index;
 }
 
 void Wildcards::NextValue()
 {
-    Parsed([&] {
-        PrepareNext();
-        Commit(index + 1);
-    });
+    if (!parsed) return ParseFor([&] { NextValue(); });
+    PrepareNext();
+    for (SubsExpr& expr : exprs) Advance(expr);
+    ++index;
 }
 
 void Wildcards::GetValueAt(int newIndex, std::string& out, bool commit)
 {
-    Parsed([&] {
-        PrepareAt(static_cast<unsigned int>(newIndex));
-        Render(out, true);
-        if (commit) Commit(static_cast<unsigned int>(newIndex));
-    });
+    if (!parsed) return ParseFor([&] { GetValueAt(newIndex, out, commit); });
+    const auto at = static_cast<unsigned int>(newIndex);
+    if (!inOrder) {
+        return RenderCopy(out, commit, [at](Wildcards& copy) {
+            copy.PrepareAt(at);
+            copy.KeepAt(at);
+        });
+    }
+    if (hasFields) PrepareAt(at);
+    RenderAll(out, exprs, ShowAt{*this, at});
+    if (commit) KeepAt(at);
 }
 
 void Wildcards::SetReadCursor(int newIndex)
@@ -225,79 +312,99 @@ void Wildcards::SetReadCursor(int newIndex)
     for (SubsExpr& expr : exprs) {
         const std::uint64_t period = std::uint64_t{expr.repeat} + 1;
         if (expr.repeat != 0) expr.holdLeft = static_cast<unsigned int>(expr.repeat - index % period);
+        CountTurns(expr, index + 1);
     }
 }
 
 void Wildcards::Expand(std::string& out) const
 {
-    Render(out, false);
+    Render(out);
 }
 
 // ---- parsing
 
 void Wildcards::ParseExpr()
 {
-    Parsed([] {});
+    if (!parsed) ParseFor([] {});
 }
 
-/// What a parse replaces, for a call that parses and then fails.
-struct Wildcards::BeforeParse {
-    std::string templ;
-    std::size_t exprCount;
-    std::size_t lengthFields;
-    bool inOrder;
-    unsigned int index;
-};
-
-/// Runs an operation on the parsed template. If the operation fails, a parse that was made for it is taken back.
-template <class Operation>
-void Wildcards::Parsed(Operation operation)
+/// Parses for a call that needs it. If the call fails then, the parse is taken back.
+template <class Call>
+[[gnu::noinline]] void Wildcards::ParseFor(Call call)
 {
-    if (parsed) return operation();
-    BeforeParse before = {{}, exprs.size(), lengthFields, inOrder, index};
-    Parse(before);
+    std::string oldTempl;
+    const std::size_t oldCount = exprs.size();
+    const bool oldInOrder = inOrder;
+    const bool oldHasFields = hasFields;
+    const unsigned int oldIndex = index;
+    Parse(oldTempl);
     try {
-        operation();
+        call();
     } catch (...) {
-        templ.swap(before.templ);
-        exprs.erase(exprs.begin() + static_cast<std::ptrdiff_t>(before.exprCount), exprs.end());
-        lengthFields = before.lengthFields;
-        inOrder = before.inOrder;
-        index = before.index;
+        templ.swap(oldTempl);
+        exprs.erase(exprs.begin() + static_cast<std::ptrdiff_t>(oldCount), exprs.end());
+        inOrder = oldInOrder;
+        hasFields = oldHasFields;
+        MoveTo(oldIndex);
+        layout.known = false;
         parsed = false;
         throw;
     }
 }
 
-void Wildcards::Parse(BeforeParse& before)
+/// The next marker from a place on; one of a single character is found by that.
+std::size_t Wildcards::FindMarker(const std::string& text, std::size_t from) const noexcept
+{
+    if (marker.size() == 1) return text.find(marker.front(), from);
+    return marker.empty() ? kNone : text.find(marker, from);
+}
+
+/// \param before  becomes the template that was parsed, as a hex template is rewritten.
+void Wildcards::Parse(std::string& before)
 {
     std::string text = templ;
     ConvertHexWildcardExpr(text, "@");
     std::vector<SubsExpr> found;
-    std::size_t foundLengthFields = 0;
+    std::string foundFrame;
+    foundFrame.reserve(text.size());
     CloseFinder lists(text);
     std::size_t next = 0;
-    for (std::size_t pos = 0; !marker.empty() && (pos = text.find(marker, next)) != kNone;) {
+    std::size_t from = 0;  // of the literal text that is not in the frame yet
+    std::size_t shown = 0; // the size of the frame up to the last expression that is no escape
+    bool fields = false;
+    for (std::size_t pos = 0; (pos = FindMarker(text, next)) != kNone;) {
         if (pos + 1 == text.size()) break;
         const char kind = text[pos + 1];
         next = pos + 2;
-        SubsExpr expr;
+        if (!IsKind(kind) && kind != marker.front()) continue;
+        SubsExpr& expr = found.emplace_back();
         if (IsKind(kind)) {
-            Arguments arguments;
-            if (const std::size_t close = lists.EndOfList(pos + 2); close != kNone) {
-                arguments = Arguments(std::string_view(text).substr(pos + 3, close - pos - 3));
-                next = close + 1;
+            const std::size_t close = lists.EndOfList(pos + 2);
+            if (close != kNone) next = close + 1;
+            const auto list = std::string_view(text).substr(pos, next - pos);
+            if (!MakeExpr(kind, close == kNone ? Arguments() : Arguments(list.substr(3, list.size() - 4)), expr)) {
+                found.pop_back();
+                continue;
             }
-            if (!MakeExpr(kind, arguments, expr)) continue;
-        } else if (kind != marker.front()) {
-            continue;
         }
         expr.kind = kind;
         expr.pos = pos;
         expr.len = next - pos;
-        if (kind == '_') ++foundLengthFields;
-        found.push_back(std::move(expr));
+        foundFrame.append(text, from, pos - from);
+        from = next;
+        if (expr.form == SubsExpr::Form::Nothing) {
+            foundFrame += marker;
+        } else {
+            expr.literalSize = foundFrame.size() - shown;
+            expr.fixedSize = FixedSize(expr);
+            foundFrame.append(expr.fixedSize, '\0');
+            shown = foundFrame.size();
+        }
+        fields = fields || !expr.hexWork.empty();
     }
+    foundFrame.append(text, from);
+    PairLengthFields(found);
+
     const bool first = exprs.empty();
     if (first) {
         exprs.swap(found);
@@ -305,17 +412,49 @@ void Wildcards::Parse(BeforeParse& before)
         exprs.reserve(exprs.size() + found.size());
         std::move(found.begin(), found.end(), std::back_inserter(exprs));
     }
-    before.templ.swap(templ);
+    before.swap(templ);
     templ.swap(text);
-    lengthFields = foundLengthFields;
+    if (first) {
+        frame.swap(foundFrame);
+        MeasureStretches();
+    }
     inOrder = first;
-    index = 0;
+    hasFields = hasFields || fields;
+    MoveTo(0);
+    layout.known = false;
     parsed = true;
+}
+
+/// Finds the pairs of length fields, counted from the last one on.
+void Wildcards::PairLengthFields(std::vector<SubsExpr>& exprs)
+{
+    bool closing = false;
+    for (auto expr = exprs.rbegin(); expr != exprs.rend(); ++expr) {
+        if (expr->kind != '_') continue;
+        closing = !closing;
+        expr->form = closing ? SubsExpr::Form::LengthEnd : SubsExpr::Form::LengthStart;
+    }
+}
+
+/// Measures the stretches of the frame between the expressions whose size varies.
+void Wildcards::MeasureStretches() noexcept
+{
+    std::size_t* size = &firstStretch;
+    *size = 0;
+    tailSize = frame.size();
+    for (SubsExpr& expr : exprs) {
+        const std::size_t before = expr.literalSize + expr.fixedSize;
+        *size += before;
+        tailSize -= before;
+        if (expr.fixedSize == 0 && expr.form != SubsExpr::Form::Nothing) size = &expr.stretchSize;
+    }
+    *size += tailSize;
 }
 
 /// Fills \a expr but for its place; false where the template's text stays literal.
 bool Wildcards::MakeExpr(char kind, const Arguments& arguments, SubsExpr& expr) const
 {
+    using Form = SubsExpr::Form;
     const unsigned int(&a)[6] = arguments.numbers;
     expr.start = expr.current = a[0];
     expr.count = a[1];
@@ -323,6 +462,7 @@ bool Wildcards::MakeExpr(char kind, const Arguments& arguments, SubsExpr& expr) 
     expr.width = static_cast<unsigned char>(a[3]);
     expr.repeat = expr.holdLeft = a[4];
     expr.modulus = a[5] == 0 ? 0 : a[5] + 1;
+    expr.form = Form::Decimal;
     const auto width = static_cast<unsigned char>(arguments.given ? a[0] : 0);
     switch (kind) {
     case 'b':
@@ -342,6 +482,7 @@ bool Wildcards::MakeExpr(char kind, const Arguments& arguments, SubsExpr& expr) 
         expr.currentLow = static_cast<unsigned int>(detail::LoadBig48(currentMac) & 0xffffff);
         expr.repeat = expr.holdLeft = macRepeat;
         expr.width = arguments.given && a[0] != 0 ? 1 : 0;
+        expr.form = Form::Mac;
         break;
     case 'v':
         if (!arguments.given) return false;
@@ -356,7 +497,14 @@ bool Wildcards::MakeExpr(char kind, const Arguments& arguments, SubsExpr& expr) 
         expr.width = static_cast<unsigned char>(a[1]);
         break;
     case '$': MakeHexCounter(arguments, expr); break;
-    case '=': expr.text = Lower(arguments.words[0]); break;
+    case '=':
+        expr.text = Lower(arguments.words[0]);
+        expr.form = Form::Variable;
+        break;
+    case 'p':
+        expr.text = "port";
+        expr.form = Form::Variable;
+        break;
     default: break;
     }
     return true;
@@ -371,7 +519,7 @@ const Wildcards::VarDefUint32* Wildcards::FindVarDef(const Arguments& arguments)
     return tag <= vlanDefs.size() ? &vlanDefs[tag - 1] : nullptr;
 }
 
-void Wildcards::MakeHexCounter(const Arguments& arguments, SubsExpr& expr) const
+void Wildcards::MakeHexCounter(const Arguments& arguments, SubsExpr& expr)
 {
     static constexpr std::string_view kFormats[] = {"little", "big", "hex", "mac", "ipv4", "ipv6"};
     if (arguments.numbers[3] == 0) { // a word, or 0 itself
@@ -380,13 +528,39 @@ void Wildcards::MakeHexCounter(const Arguments& arguments, SubsExpr& expr) const
     }
     const Hexfield start = arguments.wordCount == 0 ? Hexfield() : Hexfield(arguments.Word(0));
     expr.hexValues = {start, start, Hexfield(arguments.wordCount >= 4 ? arguments.Word(2) : "1")};
-    expr.hexWork.resize(1);
     if (arguments.wordCount >= 6) {
         const Hexfield mask(arguments.Word(5));
-        expr.hexWork.push_back(~mask);
+        expr.hexWork = {Hexfield(), ~mask};
         expr.hexValues.push_back(mask);
         expr.hexValues.push_back(start & expr.hexWork[kNotMask]);
     }
+    MakeNarrow(expr);
+}
+
+/// Has a hex counter count as a number, if all it consists of fits one.
+void Wildcards::MakeNarrow(SubsExpr& expr)
+{
+    unsigned int fullSize = 0;
+    for (const Hexfield& field : expr.hexValues) fullSize = std::max<unsigned int>(fullSize, field.GetSize());
+    if (fullSize > sizeof(std::uint64_t)) {
+        expr.form = SubsExpr::Form::Field;
+        if (!HasMask(expr)) expr.hexWork.resize(1);
+        return;
+    }
+    SubsExpr::Narrow& narrow = expr.narrow.emplace();
+    narrow.value = narrow.start = NumberOf(expr.hexValues[kStart]);
+    narrow.step = NumberOf(expr.hexValues[kStep]);
+    narrow.size = narrow.startSize = static_cast<unsigned char>(expr.hexValues[kStart].GetSize());
+    narrow.fullSize = static_cast<unsigned char>(fullSize);
+    narrow.stepMask = LowBytes(expr.hexValues[kStep].GetSize());
+    narrow.mask = LowBytes(fullSize);
+    narrow.masked = HasMask(expr);
+    if (narrow.masked) {
+        narrow.mask = NumberOf(expr.hexValues[kMask]);
+        narrow.notMask = NumberOf(expr.hexWork[kNotMask]);
+        narrow.fixed = NumberOf(expr.hexValues[kFixed]);
+    }
+    expr.form = expr.width >= kHex && expr.width <= kIpv6 ? SubsExpr::Form::Number : SubsExpr::Form::Bytes;
 }
 
 void Wildcards::ConvertHexWildcardExpr(std::string& text, std::string opening)
@@ -428,6 +602,7 @@ void Wildcards::ConvertAsciiHexToBin(const std::string& in, std::string& out)
 
 void Wildcards::AddVar(const std::string& name, const std::string& value)
 {
+    layout.known = false;
     vars.insert_or_assign(Lower(name), value);
 }
 
@@ -451,11 +626,19 @@ void Wildcards::AddVarList(const std::vector<std::string>& list)
     for (const std::string& element : list) {
         const std::size_t equals = element.find('=');
         if (equals == kNone) continue;
-        added.insert_or_assign(Lower(std::string_view(element).substr(0, equals)), element.substr(equals + 1));
+        // Lists tend to be sorted, or nearly so.
+        added.insert_or_assign(added.end(), Lower(std::string_view(element).substr(0, equals)),
+                               element.substr(equals + 1));
     }
+    layout.known = false;
+    auto next = vars.begin(); // where a variable goes that comes behind the one before
     while (!added.empty()) {
-        auto result = vars.insert(added.extract(added.begin()));
-        if (!result.inserted) result.position->second.swap(result.node.mapped());
+        auto node = added.extract(added.begin());
+        const auto position = vars.insert(next, std::move(node));
+        if (!node.empty()) { // NOLINT(bugprone-use-after-move): a variable that was there already leaves it
+            position->second.swap(node.mapped());
+        }
+        next = std::next(position);
     }
 }
 
@@ -528,58 +711,109 @@ void Wildcards::SetVciParams(unsigned short start, unsigned short step, unsigned
 
 // ---- stepping
 
-/// Whether the next value is the start again, by the number of values that all expressions have advanced.
-bool Wildcards::ReturnsToStart(const SubsExpr& expr) const noexcept
+/// Does what of the next step can fail. The index starts from 0 after 2^32 - 1, and the turns are counted anew there.
+inline void Wildcards::PrepareNext()
 {
-    if (expr.count == 0) return false;
-    const unsigned int newIndex = index + 1;
-    const std::uint64_t turns = expr.repeat == 0 ? newIndex : newIndex / (std::uint64_t{expr.repeat} + 1);
-    return static_cast<unsigned int>(turns) % expr.count == 0;
+    if (index + 1 == 0) MoveTo(index);
+    if (hasFields) PrepareFields();
 }
 
-void Wildcards::PrepareNext()
+/// Works out what the fields become that advance with the next step.
+void Wildcards::PrepareFields()
 {
     for (SubsExpr& expr : exprs) {
-        auto& next = expr.next;
-        next = {expr.current, expr.currentLow, expr.holdLeft - 1, false};
-        if (expr.holdLeft != 0) continue;
-        next.holdLeft = expr.repeat;
-        switch (expr.kind) {
-        case 'm':
-        case 'M': {
-            const std::uint64_t mask = detail::LoadBig48(macMask);
-            const std::uint64_t value = std::uint64_t{expr.current} << 24 | expr.currentLow;
-            const std::uint64_t sum = detail::LoadBig48(macStep) + (value | ~mask);
-            const std::uint64_t mac = detail::LoadBig48(macFixed) | (mask & sum);
-            next.current = static_cast<unsigned int>(mac >> 24);
-            next.currentLow = static_cast<unsigned int>(mac & 0xffffff);
-            break;
+        if (expr.form != SubsExpr::Form::Field || expr.holdLeft != 0) continue;
+        Hexfield& value = expr.hexWork[kNextValue];
+        if (expr.turnsLeft == 1) {
+            value = expr.hexValues[kStart];
+            continue;
         }
-        case '$': {
-            Hexfield& value = expr.hexWork[kNextValue];
-            next.inHexWork = true;
-            if (ReturnsToStart(expr)) {
-                value = expr.hexValues[kStart];
-                break;
-            }
-            value = expr.hexValues[kValue];
-            if (HasMask(expr)) value |= expr.hexWork[kNotMask];
-            value += expr.hexValues[kStep];
-            if (HasMask(expr)) {
-                value &= expr.hexValues[kMask];
-                value |= expr.hexValues[kFixed];
-            }
-            break;
-        }
-        default:
-            if (ReturnsToStart(expr)) {
-                next.current = expr.start;
-            } else {
-                next.current += expr.step;
-                if (expr.modulus != 0) next.current %= expr.modulus;
-            }
+        value = expr.hexValues[kValue];
+        if (HasMask(expr)) value |= expr.hexWork[kNotMask];
+        value += expr.hexValues[kStep];
+        if (HasMask(expr)) {
+            value &= expr.hexValues[kMask];
+            value |= expr.hexValues[kFixed];
         }
     }
+}
+
+/// Advances one expression by a step; the value of a field has been prepared.
+[[gnu::always_inline]] inline void Wildcards::Advance(SubsExpr& expr) const noexcept
+{
+    if (expr.holdLeft != 0) {
+        --expr.holdLeft;
+        return;
+    }
+    expr.holdLeft = expr.repeat;
+    const bool toStart = --expr.turnsLeft == 0;
+    if (toStart) expr.turnsLeft = expr.count;
+    switch (expr.form) {
+    case SubsExpr::Form::Decimal:
+        if (toStart) {
+            expr.current = expr.start;
+        } else {
+            expr.current += expr.step;
+            if (expr.modulus != 0 && expr.current >= expr.modulus) expr.current %= expr.modulus;
+        }
+        break;
+    case SubsExpr::Form::Bytes:
+    case SubsExpr::Form::Number: {
+        auto& narrow = *expr.narrow;
+        narrow.value =
+            toStart ? narrow.start : (((narrow.value | narrow.notMask) + narrow.step) & narrow.mask) | narrow.fixed;
+        narrow.size = toStart ? narrow.startSize : narrow.fullSize;
+        break;
+    }
+    case SubsExpr::Form::Field: std::swap(expr.hexValues[kValue], expr.hexWork[kNextValue]); break;
+    case SubsExpr::Form::Mac: {
+        const std::uint64_t mask = detail::LoadBig48(macMask);
+        const std::uint64_t value = std::uint64_t{expr.current} << 24 | expr.currentLow;
+        const std::uint64_t sum = detail::LoadBig48(macStep) + (value | ~mask);
+        Keep(expr, {detail::LoadBig48(macFixed) | (mask & sum)});
+        break;
+    }
+    default: break;
+    }
+}
+
+namespace {
+
+/// The number of turns that an expression has taken at an index.
+template <class Unsigned>
+Unsigned TurnsAt(const Wildcards::SubsExpr& expr, Unsigned index)
+{
+    return expr.repeat == 0 ? index : static_cast<Unsigned>(index / (std::uint64_t{expr.repeat} + 1));
+}
+
+/// A number of turns, counted from the last start. Few divisions are needed.
+template <class Unsigned>
+unsigned int SinceStart(const Wildcards::SubsExpr& expr, Unsigned turns)
+{
+    return static_cast<unsigned int>(expr.count == 0 || turns < expr.count ? turns : turns % expr.count);
+}
+
+} // namespace
+
+/// Counts the turns that it takes an expression to return to its start, the first of them being the one that comes up
+/// when the step to \a nextIndex and the repeats before it are done. The number of a turn is its index divided by
+/// repeat + 1, and those whose number is a multiple of the count return. Without a count it takes more turns than
+/// there are before the index starts from 0 again, where they are counted anew.
+void Wildcards::CountTurns(SubsExpr& expr, unsigned int nextIndex) noexcept
+{
+    if (expr.count == 0) {
+        expr.turnsLeft = 0;
+        return;
+    }
+    const unsigned int place = SinceStart(expr, TurnsAt(expr, std::uint64_t{nextIndex} + expr.holdLeft));
+    expr.turnsLeft = place == 0 ? 1 : expr.count - place + 1;
+}
+
+/// Sets the index, and what follows from it.
+void Wildcards::MoveTo(unsigned int newIndex) noexcept
+{
+    index = newIndex;
+    for (SubsExpr& expr : exprs) CountTurns(expr, index + 1);
 }
 
 namespace {
@@ -604,71 +838,136 @@ std::uint64_t ScatterBits(std::uint64_t number, std::uint64_t mask)
 
 } // namespace
 
+/// Works out the fields at an index, and the masked numbers, whose step is multiplied as a field too.
 void Wildcards::PrepareAt(unsigned int newIndex)
 {
     for (SubsExpr& expr : exprs) {
-        auto& next = expr.next;
-        next = {expr.current, expr.currentLow, expr.holdLeft, false};
-        auto turns = static_cast<unsigned int>(newIndex / (std::uint64_t{expr.repeat} + 1));
-        if (expr.kind == 'm' || expr.kind == 'M') {
-            const std::uint64_t mask = detail::LoadBig48(macMask);
-            const std::uint64_t distance = ScatterBits(GatherBits(detail::LoadBig48(macStep), mask) * turns, mask);
-            const std::uint64_t sum = ((detail::LoadBig48(currentMac) & mask) | ~mask) + distance;
-            const std::uint64_t mac = detail::LoadBig48(macFixed) | (mask & sum);
-            next.current = static_cast<unsigned int>(mac >> 24);
-            next.currentLow = static_cast<unsigned int>(mac & 0xffffff);
-            continue;
+        if (expr.hexWork.empty()) continue;
+        const unsigned int turns = SinceStart(expr, TurnsAt(expr, newIndex));
+        Hexfield& value = expr.hexWork[kNextValue];
+        value = expr.hexValues[kStart];
+        hexStep = expr.hexValues[kStep];
+        if (HasMask(expr)) {
+            value |= expr.hexWork[kNotMask];
+            hexStep.MaskMultiply(turns, expr.hexValues[kMask]);
+        } else {
+            hexStep *= turns;
         }
-        if (expr.count != 0) turns %= expr.count;
-        if (expr.kind == '$') {
-            Hexfield& value = expr.hexWork[kNextValue];
-            next.inHexWork = true;
-            value = expr.hexValues[kStart];
-            hexStep = expr.hexValues[kStep];
-            if (HasMask(expr)) {
-                value |= expr.hexWork[kNotMask];
-                hexStep.MaskMultiply(turns, expr.hexValues[kMask]);
-            } else {
-                hexStep *= turns;
-            }
-            value += hexStep;
-            if (HasMask(expr)) {
-                value &= expr.hexValues[kMask];
-                value |= expr.hexValues[kFixed];
-            }
-            continue;
+        value += hexStep;
+        if (HasMask(expr)) {
+            value &= expr.hexValues[kMask];
+            value |= expr.hexValues[kFixed];
         }
-        next.current = expr.step * turns + expr.start;
-        if (expr.modulus != 0) next.current %= expr.modulus;
     }
 }
 
-void Wildcards::Commit(unsigned int newIndex) noexcept
+/// What an expression shows at an index, after PrepareAt().
+[[gnu::always_inline]] inline Wildcards::Shown Wildcards::At(const SubsExpr& expr, unsigned int newIndex) const noexcept
 {
-    for (SubsExpr& expr : exprs) {
-        expr.current = expr.next.current;
-        expr.currentLow = expr.next.currentLow;
-        expr.holdLeft = expr.next.holdLeft;
-        if (expr.next.inHexWork) std::swap(expr.hexValues[kValue], expr.hexWork[kNextValue]);
+    switch (expr.form) {
+    case SubsExpr::Form::Decimal: {
+        const unsigned int value = expr.step * SinceStart(expr, TurnsAt(expr, newIndex)) + expr.start;
+        return {expr.modulus == 0 ? value : value % expr.modulus};
     }
-    index = newIndex;
+    case SubsExpr::Form::Mac: return {MacAt(TurnsAt(expr, newIndex))};
+    case SubsExpr::Form::Bytes:
+    case SubsExpr::Form::Number: {
+        const auto& narrow = *expr.narrow;
+        if (narrow.masked) return {NumberOf(expr.hexWork[kNextValue]), narrow.fullSize};
+        // Word by word, as Hexfield multiplies.
+        const unsigned int turns = SinceStart(expr, TurnsAt(expr, newIndex));
+        const std::uint64_t low = static_cast<std::uint32_t>(narrow.step) * turns;
+        const std::uint64_t high = static_cast<std::uint32_t>(narrow.step >> 32) * turns;
+        const std::uint64_t distance = (high << 32 | low) & narrow.stepMask;
+        return {(narrow.start + distance) & narrow.mask, narrow.fullSize};
+    }
+    case SubsExpr::Form::Field: return {0, 0, &expr.hexWork[kNextValue]};
+    default: return {};
+    }
+}
+
+std::uint64_t Wildcards::MacAt(unsigned int turns) const noexcept
+{
+    constexpr std::uint64_t kAllBits = 0xffffffffffff;
+    const std::uint64_t mask = detail::LoadBig48(macMask);
+    const std::uint64_t step = detail::LoadBig48(macStep);
+    const std::uint64_t distance = mask == kAllBits ? step * turns : ScatterBits(GatherBits(step, mask) * turns, mask);
+    const std::uint64_t sum = ((detail::LoadBig48(currentMac) & mask) | ~mask) + distance;
+    return detail::LoadBig48(macFixed) | (mask & sum);
+}
+
+/// Moves all expressions to an index, after PrepareAt().
+void Wildcards::KeepAt(unsigned int newIndex) noexcept
+{
+    for (SubsExpr& expr : exprs) Keep(expr, At(expr, newIndex));
+    MoveTo(newIndex);
+}
+
+/// Makes what At() has worked out the current value.
+void Wildcards::Keep(SubsExpr& expr, const Shown& shown) noexcept
+{
+    switch (expr.form) {
+    case SubsExpr::Form::Decimal: expr.current = static_cast<unsigned int>(shown.number); break;
+    case SubsExpr::Form::Mac:
+        expr.current = static_cast<unsigned int>(shown.number >> 24);
+        expr.currentLow = static_cast<unsigned int>(shown.number & 0xffffff);
+        break;
+    case SubsExpr::Form::Bytes:
+    case SubsExpr::Form::Number:
+        expr.narrow->value = shown.number;
+        expr.narrow->size = shown.size;
+        break;
+    case SubsExpr::Form::Field: std::swap(expr.hexValues[kValue], expr.hexWork[kNextValue]); break;
+    default: break;
+    }
+}
+
+/// What an expression shows now.
+[[gnu::always_inline]] inline Wildcards::Shown Wildcards::Current(const SubsExpr& expr) const noexcept
+{
+    switch (expr.form) {
+    case SubsExpr::Form::Decimal: return {expr.current};
+    case SubsExpr::Form::Mac: return {std::uint64_t{expr.current} << 24 | expr.currentLow};
+    case SubsExpr::Form::Bytes:
+    case SubsExpr::Form::Number: return {expr.narrow->value, expr.narrow->size};
+    case SubsExpr::Form::Field: return {0, 0, &expr.hexValues[kValue]};
+    default: return {};
+    }
 }
 
 // ---- rendering
 
 namespace {
 
-/// Room for the digits of the largest 64-bit number.
-constexpr std::size_t kDecimalRoom = 20;
+/// Two words side by side, which the compiler keeps in one vector register.
+using WordPair = unsigned long __attribute__((vector_size(16)));
 
-/// Writes a number right-aligned so that it ends at \a end, and returns its first digit.
-char* WriteDecimalBefore(char* end, std::uint64_t number)
+/// Copies the first and the last word of a text of \a size characters, that is all of it up to two words.
+template <class Word>
+void CopyWords(char* out, const char* text, std::size_t size)
 {
-    do {
-        *--end = static_cast<char>('0' + number % 10);
-        number /= 10;
-    } while (number != 0);
-    return end;
+    Word first;
+    Word last;
+    std::memcpy(&first, text, sizeof first);
+    std::memcpy(&last, text + size - sizeof last, sizeof last);
+    std::memcpy(out, &first, sizeof first);
+    std::memcpy(out + size - sizeof last, &last, sizeof last);
+}
+
+/// Copies text. A short one is done by two words that may overlap, which saves the call of memcpy.
+inline void CopyText(char* out, const char* text, std::size_t size)
+{
+    if (size > 2 * sizeof(WordPair)) {
+        std::memcpy(out, text, size);
+    } else if (size >= sizeof(WordPair)) {
+        CopyWords<WordPair>(out, text, size);
+    } else if (size >= 8) {
+        CopyWords<std::uint64_t>(out, text, size);
+    } else if (size >= 4) {
+        CopyWords<std::uint32_t>(out, text, size);
+    } else {
+        for (std::size_t i = 0; i < size; ++i) out[i] = text[i];
+    }
 }
 
 /// The last \a N bytes of a field, with zeros in front of a shorter one.
@@ -691,53 +990,179 @@ void WriteLengthBytes(char* out, std::size_t count, std::uint64_t length, bool m
     }
 }
 
-} // namespace
-
-void Wildcards::Render(std::string& out, bool next) const
+/// Writes a hex counter of up to 8 bytes as these bytes.
+inline char* WriteBytes(char* out, unsigned char format, std::uint64_t number, unsigned int size)
 {
-    if (inOrder) {
-        RenderInOrder(out, next);
-    } else {
-        RenderFromTheEnd(out, next);
+    if (format == kBig && size != 0) number = __builtin_bswap64(number) >> 8 * (8 - size);
+    detail::StoreLittleBytes(reinterpret_cast<unsigned char*>(out), number, size);
+    return out + size;
+}
+
+/// Writes a hex counter of up to 8 bytes in one of the formats that are text.
+char* WriteNumber(char* out, unsigned char format, std::uint64_t number, unsigned int size)
+{
+    unsigned char bytes[16] = {};
+    switch (format) {
+    case kIpv4:
+        detail::StoreBig32(bytes, static_cast<std::uint32_t>(number));
+        return detail::WriteDottedDecimal(out, bytes);
+    case kMac: detail::StoreBig48(bytes, number); return detail::WriteHexBytes(out, bytes, 6, 1, '-');
+    case kIpv6: detail::StoreBig64(bytes + 8, number); return detail::WriteHexGroups(out, bytes, 8);
+    default:
+        while (size-- > 0) out = detail::WriteHexByte(out, static_cast<unsigned char>(number >> 8 * size));
+        return out;
     }
 }
 
-/// One pass over the template, for expressions in its order. It gives the same as RenderFromTheEnd(): a length field
-/// belongs to a pair by its number from the end, and what is measured is what has been written since its opening.
-void Wildcards::RenderInOrder(std::string& out, bool next) const
+/// Writes a hex counter of any width.
+char* WriteField(char* out, unsigned char format, const Hexfield& field)
 {
-    Writer writer(out);
-    std::size_t from = 0;
-    std::size_t lengthFieldsLeft = lengthFields;
-    const SubsExpr* opening = nullptr;
-    std::size_t stretch = 0;
+    unsigned char bytes[16];
+    switch (format) {
+    case kHex: field.CopyToHexArray(out); return out + 2 * std::size_t{field.GetSize()};
+    case kMac: GetLsbBytes(field, bytes); return detail::WriteHexBytes(out, bytes + 10, 6, 1, '-');
+    case kIpv4: GetLsbBytes(field, bytes); return detail::WriteDottedDecimal(out, bytes + 12);
+    case kIpv6: GetLsbBytes(field, bytes); return detail::WriteHexGroups(out, bytes, 8);
+    default: field.CopyToByteArray(reinterpret_cast<unsigned char*>(out), format == kBig); return out + field.GetSize();
+    }
+}
+
+char* WriteMac(char* out, const Wildcards::SubsExpr& expr, std::uint64_t address)
+{
+    unsigned char bytes[6];
+    detail::StoreBig48(bytes, address);
+    const auto& hexBytes = expr.kind == 'm' ? detail::kLowerHexBytes : detail::kUpperHexBytes;
+    return expr.width == 0 ? detail::WriteHexBytes(out, bytes, 6, 1, '-', hexBytes)
+                           : detail::WriteHexBytes(out, bytes, 6, 2, '.', hexBytes);
+}
+
+/// Puts the length of the text from \a start to \a end in front of it or behind it, and returns the new end.
+char* InsertLength(char* start, char* end, const Wildcards::SubsExpr& opening)
+{
+    const auto length = static_cast<std::size_t>(end - start);
+    char* const place = opening.start == 0 ? end : start;
+    char digits[detail::kMaxDecimalSize];
+    const std::size_t size =
+        opening.count == 0 ? static_cast<std::size_t>(detail::WriteDecimal(digits, length, 0) - digits) : opening.count;
+    std::memmove(place + size, place, static_cast<std::size_t>(end - place));
+    if (opening.count == 0) {
+        std::memcpy(place, digits, size);
+    } else {
+        WriteLengthBytes(place, size, length, opening.step == 1);
+    }
+    return end + size;
+}
+
+} // namespace
+
+/// Looks up the variables, and works out how long the text may get and how far its writers may touch it.
+void Wildcards::MakeLayout() const
+{
+    layout.variables.clear();
+    std::size_t room = frame.size();
     for (const SubsExpr& expr : exprs) {
-        writer.Append(templ.data() + from, expr.pos - from);
-        from = expr.pos + expr.len;
-        if (expr.kind != '_') {
-            WriteText(writer, expr, next);
-        } else if (lengthFieldsLeft-- % 2 == 0) {
-            opening = &expr;
-            stretch = writer.Size();
-        } else if (opening) {
-            const std::size_t length = writer.Size() - stretch;
-            const std::size_t pos = opening->start == 0 ? writer.Size() : stretch;
-            if (opening->count == 0) {
-                char digits[kDecimalRoom];
-                const char* const first = WriteDecimalBefore(digits + sizeof digits, length);
-                const auto size = static_cast<std::size_t>(digits + sizeof digits - first);
-                std::memcpy(writer.Insert(pos, size), first, size);
-            } else {
-                WriteLengthBytes(writer.Insert(pos, opening->count), opening->count, length, opening->step == 1);
-            }
+        switch (expr.form) {
+        case SubsExpr::Form::Nothing:
+        case SubsExpr::Form::LengthEnd: break;
+        case SubsExpr::Form::LengthStart: room += expr.count == 0 ? detail::kMaxDecimalSize : expr.count; break;
+        case SubsExpr::Form::Variable:
+            layout.variables.push_back(FindVar(expr.text));
+            if (layout.variables.back()) room += layout.variables.back()->size();
+            break;
+        default: room += expr.fixedSize == 0 ? MaxSize(expr) : 0;
         }
     }
-    writer.Append(templ.data() + from, templ.size() - from);
-    writer.Finish();
+    layout.room = room;
+    layout.known = true;
+}
+
+/// Makes \a out as long as the text may get, before anything is written.
+inline void Wildcards::MakeRoom(std::string& out) const
+{
+    if (!layout.known) MakeLayout();
+    if (out.size() < layout.room) out.resize(layout.room);
+}
+
+/// Writes the value of an expression that has one. The forms come first, so that each works out just what it shows.
+template <class Expr, class Show>
+[[gnu::always_inline]] inline char* Wildcards::WriteValue(char* out, Expr& expr, Show show)
+{
+    switch (expr.form) {
+    case SubsExpr::Form::Decimal: {
+        const auto number = static_cast<unsigned int>(show(expr).number);
+        return expr.fixedSize != 0 ? detail::WriteDigits(out, number, expr.fixedSize)
+                                   : detail::WriteDecimal(out, number, expr.width);
+    }
+    case SubsExpr::Form::Mac: return WriteMac(out, expr, show(expr).number);
+    case SubsExpr::Form::Bytes: {
+        const Shown shown = show(expr);
+        return WriteBytes(out, expr.width, shown.number, shown.size);
+    }
+    case SubsExpr::Form::Number: {
+        const Shown shown = show(expr);
+        return WriteNumber(out, expr.width, shown.number, shown.size);
+    }
+    default: return WriteField(out, expr.width, *show(expr).field);
+    }
+}
+
+bool Wildcards::ShowsValue(const SubsExpr& expr) noexcept
+{
+    return expr.form <= SubsExpr::Form::Field;
+}
+
+/// One pass over the template, for expressions in its order, into a text that has room for it. It gives the same as
+/// RenderFromTheEnd(): what a length field measures is what has been written since its opening.
+///
+/// \param show  called with each expression that shows something, once and in order; returns what it shows.
+template <class Exprs, class Show>
+void Wildcards::RenderInOrder(std::string& out, Exprs& inOrderExprs, Show show) const noexcept
+{
+    char* next = out.data();
+    const char* stretch = frame.data();
+    const auto copyStretch = [&next, &stretch](std::size_t size) {
+        CopyText(next, stretch, size);
+        stretch += size;
+    };
+    auto variable = layout.variables.begin();
+    const SubsExpr* opening = nullptr;
+    std::size_t measuredFrom = 0;
+    copyStretch(firstStretch);
+    for (auto& expr : inOrderExprs) {
+        next += expr.literalSize;
+        if (ShowsValue(expr)) {
+            next = WriteValue(next, expr, show);
+        } else if (expr.form == SubsExpr::Form::Variable) {
+            if (const std::string* const value = *variable++) {
+                CopyText(next, value->data(), value->size());
+                next += value->size();
+            }
+        } else if (expr.form == SubsExpr::Form::LengthStart) {
+            opening = &expr;
+            measuredFrom = static_cast<std::size_t>(next - out.data());
+        } else if (expr.form == SubsExpr::Form::LengthEnd && opening) {
+            next = InsertLength(out.data() + measuredFrom, next, *opening);
+        }
+        if (expr.stretchSize != 0) copyStretch(expr.stretchSize);
+    }
+    next += tailSize;
+    out.resize(static_cast<std::size_t>(next - out.data()));
+}
+
+/// Renders expressions in order. Without any there is no frame: before a parse, and in an object that was moved from.
+template <class Exprs, class Show>
+inline void Wildcards::RenderAll(std::string& out, Exprs& inOrderExprs, Show show) const
+{
+    if (inOrderExprs.empty()) {
+        out = templ;
+    } else {
+        MakeRoom(out);
+        RenderInOrder(out, inOrderExprs, show);
+    }
 }
 
 /// Replaces the expressions in a copy of the template from the last to the first, whatever their positions.
-void Wildcards::RenderFromTheEnd(std::string& out, bool next) const
+void Wildcards::RenderFromTheEnd(std::string& out) const
 {
     out = templ;
     std::size_t mark = kNone; // the place of a closing length field whose opening has not come yet
@@ -746,26 +1171,42 @@ void Wildcards::RenderFromTheEnd(std::string& out, bool next) const
     for (std::size_t i = exprs.size(); i-- > 0;) {
         const SubsExpr& expr = exprs[i];
         text.clear();
-        if (expr.kind != '_') {
-            Writer writer(text);
-            WriteText(writer, expr, next);
-            writer.Finish();
-        } else if (mark == kNone) {
-            mark = expr.pos;
-        } else {
-            const std::size_t length = mark + growth - expr.pos - expr.len;
-            if (expr.count == 0) {
-                text = std::to_string(length);
+        switch (expr.form) {
+        case SubsExpr::Form::Nothing: text = marker; break;
+        case SubsExpr::Form::Variable:
+            if (const std::string* const value = FindVar(expr.text)) text = *value;
+            break;
+        case SubsExpr::Form::LengthStart:
+        case SubsExpr::Form::LengthEnd:
+            if (mark == kNone) {
+                mark = expr.pos;
             } else {
-                text.resize(expr.count);
-                WriteLengthBytes(text.data(), text.size(), length, expr.step == 1);
+                const std::size_t length = mark + growth - expr.pos - expr.len;
+                if (expr.count == 0) {
+                    text = std::to_string(length);
+                } else {
+                    text.resize(expr.count);
+                    WriteLengthBytes(text.data(), text.size(), length, expr.step == 1);
+                }
+                if (expr.start == 0) {
+                    out.insert(mark + growth, text);
+                    text.clear();
+                }
+                mark = kNone;
+                growth = 0;
             }
-            if (expr.start == 0) {
-                out.insert(mark + growth, text);
-                text.clear();
-            }
-            mark = kNone;
-            growth = 0;
+            break;
+        case SubsExpr::Form::Decimal: {
+            // Not the size that one parse makes sure of: the second one has the index start from 0, not the counter.
+            char digits[std::numeric_limits<unsigned char>::max()];
+            text.assign(digits, detail::WriteDecimal(digits, expr.current, expr.width));
+            break;
+        }
+        default: {
+            text.resize(MaxSize(expr));
+            const char* const end = WriteValue(text.data(), expr, ShowCurrent{*this});
+            text.resize(static_cast<std::size_t>(end - text.data()));
+        }
         }
         const std::size_t before = out.size();
         out.replace(expr.pos, expr.len, text);
@@ -773,78 +1214,20 @@ void Wildcards::RenderFromTheEnd(std::string& out, bool next) const
     }
 }
 
-/// Writes the text of every kind but the length field.
-void Wildcards::WriteText(Writer& writer, const SubsExpr& expr, bool next) const
+void Wildcards::Render(std::string& out) const
 {
-    const auto append = [&writer](const std::string* text) {
-        if (text) writer.Append(text->data(), text->size());
-    };
-    switch (expr.kind) {
-    case 'b':
-    case 's':
-    case 'S':
-    case 'v':
-    case 'x': {
-        char digits[kDecimalRoom];
-        char* const end = digits + sizeof digits;
-        const char* const first = WriteDecimalBefore(end, next ? expr.next.current : expr.current);
-        const auto size = static_cast<std::size_t>(end - first);
-        const std::size_t zeros = expr.width > size ? expr.width - size : 0;
-        char* const out = writer.Room(zeros + size);
-        std::memset(out, '0', zeros);
-        std::memcpy(out + zeros, first, size);
-        writer.WrittenTo(out + zeros + size);
-        break;
-    }
-    case 'm':
-    case 'M': {
-        const std::uint64_t high = next ? expr.next.current : expr.current;
-        unsigned char bytes[6];
-        detail::StoreBig48(bytes, high << 24 | (next ? expr.next.currentLow : expr.currentLow));
-        const auto& hexBytes = expr.kind == 'm' ? detail::kLowerHexBytes : detail::kUpperHexBytes;
-        writer.WrittenTo(expr.width == 0 ? detail::WriteHexBytes(writer.Room(17), bytes, 6, 1, '-', hexBytes)
-                                         : detail::WriteHexBytes(writer.Room(14), bytes, 6, 2, '.', hexBytes));
-        break;
-    }
-    case '$': {
-        const Hexfield& value = next && expr.next.inHexWork ? expr.hexWork[kNextValue] : expr.hexValues[kValue];
-        switch (expr.width) {
-        case kHex: {
-            char* const out = writer.Room(2 * std::size_t{value.GetSize()});
-            value.CopyToHexArray(out);
-            writer.WrittenTo(out + 2 * std::size_t{value.GetSize()});
-            break;
-        }
-        case kMac: {
-            unsigned char bytes[6];
-            GetLsbBytes(value, bytes);
-            writer.WrittenTo(detail::WriteHexBytes(writer.Room(17), bytes, 6, 1, '-'));
-            break;
-        }
-        case kIpv4: {
-            unsigned char bytes[4];
-            GetLsbBytes(value, bytes);
-            writer.WrittenTo(detail::WriteDottedDecimal(writer.Room(detail::kDottedDecimalRoom), bytes));
-            break;
-        }
-        case kIpv6: {
-            unsigned char bytes[16];
-            GetLsbBytes(value, bytes);
-            writer.WrittenTo(detail::WriteHexGroups(writer.Room(detail::kHexGroupsRoom), bytes, 8));
-            break;
-        }
-        default: {
-            char* const out = writer.Room(value.GetSize());
-            value.CopyToByteArray(reinterpret_cast<unsigned char*>(out), expr.width == kBig);
-            writer.WrittenTo(out + value.GetSize());
-        }
-        }
-        break;
-    }
-    case 'p': append(FindVar("port")); break;
-    case '=': append(FindVar(expr.text)); break;
-    default: append(&marker);
-    }
+    if (!inOrder) return RenderFromTheEnd(out);
+    RenderAll(out, exprs, ShowCurrent{*this});
+}
+
+/// Moves a copy, renders it, and becomes it if \a commit says so.
+template <class Move>
+[[gnu::noinline]] void Wildcards::RenderCopy(std::string& out, bool commit, Move move)
+{
+    Wildcards copy(*this);
+    move(copy);
+    copy.RenderFromTheEnd(out);
+    if (commit) *this = std::move(copy);
 }
 
 } // namespace zor::common

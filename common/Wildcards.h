@@ -8,8 +8,10 @@
 #include "Hexfield.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -71,7 +73,7 @@ namespace zor::common {
 /// An object is used by one thread at a time, as reading a value may parse; distinct objects may be used from distinct
 /// threads. If an exception escapes, the object is as it was before the call, and the text it was to write into is
 /// valid but unspecified. Into a string that is used again, GetValue(), GetNextValue() and Expand() allocate nothing
-/// once all is large enough. What they cost grows with the length of the template and its number of expressions, and
+/// once all is large enough, unless there was a second parse. What they cost grows with the length of the template and its number of expressions, and
 /// so does parsing.
 class ZOR_COMMON_API Wildcards {
 public:
@@ -86,6 +88,8 @@ public:
 
     /// One expression of a parsed template.
     struct SubsExpr {
+        SubsExpr() noexcept {} ///< Sets each member once; a defaulted one is preceded by clearing them all.
+
         std::size_t pos = 0;             ///< Where its marker stands in the template.
         std::size_t len = 0;             ///< How many characters of the template it takes.
         unsigned int start = 1;          ///< The first value.
@@ -99,19 +103,47 @@ public:
         unsigned char width = 0;         ///< Decimal width; format of a hex counter; layout of a MAC address.
         char kind = 0;                   ///< The kind character.
         std::vector<Hexfield> hexValues; ///< Hex counter: value, start, step and, with a mask, it and start AND NOT it.
+                                         ///< A value of up to 8 bytes counts as a number and not here.
         std::string text;                ///< The name of a variable, in lower case.
 
     private:
         friend class Wildcards;
 
-        /// The value that a call has worked out; it becomes the current one when nothing can fail any more.
-        struct {
-            unsigned int current = 0;
-            unsigned int currentLow = 0;
-            unsigned int holdLeft = 0;
-            bool inHexWork = false; ///< Whether a hex counter's value is in hexWork; else it has not changed.
-        } next;
-        std::vector<Hexfield> hexWork; ///< Hex counter: its value to come and, with a mask, NOT it.
+        /// How the expression is shown.
+        enum class Form : unsigned char {
+            Decimal,     ///< A counter; with the next four it is what has a value of its own.
+            Mac,         ///< The address of SetEtherParams().
+            Bytes,       ///< A hex counter of up to 8 bytes, as they are.
+            Number,      ///< The same as text.
+            Field,       ///< A longer hex counter.
+            Variable,    ///< Looked up by its name.
+            LengthStart, ///< The first of a pair of length fields.
+            LengthEnd,   ///< The second one, or one left over.
+            Nothing      ///< An escape, which is part of the literal text.
+        };
+
+        /// A hex counter of up to 8 bytes, which counts as a number: its sums lose no carry at that width.
+        struct Narrow {
+            std::uint64_t value;
+            std::uint64_t start;
+            std::uint64_t step;
+            std::uint64_t stepMask; ///< The bits of the step's width.
+            std::uint64_t mask;     ///< The bits that may change; without a mask those of the full width.
+            std::uint64_t notMask;
+            std::uint64_t fixed; ///< The bits of the start outside the mask.
+            unsigned char size;  ///< The width of the value in bytes.
+            unsigned char startSize;
+            unsigned char fullSize; ///< The width from the first step on.
+            bool masked;
+        };
+
+        std::optional<Narrow> narrow;
+        Form form = Form::Nothing;
+        unsigned int turnsLeft = 0;    ///< How many turns it takes to the start; from 0 it counts on through 2^32.
+        std::size_t literalSize = 0;   ///< Of the literal text between the expression shown before and this one.
+        std::size_t fixedSize = 0;     ///< Of its text, if that always has the same size, which is not 0.
+        std::size_t stretchSize = 0;   ///< If its size varies: of the frame up to the next one of which that holds.
+        std::vector<Hexfield> hexWork; ///< Hex counter: its value to come and, with a mask, NOT mask.
     };
 
     /// \name Construction and copying
@@ -146,9 +178,11 @@ public:
     ///
     /// It is the value after so many steps from the start, with these exceptions. A MAC address starts from what
     /// SetCurrentMac() last set, and of its step only the bits in the mask count. A hex counter multiplies its step by
-    /// the number of steps, with what that means above four bytes (Hexfield::operator*) and within a mask
-    /// (Hexfield::MaskMultiply, which leaves the step at least one step ahead), and has the step's width at least. A
-    /// start above the maximum is taken modulo maximum + 1.
+    /// the number of steps at the step's own width, with what that means above four bytes (Hexfield::operator*): so give
+    /// the step as many digits as the start, as `@$(0A000001,0,1,ipv4)` is 10.0.0.1 again at index 256. Within a mask it
+    /// multiplies as Hexfield::MaskMultiply, which leaves the step at least one step ahead, and it has the width of the
+    /// step and the mask at least. With a maximum, step times turns wraps at 2^32 before it is taken modulo maximum + 1,
+    /// and so is a start above the maximum, also of kind `b`.
     ///
     /// \param newIndex  taken modulo 2^32 as an unsigned number.
     /// \param commit    whether the object moves there. The repeats still to come stay as they are then;
@@ -237,26 +271,63 @@ public:
 
 private:
     struct Arguments;
-    class Writer;
+    struct Shown;
+    struct ShowCurrent;
+    struct ShowNext;
+    struct ShowAt;
 
-    struct BeforeParse;
+    /// What rendering needs to know beforehand. It is worked out again after a parse, after a change of variables and
+    /// in a copy.
+    struct Layout {
+        Layout() = default;
+        Layout(const Layout&) noexcept : Layout() {}
+        Layout& operator=(const Layout& other) noexcept
+        {
+            known = known && this == &other;
+            return *this;
+        }
 
-    template <class Operation>
-    void Parsed(Operation operation);
-    void Parse(BeforeParse& before);
+        bool known = false;
+        std::size_t room = 0;                      ///< How many characters rendering may touch.
+        std::vector<const std::string*> variables; ///< Of the expressions that show one; null for a missing one.
+    };
+
+    template <class Call>
+    void ParseFor(Call call);
+    void Parse(std::string& before);
+    std::size_t FindMarker(const std::string& text, std::size_t from) const noexcept;
     bool MakeExpr(char kind, const Arguments& arguments, SubsExpr& expr) const;
-    void MakeHexCounter(const Arguments& arguments, SubsExpr& expr) const;
+    static void MakeHexCounter(const Arguments& arguments, SubsExpr& expr);
+    static void MakeNarrow(SubsExpr& expr);
+    static void PairLengthFields(std::vector<SubsExpr>& exprs);
+    void MeasureStretches() noexcept;
     const VarDefUint32* FindVarDef(const Arguments& arguments) const noexcept;
 
     void PrepareNext();
+    void PrepareFields();
     void PrepareAt(unsigned int newIndex);
-    void Commit(unsigned int newIndex) noexcept;
-    bool ReturnsToStart(const SubsExpr& expr) const noexcept;
+    void Advance(SubsExpr& expr) const noexcept;
+    void MoveTo(unsigned int newIndex) noexcept;
+    Shown Current(const SubsExpr& expr) const noexcept;
+    Shown At(const SubsExpr& expr, unsigned int newIndex) const noexcept;
+    void KeepAt(unsigned int newIndex) noexcept;
+    static void Keep(SubsExpr& expr, const Shown& shown) noexcept;
+    std::uint64_t MacAt(unsigned int turns) const noexcept;
+    static void CountTurns(SubsExpr& expr, unsigned int nextIndex) noexcept;
 
-    void Render(std::string& out, bool next) const;
-    void RenderInOrder(std::string& out, bool next) const;
-    void RenderFromTheEnd(std::string& out, bool next) const;
-    void WriteText(Writer& writer, const SubsExpr& expr, bool next) const;
+    void MakeLayout() const;
+    void MakeRoom(std::string& out) const;
+    static bool ShowsValue(const SubsExpr& expr) noexcept;
+    template <class Expr, class Show>
+    static char* WriteValue(char* out, Expr& expr, Show show);
+    template <class Exprs, class Show>
+    void RenderAll(std::string& out, Exprs& inOrderExprs, Show show) const;
+    template <class Exprs, class Show>
+    void RenderInOrder(std::string& out, Exprs& inOrderExprs, Show show) const noexcept;
+    void RenderFromTheEnd(std::string& out) const;
+    void Render(std::string& out) const;
+    template <class Move>
+    void RenderCopy(std::string& out, bool commit, Move move);
     const std::string* FindVar(std::string_view lowerName) const noexcept;
 
     std::vector<SubsExpr> exprs;
@@ -276,9 +347,13 @@ private:
     unsigned int index = 0;
     bool parsed = false;
 
-    bool inOrder = true;          ///< Whether exprs are of one parse: in template order, none overlapping.
-    std::size_t lengthFields = 0; ///< How many of them are of kind `_`.
-    Hexfield hexStep;             ///< Where PrepareAt() multiplies steps, kept for its room.
+    bool inOrder = true;    ///< Whether exprs are of one parse: in template order, none overlapping.
+    bool hasFields = false; ///< Whether some expression needs its value prepared as a Hexfield.
+    std::string frame;      ///< The literal text, escapes as what they stand for, and gaps for texts of fixed size.
+    std::size_t firstStretch = 0; ///< The size of the frame up to the first expression whose size varies.
+    std::size_t tailSize = 0;     ///< The literal text behind the last expression.
+    mutable Layout layout;
+    Hexfield hexStep; ///< Where PrepareAt() multiplies steps, kept for its room.
 };
 
 } // namespace zor::common

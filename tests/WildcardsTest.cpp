@@ -1,5 +1,6 @@
 #include "support/Random.h"
 #include "support/Rows.h"
+#include "support/WildcardsChecks.h"
 
 #include <common/Wildcards.h>
 
@@ -52,6 +53,8 @@ TEST(WildcardsSequence, OtherMarkers)
     EXPECT_EQ(Values(Wildcards("xx=xxx(3)", "x"), 1), "1=1x(3)|") << "a kind wins over the escape";
     EXPECT_EQ(Values(Wildcards("@<x@x@<", "@<"), 1), "@<x@x@<|") << "the kind is the character after the first";
     EXPECT_EQ(Values(Wildcards("a\0x\0\0"s, "\0"s), 1), "a1\0|"s);
+    EXPECT_EQ(Values(Wildcards("@@a", "@@"), 1), "@@a|") << "a longer marker that escapes itself";
+    EXPECT_EQ(Values(Wildcards("#<<", "#<<"), 1), "#<<|");
     EXPECT_EQ(Values(Wildcards("@h23 25#x@x", "#"), 1), "#%@x|") << "a hex template is rewritten for the marker @";
 }
 
@@ -173,6 +176,22 @@ TEST(WildcardsIndex, AMaskedHexCounterMultipliesItsStepWithinTheMask)
     EXPECT_EQ(all, "12ff|12ff|1203|1203|120f|") << "the product is ORed into the step, each bit at twice its place";
 }
 
+TEST(WildcardsRules, RandomTemplatesAndOperationsFollowThem)
+{
+    Random random(31);
+    for (int round = 0; round < 6000; ++round)
+        ASSERT_NO_FATAL_FAILURE(test::CheckWildcards(random)) << "round " << round;
+}
+
+TEST(WildcardsRules, IndexesAndVariableListsFollowThem)
+{
+    Random random(32);
+    for (int round = 0; round < 3000; ++round) {
+        ASSERT_NO_FATAL_FAILURE(test::CheckIndexAgainstSteps(random)) << "round " << round;
+        ASSERT_NO_FATAL_FAILURE(test::CheckVariableList(random)) << "round " << round;
+    }
+}
+
 TEST(WildcardsContext, MacAddressesCountWithinTheMask)
 {
     const unsigned char mac[] = {0xaa, 0xbb, 0xcc, 0xdd, 0x05, 0xff};
@@ -199,10 +218,16 @@ TEST(WildcardsContext, MacAddressesCountWithinTheMask)
     std::string value;
     far.GetValueAt(0x12345678, value, false);
     EXPECT_EQ(value, "35-58-8d-38-5b-7e") << "010203040506 + 0x1000001 * 0x12345678";
-    Wildcards besides("@m@x(5,9)", "@");
-    EXPECT_EQ(Value(besides), "00-00-00-00-00-005");
+    Wildcards besides("@m@M(1)@x(5,9)", "@");
+    EXPECT_EQ(Value(besides), "00-00-00-00-00-000000.0000.00005");
     besides.SetCurrentMac(other);
-    EXPECT_EQ(Value(besides), "01-02-03-04-05-065") << "only MAC addresses change";
+    EXPECT_EQ(Value(besides), "01-02-03-04-05-060102.0304.05065") << "only MAC addresses change";
+    Wildcards fixed("@m", "@");
+    fixed.SetEtherParams(mac, one, lastByte, 0);
+    fixed.ParseExpr();
+    fixed.SetCurrentMac(other);
+    fixed.GetValueAt(1, value, false);
+    EXPECT_EQ(value, "aa-bb-cc-dd-05-07");
     Wildcards carry("@m", "@");
     carry.SetEtherParams(all, high, all, 0);
     EXPECT_EQ(Values(carry, 3), "ff-ff-ff-ff-ff-ff|01-00-00-00-00-00|02-00-00-00-00-01|");
@@ -255,6 +280,12 @@ TEST(WildcardsContext, ASecondParseAddsItsExpressions)
     restarted.SetEtherParams(mac, mac, mac, 0);
     restarted.GetNextValue(value);
     EXPECT_EQ(value, "3") << "the index is 1 again, so nothing returns to its start";
+    Wildcards further("@x(0,6)", "@");
+    further.SetReadCursor(5);
+    further.SetEtherParams(mac, mac, mac, 0);
+    for (int i = 0; i < 5; ++i) further.NextValue();
+    further.Expand(value);
+    EXPECT_EQ(value, "10") << "in place of the 5 of the second set: the first one's count is off, so it has two digits";
     Wildcards pair("@_(1,0)abcdef@_(9)zz", "@");
     EXPECT_EQ(Value(pair), "6abcdefzz");
     pair.SetEtherParams(mac, mac, mac, 0);
@@ -292,6 +323,9 @@ TEST(WildcardsVariables, AreFoundInAnyCaseAndReadWhenRendered)
     wildcards.AddVar("\xc4", "high");
     EXPECT_TRUE(wildcards.GetVar("\xc4", value));
     EXPECT_FALSE(wildcards.GetVar("\xe4", value)) << "letters beyond ASCII have no case";
+    wildcards.AddVarList("AZ=a list, KEY=another value");
+    EXPECT_TRUE(wildcards.GetVar("az", value));
+    EXPECT_EQ(Value(wildcards), "P1,another value,,,") << "and after a value was rendered";
 }
 
 TEST(WildcardsVariables, ListsAreSplitAsDocumented)
@@ -327,8 +361,10 @@ TEST(WildcardsCopy, GoesOnByItself)
     Wildcards unparsed("@m", "#");
     unparsed = original;
     for (int i = 0; i < 3; ++i) original.NextValue();
+    EXPECT_EQ(Value(original) + '|', Values(unparsed, 4).substr(Values(unparsed, 3).size()));
     Wildcards copy(original);
-    Wildcards assigned("@m", "@");
+    Wildcards assigned("@=(k) @m", "@");
+    EXPECT_EQ(Value(assigned), " 00-00-00-00-00-00");
     assigned = original;
     original.NextValue();
     original.AddVar("k", "w");
