@@ -6,6 +6,7 @@
 
 #include "Export.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -35,20 +36,42 @@ namespace zor::common {
 /// distinct vectors at once.
 class ZOR_COMMON_API GoogleProtoBufEncoder {
 public:
-    static void encodeUint64(const std::uint64_t& value, std::vector<unsigned char>& out); ///< The varint.
-    static void encodeUint32(const std::uint32_t& value, std::vector<unsigned char>& out); ///< The varint.
+    /// The varint.
+    static void encodeUint64(const std::uint64_t& value, std::vector<unsigned char>& out)
+    {
+        if (value < 0x80) { // the short ways for nearly every tag and length
+            out.push_back(static_cast<unsigned char>(value));
+        } else if (value < 0x4000 && out.capacity() - out.size() >= 2) {
+            out.push_back(static_cast<unsigned char>(value | 0x80));
+            out.push_back(static_cast<unsigned char>(value >> 7));
+        } else {
+            AppendVarint(value, out);
+        }
+    }
+
+    /// The varint.
+    static void encodeUint32(const std::uint32_t& value, std::vector<unsigned char>& out) { encodeUint64(value, out); }
 
     /// The varint of the 64 bits in two's complement: a negative value takes 10 bytes.
-    static void encodeInt64(const std::int64_t& value, std::vector<unsigned char>& out);
+    static void encodeInt64(const std::int64_t& value, std::vector<unsigned char>& out)
+    {
+        encodeUint64(static_cast<std::uint64_t>(value), out);
+    }
 
     /// As encodeInt64() of the same number: a negative value takes 10 bytes here too.
-    static void encodeInt32(const std::int32_t& value, std::vector<unsigned char>& out);
+    static void encodeInt32(const std::int32_t& value, std::vector<unsigned char>& out) { encodeInt64(value, out); }
 
     /// The varint of the zigzag form: 0, -1, 1, -2, 2 become 0, 1, 2, 3, 4.
-    static void encodeSint64(const std::int64_t& value, std::vector<unsigned char>& out);
+    static void encodeSint64(const std::int64_t& value, std::vector<unsigned char>& out)
+    {
+        encodeUint64(static_cast<std::uint64_t>(value) << 1 ^ static_cast<std::uint64_t>(value >> 63), out);
+    }
 
     /// The same on 32 bits, in at most 5 bytes.
-    static void encodeSint32(const std::int32_t& value, std::vector<unsigned char>& out);
+    static void encodeSint32(const std::int32_t& value, std::vector<unsigned char>& out)
+    {
+        encodeUint32(static_cast<std::uint32_t>(value) << 1 ^ static_cast<std::uint32_t>(value >> 31), out);
+    }
 
     /// The key that stands before a value: the varint of `fieldNumber << 3 | wireType & 3`.
     ///
@@ -56,10 +79,22 @@ public:
     /// \param wireType     its low two bits alone count, on purpose: 4 is written as 0 and 5 as 1, so the
     ///                     fixed 32-bit wire type cannot be written.
     static void encodeTag(const std::uint32_t& fieldNumber, const std::uint32_t& wireType,
-                          std::vector<unsigned char>& out);
+                          std::vector<unsigned char>& out)
+    {
+        encodeUint32(fieldNumber << 3 | (wireType & 3), out);
+    }
 
     /// The number of bytes, cut to 32 bits, as a varint, and then the bytes, NUL characters included.
-    static void encodeString(const std::string& text, std::vector<unsigned char>& out);
+    static void encodeString(const std::string& text, std::vector<unsigned char>& out)
+    {
+        const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
+        if (text.size() < 0x80 && out.capacity() - out.size() > text.size()) {
+            out.push_back(static_cast<unsigned char>(text.size()));
+            out.insert(out.end(), bytes, bytes + text.size());
+        } else {
+            AppendBytes(bytes, text.size(), out);
+        }
+    }
 
     /// As encodeString(). \a bytes may be \a out itself: its bytes before the call are appended.
     static void encodeBytes(const std::vector<unsigned char>& bytes, std::vector<unsigned char>& out);
@@ -75,6 +110,13 @@ public:
     /// \param bytes   may be null if \a length is 0, and may point into \a out.
     /// \param length  in bytes. 0 gives the value 0; bytes after the eighth are not read.
     static void encodeMsbUint(const unsigned char* bytes, std::uint32_t length, std::vector<unsigned char>& out);
+
+private:
+    /// Varints of two bytes and more.
+    static void AppendVarint(std::uint64_t value, std::vector<unsigned char>& out);
+
+    /// The length and the bytes, of any size.
+    static void AppendBytes(const unsigned char* bytes, std::size_t size, std::vector<unsigned char>& out);
 };
 
 } // namespace zor::common

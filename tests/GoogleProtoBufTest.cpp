@@ -1,3 +1,4 @@
+#include "support/EncoderChecks.h"
 #include "support/Rows.h"
 
 #include <common/GoogleProtoBuf.h>
@@ -76,6 +77,13 @@ TEST(GoogleProtoBufEncoder, BothSidesOfEveryVarintLength)
         EXPECT_EQ(Hex(Encoder::encodeUint32, (1u << bits) - 1), last);
         EXPECT_EQ(Hex(Encoder::encodeUint32, 1u << bits), next);
     }
+}
+
+TEST(GoogleProtoBufEncoder, AppendsAsOneByteAfterTheOther)
+{
+    test::Random random(51);
+    for (int round = 0; round < 20000; ++round)
+        ASSERT_NO_FATAL_FAILURE(test::CheckEncoder(random)) << "round " << round;
 }
 
 TEST(GoogleProtoBufEncoder, RepeatedAppendingRarelyTakesNewRoom)
