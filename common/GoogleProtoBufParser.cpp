@@ -1,12 +1,17 @@
 #include "GoogleProtoBufParser.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <charconv>
 #include <cstddef>
-#include <cstdlib>
+#include <cstdint>
+#include <cstdio>
 #include <fstream>
 #include <locale>
+#include <memory>
 #include <sstream>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 namespace zor::common {
@@ -27,12 +32,13 @@ constexpr std::size_t kNoPosition = static_cast<std::size_t>(-1);
 /// same name moves those of a string stream, without its cost a character.
 class Block {
 public:
-    Block(std::string_view text, const std::locale& locale) : Block(text, 0, std::ios::goodbit, true, locale) {}
+    using Characters = std::ctype<char>;
 
-    /// The locale must outlive the block.
-    Block(std::string_view text, std::size_t next, std::ios::iostate state, bool skipBlanks, const std::locale& locale)
-        : mText(text), mNext(next), mState(state), mSkipBlanks(skipBlanks),
-          mCharacters(std::use_facet<std::ctype<char>>(locale))
+    Block(std::string_view text, const Characters& characters) : Block(text, 0, std::ios::goodbit, true, characters) {}
+
+    Block(std::string_view text, std::size_t next, std::ios::iostate state, bool skipBlanks,
+          const Characters& characters)
+        : mText(text), mNext(next), mState(state), mSkipBlanks(skipBlanks), mCharacters(characters)
     {
     }
 
@@ -73,15 +79,16 @@ public:
     bool Word(std::string_view& word)
     {
         if (AtEnd()) return false;
-        if (mSkipBlanks) SkipBlanks();
+        if (mSkipBlanks && mState == std::ios::goodbit) mNext = AfterBlanks(mNext);
         if (!CanRead() || IsBlank(mText[mNext])) {
             mState |= std::ios::failbit;
             return false;
         }
-        const std::size_t start = mNext;
-        while (mNext < mText.size() && !IsDelimiter(mText[mNext]) && !IsBlank(mText[mNext])) ++mNext;
-        if (mNext == mText.size()) mState |= std::ios::eofbit;
-        word = mText.substr(start, mNext - start);
+        std::size_t end = mNext;
+        while (end < mText.size() && !IsDelimiter(mText[end]) && !IsBlank(mText[end])) ++end;
+        if (end == mText.size()) mState |= std::ios::eofbit;
+        word = mText.substr(mNext, end - mNext);
+        mNext = end;
         return !word.empty();
     }
 
@@ -117,10 +124,10 @@ private:
     /// Whether a character is ignored before the first one of a token.
     bool IsPassedOver(char c) const { return c == '\t' || c == '\n' || c == ' ' || (mSkipBlanks && IsBlank(c)); }
 
-    void SkipBlanks()
+    std::size_t AfterBlanks(std::size_t next) const
     {
-        if (mState != std::ios::goodbit) return;
-        while (mNext < mText.size() && IsBlank(mText[mNext])) ++mNext;
+        while (next < mText.size() && IsBlank(mText[next])) ++next;
+        return next;
     }
 
     /// Sets the state bits of a read that gets nothing: because of the state or because the text has ended.
@@ -131,33 +138,51 @@ private:
         return false;
     }
 
+    /// Called with a state in which nothing has failed, or with one that Tell() has made fail.
     bool MatchToken(std::string_view token)
     {
-        for (std::size_t matched = 0; matched < token.size();) {
-            if (AtEnd()) return false;
-            if (mSkipBlanks) SkipBlanks();
-            if (!CanRead()) return false;
-            const char c = mText[mNext++];
+        if (mState != std::ios::goodbit) return token.empty();
+        std::size_t next = mNext;
+        std::size_t matched = 0;
+        while (matched < token.size()) {
+            if (mSkipBlanks) next = AfterBlanks(next);
+            if (next >= mText.size()) {
+                mState = std::ios::eofbit; // and failed, but no more than until the position is restored
+                break;
+            }
+            const char c = mText[next++];
             if (c == token[matched]) {
                 ++matched;
             } else if (matched > 0 || !IsPassedOver(c)) {
-                return false;
+                break;
             }
         }
-        return true;
+        mNext = next;
+        return matched == token.size();
     }
 
     std::string_view mText;
     std::size_t mNext;
     std::ios::iostate mState;
     bool mSkipBlanks;
-    const std::ctype<char>& mCharacters;
+    const Characters& mCharacters;
 };
 
-/// What std::atoi gives on this platform, defined for every number.
+bool IsNumber(std::string_view word)
+{
+    return std::all_of(word.begin(), word.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+/// What std::atoi gives on this platform, defined for every number and in every locale.
 std::int32_t ToNumber(std::string_view word)
 {
-    return static_cast<std::int32_t>(std::strtol(std::string(word).c_str(), nullptr, 10));
+    while (!word.empty() && (word[0] == ' ' || (word[0] >= '\t' && word[0] <= '\r'))) word.remove_prefix(1);
+    if (word.starts_with('+') && !word.starts_with("+-")) word.remove_prefix(1);
+    std::int64_t number = 0;
+    if (std::from_chars(word.data(), word.data() + word.size(), number).ec == std::errc::result_out_of_range) {
+        number = word[0] == '-' ? INT64_MIN : INT64_MAX;
+    }
+    return static_cast<std::int32_t>(number);
 }
 
 bool ReadType(Block& block, CGoogleProtoBufFieldInfo::FieldType& type, std::string& error)
@@ -236,16 +261,11 @@ bool ReadMessage(Block& block, CGoogleProtoBufMessageInfo& message)
     CGoogleProtoBufFieldInfo field;
     while (!block.AtEnd()) {
         if (!ReadField(block, field)) return false;
-        message.fields.push_back(field);
+        message.fields.push_back(std::move(field)); // which leaves the number, and the rest is reset
         if (block.TryToken("}")) return true;
         if (block.TryToken("//") && !DropComment(block)) return false;
     }
     return true;
-}
-
-bool IsNumber(std::string_view word)
-{
-    return word.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
 bool ReadTlvType(Block& block, std::int32_t& tlv)
@@ -280,7 +300,7 @@ bool OnStream(std::stringstream& stream, Step step)
     const std::locale locale = stream.getloc();
     const bool skipBlanks = (stream.flags() & std::ios::skipws) != 0;
     const std::size_t next = position < 0 ? 0 : static_cast<std::size_t>(position);
-    Block block(text, next, stream.rdstate(), skipBlanks, locale);
+    Block block(text, next, stream.rdstate(), skipBlanks, std::use_facet<Block::Characters>(locale));
     const bool result = step(block);
     if (block.Next() != next) buffer.pubseekpos(static_cast<std::streamoff>(block.Next()), std::ios::in);
     stream.clear(block.State());
@@ -341,11 +361,16 @@ private:
     std::string mLine;
 };
 
+struct CloseFile {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
 /// The lines of a file, read in large pieces and each looked at once. A block is the text from where Empty() was
 /// last called up to the end of the line; text before it is forgotten when there is more to read.
 class BufferedLines {
 public:
-    explicit BufferedLines(std::ifstream& file) : mFile(file) {}
+    explicit BufferedLines(std::FILE* file) : mFile(file) {}
 
     std::string_view Line() const { return std::string_view(mText).substr(mLine, mLineEnd - mLine); }
     std::string_view Kept() const { return std::string_view(mText).substr(mBlock, mLineEnd + 1 - mBlock); }
@@ -369,8 +394,6 @@ public:
     }
 
 private:
-    static constexpr std::size_t kPiece = 65536;
-
     /// Forgets what stands before the block. At the end of the file a last line without newline gets one.
     bool ReadMore()
     {
@@ -378,17 +401,32 @@ private:
         mNext -= mBlock;
         mBlock = 0;
         const std::size_t size = mText.size();
-        mText.resize(size + kPiece);
-        mFile.read(&mText[size], kPiece);
-        const auto got = static_cast<std::size_t>(mFile.gcount());
+        mText.resize(size + mPiece);
+        const std::size_t got = Get(&mText[size], mPiece);
         mText.resize(size + got);
+        mPiece = std::min(2 * mPiece, kLargestPiece);
         if (got > 0) return true;
-        if (mFile.bad() || mNext == size) return false;
+        if (std::ferror(mFile) || mNext == size) return false;
         mText += '\n';
         return true;
     }
 
-    std::ifstream& mFile;
+    /// Reads up to the end of the file or to an error, which a signal is not.
+    std::size_t Get(char* to, std::size_t size)
+    {
+        std::size_t got = 0;
+        while (got < size && !std::feof(mFile) && !std::ferror(mFile)) {
+            got += std::fread(to + got, 1, size - got, mFile);
+            if (std::ferror(mFile) && errno == EINTR) std::clearerr(mFile);
+        }
+        return got;
+    }
+
+    // The room for a piece is filled with zeros first, which a short file should not pay for.
+    static constexpr std::size_t kLargestPiece = 65536;
+    std::size_t mPiece = 4096;
+
+    std::FILE* mFile;
     std::string mText;
     std::size_t mBlock = 0;
     std::size_t mLine = 0;
@@ -396,18 +434,21 @@ private:
     std::size_t mNext = 0;
 };
 
-void AppendMessages(std::ifstream& file, std::vector<CGoogleProtoBufMessageInfo>& messages)
+void AppendMessages(std::FILE* file, std::vector<CGoogleProtoBufMessageInfo>& messages)
 {
+    const auto& characters = std::use_facet<Block::Characters>(std::locale::classic());
     BufferedLines lines(file);
     std::int32_t tlv = 0;
     while (CutBlock(lines)) {
         CGoogleProtoBufMessageInfo message;
-        Block forTlv(lines.Kept(), std::locale::classic());
+        // Messages tend to be alike, and the limit keeps the room small that those which are not leave unused.
+        if (!messages.empty()) message.fields.reserve(std::min<std::size_t>(messages.back().fields.size(), 8));
+        Block forTlv(lines.Kept(), characters);
         if (!ReadTlvType(forTlv, tlv)) {
             LogError("Failed to find tlvType", '\n');
             return;
         }
-        Block forMessage(lines.Kept(), std::locale::classic());
+        Block forMessage(lines.Kept(), characters);
         if (!ReadMessage(forMessage, message)) continue;
         message.tlvType = tlv;
         messages.push_back(std::move(message));
@@ -420,21 +461,20 @@ void GoogleProtoBufLogError(std::ostringstream& /*text*/) {}
 
 bool CGoogleProtoBufParser::readProtoFile(const std::string& path, std::vector<CGoogleProtoBufMessageInfo>& messages)
 {
-    std::ifstream file;
-    file.imbue(std::locale::classic()); // the bytes as they are, whatever the global locale converts
-    file.open(path);
-    if (!file.is_open()) {
+    // The bytes as they are: no stream, whose locale might convert them, and no buffer, as pieces are large.
+    const File file(std::fopen(path.c_str(), "r"));
+    if (!file) {
         LogError("Failed to open file:", path);
         return false;
     }
+    std::setvbuf(file.get(), nullptr, _IONBF, 0);
     const std::size_t before = messages.size();
     try {
-        AppendMessages(file, messages);
+        AppendMessages(file.get(), messages);
     } catch (...) {
         messages.erase(messages.begin() + static_cast<std::ptrdiff_t>(before), messages.end());
         throw;
     }
-    file.close();
     return true;
 }
 

@@ -78,8 +78,8 @@ class ZOR_COMMON_API CGoogleProtoBufParser {
 public:
     /// Appends the messages of a file that can be read; the others are left out silently.
     ///
-    /// A block without a TLV type ends the reading, on purpose: what follows it is not read. The time is
-    /// linear in the size of the file.
+    /// A block without a TLV type ends the reading, on purpose: what follows it is not read. A file that fails while
+    /// it is read counts as ending there. The time is linear in the size of the file.
     ///
     /// \param path      opened as the platform does: a directory opens and holds nothing.
     /// \param messages  appended to, never cleared.
