@@ -1,8 +1,11 @@
 #include "MacroExpander.h"
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <string_view>
 #include <typeinfo>
+#include <utility>
 
 namespace zor::common {
 
@@ -21,12 +24,12 @@ bool CMacroVarMapResolver::GetVarNames(std::vector<std::string>& names)
 
 bool CMacroVarMapResolver::GetValue(const std::string& name, std::string& value)
 {
-    const auto found = mValues.find(name);
-    if (found == mValues.end()) {
+    const std::string* const found = Find(name);
+    if (!found) {
         value.clear();
         return false;
     }
-    value = found->second;
+    value = *found;
     return true;
 }
 
@@ -35,9 +38,23 @@ void CMacroVarMapResolver::SetValue(const std::string& name, const std::string& 
     mValues.insert_or_assign(name, value);
 }
 
+/// Any number but 0.
+std::uint64_t CMacroVarMapResolver::Identity::NextNumber() noexcept
+{
+    static std::atomic<std::uint64_t> last{0};
+    return ++last;
+}
+
+/// The value of a name, null if it is unknown.
+const std::string* CMacroVarMapResolver::Find(const std::string& name) const
+{
+    const auto found = mValues.find(name);
+    return found == mValues.end() ? nullptr : &found->second;
+}
+
 CMacroExpanderToken::~CMacroExpanderToken() = default;
 
-CMacroString::CMacroString(CMacroExpander* expander, const std::string& text) : mExpander(expander), mText(text) {}
+CMacroString::CMacroString(CMacroExpander* expander, std::string text) : mExpander(expander), mText(std::move(text)) {}
 
 CMacroString::~CMacroString() = default;
 
@@ -47,7 +64,7 @@ bool CMacroString::GetValue(std::string& value)
     return true;
 }
 
-CMacroVar::CMacroVar(CMacroExpander* expander, const std::string& name) : mExpander(expander), mName(name) {}
+CMacroVar::CMacroVar(CMacroExpander* expander, std::string name) : mExpander(expander), mName(std::move(name)) {}
 
 CMacroVar::~CMacroVar() = default;
 
@@ -57,32 +74,77 @@ bool CMacroVar::GetValue(std::string& value)
     return resolver && resolver->GetValue(mName, value);
 }
 
+/// The value that the resolver holds at the moment, null if it knows none. A known one is looked for once.
+const std::string* CMacroVar::HeldBy(const CMacroVarMapResolver& resolver)
+{
+    if (!mHeld || mHolder != resolver.mIdentity.Number()) {
+        mHeld = resolver.Find(mName);
+        mHolder = resolver.mIdentity.Number();
+    }
+    return mHeld;
+}
+
 namespace {
 
 /// What the scanner is gathering, which is also the kind of token to make of it.
 enum ParserState { kBetweenTokens = 0, kLiteral = 1, kVariable = 2 };
 
-/// A new token of the kind, null between tokens.
-std::unique_ptr<CMacroExpanderToken> MakeToken(CMacroExpander* expander, ParserState kind, const std::string& text)
+/// A token or a resolver as what it is exactly, null if it is anything else. Each of these classes has one type_info,
+/// in this library, so that the addresses tell them apart without a look at their names.
+template <class Exact, class Base>
+Exact* As(Base* object)
 {
-    switch (kind) {
-    case kLiteral: return std::make_unique<CMacroString>(expander, text);
-    case kVariable: return std::make_unique<CMacroVar>(expander, text);
-    default: return nullptr;
-    }
+    return object && &typeid(*object) == &typeid(Exact) ? static_cast<Exact*>(object) : nullptr;
 }
 
 /// isspace of the "C" locale, for any byte.
-bool IsSpace(char c)
+constexpr bool IsSpace(char c)
 {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-/// Splits an expression into tokens.
-class Scanner {
-public:
-    using Tokens = std::vector<std::unique_ptr<CMacroExpanderToken>>;
+/// What each character ends.
+enum : unsigned char { kEndsBareName = 1, kEndsNameInParentheses = 2 };
+constexpr auto kEnds = [] {
+    std::array<unsigned char, 256> ends{};
+    for (std::size_t byte = 0; byte < ends.size(); ++byte) {
+        const char c = static_cast<char>(byte);
+        if (c == '$' || IsSpace(c)) ends[byte] = kEndsBareName;
+        if (c == '(' || c == ')') ends[byte] = kEndsBareName | kEndsNameInParentheses;
+    }
+    return ends;
+}();
 
+/// The names that a resolver lists, null lists none.
+std::vector<std::string> SortedNames(CMacroVarResolver* resolver)
+{
+    std::vector<std::string> names;
+    if (resolver && !resolver->GetVarNames(names)) names.clear();
+    if (!std::is_sorted(names.begin(), names.end())) std::sort(names.begin(), names.end());
+    return names;
+}
+
+bool Contains(const std::vector<std::string>& sorted, const std::string& name)
+{
+    return std::binary_search(sorted.begin(), sorted.end(), name);
+}
+
+/// A new token of the kind, null between tokens.
+std::unique_ptr<CMacroExpanderToken> MakeToken(CMacroExpander* expander, ParserState kind, std::string&& text)
+{
+    switch (kind) {
+    case kLiteral: return std::make_unique<CMacroString>(expander, std::move(text));
+    case kVariable: return std::make_unique<CMacroVar>(expander, std::move(text));
+    default: return nullptr;
+    }
+}
+
+} // namespace
+
+/// Splits an expression into tokens.
+class CMacroExpander::Scanner {
+public:
+    /// \param tokens  those of another expression are replaced, and used again where they are of the same kind.
     Scanner(CMacroExpander* expander, std::string_view expr, Tokens& tokens)
         : mExpander(expander), mExpr(expr), mTokens(tokens)
     {
@@ -90,6 +152,14 @@ public:
 
     /// Scans all of the expression and returns null, or stops at a fault and returns its message.
     const char* Scan()
+    {
+        const char* const message = ScanAll();
+        mTokens.resize(mCount);
+        return message;
+    }
+
+private:
+    const char* ScanAll()
     {
         while (mNext < mExpr.size()) {
             if (mState != kVariable) {
@@ -103,7 +173,6 @@ public:
         return nullptr;
     }
 
-private:
     /// Gathers literal text up to the next "$" and decides what that is.
     void ScanText()
     {
@@ -127,8 +196,9 @@ private:
     /// Gathers a variable's name up to a character with a meaning, and acts on that.
     const char* ScanName()
     {
+        const unsigned char ending = mParenthesis ? kEndsNameInParentheses : kEndsBareName;
         std::size_t end = mNext;
-        while (end < mExpr.size() && !EndsName(mExpr[end])) ++end;
+        while (end < mExpr.size() && (kEnds[static_cast<unsigned char>(mExpr[end])] & ending) == 0) ++end;
         Gather(kVariable, end);
         if (end == mExpr.size()) return nullptr;
         if (mExpr[end] == '(') {
@@ -146,33 +216,58 @@ private:
         return nullptr;
     }
 
-    bool EndsName(char c) const { return c == '(' || c == ')' || (!mParenthesis && (c == '$' || IsSpace(c))); }
-
     void Gather(ParserState state, std::size_t end)
     {
+        const std::string_view piece = mExpr.substr(mNext, end - mNext);
+        if (mGathered.empty()) {
+            mGathered = piece;
+        } else if (!piece.empty()) {
+            if (mJoined.empty()) mJoined = mGathered;
+            mGathered = mJoined += piece;
+        }
         mState = state;
-        mText.append(mExpr, mNext, end - mNext);
         mNext = end;
     }
 
     /// Makes a token of what is gathered; between tokens there is nothing to make.
     void Emit()
     {
-        if (auto token = MakeToken(mExpander, mState, mText)) mTokens.push_back(std::move(token));
-        mText.clear();
+        if (mCount < mTokens.size() && UseAgain(mTokens[mCount].get())) {
+            ++mCount;
+        } else if (auto token = MakeToken(mExpander, mState, std::string(mGathered))) {
+            if (mCount == mTokens.size()) mTokens.emplace_back();
+            mTokens[mCount++] = std::move(token);
+        }
+        mGathered = {};
+        mJoined.clear();
         mState = kBetweenTokens;
+    }
+
+    /// Gives what is gathered to a token of that kind, which has room for it.
+    bool UseAgain(CMacroExpanderToken* token) const
+    {
+        if (auto* const literal = mState == kLiteral ? As<CMacroString>(token) : nullptr) {
+            literal->mText = mGathered;
+            return true;
+        }
+        if (auto* const variable = mState == kVariable ? As<CMacroVar>(token) : nullptr) {
+            variable->mName = mGathered;
+            variable->mHeld = nullptr;
+            return true;
+        }
+        return false;
     }
 
     CMacroExpander* mExpander;
     std::string_view mExpr;
     Tokens& mTokens;
+    std::size_t mCount = 0; ///< Of the tokens that are made.
     std::size_t mNext = 0;
     ParserState mState = kBetweenTokens;
     bool mParenthesis = false;
-    std::string mText;
+    std::string_view mGathered; ///< A piece of the expression, or mJoined.
+    std::string mJoined;        ///< Pieces that do not stand together.
 };
-
-} // namespace
 
 CMacroExpander::CMacroExpander(CMacroVarResolver* resolver) : mResolver(resolver) {}
 
@@ -188,20 +283,17 @@ bool CMacroExpander::Parse(const std::string& expr, std::string& error, Tokens& 
         error = message;
         return false;
     }
-
-    std::vector<std::string> names;
-    if (mResolver && !mResolver->GetVarNames(names)) names.clear();
-    if (!std::is_sorted(names.begin(), names.end())) std::sort(names.begin(), names.end());
-
+    // A map is asked for each name: it lists what it holds, neither more nor less.
+    const auto* const map = As<CMacroVarMapResolver>(mResolver);
+    const std::vector<std::string> names = map ? std::vector<std::string>() : SortedNames(mResolver);
     std::string messages;
     for (const auto& token : tokens) {
-        const CMacroExpanderToken& piece = *token;
-        if (typeid(piece) != typeid(CMacroVar)) continue;
-        const std::string& name = static_cast<const CMacroVar&>(piece).GetName();
-        if (std::binary_search(names.begin(), names.end(), name)) continue;
+        auto* const variable = As<CMacroVar>(token.get());
+        if (!variable) continue;
+        if (map ? variable->HeldBy(*map) != nullptr : Contains(names, variable->GetName())) continue;
         if (!error.empty() || !messages.empty()) messages += '\n';
         messages += "Variable \"";
-        messages += name;
+        messages += variable->GetName();
         messages += "\" is not supported.";
     }
     error += messages;
@@ -210,9 +302,10 @@ bool CMacroExpander::Parse(const std::string& expr, std::string& error, Tokens& 
 
 bool CMacroExpander::ParseExpr(const std::string& expr, std::string& error)
 {
-    Tokens tokens;
+    Tokens tokens(std::move(mUsed));
     const bool valid = Parse(expr, error, tokens);
     mTokens.swap(tokens);
+    mUsed = std::move(tokens);
     return valid;
 }
 
@@ -222,7 +315,6 @@ bool CMacroExpander::ParseOrGoBack(const std::string& expr, std::string& error, 
 {
     std::string messages = error; // a copy, because the caller's text may be the expression to go back to
     if (Parse(expr, messages, tokens)) return true;
-    tokens.clear();
     std::string discarded;
     Parse(mExpr, discarded, tokens);
     mTokens.swap(tokens);
@@ -232,10 +324,11 @@ bool CMacroExpander::ParseOrGoBack(const std::string& expr, std::string& error, 
 
 bool CMacroExpander::SetExpr(const std::string& expr, std::string& error)
 {
-    Tokens tokens;
+    Tokens tokens(std::move(mUsed));
     if (!ParseOrGoBack(expr, error, tokens)) return false;
     mExpr = expr;
     mTokens.swap(tokens);
+    mUsed = std::move(tokens);
     return true;
 }
 
@@ -250,19 +343,25 @@ void CMacroExpander::GetValue(std::string& value)
     value.clear();
     std::string fresh;
     for (const auto& token : mTokens) {
-        CMacroExpanderToken& piece = *token;
-        if (typeid(piece) == typeid(CMacroString)) {
-            value += static_cast<CMacroString&>(piece).GetText(); // saves the way through a text of its own
+        // Literals and what a map holds are appended without the way through a text of their own.
+        if (const auto* const literal = As<CMacroString>(token.get())) {
+            value += literal->GetText();
+            continue;
+        }
+        const auto* const map = As<CMacroVarMapResolver>(mResolver);
+        auto* const variable = As<CMacroVar>(token.get());
+        if (map && variable) {
+            if (const std::string* const held = variable->HeldBy(*map)) value += *held;
             continue;
         }
         fresh.clear();
-        if (piece.GetValue(fresh)) value += fresh;
+        if (token->GetValue(fresh)) value += fresh;
     }
 }
 
 bool CMacroExpander::EvalExpr(const std::string& expr, std::string& value, std::string& error)
 {
-    Tokens tokens;
+    Tokens tokens(std::move(mUsed));
     if (!ParseOrGoBack(expr, error, tokens)) return false;
     std::string other = expr; // the new expression, then the one before it
     std::string expansion;
@@ -275,6 +374,7 @@ bool CMacroExpander::EvalExpr(const std::string& expr, std::string& value, std::
         mTokens.swap(tokens);
         throw;
     }
+    mUsed = std::move(tokens);
     value.swap(expansion);
     return true;
 }
@@ -282,6 +382,7 @@ bool CMacroExpander::EvalExpr(const std::string& expr, std::string& value, std::
 void CMacroExpander::ClearTokens()
 {
     mTokens.clear();
+    mUsed.clear();
 }
 
 } // namespace zor::common

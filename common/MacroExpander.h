@@ -6,6 +6,7 @@
 
 #include "Export.h"
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -59,6 +60,30 @@ public:
     void SetValue(const std::string& name, const std::string& value);
 
 private:
+    friend class CMacroVar;
+
+    /// A number that no other resolver has or had, and that an assignment changes: as long as it is the same, each
+    /// value stays in its place, as variables are never taken out.
+    class ZOR_COMMON_API Identity {
+    public:
+        Identity() noexcept : mNumber(NextNumber()) {}
+        Identity(const Identity&) noexcept : Identity() {}
+        Identity& operator=(const Identity& other) noexcept
+        {
+            if (this != &other) mNumber = NextNumber();
+            return *this;
+        }
+        std::uint64_t Number() const noexcept { return mNumber; }
+
+    private:
+        static std::uint64_t NextNumber() noexcept;
+
+        std::uint64_t mNumber;
+    };
+
+    const std::string* Find(const std::string& name) const;
+
+    Identity mIdentity; // the first member, so that an assignment that fails has changed it
     std::map<std::string, std::string> mValues;
 };
 
@@ -80,7 +105,7 @@ protected:
 class ZOR_COMMON_API CMacroString : public CMacroExpanderToken {
 public:
     /// \param expander  the one that makes the token; not owned, may be null.
-    CMacroString(CMacroExpander* expander, const std::string& text);
+    CMacroString(CMacroExpander* expander, std::string text);
     CMacroString(const CMacroString&) = default;
     CMacroString& operator=(const CMacroString&) = default;
     ~CMacroString() override;
@@ -92,6 +117,8 @@ public:
     const std::string& GetText() const noexcept { return mText; }
 
 private:
+    friend class CMacroExpander;
+
     CMacroExpander* mExpander;
     std::string mText;
 };
@@ -100,7 +127,7 @@ private:
 class ZOR_COMMON_API CMacroVar : public CMacroExpanderToken {
 public:
     /// \param expander  the one whose resolver is asked; not owned, may be null.
-    CMacroVar(CMacroExpander* expander, const std::string& name);
+    CMacroVar(CMacroExpander* expander, std::string name);
     CMacroVar(const CMacroVar&) = default;
     CMacroVar& operator=(const CMacroVar&) = default;
     ~CMacroVar() override;
@@ -113,8 +140,14 @@ public:
     const std::string& GetName() const noexcept { return mName; }
 
 private:
+    friend class CMacroExpander;
+
+    const std::string* HeldBy(const CMacroVarMapResolver& resolver);
+
     CMacroExpander* mExpander;
     std::string mName;
+    const std::string* mHeld = nullptr; ///< Where the resolver of number mHolder holds the value.
+    std::uint64_t mHolder = 0;
 };
 
 /// Expands macro expressions: texts in which "$" starts a variable, whose value a resolver supplies.
@@ -163,16 +196,18 @@ private:
 /// | `Mismatched closing parenthesis before opening parenthesis.` | ")" inside a bare name |
 /// | `Can not nest variable parenthesis.` | "(" inside a name in parentheses |
 /// | `Missing closing parenthesis.` | the text ends inside a name in parentheses |
-/// | `Variable "NAME" is not supported.` | the resolver does not list NAME; one line for each reference, joined by `\n` |
+/// | `Variable "NAME" is not supported.` | the resolver does not list NAME; a line for each reference, joined by `\n` |
 ///
 /// The first three replace the error text. The last is appended to what the error text already holds, after a
 /// `\n`, and a parse succeeds exactly when the error text is empty after it: a text that is not empty before the
 /// call makes it fail, so pass an empty one.
 ///
-/// Parsing is linear in the expression, checking takes n log n steps for n names and references. The texts of one
-/// call may be one object: EvalExpr(s, s, error) replaces s by its expansion. An expander is used by one thread
-/// at a time. It is not copied, because its tokens point back at it. If an exception escapes from an operation
-/// (std::bad_alloc, or one of the resolver's own), the expander is as it was before the call.
+/// Parsing is linear in the expression, checking takes n log n steps for n names and references. A parse uses the
+/// memory of the tokens before the current ones again, so that alike expressions, accepted one after the other, soon
+/// need no more; ClearTokens() gives it back. The texts of one call may be one object: EvalExpr(s, s, error)
+/// replaces s by its expansion. An expander is used by one thread at a time. It is not copied, because its tokens
+/// point back at it. If an exception escapes from an operation (std::bad_alloc, or one of the resolver's own), the
+/// expander is as it was before the call.
 class ZOR_COMMON_API CMacroExpander {
 public:
     /// An expander with an empty expression, which expands to an empty text.
@@ -208,8 +243,8 @@ public:
     bool SetExpr(const std::string& expr);
 
     /// Replaces \a value by the expansion of the tokens. A variable for which the resolver has no value
-    /// contributes nothing. \a value keeps its capacity, so literals go into a string used again without an
-    /// allocation; if the resolver throws, it holds the expansion up to there.
+    /// contributes nothing. \a value keeps its capacity, so literals and the values of a CMacroVarMapResolver go into
+    /// a string used again without an allocation; if the resolver throws, it holds the expansion up to there.
     void GetValue(std::string& value);
 
     /// SetExpr() and, if that succeeds, GetValue(); otherwise \a value stays as it is.
@@ -219,6 +254,7 @@ public:
     void ClearTokens();
 
 private:
+    class Scanner;
     using Tokens = std::vector<std::unique_ptr<CMacroExpanderToken>>;
 
     bool Parse(const std::string& expr, std::string& error, Tokens& tokens);
@@ -227,6 +263,7 @@ private:
     CMacroVarResolver* mResolver;
     Tokens mTokens;
     std::string mExpr;
+    Tokens mUsed; ///< The tokens before the current ones, for the next parse to use again.
 };
 
 } // namespace zor::common

@@ -1,15 +1,16 @@
+#include "support/MacroChecks.h"
 #include "support/Rows.h"
 
 #include <common/MacroExpander.h>
 
 #include <gtest/gtest.h>
 
-#include <cctype>
+#include <optional>
 #include <stdexcept>
 
 using namespace zor::common;
 using namespace std::string_literals;
-using test::Rows;
+using namespace zor::common::test;
 
 namespace {
 
@@ -26,99 +27,42 @@ CMacroVarMapResolver MakeVariables()
     return variables;
 }
 
-std::string Unsupported(const std::string& name)
-{
-    return "Variable \"" + name + "\" is not supported.";
-}
-
-const char kMismatched[] = "Mismatched closing parenthesis before opening parenthesis.";
-const char kNested[] = "Can not nest variable parenthesis.";
-const char kMissing[] = "Missing closing parenthesis.";
+/// To an expander a resolver like any other.
+struct OtherMapResolver : public CMacroVarMapResolver {
+    OtherMapResolver(const CMacroVarMapResolver& variables) : CMacroVarMapResolver(variables) {}
+};
 
 TEST(MacroExpanderText, ExpandsOrSaysWhyNot)
 {
     CMacroVarMapResolver variables = MakeVariables();
-    for (const auto& row : Rows("macros.txt")) {
-        SCOPED_TRACE(row[0]);
-        CMacroExpander expander(&variables);
-        std::string value = "before", error;
-        const bool valid = row[1] == "yes";
-        EXPECT_EQ(expander.EvalExpr(row[0], value, error), valid);
-        EXPECT_EQ(error, valid ? "" : row[2]);
-        EXPECT_EQ(value, valid ? row[2] : "before");
-        EXPECT_EQ(expander.GetExpr(), valid ? row[0] : "");
-    }
-}
-
-/// The scan as its rules put it, one character at a time: literals as they are, names in <>, a fault as "!".
-std::string ScanByRule(const std::string& expr)
-{
-    std::string result, name;
-    bool inName = false, inParentheses = false;
-    for (std::size_t i = 0; i < expr.size(); ++i) {
-        const char c = expr[i];
-        if (inName && (inParentheses ? c == ')' : c == '$' || std::isspace(static_cast<unsigned char>(c)))) {
-            result += "<" + name + ">";
-            name.clear();
-            if (!inParentheses) --i;
-            inName = inParentheses = false;
-        } else if (inName) {
-            if (c == ')' || (c == '(' && inParentheses)) return result + "!";
-            if (c == '(') inParentheses = true;
-            if (c != '(') name += c;
-        } else if (c != '$' || i + 1 == expr.size()) {
-            result += c;
-        } else {
-            const char d = expr.c_str()[i + 2];
-            inName = d != '$' && !std::isspace(static_cast<unsigned char>(d));
-            if (!inName) result += c;
-            if (d == '$') ++i;
+    OtherMapResolver others(variables);
+    for (CMacroVarResolver* const resolver : {&variables, static_cast<CMacroVarMapResolver*>(&others)}) {
+        CMacroExpander used(resolver);
+        for (const auto& row : Rows("macros.txt")) {
+            SCOPED_TRACE(row[0]);
+            CMacroExpander expander(resolver);
+            std::string value = "before", error, usedError;
+            const bool valid = row[1] == "yes";
+            EXPECT_EQ(expander.EvalExpr(row[0], value, error), valid);
+            EXPECT_EQ(error, valid ? "" : row[2]);
+            EXPECT_EQ(value, valid ? row[2] : "before");
+            EXPECT_EQ(expander.GetExpr(), valid ? row[0] : "");
+            EXPECT_EQ(used.EvalExpr(row[0], value, usedError), valid);
+            EXPECT_EQ(usedError, error);
+            EXPECT_EQ(value, valid ? row[2] : "before");
         }
     }
-    return inParentheses ? result + "!" : inName ? result + "<" + name + ">" : result;
-}
-
-/// What a resolver may do: list in any order, answer no and leave things behind, throw.
-struct FickleResolver : public CMacroVarResolver {
-    std::vector<std::string> list;
-    bool listed = true, failing = false;
-
-    bool GetVarNames(std::vector<std::string>& names) override
-    {
-        if (failing) throw std::runtime_error("no names");
-        names.insert(names.end(), list.begin(), list.end());
-        return listed;
-    }
-    bool GetValue(const std::string& name, std::string& value) override
-    {
-        if (name == "throw") throw std::runtime_error("no value");
-        value += "<" + name + ">";
-        return name != "none";
-    }
-};
-
-std::string Expanded(CMacroExpander& expander)
-{
-    std::string value = "stale";
-    expander.GetValue(value);
-    return value;
 }
 
 TEST(MacroExpanderScan, EveryShortTextFollowsTheRules)
 {
-    FickleResolver fickle;
-    CMacroExpander expander(&fickle);
     std::vector<std::string> texts = {""};
     for (std::size_t i = 0; i < texts.size(); ++i) {
-        const std::string text = texts[i], expected = ScanByRule(text);
+        const std::string text = texts[i];
+        ASSERT_NO_FATAL_FAILURE(test::CheckMacroScan(text));
         for (const char c : "$() ab"s) {
             if (text.size() < 6) texts.push_back(text + c);
         }
-        std::string error;
-        const bool valid = expander.ParseExpr(text, error);
-        const bool fault = error == kMismatched || error == kNested || error == kMissing;
-        ASSERT_EQ(Expanded(expander) + (fault ? "!" : ""), expected) << text;
-        ASSERT_EQ(valid, expected.find_first_of("<!") == std::string::npos) << text;
     }
 }
 
@@ -223,6 +167,66 @@ TEST(MacroExpanderResolver, NamesAndValuesAreItsOwnAffair)
     EXPECT_FALSE(expander.SetExpr("$(all)"));
     EXPECT_TRUE(expander.SetExpr("plain 5$"));
     EXPECT_EQ(Expanded(expander), "plain 5$");
+}
+
+TEST(MacroVarMapResolver, GivesTheValuesOfTheMoment)
+{
+    std::optional<CMacroVarMapResolver> variables = MakeVariables();
+    CMacroExpander expander(&*variables);
+    std::string error;
+    ASSERT_TRUE(expander.SetExpr("$(A)$(BC)", error));
+    EXPECT_EQ(Expanded(expander), "122");
+    variables->SetValue("A", "a text that is longer than any string keeps inside, ");
+    EXPECT_EQ(Expanded(expander), "a text that is longer than any string keeps inside, 22");
+    CMacroVarMapResolver others;
+    others.SetValue("BC", "33");
+    *variables = others;
+    EXPECT_EQ(Expanded(expander), "33");
+    others.SetValue("BC", "44");
+    EXPECT_EQ(Expanded(expander), "33") << "copies share nothing";
+    variables->SetValue("A", "2");
+    EXPECT_EQ(Expanded(expander), "233");
+    expander.SetResolver(&others);
+    EXPECT_EQ(Expanded(expander), "44");
+    expander.SetResolver(&*variables);
+    EXPECT_EQ(Expanded(expander), "233");
+    CMacroVarMapResolver copy(*variables);
+    copy.SetValue("A", "5");
+    expander.SetResolver(&copy);
+    EXPECT_EQ(Expanded(expander), "533");
+    expander.SetResolver(&*variables);
+    variables.emplace(others); // at the same place
+    EXPECT_EQ(Expanded(expander), "44");
+    EXPECT_FALSE(expander.ParseExpr("$(A) $(BC)", error));
+    EXPECT_EQ(error, Unsupported("A"));
+    EXPECT_EQ(Expanded(expander), " 44");
+    variables->SetValue("A", "3");
+    EXPECT_EQ(Expanded(expander), "3 44");
+}
+
+/// A map whose answers are its own.
+struct OverridingResolver : public CMacroVarMapResolver {
+    bool GetVarNames(std::vector<std::string>& names) override
+    {
+        names = {"Z"};
+        return true;
+    }
+    bool GetValue(const std::string&, std::string& value) override
+    {
+        value = "own";
+        return true;
+    }
+};
+
+TEST(MacroVarMapResolver, MayBeOverridden)
+{
+    OverridingResolver resolver;
+    resolver.SetValue("A", "1");
+    CMacroExpander expander(&resolver);
+    std::string value, error;
+    EXPECT_TRUE(expander.EvalExpr("$(Z)", value, error));
+    EXPECT_EQ(value, "own");
+    EXPECT_FALSE(expander.EvalExpr("$(A)", value, error));
 }
 
 TEST(MacroVarMapResolver, ListsInByteOrderAndEmptiesUnknownValues)
