@@ -5,8 +5,10 @@
 #include <common/FieldExtractor.h>
 #include <common/GoogleProtoBuf.h>
 #include <common/GoogleProtoBufParser.h>
+#include <common/Ipv6Address.h>
 #include <common/MacroExpander.h>
 #include <common/Wildcards.h>
+#include <common/WorldWideName.h>
 
 #include <gtest/gtest.h>
 
@@ -38,15 +40,31 @@ TEST(Allocation, NoneOnceWarm)
     wildcards.NextValue();
     EXPECT_EQ(gAllocations - before, 0);
 
-    Hexfield field("0000000000");
-    const Hexfield other("ffffff");
+    Hexfield field(std::string(80, '7'));
+    const Hexfield other(std::string(60, 'f'));
     const long beforeField = gAllocations;
     field += other;
     field -= other;
     field |= other;
     field &= other;
     field *= 3;
+    field.MaskMultiply(3, other);
+    field = other;
     EXPECT_EQ(gAllocations - beforeField, 0);
+}
+
+TEST(Allocation, NoneForNarrowFields)
+{
+    const std::string text(32, '7');
+    const long before = gAllocations;
+    Hexfield field(text);
+    Hexfield other = (-field + field - (field & ~field)) | field;
+    std::swap(field, other);
+    field.normalize(3);
+    field = other + 5;
+    EXPECT_EQ(gAllocations - before, 0);
+    field.normalize(17);
+    EXPECT_EQ(gAllocations - before, 1);
 }
 
 std::string Expanded(const Wildcards& object)
@@ -88,14 +106,17 @@ void FailEachAllocation(const T& start, Same same, Operations... operations)
 
 TEST(Allocation, FailuresLeaveFieldsAsTheyWere)
 {
-    const Hexfield start("0102030405");
-    const Hexfield wide("010203040506070809");
-    const std::string text(40, '7');
-    FailEachAllocation(
-        start, [&](auto& field) { return field == start; }, [&](auto& f) { f = wide; }, [&](auto& f) { f += wide; },
-        [&](auto& f) { f -= wide; }, [&](auto& f) { f |= wide; }, [&](auto& f) { f &= wide; },
-        [&](auto& f) { f.CopyFromString(text); }, [&](auto& f) { f.CopyFromBinaryString(text, true); },
-        [&](auto& f) { f.normalize(99); }, [&](auto& f) { f.MaskMultiply(3, wide); });
+    const Hexfield wide(std::string(100, '9'));
+    const std::string text(80, '7');
+    const std::string separated = "77:" + text.substr(0, 47) + "7";
+    for (const Hexfield& start : {Hexfield("0102030405"), Hexfield(std::string(38, '1'))}) {
+        FailEachAllocation(
+            start, [&](auto& field) { return field == start; }, [&](auto& f) { f = wide; }, [&](auto& f) { f += wide; },
+            [&](auto& f) { f -= wide; }, [&](auto& f) { f |= wide; }, [&](auto& f) { f &= wide; },
+            [&](auto& f) { f = f + wide; }, [&](auto& f) { f.CopyFromString(text); },
+            [&](auto& f) { f.CopyFromString(separated); }, [&](auto& f) { f.CopyFromBinaryString(text, true); },
+            [&](auto& f) { f.normalize(99); });
+    }
 }
 
 TEST(Allocation, FailuresLeaveWildcardsAsTheyWere)
@@ -132,6 +153,18 @@ TEST(Allocation, FailuresLeaveWildcardsAsTheyWere)
     FailEachAllocation(
         hexTemplate, [&](auto& object) { return Expanded(object) == Expanded(hexTemplate); },
         [&](auto& w) { w.GetValue(Fresh(out)); });
+}
+
+TEST(Allocation, FailuresLeaveMessagesAsTheyWere)
+{
+    const std::string text = "neither an address nor a name";
+    const std::string before = "before";
+    const auto same = [&before](const std::string& error) { return error == before; };
+    FailEachAllocation(
+        before, same, [&](auto& e) { CIpAddress().CopyFromString(text, &e); },
+        [&](auto& e) { CIpv6Address().CopyFromString(text, &e); },
+        [&](auto& e) { CMacAddress().CopyFromString(text, &e); },
+        [&](auto& e) { CWorldWideName().CopyFromString(text, &e); });
 }
 
 TEST(Allocation, ExtractorAllocatesForTheOutputAlone)
@@ -186,7 +219,17 @@ TEST(Allocation, FailuresLeaveExpandersAsTheyWere)
     expander.GetValue(expected);
     const long before = gAllocations;
     expander.GetValue(expected);
-    EXPECT_EQ(gAllocations - before, 1); // the variable's value; literals go straight to the text
+    EXPECT_EQ(gAllocations - before, 0);
+    const std::string one = literal + "$(first name) in the one", other = literal + "$(first name) in the other";
+    for (const std::string& text : {one, other, one}) expander.SetExpr(text);
+    const long beforeParse = gAllocations;
+    expander.SetExpr(other);
+    std::string error;
+    expander.ParseExpr(one, error);
+    EXPECT_EQ(gAllocations - beforeParse, 0) << "the tokens of the expression before the last are used again";
+    expander.ClearTokens();
+    expander.SetExpr(other);
+    EXPECT_GT(gAllocations - beforeParse, 0) << "none are left to be used";
 }
 
 TEST(Allocation, FailuresLeaveEncodedBytesAndMessagesAsTheyWere)
@@ -202,6 +245,7 @@ TEST(Allocation, FailuresLeaveEncodedBytesAndMessagesAsTheyWere)
     old.name = "old";
     FailEachAllocation(old, same, [&](auto& message) {
         std::stringstream block(text);
+        block.imbue(std::locale::classic());
         EXPECT_TRUE(CGoogleProtoBufParser().parseMessageFromStream(block, message));
     });
     const std::string path = testing::TempDir() + "zor-allocation.proto";
