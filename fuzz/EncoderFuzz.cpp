@@ -1,0 +1,4 @@
+#include "../tests/support/EncoderChecks.h"
+#include "Fuzz.h"
+
+ZOR_FUZZ_TARGET(CheckEncoder)

@@ -1,0 +1,4 @@
+#include "../tests/support/FieldChecks.h"
+#include "Fuzz.h"
+
+ZOR_FUZZ_TARGET(CheckHexfield)

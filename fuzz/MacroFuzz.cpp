@@ -1,0 +1,4 @@
+#include "../tests/support/MacroChecks.h"
+#include "Fuzz.h"
+
+ZOR_FUZZ_TARGET(CheckMacro)

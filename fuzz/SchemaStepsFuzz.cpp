@@ -1,0 +1,4 @@
+#include "../tests/support/SchemaChecks.h"
+#include "Fuzz.h"
+
+ZOR_FUZZ_TARGET(CheckSchemaSteps)

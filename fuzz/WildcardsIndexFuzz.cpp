@@ -1,0 +1,4 @@
+#include "../tests/support/WildcardsChecks.h"
+#include "Fuzz.h"
+
+ZOR_FUZZ_TARGET(CheckIndexAgainstSteps)
