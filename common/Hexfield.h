@@ -13,6 +13,7 @@
 #include <iosfwd>
 #include <new>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace zor::common {
@@ -274,6 +275,8 @@ public:
     /// \}
 
 private:
+    friend struct std::hash<Hexfield>;
+
     /// 64 bits of the value, as the type that the add-with-carry instruction is written with.
     using Lane = unsigned long long;
 
@@ -439,5 +442,17 @@ ZOR_COMMON_API std::ostream& operator<<(std::ostream& out, const Hexfield& field
 ZOR_COMMON_API std::istream& operator>>(std::istream& in, Hexfield& field);
 
 } // namespace zor::common
+
+/// Of the bytes and the width: equal fields have one hash. `<` orders fields of one width alone, so a set of several
+/// widths asks for this.
+template <>
+struct std::hash<zor::common::Hexfield> {
+    std::size_t operator()(const zor::common::Hexfield& field) const noexcept
+    {
+        const std::string_view value(reinterpret_cast<const char*>(field.mLanes),
+                                     field.LaneCount() * sizeof *field.mLanes);
+        return std::hash<std::string_view>()(value) + field.mSize;
+    }
+};
 
 #endif // ZOR_COMMON_HEXFIELD_H

@@ -7,6 +7,7 @@
 #include "BigEndian.h"
 #include "Export.h"
 
+#include <cstddef>
 #include <iosfwd>
 #include <string>
 
@@ -284,5 +285,16 @@ ZOR_COMMON_API std::ostream& operator<<(std::ostream& out, const CIpAddress& add
 ZOR_COMMON_API std::istream& operator>>(std::istream& in, CIpAddress& address);
 
 } // namespace zor::common
+
+/// The 32-bit number; equal addresses have one hash.
+template <>
+struct std::hash<zor::common::CIpAddress> {
+    std::size_t operator()(const zor::common::CIpAddress& address) const noexcept
+    {
+        unsigned char bytes[4];
+        address.CopyTo(bytes);
+        return zor::common::detail::LoadBig32(bytes);
+    }
+};
 
 #endif // ZOR_COMMON_IP_ADDRESS_H

@@ -10,6 +10,7 @@
 #include "IpAddress.h"
 #include "MacAddress.h"
 
+#include <cstddef>
 #include <cstring>
 #include <iosfwd>
 #include <string>
@@ -441,5 +442,17 @@ ZOR_COMMON_API std::ostream& operator<<(std::ostream& out, const CIpv6Address& a
 ZOR_COMMON_API std::istream& operator>>(std::istream& in, CIpv6Address& address);
 
 } // namespace zor::common
+
+/// Addresses that differ in one 64-bit half have distinct hashes; equal ones have one, whatever their flags.
+template <>
+struct std::hash<zor::common::CIpv6Address> {
+    std::size_t operator()(const zor::common::CIpv6Address& address) const noexcept
+    {
+        unsigned char bytes[16];
+        address.CopyTo(bytes);
+        const zor::common::detail::Uint128 number = zor::common::detail::LoadBig128(bytes);
+        return number.high * 0x9e3779b97f4a7c15 + number.low;
+    }
+};
 
 #endif // ZOR_COMMON_IPV6_ADDRESS_H

@@ -8,6 +8,7 @@
 #include "Export.h"
 #include "IpAddress.h"
 
+#include <cstddef>
 #include <cstring>
 #include <iosfwd>
 #include <string>
@@ -230,5 +231,11 @@ ZOR_COMMON_API std::ostream& operator<<(std::ostream& out, const CMacAddress& ad
 ZOR_COMMON_API std::istream& operator>>(std::istream& in, CMacAddress& address);
 
 } // namespace zor::common
+
+/// The 48-bit number; equal addresses have one hash.
+template <>
+struct std::hash<zor::common::CMacAddress> {
+    std::size_t operator()(const zor::common::CMacAddress& address) const noexcept { return address.ToU64(); }
+};
 
 #endif // ZOR_COMMON_MAC_ADDRESS_H

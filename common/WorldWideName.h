@@ -7,6 +7,7 @@
 #include "BigEndian.h"
 #include "Export.h"
 
+#include <cstddef>
 #include <cstring>
 #include <iosfwd>
 #include <string>
@@ -182,5 +183,11 @@ ZOR_COMMON_API std::ostream& operator<<(std::ostream& out, const CWorldWideName&
 ZOR_COMMON_API std::istream& operator>>(std::istream& in, CWorldWideName& name);
 
 } // namespace zor::common
+
+/// The 64-bit number; equal names have one hash.
+template <>
+struct std::hash<zor::common::CWorldWideName> {
+    std::size_t operator()(const zor::common::CWorldWideName& name) const noexcept { return name.ToU64(); }
+};
 
 #endif // ZOR_COMMON_WORLD_WIDE_NAME_H

@@ -9,9 +9,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <set>
 #include <sstream>
 #include <type_traits>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
 
 using namespace zor::common;
 using test::Random;
@@ -235,6 +240,31 @@ TYPED_TEST(AddressShape, AWordThatIsNoAddressChangesNothing)
     error = "same object as the text";
     EXPECT_FALSE(address.CopyFromString(error, &error));
     EXPECT_NE(error.find("\"same object as the text\""), std::string::npos);
+}
+
+TYPED_TEST(AddressShape, SortsSwapsAndIsAKey)
+{
+    using T = TypeParam;
+    Random random(2);
+    std::vector<T> sorted;
+    std::set<T> ordered;
+    std::unordered_map<T, Wide> numbers;
+    std::unordered_set<std::size_t> hashes;
+    for (int i = 0; i < 1000; ++i) {
+        const T address = i % 2 == 0 ? RandomAddress<T>(random) : FromNumber<T>(Wide(i) << kSize<T> * 8 / 2);
+        sorted.push_back(address);
+        ordered.insert(address);
+        numbers[address] = NumberOf(address);
+        hashes.insert(std::hash<T>()(address));
+    }
+    std::sort(sorted.begin(), sorted.end());
+    sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
+    EXPECT_TRUE(std::equal(sorted.begin(), sorted.end(), ordered.begin(), ordered.end()));
+    EXPECT_EQ(hashes.size(), ordered.size());
+    for (const T& address : sorted) EXPECT_EQ(numbers[FromNumber<T>(NumberOf(address))], NumberOf(address));
+    EXPECT_EQ(numbers.size(), ordered.size()) << "an equal address was found by its hash";
+    std::swap(sorted.front(), sorted.back());
+    EXPECT_TRUE(sorted.back() == *ordered.begin() && sorted.front() == *ordered.rbegin());
 }
 
 } // namespace

@@ -148,6 +148,7 @@ TEST(HexfieldValue, IsTheSameInsideTheObjectAndOutside)
             EXPECT_EQ(copy.GetSize(), 0); // NOLINT(bugprone-use-after-move): the state is documented
             copy = a;
             EXPECT_EQ(copy, a);
+            EXPECT_EQ(std::hash<Hexfield>()(copy), std::hash<Hexfield>()(Hexfield(text(left, 'a'))));
         }
     }
 }
@@ -163,6 +164,7 @@ TEST(HexfieldComparison, EqualNeedsEqualWidthsAndLessLooksAtWordsByByteCounts)
         if (left > right) holds += " >";
         EXPECT_EQ(holds, row[2].empty() ? "" : " " + row[2]) << row[0] << " and " << row[1];
         EXPECT_EQ(left != right, !(left == right));
+        EXPECT_EQ(left == right, std::hash<Hexfield>()(left) == std::hash<Hexfield>()(right));
         EXPECT_EQ(left >= right, !(left < right));
         EXPECT_EQ(left <= right, !(left > right));
     }
