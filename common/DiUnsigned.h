@@ -16,8 +16,9 @@ namespace zor::common {
 /// then the number of bits in half a digit and the mask of these bits.
 template <class W, class D>
 struct di_unsignedtable {
-    static constexpr W kBits = 8 * sizeof(D);
+    static constexpr W kBits = 8 * sizeof(D); ///< The bits of a digit: 8.
 
+    /// For 8 bits: 1, 2, 4 to 128; 0, 1, 3 to 127; 4; 15.
     static constexpr std::array<D, 2 * kBits + 2> table = [] {
         std::array<D, 2 * kBits + 2> entries{};
         for (W i = 0; i < kBits; ++i) {
@@ -53,12 +54,14 @@ constexpr D di_subunit(bool* borrow, D a, D b) noexcept
 /// di_addunit() as a type, for di_addsub().
 template <class D>
 struct di_addfunctor {
+    /// The sum of di_addunit().
     constexpr D operator()(bool* carry, D a, D b) const noexcept { return di_addunit<D>(carry, a, b); }
 };
 
 /// di_subunit() as a type, for di_addsub().
 template <class D>
 struct di_subfunctor {
+    /// The difference of di_subunit().
     constexpr D operator()(bool* borrow, D a, D b) const noexcept { return di_subunit<D>(borrow, a, b); }
 };
 
@@ -181,7 +184,7 @@ struct di_unsigned {
     static_assert(sizeof(D) == 1, "digits are bytes");
     static_assert(N > 0, "a number has at least one bit");
 
-    static constexpr W kDigits = (N + 7) / 8;
+    static constexpr W kDigits = (N + 7) / 8; ///< How many digits hold N bits.
 
     /// The carry, borrow or bit beyond the width of the last addition or subtraction whose caller stored it.
     bool overflow = false;

@@ -131,8 +131,9 @@ class CConstFieldTypeHelper {
     static_assert(detail::FieldType<T>::kSize > 0, "there are views of integers and addresses only");
 
 public:
+    /// \param value  must outlive the view; not null.
     constexpr CConstFieldTypeHelper(const T* value) noexcept : mValue(value) {}
-    constexpr CConstFieldTypeHelper(const T& value) noexcept : mValue(&value) {}
+    constexpr CConstFieldTypeHelper(const T& value) noexcept : mValue(&value) {} ///< The same; no temporary.
 
     /// The byte at \a index.
     unsigned char operator[](int index) const
@@ -164,8 +165,9 @@ class CFieldTypeHelper {
     static_assert(detail::FieldType<T>::kSize > 0, "there are views of integers and addresses only");
 
 public:
+    /// \param value  must outlive the view; not null.
     constexpr CFieldTypeHelper(T* value) noexcept : mValue(value) {}
-    constexpr CFieldTypeHelper(T& value) noexcept : mValue(&value) {}
+    constexpr CFieldTypeHelper(T& value) noexcept : mValue(&value) {} ///< The same.
 
     /// The byte at \a index, inside the value. Throws as CConstFieldTypeHelper does.
     unsigned char& operator[](int index)

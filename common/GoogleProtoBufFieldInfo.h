@@ -30,16 +30,16 @@ class ZOR_COMMON_API CGoogleProtoBufFieldInfo {
 public:
     /// What a field holds. The numbers are part of the interface and do not run in the order of the table.
     enum FieldType : std::int32_t {
-        TypeNone = 0, ///< No type is set; also what the look-up of an unknown name gives.
-        TypeInt32 = 1,
-        TypeSint32 = 2,
-        TypeUint32 = 3,
-        TypeInt64 = 4,
-        TypeSint64 = 5,
-        TypeUint64 = 6,
-        TypeBytes = 7,
-        TypeString = 8,
-        TypeBool = 9,
+        TypeNone = 0,          ///< No type is set; also what the look-up of an unknown name gives.
+        TypeInt32 = 1,         ///< "int32"
+        TypeSint32 = 2,        ///< "sint32"
+        TypeUint32 = 3,        ///< "uint32"
+        TypeInt64 = 4,         ///< "int64"
+        TypeSint64 = 5,        ///< "sint64"
+        TypeUint64 = 6,        ///< "uint64"
+        TypeBytes = 7,         ///< "bytes"
+        TypeString = 8,        ///< "string"
+        TypeBool = 9,          ///< "bool"
         TypeHardwareInfo = 10, ///< The message type of that name; to this library a name like the others.
         TypeDwell = 11,        ///< The message type of that name.
         TypeNotch = 12         ///< The message type of that name.

@@ -60,10 +60,12 @@ public:
     /// without, \a text is hexadecimal and \a mostSignificantFirst is not used.
     Hexfield(const std::string& text, bool binary, bool mostSignificantFirst);
 
+    /// A field of the same width and value.
     Hexfield(const Hexfield& other) : Hexfield(Width{other.mSize}) { CopyLanes(other); }
 
     Hexfield(Hexfield&& other) noexcept { Take(other); } ///< Leaves \a other with width 0.
 
+    /// Takes width and value; if memory runs out, this field stays as it is.
     Hexfield& operator=(const Hexfield& other)
     {
         if (this == &other) return *this;
@@ -80,7 +82,7 @@ public:
         return *this;
     }
 
-    ~Hexfield() { FreeRoom(); }
+    ~Hexfield() { FreeRoom(); } ///< Gives the memory of a wide field back.
 
     /// \}
     /// \name Bytes
@@ -146,6 +148,7 @@ public:
 
     /// \}
     /// \name Comparison
+    /// `!=` is the opposite of `==`, and `>`, `<=` and `>=` are worked out by `<` alone.
     /// \{
 
     /// Whether widths and values are equal: 01 and 00 01 are not.
@@ -217,10 +220,11 @@ public:
     /// Each 32-bit word times \a factor modulo 2^32, without carries between words; for up to 4 bytes this is the
     /// product. 00 00 00 01 80 00 00 00 times 2 is 00 00 00 02 00 00 00 00.
     Hexfield operator*(unsigned int factor) const;
-    Hexfield& operator*=(unsigned int factor) noexcept;
+    Hexfield& operator*=(unsigned int factor) noexcept; ///< The same in place.
 
     /// \}
     /// \name Bits
+    /// Each bit by itself; the result has the larger width.
     /// \{
 
     Hexfield operator~() const; ///< Every byte inverted.

@@ -142,6 +142,7 @@ public:
 
     /// \}
     /// \name Bits
+    /// Each bit by itself.
     /// \{
 
     constexpr CIpAddress& operator|=(const CIpAddress& other) noexcept
@@ -186,7 +187,7 @@ public:
     /// each operation says what it gives.
     /// \{
 
-    static constexpr unsigned char GetMaxPrefixLength() noexcept { return 32; }
+    static constexpr unsigned char GetMaxPrefixLength() noexcept { return 32; } ///< The whole address, in bits.
 
     /// The mask of the top \a length bits, with the shift taken modulo 32 and no clamping: 0 gives
     /// 255.255.255.255 and 33 gives 128.0.0.0. CreateMaskFromPrefixLength() clamps.
@@ -249,8 +250,8 @@ public:
     /// \name Classification
     /// \{
 
-    constexpr bool IsZero() const noexcept { return mValue == 0; }
-    constexpr bool IsNonZero() const noexcept { return mValue != 0; }
+    constexpr bool IsZero() const noexcept { return mValue == 0; }    ///< 0.0.0.0
+    constexpr bool IsNonZero() const noexcept { return mValue != 0; } ///< All but 0.0.0.0.
 
     /// 127.0.0.0/8 (RFC 1122).
     constexpr bool IsLoopbackAddr() const noexcept { return mValue >> 24 == 127; }

@@ -29,7 +29,7 @@ namespace zor::common {
 /// address.RoundUpToPrefix(64).ToString();    // "2001:db8:0:1::"
 /// \endcode
 ///
-/// The flag, \ref GetFormatLast4BytesAsIpv4, remembers that the address was written with a dotted IPv4 tail, so
+/// The flag, GetFormatLast4BytesAsIpv4(), remembers that the address was written with a dotted IPv4 tail, so
 /// that ToString() prints it back the same way. It belongs to the object and not to the number: `==` leaves it
 /// out, Equals() takes it in. What an operation makes of it is fixed:
 ///
@@ -101,14 +101,16 @@ public:
 
     /// Lower-case groups without leading zeros. The first of the longest runs of zero groups is written "::", also
     /// when it is a single group. With the flag set, an IPv4-compatible or IPv4-mapped address ends in dotted
-    /// decimal: ::ffff:192.168.0.1; other addresses print as without it.
+    /// decimal: `::ffff:192.168.0.1`; other addresses print as without it.
     std::string ToString() const;
 
     /// \}
     /// \name The formatting flag
     /// \{
 
+    /// Whether ToString() writes the last four bytes as dotted decimal, where the address has such a form.
     constexpr bool GetFormatLast4BytesAsIpv4() const noexcept { return mFormatLast4BytesAsIpv4; }
+    /// Sets the flag; the bytes stay.
     constexpr void SetFormatLast4BytesAsIpv4(bool flag) noexcept { mFormatLast4BytesAsIpv4 = flag; }
 
     /// Takes the flag of \a other; the bytes stay.
@@ -171,7 +173,7 @@ public:
     }
 
     /// Multiplies byte by byte into one 16-bit sum for each byte of the result. A sum above 65535 loses its excess,
-    /// so the product is exact only while none gets there: ::ffff times 0xffff gives ::fefe:1. Results like this
+    /// so the product is exact only while none gets there: `::ffff` times 0xffff gives `::fefe:1`. Results like this
     /// one are relied on and stay.
     constexpr CIpv6Address& operator*=(unsigned long factor) noexcept
     {
@@ -212,11 +214,12 @@ public:
     CIpv6Address operator%(const CIpv6Address& divisor) const noexcept;
 
     /// Returns the quotient and sets \a remainder, which may be this address or \a divisor. A quotient is estimated by
-    /// floating point on the way, which may set the inexact flag of <cfenv>; results do not depend on its modes.
+    /// floating point on the way, which may set the inexact flag of `<cfenv>`; results do not depend on its modes.
     CIpv6Address Divide(const CIpv6Address& divisor, CIpv6Address& remainder) const noexcept;
 
     /// \}
     /// \name Bits
+    /// Each bit by itself.
     /// \{
 
     constexpr CIpv6Address& operator|=(const CIpv6Address& other) noexcept
@@ -297,7 +300,7 @@ public:
         return (Number() >> HostBits(length)) == (other.Number() >> HostBits(length));
     }
 
-    /// Becomes the mask of the low \a length bits: 8 gives ::ff. The step mask of CIpAddress has the host bits of
+    /// Becomes the mask of the low \a length bits: 8 gives `::ff`. The step mask of CIpAddress has the host bits of
     /// a prefix of that length instead.
     constexpr void CreateStepMaskFromPrefixLength(unsigned char length) noexcept
     {
@@ -339,8 +342,8 @@ public:
     /// \name Classification
     /// \{
 
-    constexpr bool IsZero() const noexcept { return Number() == detail::Uint128{0, 0}; }
-    constexpr bool IsNonZero() const noexcept { return !IsZero(); }
+    constexpr bool IsZero() const noexcept { return Number() == detail::Uint128{0, 0}; } ///< The address "::".
+    constexpr bool IsNonZero() const noexcept { return !IsZero(); }                      ///< All but "::".
 
     /// ::1
     constexpr bool IsLoopbackAddr() const noexcept { return Number() == detail::Uint128{0, 1}; }
@@ -357,7 +360,7 @@ public:
     /// ::/96 (RFC 4291, 2.5.5.1); the zero address and ::1 count too.
     constexpr bool IsIpv4CompatibleAddr() const noexcept { return (Number() >> 32) == detail::Uint128{0, 0}; }
 
-    /// ::ffff:0:0/96 (RFC 4291, 2.5.5.2)
+    /// `::ffff:0:0/96` (RFC 4291, 2.5.5.2)
     constexpr bool IsIpv4MappedAddr() const noexcept { return (Number() >> 32) == detail::Uint128{0, 0xffff}; }
 
     /// Whether at most one bit of bytes 0 to 3 is set; the other bytes are not examined. That is how it is meant:
@@ -368,7 +371,7 @@ public:
     /// \name IPv4 and MAC forms
     /// \{
 
-    /// Becomes the IPv4-compatible address ::a.b.c.d and sets the flag.
+    /// Becomes the IPv4-compatible address `::a.b.c.d` and sets the flag.
     constexpr void SetIpv4CompatibleAddr(const CIpAddress& address) noexcept
     {
         SetNumber({0, 0});
@@ -376,7 +379,7 @@ public:
         mFormatLast4BytesAsIpv4 = true;
     }
 
-    /// Becomes the IPv4-mapped address ::ffff:a.b.c.d and sets the flag.
+    /// Becomes the IPv4-mapped address `::ffff:a.b.c.d` and sets the flag.
     constexpr void SetIpv4MappedAddr(const CIpAddress& address) noexcept
     {
         SetNumber({0, 0xffff00000000});

@@ -96,6 +96,7 @@ public:
     /// Sets how every CMacAddress prints. Not locked: let one thread set, parse and print at a time.
     static void SetFormatStyle(const FormatStyle& style) noexcept { mFormatStyle = style; }
 
+    /// The style of the process, as set or read last. Not locked either.
     static FormatStyle GetFormatStyle() noexcept { return mFormatStyle; }
 
     /// \}
@@ -146,6 +147,7 @@ public:
 
     /// \}
     /// \name Bits
+    /// Each bit by itself.
     /// \{
 
     constexpr CMacAddress& operator|=(const CMacAddress& other) noexcept { return *this = *this | other; }

@@ -113,8 +113,8 @@ public:
     /// Sets \a value to the text. Always true.
     bool GetValue(std::string& value) override;
 
-    CMacroExpander* GetExpander() const noexcept { return mExpander; }
-    const std::string& GetText() const noexcept { return mText; }
+    CMacroExpander* GetExpander() const noexcept { return mExpander; } ///< As given to the constructor.
+    const std::string& GetText() const noexcept { return mText; }      ///< What it expands to.
 
 private:
     friend class CMacroExpander;
@@ -136,8 +136,8 @@ public:
     /// false, and \a value stays as it is.
     bool GetValue(std::string& value) override;
 
-    CMacroExpander* GetExpander() const noexcept { return mExpander; }
-    const std::string& GetName() const noexcept { return mName; }
+    CMacroExpander* GetExpander() const noexcept { return mExpander; } ///< As given to the constructor.
+    const std::string& GetName() const noexcept { return mName; }      ///< Without "$" and parentheses.
 
 private:
     friend class CMacroExpander;
@@ -220,7 +220,7 @@ public:
 
     /// Replaces the resolver. The tokens stay and are not checked again; the next GetValue() asks the new one.
     void SetResolver(CMacroVarResolver* resolver) { mResolver = resolver; }
-    CMacroVarResolver* GetResolver() { return mResolver; }
+    CMacroVarResolver* GetResolver() { return mResolver; } ///< Null if there is none.
 
     /// The expression that SetExpr() accepted last. Changing it changes no token, but it is what a failing
     /// SetExpr() goes back to.

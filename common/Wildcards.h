@@ -79,8 +79,8 @@ class ZOR_COMMON_API Wildcards {
 public:
     /// A counter that callers define beside the template.
     struct VarDefUint32 {
-        unsigned int start = 0;
-        unsigned int step = 0;
+        unsigned int start = 0;             ///< The first value.
+        unsigned int step = 0;              ///< The increment, modulo 2^32.
         unsigned int repeat = 0;            ///< How often each value is repeated before the next one.
         unsigned int count = 0;             ///< The number of values; 0 is without end.
         unsigned int modulus = 0xffffffffu; ///< Values are taken modulo this; 0 is without.

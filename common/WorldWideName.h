@@ -92,6 +92,7 @@ public:
     /// Sets how every CWorldWideName prints. Not locked: let one thread set, parse and print at a time.
     static void SetFormatStyle(const FormatStyle& style) noexcept { mFormatStyle = style; }
 
+    /// The style of the process, as set or read last. Not locked either.
     static FormatStyle GetFormatStyle() noexcept { return mFormatStyle; }
 
     /// \}
@@ -142,6 +143,7 @@ public:
 
     /// \}
     /// \name Bits
+    /// Each bit by itself.
     /// \{
 
     constexpr CWorldWideName& operator|=(const CWorldWideName& other) noexcept { return *this = *this | other; }
