@@ -1,4 +1,6 @@
-# Fails unless the README holds the source of an example program and the output that the program has.
+# Fails unless the README holds the source of an example program and the output that the program has. With LIBRARIES, the
+# directory of a shared library that needs no flags, the README's own command must make the same program of that source,
+# in a directory SCRATCH that looks like the top one.
 file(READ ${SOURCE} source)
 file(READ ${README} readme)
 execute_process(COMMAND ${PROGRAM} OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
@@ -9,3 +11,15 @@ foreach(text IN ITEMS source output)
         message(SEND_ERROR "the README does not show this ${text}:\n${${text}}")
     endif()
 endforeach()
+if(LIBRARIES)
+    get_filename_component(top ${README} DIRECTORY)
+    string(REGEX MATCH "\n(g\\+\\+ [^\n]*hello\\.cpp[^\n]*)\n" found "${readme}")
+    file(MAKE_DIRECTORY ${SCRATCH}/build)
+    file(CREATE_LINK ${top}/common ${SCRATCH}/common SYMBOLIC)
+    file(CREATE_LINK ${LIBRARIES} ${SCRATCH}/build/release SYMBOLIC)
+    file(CREATE_LINK ${SOURCE} ${SCRATCH}/hello.cpp SYMBOLIC)
+    execute_process(COMMAND sh -c "${CMAKE_MATCH_1}" WORKING_DIRECTORY ${SCRATCH} OUTPUT_VARIABLE first)
+    if(NOT first STREQUAL output)
+        message(SEND_ERROR "the README's command \"${CMAKE_MATCH_1}\" gives\n${first}")
+    endif()
+endif()
