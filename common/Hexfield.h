@@ -40,7 +40,7 @@ namespace zor::common {
 ///
 /// | operation | what to know | where it matters |
 /// |---|---|---|
-/// | sum, difference | a carry is lost behind two words 0xffffffff with a carry coming in | above 4 bytes |
+/// | sum, difference | a carry is lost behind two words 0xffffffff with a carry coming in | above 8 bytes |
 /// | product | each word by itself: no carry from one word to the next | above 4 bytes |
 /// | `<` and its kin | numeric for equal widths; of different widths some words are passed over | above 4 bytes |
 /// | `==` | fields of different widths are never equal | always |
@@ -195,8 +195,10 @@ public:
     /// The sum with \a value as a field of 1 to 4 bytes, as many as it needs: 05 + 0x1234 is 12 39.
     Hexfield operator+(unsigned int value) const;
 
-    /// The sum with the two's complement of \a other, by the carry rule of the sum. Two fields of width 0 give the
-    /// one-byte field 01, the complement of nothing being that.
+    /// The sum with the two's complement of \a other, by the carry rule of the sum. So above 8 bytes, a word 0xffffffff
+    /// of this field that nothing is to be borrowed from loses the carry even where a small number is taken away:
+    /// 00000001 ffffffff 00000005 minus 01 is 00000000 ffffffff 00000004. Two fields of width 0 give the one-byte field
+    /// 01, the complement of nothing being that.
     Hexfield operator-(const Hexfield& other) const
     {
         Hexfield result(*this);

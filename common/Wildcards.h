@@ -73,8 +73,8 @@ namespace zor::common {
 /// An object is used by one thread at a time, as reading a value may parse; distinct objects may be used from distinct
 /// threads. If an exception escapes, the object is as it was before the call, and the text it was to write into is
 /// valid but unspecified. Into a string that is used again, GetValue(), GetNextValue() and Expand() allocate nothing
-/// once all is large enough, unless there was a second parse. What they cost grows with the length of the template and its number of expressions, and
-/// so does parsing.
+/// once all is large enough, unless there was a second parse. What they cost grows with the length of the template and
+/// its number of expressions, and so does parsing.
 class ZOR_COMMON_API Wildcards {
 public:
     /// A counter that callers define beside the template.

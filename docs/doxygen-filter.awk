@@ -9,7 +9,9 @@ opening && /^ *\/\/\/ [^\\]/ { described = 1 }
 /^ *\/\/\/ \\\}|^};/ { described = 0 }
 /^struct std::hash</ { described = 1 }
 previous !~ /^ *\/\/\/ / && !/\/\/\/</ {
-    if (/= default;/ || (described && /^    [a-zA-Z].* operator[^ ]+\(/)) sub(/^ */, "&/** <span class=\"section\">\\&zwnj;</span> */ ")
+    if (/= default;/ || (described && /^    [a-zA-Z].* operator[^ ]+\(/)) {
+        sub(/^ */, "&/** <span class=\"section\">\\&zwnj;</span> */ ")
+    }
 }
 { previous = /\/\/\/ \\[{}]/ ? "" : $0 }
 

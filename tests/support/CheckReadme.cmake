@@ -1,6 +1,6 @@
-# Fails unless the README holds the source of an example program and the output that the program has. With LIBRARIES, the
-# directory of a shared library that needs no flags, the README's own command must make the same program of that source,
-# in a directory SCRATCH that looks like the top one.
+# Fails unless the README holds the source of an example program and the output that the program has. With LIBRARIES,
+# the directory of a shared library that needs no flags, the README's own command must make the same program of that
+# source, in a directory SCRATCH that looks like the top one.
 file(READ ${SOURCE} source)
 file(READ ${README} readme)
 execute_process(COMMAND ${PROGRAM} OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
