@@ -1,18 +1,19 @@
-# Fails when the shared library exports a strong symbol that is not zor::common's, or one of its internals.
+# Fails when the shared library exports, as a symbol of any kind, something that is not part of zor::common's interface,
+# or without the version of the soname.
 execute_process(COMMAND ${NM} -DC --defined-only ${LIBRARY} OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
 string(REPLACE ";" "," symbols "${symbols}")
-string(REPLACE "\n" ";" symbols "${symbols}")
+string(REGEX MATCHALL "[^\n]+" symbols "${symbols}")
 set(exported 0)
 foreach(symbol IN LISTS symbols)
-    # Lower-case and weak (V, W, u) kinds are not the library's own definitions.
-    if(NOT symbol MATCHES "^[0-9a-f]+ [ABDRST] (.*)$")
-        continue()
+    if(NOT symbol MATCHES "^[0-9a-f]+ [A-Za-z] (.*)$")
+        message(SEND_ERROR "not understood: ${symbol}")
     endif()
     set(name "${CMAKE_MATCH_1}")
-    if(name MATCHES "^__odr_asan")
-        continue() # AddressSanitizer's own mark beside each exported variable
+    if(name STREQUAL "ZOR_COMMON_${MAJOR}")
+        continue() # the version itself
     endif()
-    if(NOT name MATCHES "zor::common::" OR name MATCHES "zor::common::detail::")
+    if(NOT name MATCHES "^(typeinfo for |typeinfo name for |vtable for )?zor::common::" OR
+            name MATCHES "^[^(]*zor::common::detail::" OR NOT name MATCHES "@@ZOR_COMMON_${MAJOR}$")
         message(SEND_ERROR "exported, but not part of the interface: ${name}")
     endif()
     math(EXPR exported "${exported} + 1")

@@ -1,0 +1,30 @@
+# What is installed: the library, its public headers below include/zor-common, and what finds them, for CMake and for
+# pkg-config. CMAKE_INSTALL_LIBDIR and CMAKE_INSTALL_INCLUDEDIR may be absolute.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+install(TARGETS zor-common EXPORT zor-common-targets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+    FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zor-common COMPONENT development)
+
+set(config_directory ${CMAKE_INSTALL_LIBDIR}/cmake/zor-common)
+set(made ${CMAKE_CURRENT_BINARY_DIR}/install)
+write_basic_package_version_file(${made}/zor-common-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(EXPORT zor-common-targets NAMESPACE zor:: DESTINATION ${config_directory} COMPONENT development)
+install(FILES ${PROJECT_SOURCE_DIR}/cmake/zor-common-config.cmake ${made}/zor-common-config-version.cmake
+    DESTINATION ${config_directory} COMPONENT development)
+
+# The prefix is known when the files are installed and not before: `cmake --install --prefix` may change it.
+foreach(directory IN ITEMS LIBDIR INCLUDEDIR)
+    set(pc_${directory} ${CMAKE_INSTALL_${directory}})
+    if(NOT IS_ABSOLUTE "${pc_${directory}}")
+        string(PREPEND pc_${directory} "\${prefix}/")
+    endif()
+endforeach()
+set(pc_prefix @CMAKE_INSTALL_PREFIX@)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/zor-common.pc.in ${made}/zor-common.pc.in @ONLY)
+install(CODE "
+    get_filename_component(CMAKE_INSTALL_PREFIX \"\${CMAKE_INSTALL_PREFIX}\" ABSOLUTE)
+    configure_file(\"${made}/zor-common.pc.in\" \"${made}/zor-common.pc\" @ONLY)" COMPONENT development)
+install(FILES ${made}/zor-common.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

@@ -1,0 +1,23 @@
+#ifndef ZOR_COMMON_VERSION_H
+#define ZOR_COMMON_VERSION_H
+
+/// \file
+/// The version of the library. The three numbers stand here alone: the build and the packages read them from this file.
+
+#define ZOR_COMMON_VERSION_MAJOR 1 ///< Goes up when programs must be built anew, as does the number of the soname.
+#define ZOR_COMMON_VERSION_MINOR 0 ///< Goes up when something is added.
+#define ZOR_COMMON_VERSION_PATCH 0 ///< Goes up when something is mended.
+
+/// The version as one number that grows: 1.2.3 is 10203.
+#define ZOR_COMMON_VERSION                                                                                             \
+    (ZOR_COMMON_VERSION_MAJOR * 10000 + ZOR_COMMON_VERSION_MINOR * 100 + ZOR_COMMON_VERSION_PATCH)
+
+#define ZOR_COMMON_DETAIL_QUOTE(x) #x
+#define ZOR_COMMON_DETAIL_DOTTED(x, y, z)                                                                              \
+    ZOR_COMMON_DETAIL_QUOTE(x) "." ZOR_COMMON_DETAIL_QUOTE(y) "." ZOR_COMMON_DETAIL_QUOTE(z)
+
+/// The version as text, such as "1.2.3".
+#define ZOR_COMMON_VERSION_STRING                                                                                      \
+    ZOR_COMMON_DETAIL_DOTTED(ZOR_COMMON_VERSION_MAJOR, ZOR_COMMON_VERSION_MINOR, ZOR_COMMON_VERSION_PATCH)
+
+#endif // ZOR_COMMON_VERSION_H

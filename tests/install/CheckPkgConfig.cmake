@@ -1,0 +1,14 @@
+# Builds consumer.cpp by one line of CXX and pkg-config, with what is installed below PREFIX, and runs it.
+include(${CMAKE_CURRENT_LIST_DIR}/Check.cmake)
+fresh_directory(${SCRATCH})
+cmake_path(ABSOLUTE_PATH LIBDIR BASE_DIRECTORY ${PREFIX})
+set(ENV{PKG_CONFIG_PATH} ${LIBDIR}/pkgconfig)
+capture(version pkg-config --modversion zor-common)
+check_equal("version of the package" "${version}" "${VERSION}")
+capture(libdir pkg-config --variable=libdir zor-common)
+check_equal("directory of the library" "${libdir}" "${LIBDIR}")
+
+run(sh -c "exec ${CXX} ${CMAKE_CURRENT_LIST_DIR}/consumer.cpp $(pkg-config --cflags --libs zor-common) -o consumer"
+    WORKING_DIRECTORY ${SCRATCH})
+set(ENV{LD_LIBRARY_PATH} ${LIBDIR})
+check_consumer(${SCRATCH}/consumer)

@@ -1,0 +1,15 @@
+# Fails when the library runs code of its own as it is loaded: nothing is set up then, so nothing can be too late. The
+# one entry of a shared library is the compiler's own; an object file of a static one has none.
+execute_process(COMMAND ${READELF} -SW ${LIBRARY} OUTPUT_VARIABLE sections COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX MATCHALL "\\.(init_array|ctors)[.0-9]* +[A-Z_]+ +[0-9a-f]+ +[0-9a-f]+ +[0-9a-f]+" sections "${sections}")
+list(TRANSFORM sections REPLACE " +.* 0*" " ")
+execute_process(COMMAND ${NM} ${LIBRARY} OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX MATCHALL "[^\n]*(_GLOBAL__sub_I_|_GLOBAL__I_|__cxx_global_var_init)[^\n]*" initialisers "${symbols}")
+if(LIBRARY MATCHES "\\.a$")
+    set(expected "")
+else()
+    set(expected ".init_array 8")
+endif()
+if(NOT "${sections}" STREQUAL expected OR NOT "${initialisers}" STREQUAL "")
+    message(FATAL_ERROR "initialisers: ${sections}\n${initialisers}")
+endif()
