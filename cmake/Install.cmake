@@ -14,6 +14,15 @@ write_basic_package_version_file(${made}/zor-common-config-version.cmake COMPATI
 install(EXPORT zor-common-targets NAMESPACE zor:: DESTINATION ${config_directory} COMPONENT development)
 install(FILES ${PROJECT_SOURCE_DIR}/cmake/zor-common-config.cmake ${made}/zor-common-config-version.cmake
     DESTINATION ${config_directory} COMPONENT development)
+if(IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+    # CMake 3.25 puts the prefix before the directory of a file set, be it absolute or not.
+    cmake_path(ABSOLUTE_PATH config_directory BASE_DIRECTORY "\${CMAKE_INSTALL_PREFIX}" OUTPUT_VARIABLE directory)
+    install(CODE "
+        set(targets \"\$ENV{DESTDIR}${directory}/zor-common-targets.cmake\")
+        file(READ \"\${targets}\" text)
+        string(REPLACE [[\${_IMPORT_PREFIX}//]] / text \"\${text}\")
+        file(WRITE \"\${targets}\" \"\${text}\")" COMPONENT development)
+endif()
 
 # The prefix is known when the files are installed and not before: `cmake --install --prefix` may change it.
 foreach(directory IN ITEMS LIBDIR INCLUDEDIR)

@@ -1,8 +1,11 @@
-# Builds consumer.cpp by one line of CXX and pkg-config, with what is installed below PREFIX, and runs it.
+# Builds consumer.cpp by one line of CXX and pkg-config, with what is installed below PREFIX, and runs it. PKG_CONFIG_SYSROOT is
+# the root of what is unpacked there and not installed.
 include(${CMAKE_CURRENT_LIST_DIR}/Check.cmake)
 fresh_directory(${SCRATCH})
 cmake_path(ABSOLUTE_PATH LIBDIR BASE_DIRECTORY ${PREFIX})
-set(ENV{PKG_CONFIG_PATH} ${LIBDIR}/pkgconfig)
+set(ENV{PKG_CONFIG_LIBDIR} ${LIBDIR}/pkgconfig)
+set(ENV{PKG_CONFIG_SYSROOT_DIR} ${PKG_CONFIG_SYSROOT})
+set(ENV{PKG_CONFIG_ALLOW_SYSTEM_LIBS} 1)
 capture(version pkg-config --modversion zor-common)
 check_equal("version of the package" "${version}" "${VERSION}")
 capture(libdir pkg-config --variable=libdir zor-common)

@@ -1,0 +1,33 @@
+# Tests of the preset "package", which take longer than those of each build.
+
+# The library as it comes out of the packages.
+zor_common_script_test(packages CheckPackages
+    -DPACKAGES=${CPACK_PACKAGE_DIRECTORY} -DREVISION=${zor_common_revision} -DREADELF=${CMAKE_READELF})
+set_tests_properties(packages PROPERTIES FIXTURES_SETUP packages)
+set(root ${CMAKE_CURRENT_BINARY_DIR}/packages)
+zor_common_consumers(packages -DPREFIX=${root}/usr -DPKG_CONFIG_SYSROOT=${root})
+
+# A static library, and a shared one in absolute directories.
+function(zor_common_variant label shared)
+    set(build ${CMAKE_CURRENT_BINARY_DIR}/${label}/build)
+    zor_common_script_test(consumers/${label}/build Build
+        -DBUILD=${build} -DOPTIONS=-DBUILD_SHARED_LIBS=${shared},-DCMAKE_INSTALL_PREFIX=/usr/local,${ARGN})
+    set_tests_properties(consumers/${label}/build PROPERTIES FIXTURES_SETUP ${label}-build)
+endfunction()
+zor_common_variant(static OFF "-DCMAKE_CXX_FLAGS=-O2 -g") # with names of files in it, for the test "repeatable"
+zor_common_install(static ${CMAKE_CURRENT_BINARY_DIR}/static/build OFF -DLIBDIR=lib)
+zor_common_consumers(static -DLIBDIR=lib)
+zor_common_script_test(consumers/static/subdirectory CheckSubdirectory -DCXX=${CMAKE_CXX_COMPILER} -DSHARED=OFF)
+
+set(elsewhere ${CMAKE_CURRENT_BINARY_DIR}/absolute/elsewhere)
+zor_common_variant(absolute ON
+    -DCMAKE_INSTALL_LIBDIR=${elsewhere}/lib,-DCMAKE_INSTALL_INCLUDEDIR=${elsewhere}/headers)
+set(directories -DLIBDIR=${elsewhere}/lib -DINCLUDEDIR=${elsewhere}/headers)
+zor_common_install(absolute ${CMAKE_CURRENT_BINARY_DIR}/absolute/build ON ${directories})
+zor_common_consumers(absolute ${directories} -DFIND=${elsewhere})
+
+# The library built again, elsewhere.
+zor_common_script_test(repeatable CheckRepeatable
+    -DCXX=${CMAKE_CXX_COMPILER} -DSHARED_BUILD=${PROJECT_BINARY_DIR} -DSTATIC_BUILD=${CMAKE_CURRENT_BINARY_DIR}/static/build
+    "-DSTATIC_OPTIONS=-DBUILD_SHARED_LIBS=OFF,-DCMAKE_INSTALL_PREFIX=/usr/local,-DCMAKE_CXX_FLAGS=-O2 -g")
+set_tests_properties(repeatable PROPERTIES FIXTURES_REQUIRED static-build)
