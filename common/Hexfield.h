@@ -394,9 +394,9 @@ private:
     }
 
     void MakeRoomOutside(std::size_t lanes, std::size_t kept);
-    bool CopyFromDigits(const std::string& text);
-    void CopyFromSeparatedBytes(const std::string& text);
-    void CopyFromBytes(const unsigned char* bytes, std::size_t length, bool mostSignificantFirst);
+    ZOR_COMMON_LOCAL bool CopyFromDigits(const std::string& text);
+    ZOR_COMMON_LOCAL void CopyFromSeparatedBytes(const std::string& text);
+    ZOR_COMMON_LOCAL void CopyFromBytes(const unsigned char* bytes, std::size_t length, bool mostSignificantFirst);
 
     // The operators for any width. Set...() fills a field of the wider width, which may be an operand of that width.
     template <auto kSet>

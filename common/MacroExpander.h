@@ -81,7 +81,7 @@ private:
         std::uint64_t mNumber;
     };
 
-    const std::string* Find(const std::string& name) const;
+    ZOR_COMMON_LOCAL const std::string* Find(const std::string& name) const;
 
     Identity mIdentity; // the first member, so that an assignment that fails has changed it
     std::map<std::string, std::string> mValues;
@@ -142,7 +142,7 @@ public:
 private:
     friend class CMacroExpander;
 
-    const std::string* HeldBy(const CMacroVarMapResolver& resolver);
+    ZOR_COMMON_LOCAL const std::string* HeldBy(const CMacroVarMapResolver& resolver);
 
     CMacroExpander* mExpander;
     std::string mName;
@@ -257,8 +257,8 @@ private:
     class Scanner;
     using Tokens = std::vector<std::unique_ptr<CMacroExpanderToken>>;
 
-    bool Parse(const std::string& expr, std::string& error, Tokens& tokens);
-    bool ParseOrGoBack(const std::string& expr, std::string& error, Tokens& tokens);
+    ZOR_COMMON_LOCAL bool Parse(const std::string& expr, std::string& error, Tokens& tokens);
+    ZOR_COMMON_LOCAL bool ParseOrGoBack(const std::string& expr, std::string& error, Tokens& tokens);
 
     CMacroVarResolver* mResolver;
     Tokens mTokens;

@@ -293,42 +293,42 @@ private:
     };
 
     template <class Call>
-    void ParseFor(Call call);
-    void Parse(std::string& before);
-    std::size_t FindMarker(const std::string& text, std::size_t from) const noexcept;
-    bool MakeExpr(char kind, const Arguments& arguments, SubsExpr& expr) const;
-    static void MakeHexCounter(const Arguments& arguments, SubsExpr& expr);
-    static void MakeNarrow(SubsExpr& expr);
-    static void PairLengthFields(std::vector<SubsExpr>& exprs);
-    void MeasureStretches() noexcept;
-    const VarDefUint32* FindVarDef(const Arguments& arguments) const noexcept;
+    ZOR_COMMON_LOCAL void ParseFor(Call call);
+    ZOR_COMMON_LOCAL void Parse(std::string& before);
+    ZOR_COMMON_LOCAL std::size_t FindMarker(const std::string& text, std::size_t from) const noexcept;
+    ZOR_COMMON_LOCAL bool MakeExpr(char kind, const Arguments& arguments, SubsExpr& expr) const;
+    ZOR_COMMON_LOCAL static void MakeHexCounter(const Arguments& arguments, SubsExpr& expr);
+    ZOR_COMMON_LOCAL static void MakeNarrow(SubsExpr& expr);
+    ZOR_COMMON_LOCAL static void PairLengthFields(std::vector<SubsExpr>& exprs);
+    ZOR_COMMON_LOCAL void MeasureStretches() noexcept;
+    ZOR_COMMON_LOCAL const VarDefUint32* FindVarDef(const Arguments& arguments) const noexcept;
 
-    void PrepareNext();
-    void PrepareFields();
-    void PrepareAt(unsigned int newIndex);
-    void Advance(SubsExpr& expr) const noexcept;
-    void MoveTo(unsigned int newIndex) noexcept;
-    Shown Current(const SubsExpr& expr) const noexcept;
-    Shown At(const SubsExpr& expr, unsigned int newIndex) const noexcept;
-    void KeepAt(unsigned int newIndex) noexcept;
-    static void Keep(SubsExpr& expr, const Shown& shown) noexcept;
-    std::uint64_t MacAt(unsigned int turns) const noexcept;
-    static void CountTurns(SubsExpr& expr, unsigned int nextIndex) noexcept;
+    ZOR_COMMON_LOCAL void PrepareNext();
+    ZOR_COMMON_LOCAL void PrepareFields();
+    ZOR_COMMON_LOCAL void PrepareAt(unsigned int newIndex);
+    ZOR_COMMON_LOCAL void Advance(SubsExpr& expr) const noexcept;
+    ZOR_COMMON_LOCAL void MoveTo(unsigned int newIndex) noexcept;
+    ZOR_COMMON_LOCAL Shown Current(const SubsExpr& expr) const noexcept;
+    ZOR_COMMON_LOCAL Shown At(const SubsExpr& expr, unsigned int newIndex) const noexcept;
+    ZOR_COMMON_LOCAL void KeepAt(unsigned int newIndex) noexcept;
+    ZOR_COMMON_LOCAL static void Keep(SubsExpr& expr, const Shown& shown) noexcept;
+    ZOR_COMMON_LOCAL std::uint64_t MacAt(unsigned int turns) const noexcept;
+    ZOR_COMMON_LOCAL static void CountTurns(SubsExpr& expr, unsigned int nextIndex) noexcept;
 
-    void MakeLayout() const;
-    void MakeRoom(std::string& out) const;
-    static bool ShowsValue(const SubsExpr& expr) noexcept;
+    ZOR_COMMON_LOCAL void MakeLayout() const;
+    ZOR_COMMON_LOCAL void MakeRoom(std::string& out) const;
+    ZOR_COMMON_LOCAL static bool ShowsValue(const SubsExpr& expr) noexcept;
     template <class Expr, class Show>
-    static char* WriteValue(char* out, Expr& expr, Show show);
+    ZOR_COMMON_LOCAL static char* WriteValue(char* out, Expr& expr, Show show);
     template <class Exprs, class Show>
-    void RenderAll(std::string& out, Exprs& inOrderExprs, Show show) const;
+    ZOR_COMMON_LOCAL void RenderAll(std::string& out, Exprs& inOrderExprs, Show show) const;
     template <class Exprs, class Show>
-    void RenderInOrder(std::string& out, Exprs& inOrderExprs, Show show) const noexcept;
-    void RenderFromTheEnd(std::string& out) const;
-    void Render(std::string& out) const;
+    ZOR_COMMON_LOCAL void RenderInOrder(std::string& out, Exprs& inOrderExprs, Show show) const noexcept;
+    ZOR_COMMON_LOCAL void RenderFromTheEnd(std::string& out) const;
+    ZOR_COMMON_LOCAL void Render(std::string& out) const;
     template <class Move>
-    void RenderCopy(std::string& out, bool commit, Move move);
-    const std::string* FindVar(std::string_view lowerName) const noexcept;
+    ZOR_COMMON_LOCAL void RenderCopy(std::string& out, bool commit, Move move);
+    ZOR_COMMON_LOCAL const std::string* FindVar(std::string_view lowerName) const noexcept;
 
     std::vector<SubsExpr> exprs;
     std::string templ;
