@@ -1,12 +1,12 @@
-# Debian packages: libzor-common1 with the shared library, libzor-common-dev with all that it takes to build with it. Both
-# are made from what is installed, component by component. Every file in them has the time of the release.
+# Debian packages: libzor-common1 with the shared library, libzor-common-dev with all that it takes to build with it.
+# Both are made from what is installed, component by component. Every file in them has the time of the release.
 if(NOT BUILD_SHARED_LIBS)
     message(FATAL_ERROR "the packages are of a shared library")
 endif()
 
 set(zor_common_maintainer "zor-common developers <zor-common@example.org>")
-set(zor_common_revision 1)               # of the packages, beside the version of the library
-set(ENV{SOURCE_DATE_EPOCH} 1795219200)   # the time of the release, which all of the times below are
+set(zor_common_revision 1)             # of the packages, beside the version of the library
+set(ENV{SOURCE_DATE_EPOCH} 1795219200) # the time of the release, which the timestamps below go by
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 string(TIMESTAMP year "%Y" UTC)
 

@@ -1,4 +1,5 @@
-# Installs the build tree BUILD below PREFIX; fails unless the headers are HEADERS, with commas between them, and the library of the right kind.
+# Installs the build tree BUILD below PREFIX; fails unless the headers are HEADERS, with commas between them, and the
+# library is of the right kind.
 include(${CMAKE_CURRENT_LIST_DIR}/Check.cmake)
 file(REMOVE_RECURSE ${PREFIX})
 run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${PREFIX})
@@ -12,6 +13,7 @@ list(SORT HEADERS)
 check_equal("headers" "${installed}" "${HEADERS}")
 
 file(GLOB libraries RELATIVE ${LIBDIR} ${LIBDIR}/libzor-common.*)
+list(FILTER libraries EXCLUDE REGEX "\\.py$") # GDB's, which stands beside the library
 if(SHARED)
     string(REGEX MATCH "^[0-9]+" major ${VERSION})
     set(name libzor-common.so)

@@ -1,5 +1,5 @@
-# Builds consumer.cpp by one line of CXX and pkg-config, with what is installed below PREFIX, and runs it. PKG_CONFIG_SYSROOT is
-# the root of what is unpacked there and not installed.
+# Builds consumer.cpp by one line of CXX and pkg-config, with what is installed below PREFIX, and runs it.
+# PKG_CONFIG_SYSROOT is the root of what is unpacked there and not installed.
 include(${CMAKE_CURRENT_LIST_DIR}/Check.cmake)
 fresh_directory(${SCRATCH})
 cmake_path(ABSOLUTE_PATH LIBDIR BASE_DIRECTORY ${PREFIX})

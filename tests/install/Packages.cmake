@@ -28,13 +28,15 @@ zor_common_consumers(absolute ${directories} -DFIND=${elsewhere})
 
 # The library built again, elsewhere.
 zor_common_script_test(repeatable CheckRepeatable
-    -DCXX=${CMAKE_CXX_COMPILER} -DSHARED_BUILD=${PROJECT_BINARY_DIR} -DSTATIC_BUILD=${CMAKE_CURRENT_BINARY_DIR}/static/build
+    -DCXX=${CMAKE_CXX_COMPILER}
+    -DSHARED_BUILD=${PROJECT_BINARY_DIR} -DSTATIC_BUILD=${CMAKE_CURRENT_BINARY_DIR}/static/build
     "-DSTATIC_OPTIONS=-DBUILD_SHARED_LIBS=OFF,-DCMAKE_INSTALL_PREFIX=/usr/local,-DCMAKE_CXX_FLAGS=-O2 -g")
 set_tests_properties(repeatable PROPERTIES FIXTURES_REQUIRED static-build)
 
 # The baseline is made from GCC's debugging information; Clang's describes the same in other words.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    set(check_abi ${CMAKE_COMMAND} -DLIBRARY=$<TARGET_FILE:zor-common> -DCURRENT=${CMAKE_CURRENT_BINARY_DIR}/current.abi)
+    set(check_abi ${CMAKE_COMMAND}
+        -DLIBRARY=$<TARGET_FILE:zor-common> -DCURRENT=${CMAKE_CURRENT_BINARY_DIR}/current.abi)
     add_test(NAME abi COMMAND ${check_abi} -P ${PROJECT_SOURCE_DIR}/abi/CheckAbi.cmake)
     add_custom_target(abi-baseline COMMAND ${check_abi} -DREFRESH=ON -P ${PROJECT_SOURCE_DIR}/abi/CheckAbi.cmake
         DEPENDS zor-common USES_TERMINAL VERBATIM)
