@@ -12,9 +12,11 @@
 #define ZOR_COMMON_VERSION                                                                                             \
     (ZOR_COMMON_VERSION_MAJOR * 10000 + ZOR_COMMON_VERSION_MINOR * 100 + ZOR_COMMON_VERSION_PATCH)
 
+/// \cond
 #define ZOR_COMMON_DETAIL_QUOTE(x) #x
 #define ZOR_COMMON_DETAIL_DOTTED(x, y, z)                                                                              \
     ZOR_COMMON_DETAIL_QUOTE(x) "." ZOR_COMMON_DETAIL_QUOTE(y) "." ZOR_COMMON_DETAIL_QUOTE(z)
+/// \endcond
 
 /// The version as text, such as "1.2.3".
 #define ZOR_COMMON_VERSION_STRING                                                                                      \
