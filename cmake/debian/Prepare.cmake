@@ -1,14 +1,14 @@
 # What CPack does after it has laid out the files of the packages.
 
-# The library depends on the packages whose symbols it uses.
+# The library depends on the packages whose symbols it uses. dpkg-shlibdeps looks for both directories that are made.
 set(directory ${CPACK_TEMPORARY_DIRECTORY}/runtime)
-file(GLOB_RECURSE library ${directory}/*/libzor-common.so.*)
-file(MAKE_DIRECTORY ${directory}/debian)
+file(GLOB_RECURSE library ${directory}/*/libzor-common.so.*.*)
+file(MAKE_DIRECTORY ${directory}/debian ${directory}/DEBIAN)
 file(WRITE ${directory}/debian/control "Source: zor-common\n\nPackage: ${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME}\n\
 Architecture: any\n")
 execute_process(COMMAND dpkg-shlibdeps -O ${library} WORKING_DIRECTORY ${directory}
     OUTPUT_VARIABLE depends OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
-file(REMOVE_RECURSE ${directory}/debian)
+file(REMOVE_RECURSE ${directory}/debian ${directory}/DEBIAN)
 string(REGEX REPLACE "^shlibs:Depends=" "" CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "${depends}")
 
 # Files and packages have the time of the release, so that equal files make equal packages.
