@@ -37,3 +37,11 @@ install(CODE "
     get_filename_component(CMAKE_INSTALL_PREFIX \"\${CMAKE_INSTALL_PREFIX}\" ABSOLUTE)
     configure_file(\"${made}/zor-common.pc.in\" \"${made}/zor-common.pc\" @ONLY)" COMPONENT development)
 install(FILES ${made}/zor-common.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+
+# GDB loads the printers by itself together with the library, by the library's full name below this directory.
+if(BUILD_SHARED_LIBS)
+    cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_LIBDIR BASE_DIRECTORY "\${CMAKE_INSTALL_PREFIX}" OUTPUT_VARIABLE directory)
+    install(FILES ${PROJECT_SOURCE_DIR}/gdb/zor-common-gdb.py
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load${directory}
+        RENAME $<TARGET_FILE_NAME:zor-common>-gdb.py COMPONENT runtime)
+endif()

@@ -13,7 +13,6 @@ list(SORT HEADERS)
 check_equal("headers" "${installed}" "${HEADERS}")
 
 file(GLOB libraries RELATIVE ${LIBDIR} ${LIBDIR}/libzor-common.*)
-list(FILTER libraries EXCLUDE REGEX "\\.py$") # GDB's, which stands beside the library
 if(SHARED)
     string(REGEX MATCH "^[0-9]+" major ${VERSION})
     set(name libzor-common.so)

@@ -1,11 +1,14 @@
 # Fails unless GDB shows the values of PROGRAM as the program says before its last line, with the printers of SCRIPT or,
-# without one, those that GDB finds by itself under AUTO_LOAD for the libraries of the program.
+# without one, those that GDB finds by itself below AUTO_LOAD for the library in LIBRARIES.
 cmake_minimum_required(VERSION 3.25)
 
 if(SCRIPT)
+    set(lines ${PROGRAM}.sourced)
     set(printers -ex "source ${SCRIPT}")
 else()
-    set(printers -iex "add-auto-load-scripts-directory ${AUTO_LOAD}" -iex "add-auto-load-safe-path ${AUTO_LOAD}")
+    set(lines ${PROGRAM}.auto-loaded)
+    set(printers -iex "add-auto-load-scripts-directory ${AUTO_LOAD}" -iex "add-auto-load-safe-path ${AUTO_LOAD}"
+        -ex "set environment LD_LIBRARY_PATH ${LIBRARIES}")
 endif()
 set(show)
 foreach(values IN ITEMS ips ipv6s fields macs names fresh hosts)
@@ -13,12 +16,12 @@ foreach(values IN ITEMS ips ipv6s fields macs names fresh hosts)
 endforeach()
 execute_process(
     COMMAND ${GDB} -nx -batch -iex "set debuginfod enabled off" ${printers} -ex "set print elements 0"
-        -ex "break Stop" -ex "run > ${PROGRAM}.expected" -ex up
-        -ex "set logging file ${PROGRAM}.shown" -ex "set logging overwrite on" -ex "set logging redirect on"
+        -ex "break Stop" -ex "run > ${lines}.expected" -ex up
+        -ex "set logging file ${lines}.shown" -ex "set logging overwrite on" -ex "set logging redirect on"
         -ex "set logging enabled on" ${show} -ex "set print elements 4" -ex "output fields[2]" -ex "echo \\n"
         -ex "set logging enabled off" -ex kill ${PROGRAM}
     OUTPUT_VARIABLE messages ERROR_VARIABLE messages)
-execute_process(COMMAND diff -u ${PROGRAM}.expected ${PROGRAM}.shown RESULT_VARIABLE status OUTPUT_VARIABLE difference)
+execute_process(COMMAND diff -u ${lines}.expected ${lines}.shown RESULT_VARIABLE status OUTPUT_VARIABLE difference)
 if(NOT status EQUAL 0)
     string(SUBSTRING "${difference}" 0 2000 difference)
     message(FATAL_ERROR "${messages}\nGDB does not show what the program says:\n${difference}")
