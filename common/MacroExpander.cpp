@@ -105,7 +105,7 @@ constexpr bool IsSpace(char c)
 
 /// What each character ends.
 enum : unsigned char { kEndsBareName = 1, kEndsNameInParentheses = 2 };
-constexpr auto kEnds = [] {
+constexpr auto kEnds = []() {
     std::array<unsigned char, 256> ends{};
     for (std::size_t byte = 0; byte < ends.size(); ++byte) {
         const char c = static_cast<char>(byte);

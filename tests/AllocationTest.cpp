@@ -19,6 +19,7 @@
 using namespace zor::common;
 using test::gAllocations;
 using test::gFailAt;
+using test::gLive;
 
 namespace {
 
@@ -74,32 +75,43 @@ std::string Expanded(const Wildcards& object)
     return text;
 }
 
-/// A text without room of its own, so that what is written to it is allocated.
-std::string& Fresh(std::string& text)
+/// A call that writes to a text without room of its own, so that what is written to it is allocated.
+template <class Call>
+auto Into(Call call)
 {
-    std::string().swap(text);
-    return text;
+    return [call](auto& object) {
+        std::string text;
+        call(object, text);
+    };
 }
 
 /// Runs each operation with its first, second, ... allocation failing, until it succeeds, and then checks that each
-/// failure has left the object as \a same sees it.
+/// failure has left the object as \a same sees it, and nothing allocated.
 template <class T, class Same, class... Operations>
 void FailEachAllocation(const T& start, Same same, Operations... operations)
 {
+    int number = 0;
     const auto failEach = [&](auto operation) {
-        for (long failAt = 0; failAt < 1000; ++failAt) {
-            T object(start);
-            gFailAt = failAt;
-            try {
-                operation(object);
-                gFailAt = -1;
-                return;
-            } catch (const std::bad_alloc&) {
-                gFailAt = -1;
-                EXPECT_TRUE(same(object)) << "allocation " << failAt;
+        ++number;
+        const T first(start);
+        bool done = false;
+        for (long failAt = 0; !done; ++failAt) {
+            const long live = gLive;
+            {
+                T object(first);
+                gFailAt = failAt;
+                try {
+                    operation(object);
+                    gFailAt = -1;
+                    done = true;
+                } catch (const std::bad_alloc&) {
+                    gFailAt = -1;
+                    EXPECT_TRUE(same(object)) << "operation " << number << ", allocation " << failAt;
+                }
             }
+            EXPECT_TRUE(gLive == live || done) << "operation " << number << ", allocation " << failAt;
+            ASSERT_LT(failAt, 1000) << "never succeeded";
         }
-        ADD_FAILURE() << "never succeeded";
     };
     (failEach(operations), ...);
 }
@@ -115,7 +127,9 @@ TEST(Allocation, FailuresLeaveFieldsAsTheyWere)
             [&](auto& f) { f -= wide; }, [&](auto& f) { f |= wide; }, [&](auto& f) { f &= wide; },
             [&](auto& f) { f = f + wide; }, [&](auto& f) { f.CopyFromString(text); },
             [&](auto& f) { f.CopyFromString(separated); }, [&](auto& f) { f.CopyFromBinaryString(text, true); },
-            [&](auto& f) { f.normalize(99); });
+            [&](auto& f) { f.normalize(99); }, [&](auto& f) { f = f - wide; }, [&](auto& f) { f = (f | wide) & wide; },
+            [&](auto& f) { f = ~-wide; }, [&](auto& f) { f = wide * 3 + 5; }, [&](auto& f) { f = Hexfield(text); },
+            [&](auto& f) { f = Hexfield(text, true, false); });
     }
 }
 
@@ -134,34 +148,46 @@ TEST(Allocation, FailuresLeaveWildcardsAsTheyWere)
     const std::string longText(100, 'v');
     const std::string list = "another_variable_with_a_long_name=x,a_variable_with_a_long_name=" + longText;
     const unsigned char mac[6] = {};
-    std::string out;
     for (const int steps : {0, 1, 3, 4}) { // before the parse, and with repeats owed
         for (int i = 0; i < steps; ++i) start.NextValue();
         const std::string expected = values(start);
         FailEachAllocation(
-            start, [&](auto& object) { return values(object) == expected; }, [&](auto& w) { w.GetValue(Fresh(out)); },
-            [&](auto& w) { w.GetNextValue(Fresh(out)); }, [&](auto& w) { w.GetValueAt(77, Fresh(out), true); },
-            [&](auto& w) { w.NextValue(); }, [&](auto& w) { w.SetReadCursor(5); },
-            [&](auto& w) { w = Wildcards(longText, "@"); }, [&](auto& w) { w.AddVarList(list); },
-            [&](auto& w) { w.AddVar("A_variable_with_a_long_name", longText); },
-            [&](auto& w) { w.SetVlanTagCount(200); });
+            start, [&](auto& object) { return values(object) == expected; },
+            Into([](auto& w, auto& out) { w.GetValue(out); }), Into([](auto& w, auto& out) { w.GetNextValue(out); }),
+            Into([](auto& w, auto& out) { w.GetValueAt(77, out, true); }), [&](auto& w) { w.NextValue(); },
+            [&](auto& w) { w.SetReadCursor(5); }, [&](auto& w) { w = Wildcards(longText, "@"); },
+            [&](auto& w) { w.AddVarList(list); }, [&](auto& w) { w.AddVar("A_variable_with_a_long_name", longText); },
+            [&](auto& w) { w.SetVlanTagCount(200); },
+            [&](auto& w) {
+                w.AddVarList(std::vector{list, longText + "=y"});
+            },
+            [&](auto& w) { Wildcards(w).NextValue(); },
+            Into([&](auto& w, auto& out) { w.GetVar("a_variable_with_a_long_name", out); }));
+        const std::string expanded = Expanded(start);
         FailEachAllocation(
-            start, [&](auto& object) { return Expanded(object) == Expanded(start); },
+            start, [&](auto& object) { return Expanded(object) == expanded; },
             [&](auto& w) { w.SetEtherParams(mac, mac, mac, 0), w.ParseExpr(); });
     }
     const Wildcards hexTemplate("@h 31 32 33 @x(1) 34" + std::string(100, '7') + "35", "@");
+    const std::string expanded = Expanded(hexTemplate);
     FailEachAllocation(
-        hexTemplate, [&](auto& object) { return Expanded(object) == Expanded(hexTemplate); },
-        [&](auto& w) { w.GetValue(Fresh(out)); });
+        hexTemplate, [&](auto& object) { return Expanded(object) == expanded; },
+        Into([](auto& w, auto& out) { w.GetValue(out); }));
 }
 
-TEST(Allocation, FailuresLeaveMessagesAsTheyWere)
+TEST(Allocation, FailuresLeaveTextsAsTheyWere)
 {
     const std::string text = "neither an address nor a name";
     const std::string before = "before";
     const auto same = [&before](const std::string& error) { return error == before; };
+    const std::string hex(80, '7');
     FailEachAllocation(
-        before, same, [&](auto& e) { CIpAddress().CopyFromString(text, &e); },
+        before, same, [&](auto& t) { t = CIpAddress(0xfffefdfc).ToString() + text; },
+        [&](auto& t) { t = CIpv6Address(~0ul, 1).ToString(); }, [&](auto& t) { t = CMacAddress().ToString(); },
+        [&](auto& t) { t = CWorldWideName().ToString(); }, [&](auto& t) { t = Hexfield(hex).ToString(); },
+        [&](auto& t) { t = Hexfield(hex).ToBinaryString(true); },
+        [&](auto& t) { Wildcards::ConvertAsciiHexToBin(hex, t); },
+        [&](auto& e) { CIpAddress().CopyFromString(text, &e); },
         [&](auto& e) { CIpv6Address().CopyFromString(text, &e); },
         [&](auto& e) { CMacAddress().CopyFromString(text, &e); },
         [&](auto& e) { CWorldWideName().CopyFromString(text, &e); });
@@ -188,6 +214,32 @@ TEST(Allocation, ExtractorAllocatesForTheOutputAlone)
             }
         }
     }
+}
+
+TEST(Allocation, FailuresLeaveResolversAsTheyWere)
+{
+    const std::string name(100, 'n'), value(100, 'v');
+    CMacroVarMapResolver start;
+    start.SetValue(name, value);
+    FailEachAllocation(
+        start,
+        [&](auto& variables) {
+            std::vector<std::string> names;
+            std::string found;
+            return variables.GetVarNames(names) && names.size() == 1 && variables.GetValue(name, found) &&
+                   found == value;
+        },
+        [&](auto& v) { v.SetValue(value, name); }, [&](auto& v) { v.SetValue(name, value + value); },
+        [&](auto& v) { CMacroVarMapResolver().SetValue(name, name), v = CMacroVarMapResolver(); });
+    FailEachAllocation(
+        std::string("old"), [](auto& text) { return text == "old"; }, [&](auto& t) { start.GetValue(name, t); },
+        [&](auto& t) {
+            std::string error;
+            CMacroExpander(&start).EvalExpr("$(" + name + ") and more than fits", t, error);
+        });
+    FailEachAllocation(
+        std::vector<std::string>(1), [](auto& names) { return names.size() == 1 && names[0].empty(); },
+        [&](auto& names) { start.GetVarNames(names); });
 }
 
 TEST(Allocation, FailuresLeaveExpandersAsTheyWere)
@@ -237,7 +289,12 @@ TEST(Allocation, FailuresLeaveEncodedBytesAndMessagesAsTheyWere)
     const std::vector<unsigned char> bytes(100, 'b');
     FailEachAllocation(
         bytes, [&](auto& out) { return out == bytes; },
-        [&](auto& out) { GoogleProtoBufEncoder::encodeBytes(bytes, out); });
+        [&](auto& out) { GoogleProtoBufEncoder::encodeBytes(bytes, out); },
+        [&](auto& out) { GoogleProtoBufEncoder::encodeBytes(out, out); },
+        [&](auto& out) { GoogleProtoBufEncoder::encodeUint64(~0ull, out); },
+        [&](auto& out) { GoogleProtoBufEncoder::encodeTag(1, 2, out); },
+        [&](auto& out) { GoogleProtoBufEncoder::encodeString("text", out); },
+        [&](auto& out) { GoogleProtoBufEncoder::encodeMsbUint(bytes.data(), 8, out); });
 
     const std::string text = "message A_name_that_is_longer_than_any_string_keeps_inside { bool x = 1; }\n";
     const auto same = [](const CGoogleProtoBufMessageInfo& message) { return message.name == "old"; };
@@ -248,6 +305,28 @@ TEST(Allocation, FailuresLeaveEncodedBytesAndMessagesAsTheyWere)
         block.imbue(std::locale::classic());
         EXPECT_TRUE(CGoogleProtoBufParser().parseMessageFromStream(block, message));
     });
+    const auto step = [&](const std::string& in, auto parse) {
+        return [in, parse](std::string& word) {
+            std::stringstream block(in);
+            block.imbue(std::locale::classic());
+            parse(block, word);
+        };
+    };
+    CGoogleProtoBufParser parser;
+    auto type = CGoogleProtoBufFieldInfo::TypeBool;
+    FailEachAllocation(
+        std::string("old"), [&](auto& word) { return word == "old" && type == CGoogleProtoBufFieldInfo::TypeBool; },
+        step("A_word_that_is_longer_than_any_string_keeps", [&](auto& in, auto& word) { parser.parseWord(in, word); }),
+        step("A_type_that_is_longer_than_a_string", [&](auto& in, auto& word) { parser.parseType(in, type, word); }));
+    CGoogleProtoBufFieldInfo field;
+    field.name = "old";
+    FailEachAllocation(
+        field, [&](auto& f) { return f.name == "old"; },
+        [&](auto& f) {
+            std::stringstream block("bool A_name_that_is_longer_than_any_string_keeps_inside = 1;");
+            block.imbue(std::locale::classic());
+            EXPECT_TRUE(parser.parseFieldFromStream(block, f));
+        });
     const std::string path = testing::TempDir() + "zor-allocation.proto";
     std::ofstream(path) << "// 1\n" + text + "// 2\n" + text + "// 3\n" + text;
     FailEachAllocation(

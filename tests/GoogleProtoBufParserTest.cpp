@@ -10,7 +10,10 @@
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
+#include <thread>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace zor::common;
@@ -47,6 +50,76 @@ TEST(GoogleProtoBufParser, AppendsAndAnswersByWhetherTheFileOpens)
     EXPECT_TRUE(parser.readProtoFile(file.path, messages));
     EXPECT_TRUE(parser.readProtoFile(file.path, messages));
     EXPECT_EQ(Text(messages), "// 1\nmessage  {\n}\n" + kA7 + kA7);
+}
+
+/// What is read up to the fault counts, and the fault ends the file: in mid-message, so that no more comes of it.
+TEST(GoogleProtoBufParser, FilesMayFailWhileTheyAreRead)
+{
+    CGoogleProtoBufParser parser;
+    const std::string path = testing::TempDir() + "zor-" + std::to_string(getpid()) + ".fifo";
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    const std::string half = "// 8\nmessage B {\nrequired";
+    for (const std::string& text : {""s, kA7 + half, kA7 + kA7 + std::string(70000, '\n') + half}) {
+        std::thread writer([&] { // in pieces, each written by itself
+            std::ofstream pipe(path);
+            for (std::size_t i = 0, n = 7; i < text.size(); i += n, n *= 2) pipe << text.substr(i, n) << std::flush;
+        });
+        std::vector<MessageInfo> messages;
+        EXPECT_TRUE(parser.readProtoFile(path, messages));
+        writer.join();
+        EXPECT_EQ(Text(messages), text.empty() ? "" : text.size() < 1000 ? kA7 : kA7 + kA7);
+    }
+    std::remove(path.c_str());
+
+    // It opens and no byte can be read from it; a stream sees the same.
+    for (const char* broken : {"/proc/self/mem", "/", "/dev/null"}) {
+        std::vector<MessageInfo> messages;
+        EXPECT_TRUE(parser.readProtoFile(broken, messages)) << broken;
+        EXPECT_TRUE(messages.empty());
+        std::ifstream file(broken);
+        std::stringstream block("stale");
+        EXPECT_FALSE(parser.readMessage(file, block)) << broken;
+        EXPECT_EQ(block.str(), "");
+    }
+    std::vector<MessageInfo> messages;
+    EXPECT_FALSE(parser.readProtoFile("", messages));
+    EXPECT_FALSE(parser.readProtoFile("/dev/null/none", messages));
+}
+
+/// Cut short between two blocks: the reader sees the end where its buffer ends.
+TEST(GoogleProtoBufParser, FilesMayChangeWhileTheyAreRead)
+{
+    std::string text;
+    while (text.size() < 40000) text += kA7;
+    const SchemaFile cut(text);
+    std::ifstream file(cut.path);
+    std::stringstream block;
+    ASSERT_TRUE(CGoogleProtoBufParser().readMessage(file, block));
+    EXPECT_EQ(block.str(), kA7);
+    ASSERT_EQ(truncate(cut.path.c_str(), 3), 0);
+    int blocks = 0;
+    while (CGoogleProtoBufParser().readMessage(file, block)) ++blocks;
+    EXPECT_LT(blocks, 40000 / 40) << "no more than its buffer held";
+    EXPECT_TRUE(file.fail());
+}
+
+/// A buffer that breaks in the middle of a line.
+TEST(GoogleProtoBufParser, BlocksOfAStreamThatBreaks)
+{
+    struct Broken : std::filebuf {
+        int_type underflow() override { throw std::runtime_error("broken"); }
+    };
+    std::ifstream file;
+    Broken broken;
+    file.basic_ios<char>::rdbuf(&broken);
+    std::stringstream block("stale");
+    EXPECT_FALSE(CGoogleProtoBufParser().readMessage(file, block));
+    EXPECT_TRUE(file.bad());
+    EXPECT_EQ(block.str(), "");
+    file.clear();
+    file.exceptions(std::ios::badbit);
+    EXPECT_THROW(CGoogleProtoBufParser().readMessage(file, block), std::runtime_error);
+    EXPECT_EQ(block.str(), "");
 }
 
 /// A block as text, where the file stands after it, and where the stream of the block stands.

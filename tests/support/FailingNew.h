@@ -9,6 +9,7 @@ namespace zor::common::test {
 
 extern long gAllocations;
 extern long gFailAt; ///< How many allocations succeed before one fails; negative for all.
+extern long gLive;   ///< How many allocations have not been freed yet.
 
 } // namespace zor::common::test
 
