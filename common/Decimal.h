@@ -16,7 +16,7 @@ namespace zor::common::detail {
 inline constexpr std::size_t kMaxDecimalSize = 20;
 
 /// "00", "01" and so on to "99".
-inline constexpr std::array<char, 200> kDecimalPairs = [] {
+inline constexpr std::array<char, 200> kDecimalPairs = []() {
     std::array<char, 200> table{};
     for (std::size_t i = 0; i < 100; ++i) {
         table[2 * i] = static_cast<char>('0' + i / 10);
@@ -26,7 +26,7 @@ inline constexpr std::array<char, 200> kDecimalPairs = [] {
 }();
 
 /// 10 to the power of the index; in place of 1 stands 0, which makes the size of 0 come out as 1.
-inline constexpr std::array<std::uint64_t, kMaxDecimalSize> kPowersOf10 = [] {
+inline constexpr std::array<std::uint64_t, kMaxDecimalSize> kPowersOf10 = []() {
     std::array<std::uint64_t, kMaxDecimalSize> table{};
     std::uint64_t power = 1;
     for (std::size_t i = 1; i < table.size(); ++i) table[i] = power *= 10;

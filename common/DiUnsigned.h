@@ -19,7 +19,7 @@ struct di_unsignedtable {
     static constexpr W kBits = 8 * sizeof(D); ///< The bits of a digit: 8.
 
     /// For 8 bits: 1, 2, 4 to 128; 0, 1, 3 to 127; 4; 15.
-    static constexpr std::array<D, 2 * kBits + 2> table = [] {
+    static constexpr std::array<D, 2 * kBits + 2> table = []() {
         std::array<D, 2 * kBits + 2> entries{};
         for (W i = 0; i < kBits; ++i) {
             entries[i] = static_cast<D>(1u << i);

@@ -23,7 +23,7 @@ struct DecimalByte {
     unsigned char length;
 };
 
-inline constexpr std::array<DecimalByte, 256> kDecimalBytes = [] {
+inline constexpr std::array<DecimalByte, 256> kDecimalBytes = []() {
     std::array<DecimalByte, 256> table{};
     for (unsigned int byte = 0; byte < 256; ++byte) {
         DecimalByte& entry = table[byte];
