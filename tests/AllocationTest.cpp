@@ -93,12 +93,11 @@ void FailEachAllocation(const T& start, Same same, Operations... operations)
     int number = 0;
     const auto failEach = [&](auto operation) {
         ++number;
-        const T first(start);
         bool done = false;
         for (long failAt = 0; !done; ++failAt) {
             const long live = gLive;
             {
-                T object(first);
+                T object(start);
                 gFailAt = failAt;
                 try {
                     operation(object);

@@ -59,7 +59,8 @@ TEST(GoogleProtoBufParser, FilesMayFailWhileTheyAreRead)
     const std::string path = testing::TempDir() + "zor-" + std::to_string(getpid()) + ".fifo";
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     const std::string half = "// 8\nmessage B {\nrequired";
-    for (const std::string& text : {""s, kA7 + half, kA7 + kA7 + std::string(70000, '\n') + half}) {
+    const std::string texts[] = {"", kA7 + half, kA7 + kA7 + std::string(70000, '\n') + half};
+    for (const std::string& text : texts) {
         std::thread writer([&] { // in pieces, each written by itself
             std::ofstream pipe(path);
             for (std::size_t i = 0, n = 7; i < text.size(); i += n, n *= 2) pipe << text.substr(i, n) << std::flush;

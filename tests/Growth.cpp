@@ -32,7 +32,7 @@ struct Count {
 
 /// A text: what is repeated, and what stands before and behind.
 struct Shape {
-    std::string piece, head = "", tail = "";
+    std::string piece, head = {}, tail = {};
 
     std::string Text(std::size_t size) const
     {
