@@ -66,19 +66,6 @@ TEST(MacroExpanderScan, EveryShortTextFollowsTheRules)
     }
 }
 
-TEST(MacroExpanderScan, GrowsGently)
-{
-    CMacroVarMapResolver variables;
-    std::string expr(1000000, '('), expected = expr, value, error;
-    for (int i = 100000; i-- > 0; expected += "v") {
-        variables.SetValue("known" + std::to_string(i), "v");
-        expr += "$(known" + std::to_string(i) + ")";
-    }
-    CMacroExpander expander(&variables);
-    EXPECT_TRUE(expander.EvalExpr(expr, value, error));
-    EXPECT_EQ(value, expected);
-}
-
 TEST(MacroExpanderParse, ReplacesTheTokensAlsoOnFailure)
 {
     CMacroVarMapResolver variables = MakeVariables();

@@ -1,8 +1,8 @@
 /// \file
 /// How work grows with its input. Each step runs on each text that is meant for it, at one size and then at twice that,
-/// and callgrind writes down how many instructions that took; support/CheckGrowth.cmake compares the two.
+/// and callgrind writes down how many instructions that took; tests/support/CheckGrowth.cmake compares the two.
 
-#include "support/SchemaChecks.h"
+#include "../tests/support/SchemaChecks.h"
 
 #include <common/FieldExtractor.h>
 #include <common/GoogleProtoBuf.h>
