@@ -137,6 +137,15 @@ inline void CheckWorldWideNameText(Random& random)
     random.accepted += valid;
 }
 
+/// Runs a check on so many texts, of which between a fifth and four fifths must be accepted for it to see both sides.
+inline void CheckMany(unsigned int seed, int rounds, void (*check)(Random&))
+{
+    Random random(seed);
+    for (int round = 0; round < rounds; ++round) ASSERT_NO_FATAL_FAILURE(check(random)) << "round " << round;
+    EXPECT_GT(random.accepted, rounds / 5);
+    EXPECT_LT(random.accepted, rounds / 5 * 4);
+}
+
 } // namespace zor::common::test
 
 #endif // ZOR_COMMON_TESTS_ADDRESS_CHECKS_H

@@ -1,4 +1,4 @@
-# Fails unless GDB shows the values of PROGRAM as the program says before its last line, with the printers of SCRIPT or,
+# Fails unless GDB shows the values of PROGRAM as the program says before it ends, with the printers of SCRIPT or,
 # without one, those that GDB finds by itself below AUTO_LOAD for the library in LIBRARIES.
 cmake_minimum_required(VERSION 3.25)
 
@@ -16,7 +16,7 @@ foreach(values IN ITEMS ips ipv6s fields macs names fresh hosts)
 endforeach()
 execute_process(
     COMMAND ${GDB} -nx -batch -iex "set debuginfod enabled off" ${printers} -ex "set print elements 0"
-        -ex "break Stop" -ex "run > ${lines}.expected" -ex up
+        -ex "set breakpoint pending on" -ex "break quick_exit" -ex "run > ${lines}.expected" -ex up
         -ex "set logging file ${lines}.shown" -ex "set logging overwrite on" -ex "set logging redirect on"
         -ex "set logging enabled on" ${show} -ex "set print elements 4" -ex "output fields[2]" -ex "echo \\n"
         -ex "set logging enabled off" -ex kill ${PROGRAM}
