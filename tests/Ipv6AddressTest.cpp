@@ -139,7 +139,8 @@ TEST(Ipv6AddressFlag, CountsInEqualsAndEncodesAsOneByte)
     CIpv6Address address(1, 2);
     address.SetFormatLast4BytesAsIpv4(true);
     EXPECT_TRUE(address == CIpv6Address(1, 2));
-    EXPECT_EQ(std::hash<CIpv6Address>()(address), std::hash<CIpv6Address>()(CIpv6Address(1, 2)));
+    const std::hash<CIpv6Address> hash;
+    EXPECT_TRUE(hash(address) == hash(CIpv6Address(1, 2)) && hash(address) != hash(CIpv6Address(2, 1)));
     EXPECT_FALSE(address.Equals(CIpv6Address(1, 2)));
     EXPECT_FALSE(CIpv6Address(1, 3).Equals(CIpv6Address(1, 2)));
     EXPECT_FALSE(address.FormattingEquals(CIpv6Address()));

@@ -238,6 +238,8 @@ TEST(WildcardsContext, VlanVpiAndVciCounters)
     Wildcards undefined("@v(1)", "@");
     undefined.SetVlanTagCount(1);
     EXPECT_EQ(Values(undefined, 2), "0|0|");
+    const Wildcards::VarDefUint32 none;
+    EXPECT_TRUE(none.start == 0 && none.step == 0 && none.repeat == 0 && none.count == 0 && none.modulus == ~0u);
 }
 
 TEST(WildcardsContext, ASecondParseAddsItsExpressions)
