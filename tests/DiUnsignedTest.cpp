@@ -107,6 +107,8 @@ TEST(DiUnsignedShift, MovesAllDigitsAndKeepsTheTopOne)
     number.rightshiftbit(3);
     EXPECT_EQ(ToWide(number), value);
     EXPECT_EQ(number.digits[16], 0);
+    number.rightshiftbit(21);
+    EXPECT_EQ(ToWide(number), value >> 21);
     number.leftshiftbit(7);
     number.clearhead();
     EXPECT_EQ(number.digits[16], 0);

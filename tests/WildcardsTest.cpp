@@ -203,6 +203,9 @@ TEST(WildcardsContext, MacAddressesCountWithinTheMask)
     EXPECT_EQ(Value(besides), "00-00-00-00-00-000000.0000.00005");
     besides.SetCurrentMac(other);
     EXPECT_EQ(Value(besides), "01-02-03-04-05-060102.0304.05065") << "only MAC addresses change";
+    const unsigned char nearlyAll[] = {0xff, 0xff, 0xff, 0xff, 0xff, 0xfe};
+    besides.SetCurrentMac(nearlyAll);
+    EXPECT_EQ(Values(besides, 2), "ff-ff-ff-ff-ff-feFFFF.FFFF.FFFE5|ff-ff-ff-ff-ff-ffFFFF.FFFF.FFFF6|");
     Wildcards fixed("@m", "@");
     fixed.SetEtherParams(mac, one, lastByte, 0);
     fixed.ParseExpr();
@@ -240,6 +243,9 @@ TEST(WildcardsContext, VlanVpiAndVciCounters)
     EXPECT_EQ(Values(undefined, 2), "0|0|");
     const Wildcards::VarDefUint32 none;
     EXPECT_TRUE(none.start == 0 && none.step == 0 && none.repeat == 0 && none.count == 0 && none.modulus == ~0u);
+    const Wildcards::SubsExpr expr;
+    EXPECT_TRUE(expr.start == 1 && expr.count == 1 && expr.step == 1 && expr.repeat == 0 && expr.current == 1 &&
+                expr.pos + expr.len + expr.modulus + expr.currentLow + expr.holdLeft + expr.width == 0);
 }
 
 TEST(WildcardsContext, ASecondParseAddsItsExpressions)
