@@ -235,9 +235,9 @@ bool DropComment(Block& block)
     return false;
 }
 
+/// Into a new message.
 bool ReadMessage(Block& block, CGoogleProtoBufMessageInfo& message)
 {
-    message.reset();
     std::string_view word;
     while (true) {
         if (block.AtEnd()) return true;

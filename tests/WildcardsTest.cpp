@@ -48,7 +48,7 @@ TEST(WildcardsSequence, StepsThroughTheValues)
 TEST(WildcardsSequence, OtherMarkers)
 {
     EXPECT_EQ(Values(Wildcards("#x(2)@x##", "#"), 1), "2@x#|");
-    EXPECT_EQ(Values(Wildcards("@x", ""), 1), "@x|");
+    EXPECT_EQ(Values(Wildcards("@x\0x"s, ""), 1), "@x\0x|"s);
     EXPECT_EQ(Values(Wildcards("xx=xxx(3)", "x"), 1), "1=1x(3)|") << "a kind wins over the escape";
     EXPECT_EQ(Values(Wildcards("@<x@x@<", "@<"), 1), "@<x@x@<|") << "the kind is the character after the first";
     EXPECT_EQ(Values(Wildcards("a\0x\0\0"s, "\0"s), 1), "a1\0|"s);
@@ -210,6 +210,8 @@ TEST(WildcardsContext, MacAddressesCountWithinTheMask)
     fixed.SetEtherParams(mac, one, lastByte, 0);
     fixed.ParseExpr();
     fixed.SetCurrentMac(other);
+    fixed.Expand(value);
+    EXPECT_EQ(value, "01-02-03-04-05-06") << "parsed before";
     fixed.GetValueAt(1, value, false);
     EXPECT_EQ(value, "aa-bb-cc-dd-05-07");
     Wildcards carry("@m", "@");
