@@ -41,6 +41,16 @@ inline void StoreLittleBytes(unsigned char* bytes, std::uint64_t word, std::size
     }
 }
 
+template <std::size_t Size>
+constexpr void CopyBytes(unsigned char* out, const unsigned char* bytes) noexcept
+{
+    if (__builtin_is_constant_evaluated()) {
+        for (std::size_t i = 0; i < Size; ++i) out[i] = bytes[i];
+    } else {
+        std::memcpy(out, bytes, Size);
+    }
+}
+
 constexpr std::uint32_t LoadLittle32(const unsigned char* bytes) noexcept
 {
     return std::uint32_t{bytes[3]} << 24 | std::uint32_t{bytes[2]} << 16 | std::uint32_t{bytes[1]} << 8 |

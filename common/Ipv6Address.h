@@ -11,7 +11,6 @@
 #include "MacAddress.h"
 
 #include <cstddef>
-#include <cstring>
 #include <iosfwd>
 #include <string>
 #include <vector>
@@ -53,7 +52,10 @@ public:
     constexpr CIpv6Address() noexcept = default; ///< The zero address "::".
 
     /// Reads sixteen bytes, as CopyFrom(const unsigned char*) does.
-    CIpv6Address(const unsigned char* bytes) noexcept { CopyFrom(bytes); }
+    constexpr CIpv6Address(const unsigned char* bytes) noexcept { CopyFrom(bytes); }
+
+    /// A plain 0 would be a null pointer, so it is no address.
+    CIpv6Address(std::nullptr_t) = delete;
 
     /// The bytes in the order they are written.
     constexpr CIpv6Address(unsigned char b0, unsigned char b1, unsigned char b2, unsigned char b3, unsigned char b4,
@@ -68,10 +70,10 @@ public:
     constexpr CIpv6Address(unsigned long high, unsigned long low) noexcept { CopyFrom(high, low); }
 
     /// Writes exactly sixteen bytes in network order.
-    void CopyTo(unsigned char* out) const noexcept { std::memcpy(out, mBytes, sizeof mBytes); }
+    constexpr void CopyTo(unsigned char* out) const noexcept { detail::CopyBytes<16>(out, mBytes); }
 
     /// Reads exactly sixteen bytes in network order.
-    void CopyFrom(const unsigned char* bytes) noexcept { std::memcpy(mBytes, bytes, sizeof mBytes); }
+    constexpr void CopyFrom(const unsigned char* bytes) noexcept { detail::CopyBytes<16>(mBytes, bytes); }
 
     /// The same sixteen raw bytes; this is not a text form, see CopyFromString().
     void CopyFrom(const char* bytes) noexcept { CopyFrom(reinterpret_cast<const unsigned char*>(bytes)); }

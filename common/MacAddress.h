@@ -9,7 +9,6 @@
 #include "IpAddress.h"
 
 #include <cstddef>
-#include <cstring>
 #include <iosfwd>
 #include <string>
 
@@ -44,7 +43,7 @@ public:
     constexpr CMacAddress() noexcept = default; ///< All bytes zero.
 
     /// Reads six bytes, as CopyFrom(const unsigned char*) does.
-    CMacAddress(const unsigned char* bytes) noexcept { CopyFrom(bytes); }
+    constexpr CMacAddress(const unsigned char* bytes) noexcept { CopyFrom(bytes); }
 
     /// The bytes in the order they are written.
     constexpr CMacAddress(unsigned char a, unsigned char b, unsigned char c, unsigned char d, unsigned char e,
@@ -57,10 +56,10 @@ public:
     constexpr CMacAddress(unsigned long value) noexcept { CopyFrom(value); }
 
     /// Writes exactly six bytes in network order.
-    void CopyTo(unsigned char* out) const noexcept { std::memcpy(out, mBytes, sizeof mBytes); }
+    constexpr void CopyTo(unsigned char* out) const noexcept { detail::CopyBytes<6>(out, mBytes); }
 
     /// Reads exactly six bytes in network order.
-    void CopyFrom(const unsigned char* bytes) noexcept { std::memcpy(mBytes, bytes, sizeof mBytes); }
+    constexpr void CopyFrom(const unsigned char* bytes) noexcept { detail::CopyBytes<6>(mBytes, bytes); }
 
     /// The same six raw bytes; this is not a text form, see CopyFromString().
     void CopyFrom(const char* bytes) noexcept { CopyFrom(reinterpret_cast<const unsigned char*>(bytes)); }

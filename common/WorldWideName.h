@@ -8,7 +8,6 @@
 #include "Export.h"
 
 #include <cstddef>
-#include <cstring>
 #include <iosfwd>
 #include <string>
 
@@ -41,7 +40,7 @@ public:
     constexpr CWorldWideName() noexcept = default; ///< All bytes zero.
 
     /// Reads eight bytes, as CopyFrom(const unsigned char*) does.
-    CWorldWideName(const unsigned char* bytes) noexcept { CopyFrom(bytes); }
+    constexpr CWorldWideName(const unsigned char* bytes) noexcept { CopyFrom(bytes); }
 
     /// The bytes in the order they are written.
     constexpr CWorldWideName(unsigned char a, unsigned char b, unsigned char c, unsigned char d, unsigned char e,
@@ -54,10 +53,10 @@ public:
     constexpr CWorldWideName(unsigned long value) noexcept { CopyFrom(value); }
 
     /// Writes exactly eight bytes in network order.
-    void CopyTo(unsigned char* out) const noexcept { std::memcpy(out, mBytes, sizeof mBytes); }
+    constexpr void CopyTo(unsigned char* out) const noexcept { detail::CopyBytes<8>(out, mBytes); }
 
     /// Reads exactly eight bytes in network order.
-    void CopyFrom(const unsigned char* bytes) noexcept { std::memcpy(mBytes, bytes, sizeof mBytes); }
+    constexpr void CopyFrom(const unsigned char* bytes) noexcept { detail::CopyBytes<8>(mBytes, bytes); }
 
     /// The same eight raw bytes; this is not a text form, see CopyFromString().
     void CopyFrom(const char* bytes) noexcept { CopyFrom(reinterpret_cast<const unsigned char*>(bytes)); }

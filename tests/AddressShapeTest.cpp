@@ -81,6 +81,10 @@ TYPED_TEST(AddressShape, IsAPlainValueOfItsBytes)
 
 TEST(AddressConstants, AreMadeByTheCompiler)
 {
+    static constexpr unsigned char kOnes[16] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
+    static_assert(CIpAddress(kOnes) == CIpAddress(0x01010101u) && CMacAddress(kOnes) == CMacAddress(0x010101010101) &&
+                  CWorldWideName(kOnes) == CWorldWideName(0x0101010101010101) && CIpv6Address(kOnes)[15] == 1);
+    static_assert(!std::is_constructible_v<CIpv6Address, std::nullptr_t>);
     static_assert(CIpAddress(1, 2, 3, 4) == CIpAddress(0x01020304u));
     static_assert(CMacAddress(1, 2, 3, 4, 5, 6) == CMacAddress(0x010203040506));
     static_assert(CWorldWideName(1, 2, 3, 4, 5, 6, 7, 8) == CWorldWideName(0x0102030405060708));
