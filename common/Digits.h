@@ -328,13 +328,14 @@ inline void SetError(std::string* error, std::string_view opening, const std::st
     error->assign(text).insert(0, opening).append(closing);
 }
 
-/// The stream extraction of every address type: one word, handed to CopyFromString(), its verdict ignored.
+/// The stream extraction of every address type: one word, handed to CopyFromString(), its verdict ignored. A word that
+/// the stream could not read to its end, for want of memory or by a fault of its buffer, is none.
 template <class Address>
 std::istream& ReadWord(std::istream& in, Address& address)
 {
     std::string word;
     in >> word;
-    address.CopyFromString(word, nullptr);
+    if (!in.bad()) address.CopyFromString(word, nullptr);
     return in;
 }
 

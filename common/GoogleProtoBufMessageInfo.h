@@ -33,6 +33,17 @@ public:
     /// A message without name and fields and with TLV type 1.
     CGoogleProtoBufMessageInfo() = default;
 
+    CGoogleProtoBufMessageInfo(const CGoogleProtoBufMessageInfo&) = default;
+    CGoogleProtoBufMessageInfo(CGoogleProtoBufMessageInfo&&) noexcept = default;
+    CGoogleProtoBufMessageInfo& operator=(CGoogleProtoBufMessageInfo&&) noexcept = default;
+    ~CGoogleProtoBufMessageInfo() = default;
+
+    /// Takes all or, where memory runs out, nothing.
+    CGoogleProtoBufMessageInfo& operator=(const CGoogleProtoBufMessageInfo& other)
+    {
+        return *this = CGoogleProtoBufMessageInfo(other);
+    }
+
     /// Back to the state after construction.
     void reset() noexcept;
 

@@ -479,8 +479,9 @@ std::ostream& operator<<(std::ostream& out, const Hexfield& field)
 std::istream& operator>>(std::istream& in, Hexfield& field)
 {
     std::string word;
+    const bool wasBad = in.bad(); // so that there is no word left to break off
     in >> word;
-    field.CopyFromString(word);
+    if (wasBad || !in.bad()) field.CopyFromString(word);
     return in;
 }
 

@@ -444,7 +444,7 @@ private:
 ZOR_COMMON_API std::ostream& operator<<(std::ostream& out, const Hexfield& field);
 
 /// Reads one word delimited by white space and passes it to Hexfield::CopyFromString(). Where there is no word left,
-/// that is the empty text, which gives width 0.
+/// that is the empty text, which gives width 0. A word that the stream breaks off, with badbit, changes nothing.
 ZOR_COMMON_API std::istream& operator>>(std::istream& in, Hexfield& field);
 
 } // namespace zor::common

@@ -11,6 +11,15 @@ namespace zor::common {
 
 CMacroVarResolver::~CMacroVarResolver() = default;
 
+CMacroVarMapResolver& CMacroVarMapResolver::operator=(const CMacroVarMapResolver& other)
+{
+    if (this == &other) return *this;
+    std::map<std::string, std::string> values = other.mValues; // what may fail comes first
+    mValues.swap(values);
+    mIdentity.Renew();
+    return *this;
+}
+
 CMacroVarMapResolver::~CMacroVarMapResolver() = default;
 
 bool CMacroVarMapResolver::GetVarNames(std::vector<std::string>& names)

@@ -47,7 +47,7 @@ class ZOR_COMMON_API CMacroVarMapResolver : public CMacroVarResolver {
 public:
     CMacroVarMapResolver() = default;
     CMacroVarMapResolver(const CMacroVarMapResolver&) = default;
-    CMacroVarMapResolver& operator=(const CMacroVarMapResolver&) = default;
+    CMacroVarMapResolver& operator=(const CMacroVarMapResolver& other);
     ~CMacroVarMapResolver() override;
 
     /// Replaces \a names by all names, in ascending order of their bytes as unsigned numbers. Always true.
@@ -68,11 +68,8 @@ private:
     public:
         Identity() noexcept : mNumber(NextNumber()) {}
         Identity(const Identity&) noexcept : Identity() {}
-        Identity& operator=(const Identity& other) noexcept
-        {
-            if (this != &other) mNumber = NextNumber();
-            return *this;
-        }
+        Identity& operator=(const Identity&) = delete;
+        void Renew() noexcept { mNumber = NextNumber(); }
         std::uint64_t Number() const noexcept { return mNumber; }
 
     private:
@@ -83,7 +80,7 @@ private:
 
     ZOR_COMMON_LOCAL const std::string* Find(const std::string& name) const;
 
-    Identity mIdentity; // the first member, so that an assignment that fails has changed it
+    Identity mIdentity;
     std::map<std::string, std::string> mValues;
 };
 

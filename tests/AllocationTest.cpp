@@ -1,6 +1,7 @@
 // What allocates, and what a failing allocation leaves behind.
 
 #include "support/FailingNew.h"
+#include "support/SchemaChecks.h"
 
 #include <common/FieldExtractor.h>
 #include <common/GoogleProtoBuf.h>
@@ -147,6 +148,8 @@ TEST(Allocation, FailuresLeaveWildcardsAsTheyWere)
     const std::string longText(100, 'v');
     const std::string list = "another_variable_with_a_long_name=x,a_variable_with_a_long_name=" + longText;
     const unsigned char mac[6] = {};
+    Wildcards other("@x(5,0)@$(0102030405060708090a0b0c0d0e0f1011)@=(name)" + longText, "@");
+    other.NextValue(), other.AddVar(longText, longText);
     for (const int steps : {0, 1, 3, 4}) { // before the parse, and with repeats owed
         for (int i = 0; i < steps; ++i) start.NextValue();
         const std::string expected = values(start);
@@ -160,7 +163,7 @@ TEST(Allocation, FailuresLeaveWildcardsAsTheyWere)
             [&](auto& w) {
                 w.AddVarList(std::vector{list, longText + "=y"});
             },
-            [&](auto& w) { Wildcards(w).NextValue(); },
+            [&](auto& w) { w = other; },
             Into([&](auto& w, auto& out) { w.GetVar("a_variable_with_a_long_name", out); }));
         const std::string expanded = Expanded(start);
         FailEachAllocation(
@@ -218,8 +221,9 @@ TEST(Allocation, ExtractorAllocatesForTheOutputAlone)
 TEST(Allocation, FailuresLeaveResolversAsTheyWere)
 {
     const std::string name(100, 'n'), value(100, 'v');
-    CMacroVarMapResolver start;
+    CMacroVarMapResolver start, other;
     start.SetValue(name, value);
+    other.SetValue(name, name), other.SetValue(value, value);
     FailEachAllocation(
         start,
         [&](auto& variables) {
@@ -229,7 +233,7 @@ TEST(Allocation, FailuresLeaveResolversAsTheyWere)
                    found == value;
         },
         [&](auto& v) { v.SetValue(value, name); }, [&](auto& v) { v.SetValue(name, value + value); },
-        [&](auto& v) { CMacroVarMapResolver().SetValue(name, name), v = CMacroVarMapResolver(); });
+        [&](auto& v) { v = other; });
     FailEachAllocation(
         std::string("old"), [](auto& text) { return text == "old"; }, [&](auto& t) { start.GetValue(name, t); },
         [&](auto& t) {
@@ -326,12 +330,49 @@ TEST(Allocation, FailuresLeaveEncodedBytesAndMessagesAsTheyWere)
             block.imbue(std::locale::classic());
             EXPECT_TRUE(parser.parseFieldFromStream(block, f));
         });
-    const std::string path = testing::TempDir() + "zor-allocation.proto";
-    std::ofstream(path) << "// 1\n" + text + "// 2\n" + text + "// 3\n" + text;
+    const test::SchemaFile file("// 1\n" + text + "// 2\n" + text + "// 3\n" + text);
+    CGoogleProtoBufMessageInfo other;
+    other.name = text, other.fields.assign(3, field);
     FailEachAllocation(
         std::vector(1, old), [&](auto& messages) { return messages.size() == 1 && same(messages[0]); },
-        [&](auto& messages) { CGoogleProtoBufParser().readProtoFile(path, messages); });
-    std::remove(path.c_str());
+        [&](auto& messages) { EXPECT_TRUE(CGoogleProtoBufParser().readProtoFile(file.path, messages)); },
+        [&](auto& messages) { messages[0] = other; });
+}
+
+/// Gives one character at a time, so that a word grows as it is read.
+struct Trickle : std::streambuf {
+    explicit Trickle(const std::string& text) : mText(text) {}
+    int_type underflow() override
+    {
+        if (mNext == mText.size()) return traits_type::eof();
+        setg(mText.data() + mNext, mText.data() + mNext, mText.data() + mNext + 1), ++mNext;
+        return traits_type::to_int_type(*gptr());
+    }
+
+private:
+    std::string mText;
+    std::size_t mNext = 0;
+};
+
+TEST(Allocation, AWordThatBreaksOffIsNone)
+{
+    const auto read = [](const auto& start, const std::string& text) {
+        FailEachAllocation(
+            start, [&](auto& value) { return value == start; },
+            [&](auto& value) {
+                Trickle buffer(text);
+                std::istream in(&buffer);
+                in.imbue(std::locale::classic());
+                in >> value;
+                if (in.bad()) throw std::bad_alloc(); // which the stream has caught
+                EXPECT_FALSE(value == start);
+            });
+    };
+    read(CIpAddress(), "1.2.3.00000000000004");
+    read(CIpv6Address(), "1:2:3:4:5:6:7:0008");
+    read(CMacAddress(), "1:2:3:4:5:00000000000006");
+    read(CWorldWideName(), "1:2:3:4:5:6:7:000000000008");
+    read(Hexfield("12"), std::string(70, '3'));
 }
 
 } // namespace
