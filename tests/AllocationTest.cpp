@@ -300,7 +300,7 @@ TEST(Allocation, FailuresLeaveEncodedBytesAndMessagesAsTheyWere)
         [&](auto& out) { GoogleProtoBufEncoder::encodeMsbUint(bytes.data(), 8, out); });
 
     const std::string text = "message A_name_that_is_longer_than_any_string_keeps_inside { bool x = 1; }\n";
-    const auto same = [](const CGoogleProtoBufMessageInfo& message) { return message.name == "old"; };
+    const auto same = [](const CGoogleProtoBufMessageInfo& m) { return m.name == "old" && m.fields.empty(); };
     CGoogleProtoBufMessageInfo old;
     old.name = "old";
     FailEachAllocation(old, same, [&](auto& message) {

@@ -12,6 +12,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include <pthread.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -57,11 +59,15 @@ TEST(GoogleProtoBufParser, FilesMayFailWhileTheyAreRead)
     CGoogleProtoBufParser parser;
     const std::string path = testing::TempDir() + "zor-" + std::to_string(getpid()) + ".fifo";
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    struct sigaction ignore = {};
+    ignore.sa_handler = [](int) {};
+    ASSERT_TRUE(sigaction(SIGUSR1, &ignore, nullptr) == 0 && sigaction(SIGPIPE, &ignore, nullptr) == 0);
     const std::string half = "// 8\nmessage B {\nrequired";
     const std::string texts[] = {"", kA7 + half, kA7 + kA7 + std::string(70000, '\n') + half};
     for (const std::string& text : texts) {
-        std::thread writer([&] { // in pieces, each written by itself
+        std::thread writer([&, reader = pthread_self()] { // in pieces, each written by itself
             std::ofstream pipe(path);
+            for (int i = 0; i < 5; ++i) usleep(1000), pthread_kill(reader, SIGUSR1); // which ends a read without bytes
             for (std::size_t i = 0, n = 7; i < text.size(); i += n, n *= 2) pipe << text.substr(i, n) << std::flush;
         });
         std::vector<MessageInfo> messages;
@@ -151,6 +157,11 @@ TEST(GoogleProtoBufParser, AnEmptyTokenComesNextWhateverTheState)
     failed.setstate(std::ios::failbit);
     EXPECT_TRUE(CGoogleProtoBufParser().tryParseToken(failed, ""));
     EXPECT_FALSE(CGoogleProtoBufParser().tryParseToken(failed, "x"));
+    std::stringstream unreadable("word", std::ios::out);
+    std::string word = "stale";
+    EXPECT_FALSE(CGoogleProtoBufParser().parseWord(unreadable, word));
+    EXPECT_EQ(word, "");
+    EXPECT_TRUE(unreadable.eof() && unreadable.fail());
 }
 
 TEST(GoogleProtoBufParser, ErrorTextsOfTypes)
