@@ -37,14 +37,16 @@ def format_style(name, grouping, separator):
 
 def string_of(string):
     """A std::string as text that GDB quotes, escapes and cuts off like any other."""
-    return string["_M_dataplus"]["_M_p"].lazy_string(length=int(string["_M_string_length"]))
+    size = int(string["_M_string_length"])
+    if size >> 32:  # before it is constructed
+        return "<unreadable>"
+    return string["_M_dataplus"]["_M_p"].lazy_string(length=size)
 
 
 def elements_of(vector):
-    element, end = vector["_M_impl"]["_M_start"], vector["_M_impl"]["_M_finish"]
-    while element != end:
-        yield element.dereference()
-        element += 1
+    first, end = vector["_M_impl"]["_M_start"], vector["_M_impl"]["_M_finish"]
+    for i in range(min(int(end - first), 1000)):
+        yield first[i]
 
 
 class AddressPrinter:
@@ -109,17 +111,18 @@ class WildcardsPrinter:
         self.value = value
 
     def to_string(self):
-        return "zor::common::Wildcards " + ("at index {}".format(int(self.value["index"])) if self.value["parsed"]
-                                            else "not yet parsed")
+        states = {0: "not yet parsed", 1: f"at index {int(self.value['index'])}"}
+        return "zor::common::Wildcards " + states.get(int(self.value["parsed"]), "not yet constructed")
 
     def children(self):
         yield "template", string_of(self.value["templ"])
         yield "marker", string_of(self.value["marker"])
-        template = string_of(self.value["templ"])
-        text = read(template.address, template.length)
+        if int(self.value["parsed"]) != 1 or not self.value["exprs"].type.template_argument(0).fields():
+            return  # or Clang has left the members of an expression to the library's debug information
+        start = self.value["templ"]["_M_dataplus"]["_M_p"]
         for expression in elements_of(self.value["exprs"]):
-            begin, size = int(expression["pos"]), int(expression["len"])
-            yield text[begin:begin + size].decode("latin-1"), self.shown(expression)
+            text = read(start + expression["pos"], min(int(expression["len"]), 1000))
+            yield text.decode("latin-1"), self.shown(expression)
 
     def shown(self, expression):
         form = int(expression["form"])

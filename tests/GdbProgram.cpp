@@ -4,6 +4,7 @@
 #include <common/Wildcards.h>
 #include <common/WorldWideName.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <iostream>
 
@@ -29,6 +30,9 @@ int main()
     hosts.AddVar("WHO", "me");
     for (int i = 0; i < 4; ++i) hosts.GetNextValue(value);
 
+    alignas(Wildcards) char garbage[sizeof(Wildcards)];
+    std::fill(std::begin(garbage), std::end(garbage), '\xa5');
+
     const auto line = [](const auto& values) {
         const char* separator = "{";
         for (const auto& each : values) std::cout << std::exchange(separator, ", ") << each;
@@ -42,7 +46,8 @@ int main()
     std::cout << R"~(zor::common::Wildcards not yet parsed = {template = "host-@x", marker = "@"}
 zor::common::Wildcards at index 4 = {template = "A@x(1,3,1,2)@$(0A0000FE,0,1,ipv4)@$(01,0,1,big)@=(who)@m@$(0102030405060708FF,3)", )~"
               << R"~(marker = "@", @x(1,3,1,2) = 2, @$(0A0000FE,0,1,ipv4) = 0a000102, @$(01,0,1,big) = 05, )~"
-              << R"~(@=(who) = "who", @m = 000000000004, @$(0102030405060708FF,3) = 010203040506070900})~"
+              << R"~(@=(who) = "who", @m = 000000000004, @$(0102030405060708FF,3) = 010203040506070900}
+zor::common::Wildcards not yet constructed = {template = <unreadable>, marker = <unreadable>})~"
               << "\n01234567...\n"
               << std::flush;
     std::quick_exit(0); // where GDB stops

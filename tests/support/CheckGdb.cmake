@@ -11,7 +11,7 @@ else()
         -ex "set environment LD_LIBRARY_PATH ${LIBRARIES}")
 endif()
 set(show)
-foreach(values IN ITEMS ips ipv6s fields macs names fresh hosts)
+foreach(values IN ITEMS ips ipv6s fields macs names fresh hosts "*(zor::common::Wildcards*)garbage")
     list(APPEND show -ex "output ${values}" -ex "echo \\n")
 endforeach()
 execute_process(
