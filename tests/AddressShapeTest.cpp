@@ -256,14 +256,14 @@ TYPED_TEST(AddressShape, SortsSwapsAndIsAKey)
         addresses.insert(i % 2 == 0 ? RandomAddress<T>(random) : FromNumber<T>(i << kSize<T> * 4));
         ASSERT_EQ(addresses.count(FromNumber<T>(NumberOf(*addresses.begin()))), 1u) << "an equal one has the same hash";
     }
+    for (const T& address : addresses) hashes.insert(std::hash<T>()(address));
+    EXPECT_EQ(hashes.size(), addresses.size());
     std::vector<T> sorted(addresses.begin(), addresses.end());
     std::sort(sorted.begin(), sorted.end());
     const std::set<T> ordered(addresses.begin(), addresses.end());
     EXPECT_TRUE(std::equal(sorted.begin(), sorted.end(), ordered.begin(), ordered.end()));
-    for (const T& address : sorted) hashes.insert(std::hash<T>()(address));
-    EXPECT_EQ(hashes.size(), sorted.size());
     std::swap(sorted.front(), sorted.back());
-    EXPECT_TRUE(sorted.back() == *ordered.begin() && sorted.front() == *ordered.rbegin());
+    EXPECT_TRUE(sorted.front() == *ordered.rbegin() && sorted.back() == *ordered.begin());
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "support/Random.h"
 #include "support/Rows.h"
 
+#include <common/Hexfield.h>
 #include <common/Ipv6Address.h>
 
 #include <gtest/gtest.h>
@@ -75,11 +76,8 @@ TEST(DiUnsignedUnit, EveryPairOfDigits)
 
 std::vector<unsigned char> Digits(const std::string& text)
 {
-    std::vector<unsigned char> digits;
-    for (std::size_t i = 0; i < text.size(); i += 2) {
-        digits.push_back(static_cast<unsigned char>(std::stoi(text.substr(i, 2), nullptr, 16)));
-    }
-    return digits;
+    const std::string digits = Hexfield(text).ToBinaryString(true);
+    return {digits.begin(), digits.end()};
 }
 
 TEST(DiUnsignedAddSub, CarriesMasksAndReports)

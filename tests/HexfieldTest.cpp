@@ -111,11 +111,6 @@ TEST(HexfieldValue, CopiesMovesAndResizes)
     Hexfield& same = field;
     field = same;
     EXPECT_EQ(field.ToString(), "aabbccddee");
-    Hexfield taken(std::move(field));
-    EXPECT_EQ(field.GetSize(), 0); // NOLINT(bugprone-use-after-move): the state is documented
-    EXPECT_EQ(field.GetByte(0), 0);
-    field = std::move(taken);
-    EXPECT_EQ(taken.ToString(), ""); // NOLINT(bugprone-use-after-move)
     const struct {
         unsigned short size;
         const char* expected;
@@ -189,15 +184,13 @@ TEST(HexfieldArithmetic, KnownResults)
     };
     for (const auto& row : rows) EXPECT_EQ(row.result.ToString(), row.expected) << row.name;
 
-    Hexfield field("03");
-    field.MaskMultiply(2, Field("03"));
-    EXPECT_EQ(field.ToString(), "07");
-    field = Field("01");
-    field.MaskMultiply(3, Field("01"));
-    EXPECT_EQ(field.ToString(), "01");
-    field = Field("000000030000000500000007");
-    field.MaskMultiply(3, Field("000000010000000000000001"));
-    EXPECT_EQ(field.ToString(), "000000030000000500000007") << "bit 1 is carried to no mask position";
+    const auto masked = [&](Hexfield field, unsigned int factor, const char* mask) {
+        field.MaskMultiply(factor, f(mask));
+        return field.ToString();
+    };
+    EXPECT_EQ(masked(f("03"), 2, "03") + masked(f("01"), 3, "01"), "0701");
+    EXPECT_EQ(masked(f("000000030000000500000007"), 3, "000000010000000000000001"), "000000030000000500000007")
+        << "bit 1 is carried to no mask position";
 }
 
 TEST(HexfieldArithmetic, AgreesWithTheRulesInLongChains)

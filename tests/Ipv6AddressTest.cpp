@@ -116,22 +116,10 @@ TEST(Ipv6AddressFlag, TravelsAsDocumented)
     CIpv6Address remainder(flagged), plus(flagged), minus(flagged), quotient(flagged), rest(flagged);
     ++plus, --minus, quotient /= other, rest %= other;
     const CIpv6Address divided = flagged.Divide(other, remainder);
-    const CIpv6Address cleared[] = {CIpv6Address(bytes),
-                                    flagged + other,
-                                    flagged - other,
-                                    flagged / other,
-                                    flagged % other,
-                                    divided,
-                                    remainder,
-                                    plus,
-                                    minus,
-                                    quotient,
-                                    rest,
-                                    flagged.GetNextIp(64, 1, 1),
-                                    flagged.Subtract(64, 1, 1),
-                                    flagged.Subtract(8, 0, 1),
-                                    flagged.RoundUpToPrefix(64)};
-    for (const CIpv6Address& result : cleared) EXPECT_FALSE(result.GetFormatLast4BytesAsIpv4()) << &result - cleared;
+    const auto flags = [](const auto&... results) { return (results.GetFormatLast4BytesAsIpv4() + ...); };
+    EXPECT_EQ(flags(CIpv6Address(bytes), flagged + other, flagged - other, flagged / other, flagged % other), 0);
+    EXPECT_EQ(flags(divided, remainder, plus, minus, quotient, rest, flagged.GetNextIp(64, 1, 1)), 0);
+    EXPECT_EQ(flags(flagged.Subtract(64, 1, 1), flagged.Subtract(8, 0, 1), flagged.RoundUpToPrefix(64)), 0);
 }
 
 TEST(Ipv6AddressFlag, CountsInEqualsAndEncodesAsOneByte)

@@ -368,19 +368,15 @@ TEST(WildcardsCopy, GoesOnByItself)
 
 TEST(WildcardsHexTemplate, PublicStepsWorkOnTheirOwn)
 {
-    std::string text = "@h61 62@x61@";
-    Wildcards::ConvertHexWildcardExpr(text, "b");
-    EXPECT_EQ(text, "abb@xaa") << "the bytes before an expression escape the given marker";
-    text = "@h40";
-    Wildcards::ConvertHexWildcardExpr(text, "b");
-    EXPECT_EQ(text, "@@") << "the last stretch escapes @ whatever the marker";
-    text = "@h40@x40";
-    Wildcards::ConvertHexWildcardExpr(text, "");
-    EXPECT_EQ(text, "@@x@@");
-    text = "@h6162@x";
-    Wildcards::ConvertHexWildcardExpr(text, "ab");
-    EXPECT_EQ(text, "aab@x") << "a longer marker has its first character doubled";
-    text = "1 2 3";
+    const auto converted = [](std::string text, const char* marker) {
+        Wildcards::ConvertHexWildcardExpr(text, marker);
+        return text;
+    };
+    EXPECT_EQ(converted("@h61 62@x61@", "b"), "abb@xaa") << "the bytes before an expression escape the given marker";
+    EXPECT_EQ(converted("@h40", "b"), "@@") << "the last stretch escapes @ whatever the marker";
+    EXPECT_EQ(converted("@h40@x40", ""), "@@x@@");
+    EXPECT_EQ(converted("@h6162@x", "ab"), "aab@x") << "a longer marker has its first character doubled";
+    std::string text = "1 2 3";
     Wildcards::ConvertAsciiHexToBin(text, text);
     EXPECT_EQ(text, "\1\2\3");
     Wildcards::ConvertAsciiHexToBin("xy123Zab c\xc3", text);
