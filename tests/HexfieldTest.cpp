@@ -57,8 +57,8 @@ TEST(HexfieldText, FormsOfTextAgreeWithTheirDigits)
 
 TEST(HexfieldText, ByteStringsInBothOrders)
 {
-    for (const std::string& bytes :
-         {""s, "\1"s, "\1\2"s, "\1\2\3"s, "\1\2\3\4"s, "\1\2\3\4\5"s, "\xff\0\x80\0\0\0\0\1\0"s}) {
+    for (const std::string& bytes : {""s, "\1"s, "\1\2"s, "\1\2\3"s, "\1\2\3\4"s, "\1\2\3\4\5"s,
+                                     "\xff\0\x80\0\0\0\0\1\0"s, "abcdefghijklmnopqrstuvwxyz"s}) {
         const std::string reversed(bytes.rbegin(), bytes.rend());
         for (const bool bigEndian : {true, false}) {
             Hexfield field("ffffffffffffffffffffff");

@@ -38,6 +38,7 @@ TEST(Lcm, FindsMultiplesOfUpToThirtyTwoBits)
 
 TEST(Integer, ReadsAsTheCLibraryDoes)
 {
+    static_assert(!std::is_default_constructible_v<Integer> && !std::is_default_constructible_v<Lcm>);
     for (const char* text : {"-0x10", " \t+017z", "abc", "", "-", "9223372036854775808", "-99999999999999999999"}) {
         for (const int base : {0, 8, 10, 16, 36}) {
             SCOPED_TRACE(testing::Message() << '"' << text << "\" in base " << base);

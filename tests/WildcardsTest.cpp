@@ -314,9 +314,9 @@ TEST(WildcardsVariables, AreFoundInAnyCaseAndReadWhenRendered)
     wildcards.AddVar("\xc4", "high");
     EXPECT_TRUE(wildcards.GetVar("\xc4", value));
     EXPECT_FALSE(wildcards.GetVar("\xe4", value)) << "letters beyond ASCII have no case";
-    wildcards.AddVarList("AZ=a list, KEY=another value");
+    wildcards.AddVarList("AZ=a list, KEY=another value,NONE=now");
     EXPECT_TRUE(wildcards.GetVar("az", value));
-    EXPECT_EQ(Value(wildcards), "P1,another value,,,") << "and after a value was rendered";
+    EXPECT_EQ(Value(wildcards), "P1,another value,,,now") << "and after a value was rendered";
 }
 
 TEST(WildcardsVariables, ListsAreSplitAsDocumented)
