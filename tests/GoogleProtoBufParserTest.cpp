@@ -67,8 +67,10 @@ TEST(GoogleProtoBufParser, FilesMayFailWhileTheyAreRead)
     for (const std::string& text : texts) {
         std::thread writer([&, reader = pthread_self()] { // in pieces, each written by itself
             std::ofstream pipe(path);
-            for (int i = 0; i < 5; ++i) usleep(1000), pthread_kill(reader, SIGUSR1); // which ends a read without bytes
-            for (std::size_t i = 0, n = 7; i < text.size(); i += n, n *= 2) pipe << text.substr(i, n) << std::flush;
+            for (std::size_t i = 0, n = 7; i < text.size(); i += n, n *= 2) {
+                usleep(1000), pthread_kill(reader, SIGUSR1); // which ends a read before it has got all, or any byte
+                pipe << text.substr(i, n) << std::flush;
+            }
         });
         std::vector<MessageInfo> messages;
         EXPECT_TRUE(parser.readProtoFile(path, messages));
