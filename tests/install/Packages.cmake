@@ -38,6 +38,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     set(check_abi ${CMAKE_COMMAND}
         -DLIBRARY=$<TARGET_FILE:zor-common> -DCURRENT=${CMAKE_CURRENT_BINARY_DIR}/current.abi)
     add_test(NAME abi COMMAND ${check_abi} -P ${PROJECT_SOURCE_DIR}/abi/CheckAbi.cmake)
+    zor_common_script_test(abi-notices CheckAbiNotices -DCXX=${CMAKE_CXX_COMPILER})
     add_custom_target(abi-baseline COMMAND ${check_abi} -DREFRESH=ON -P ${PROJECT_SOURCE_DIR}/abi/CheckAbi.cmake
         DEPENDS zor-common USES_TERMINAL VERBATIM)
 endif()
