@@ -1,5 +1,5 @@
-# Builds SOURCE once more, in a directory of another name: the library, the packages and the static library must be byte
-# for byte those of the build trees SHARED_BUILD and STATIC_BUILD.
+# Builds SOURCE once more, in a directory of another name, and packs it under another umask: the library, the packages and
+# the static library must be byte for byte those of the build trees SHARED_BUILD and STATIC_BUILD.
 include(${CMAKE_CURRENT_LIST_DIR}/Check.cmake)
 set(copy ${SCRATCH}/the-same-sources-elsewhere)
 fresh_directory(${copy})
@@ -22,7 +22,7 @@ set(build ${copy}/build/package)
 run(${CMAKE_COMMAND} -E chdir ${copy} ${CMAKE_COMMAND} --preset package -DCMAKE_CXX_COMPILER=${CXX})
 run(${CMAKE_COMMAND} --build ${build} -j1)
 check_same(${SHARED_BUILD} ${build} libzor-common.so.${VERSION})
-run(${CMAKE_CPACK_COMMAND} --config ${build}/CPackConfig.cmake -B ${build}/packages)
+run(sh -c "umask 077 && exec \"$@\"" sh ${CMAKE_CPACK_COMMAND} --config ${build}/CPackConfig.cmake -B ${build}/packages)
 check_same(${SHARED_BUILD}/packages ${build}/packages *_${VERSION}-*.deb)
 
 run(${CMAKE_COMMAND} -DSOURCE=${copy} -DBUILD=${copy}/static -DOPTIONS=${STATIC_OPTIONS}
