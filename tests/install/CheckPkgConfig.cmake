@@ -11,7 +11,8 @@ check_equal("version of the package" "${version}" "${VERSION}")
 capture(libdir pkg-config --variable=libdir zor-common)
 check_equal("directory of the library" "${libdir}" "${LIBDIR}")
 
-run(sh -c "exec ${CXX} -std=c++17 ${CMAKE_CURRENT_LIST_DIR}/consumer.cpp $(pkg-config --cflags --libs zor-common) -o consumer"
+# `eval`, as `make` does it, because pkg-config puts a backslash before each blank.
+run(sh -c "eval ${CXX} -std=c++17 ${CMAKE_CURRENT_LIST_DIR}/consumer.cpp $(pkg-config --cflags --libs zor-common) -o consumer"
     WORKING_DIRECTORY ${SCRATCH})
 set(ENV{LD_LIBRARY_PATH} ${LIBDIR})
 check_consumer(${SCRATCH}/consumer)

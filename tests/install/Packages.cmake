@@ -26,6 +26,15 @@ set(directories -DLIBDIR=${elsewhere}/lib -DINCLUDEDIR=${elsewhere}/headers)
 zor_common_install(absolute ${CMAKE_CURRENT_BINARY_DIR}/absolute/build ON ${directories})
 zor_common_consumers(absolute ${directories} -DFIND=${elsewhere})
 
+# The same build with headers below the prefix, and with blanks in the names of both directories.
+set(mixed ${CMAKE_CURRENT_BINARY_DIR}/mixed)
+set(directories "-DLIBDIR=${mixed}/else where/lib" -DINCLUDEDIR=include "-DPREFIX=${mixed}/the prefix")
+add_test(NAME consumers/mixed/build COMMAND ${CMAKE_COMMAND} "-DCMAKE_INSTALL_LIBDIR=${mixed}/else where/lib"
+    -DCMAKE_INSTALL_INCLUDEDIR=include ${CMAKE_CURRENT_BINARY_DIR}/absolute/build)
+set_tests_properties(consumers/mixed/build PROPERTIES FIXTURES_SETUP mixed-build FIXTURES_REQUIRED absolute)
+zor_common_install(mixed ${CMAKE_CURRENT_BINARY_DIR}/absolute/build ON ${directories})
+zor_common_consumers(mixed ${directories} "-DFIND=${mixed}/else where")
+
 # The library built again, elsewhere.
 zor_common_script_test(repeatable CheckRepeatable
     -DCXX=${CMAKE_CXX_COMPILER}
