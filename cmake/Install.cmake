@@ -20,8 +20,8 @@ install(FILES ${PROJECT_SOURCE_DIR}/cmake/zor-common-config.cmake ${made}/zor-co
 # The prefix is known when the files are installed and not before: `cmake --install --prefix` may change it.
 install(CODE "get_filename_component(CMAKE_INSTALL_PREFIX \"\${CMAKE_INSTALL_PREFIX}\" ABSOLUTE)" COMPONENT development)
 if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
-    # The prefix stands before the directory of the headers, be that absolute or not: in file sets CMake 3.25 puts it there
-    # itself. From an absolute directory the targets cannot tell the prefix: it is the one that CMake was configured with.
+    # The prefix stands before the directory of the headers, be that absolute or not: in file sets CMake 3.25 puts it
+    # there itself. From an absolute directory the targets cannot tell the prefix, and have that of configure time.
     cmake_path(ABSOLUTE_PATH config_directory BASE_DIRECTORY "\${CMAKE_INSTALL_PREFIX}" OUTPUT_VARIABLE directory)
     install(CODE "
         set(targets \"\$ENV{DESTDIR}${directory}/zor-common-targets.cmake\")
