@@ -1,4 +1,4 @@
-// Uses what is inline and what is in the library, and a base class and an exception that cross its boundary.
+// Uses what is inline and what is in the library, and an exception that crosses its boundary.
 #include <common/Ipv6Address.h>
 #include <common/MacroExpander.h>
 #include <common/Version.h>
@@ -6,31 +6,12 @@
 #include <iostream>
 #include <stdexcept>
 
-namespace {
-
-class Resolver : public zor::common::CMacroVarResolver {
-public:
-    bool GetValue(const std::string&, std::string& value) override
-    {
-        value = ZOR_COMMON_VERSION_STRING;
-        return true;
-    }
-    bool GetVarNames(std::vector<std::string>& names) override
-    {
-        names = {"any"};
-        return true;
-    }
-};
-
-} // namespace
-
 int main()
 {
-    Resolver resolver;
-    zor::common::CMacroExpander version(&resolver);
-    std::string text;
-    if (!version.SetExpr("version $any", text)) std::cout << text << '\n';
-    version.GetValue(text);
+    zor::common::CMacroVarMapResolver variables;
+    variables.SetValue("any", ZOR_COMMON_VERSION_STRING);
+    std::string text, error;
+    if (!zor::common::CMacroExpander(&variables).EvalExpr("$any", text, error)) std::cout << error << '\n';
     std::cout << text << '\n' << ++zor::common::CIpAddress(10, 0, 0, 255) << '\n';
     try {
         zor::common::Wildcards("@x(1,,)", "@").GetValue(text);
