@@ -52,21 +52,6 @@ TEST(Ipv6AddressText, AgreesWithTheRulesAndTheSystemOnMutatedTexts)
     test::CheckMany(6, 100000, test::CheckIpv6AddressText);
 }
 
-TEST(Ipv6AddressArithmetic, WordsAreDividedTheSameWayOnEveryProcessor)
-{
-    Random random(41);
-    for (int i = 0; i < 1000; ++i) {
-        const std::uint64_t divisor = (random.Number() >> random.Below(64)) | 1;
-        const std::uint64_t high = i % 4 == 0 ? divisor - 1 : random.Number() % divisor;
-        const std::uint64_t low = random.Number();
-        std::uint64_t rest = 0;
-        std::uint64_t expectedRest = 0;
-        const std::uint64_t expected = detail::portable::DivideToWord(high, low, divisor, expectedRest);
-        ASSERT_EQ(detail::DivideToWord(high, low, divisor, rest), expected) << high << ':' << low << '/' << divisor;
-        ASSERT_EQ(rest, expectedRest) << high << ':' << low << '/' << divisor;
-    }
-}
-
 TEST(Ipv6AddressText, CharactersAreSortedTheSameWayOnEveryProcessor)
 {
     for (unsigned int c = 0; c < 256; ++c) {

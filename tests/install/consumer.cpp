@@ -11,7 +11,7 @@ int main()
     zor::common::CMacroVarMapResolver variables;
     variables.SetValue("any", ZOR_COMMON_VERSION_STRING);
     std::string text, error;
-    if (!zor::common::CMacroExpander(&variables).EvalExpr("$any", text, error)) std::cout << error << '\n';
+    if (!zor::common::CMacroExpander(&variables).EvalExpr("version $any", text, error)) std::cout << error << '\n';
     std::cout << text << '\n' << ++zor::common::CIpAddress(10, 0, 0, 255) << '\n';
     try {
         zor::common::Wildcards("@x(1,,)", "@").GetValue(text);
