@@ -314,6 +314,7 @@ TEST(WildcardsVariables, AreFoundInAnyCaseAndReadWhenRendered)
     wildcards.AddVar("\xc4", "high");
     EXPECT_TRUE(wildcards.GetVar("\xc4", value));
     EXPECT_FALSE(wildcards.GetVar("\xe4", value)) << "letters beyond ASCII have no case";
+    EXPECT_EQ(Value(wildcards), "P1,Value,,,");
     wildcards.AddVarList("AZ=a list, KEY=another value,NONE=now");
     EXPECT_TRUE(wildcards.GetVar("az", value));
     EXPECT_EQ(Value(wildcards), "P1,another value,,,now") << "and after a value was rendered";

@@ -209,7 +209,7 @@ private:
     static const mask* Table()
     {
         static std::vector<mask> table(classic_table(), classic_table() + table_size);
-        table['\n'] = cntrl;
+        table['\n'] = table['\t'] = cntrl;
         table['x'] = space;
         return table.data();
     }
@@ -232,7 +232,7 @@ struct SchemaSteps {
     {
         using namespace std::string_literals;
         CGoogleProtoBufParser parser;
-        std::string text = random.Below(2) == 0 ? "// 7\nmessage A {\nint32 x = 1; // c\n bool y=2;}" : "";
+        std::string text = random.Below(2) == 0 ? "// 7\nmessage A {\nint32 x =\t1; // c\n bool y=2;}" : "";
         for (std::size_t n = random.Below(9); n > 0; --n) text += pieces[random.Below(std::size(pieces))];
         if (random.Below(2) == 0) text = random.Mutated(text, "m/o{}=; \n\t7x\r\0\xa0"s);
         std::stringstream ours(text), theirs(text);
