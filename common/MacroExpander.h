@@ -47,6 +47,7 @@ class ZOR_COMMON_API CMacroVarMapResolver : public CMacroVarResolver {
 public:
     CMacroVarMapResolver() = default;
     CMacroVarMapResolver(const CMacroVarMapResolver&) = default;
+    /// Takes all or, where memory runs out, nothing.
     CMacroVarMapResolver& operator=(const CMacroVarMapResolver& other);
     ~CMacroVarMapResolver() override;
 
