@@ -116,6 +116,17 @@ void FailEachAllocation(const T& start, Same same, Operations... operations)
     (failEach(operations), ...);
 }
 
+TEST(Allocation, NoneForUsualAddressTexts)
+{
+    for (const std::string text :
+         {"::", "::1", "1::", "1::8", "2001:db8::1:0:0:1", "1:2:3:4:5:6:7::", "::2:3:4:5:6:7:8", "::1.2.3.4",
+          "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff", "0:0:0:0:0:ffff:255.255.255.255", "64:ff9b::1.2.3.4"}) {
+        const long before = gAllocations;
+        EXPECT_TRUE(CIpv6Address().CopyFromString(text, nullptr));
+        EXPECT_EQ(gAllocations - before, 0) << text;
+    }
+}
+
 TEST(Allocation, FailuresLeaveFieldsAsTheyWere)
 {
     const Hexfield wide(std::string(100, '9'));

@@ -179,7 +179,6 @@ TEST(HexfieldArithmetic, KnownResults)
          "ffffffffffffffffffff0000"},
         {"number of two bytes, still", f("05") + 0xffff, "0004"},
         {"zero to nothing", f("") + 0, "00"},
-        {"negative nothing", -f(""), "01"},
     };
     for (const auto& row : rows) EXPECT_EQ(row.result.ToString(), row.expected) << row.name;
 
@@ -203,8 +202,6 @@ TEST(HexfieldArithmetic, WidestFields)
 {
     const Hexfield ones(std::string(65535 * 2, 'f'));
     EXPECT_EQ((ones + 1).ToString(), std::string(65535 * 2, '0'));
-    EXPECT_EQ((-ones).ToString(), std::string(65535 * 2 - 1, '0') + "1");
-    EXPECT_EQ((ones & Hexfield("0102")).ToString(), std::string(65533 * 2, '0') + "0102");
     EXPECT_EQ((Hexfield("01") - ones).ToString(), std::string(65535 * 2 - 1, '0') + "2");
     Hexfield field(std::string(8196 * 2, '0'));
     field.SetByte(3, 1); // bit 65536, the first position that takes no part
