@@ -96,7 +96,6 @@ TEST(HexfieldBytes, AreNumberedFromTheFront)
     Hexfield field("0102030405");
     for (unsigned int i = 0; i < 5; ++i) EXPECT_EQ(field.GetByte(i), i + 1);
     EXPECT_EQ(field.GetByte(5), 0);
-    EXPECT_EQ(field.GetByte(~0u), 0);
     field.SetByte(5, 0xff);
     field.SetByte(0, 0xaa);
     field.SetByte(4, 0xbb);
@@ -178,7 +177,6 @@ TEST(HexfieldArithmetic, KnownResults)
         {"lost carry in a difference", f("00000000ffffffffffffffff") - f("00000000000000000000ffff"),
          "ffffffffffffffffffff0000"},
         {"number of two bytes, still", f("05") + 0xffff, "0004"},
-        {"zero to nothing", f("") + 0, "00"},
     };
     for (const auto& row : rows) EXPECT_EQ(row.result.ToString(), row.expected) << row.name;
 
