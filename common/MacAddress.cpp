@@ -10,7 +10,7 @@ namespace {
 
 using FormatStyle = CMacAddress::FormatStyle;
 
-/// Six or three groups, by what sscanf would make of the text.
+/// Six or three groups, by what sscanf would make of the text. The number starts as zero.
 bool ReadLenient(const std::string& text, std::uint64_t& number, FormatStyle& style)
 {
     int values[detail::kMaxHexGroups] = {};
@@ -19,7 +19,6 @@ bool ReadLenient(const std::string& text, std::uint64_t& number, FormatStyle& st
     style.mGrouping = read == 6 ? 1 : 0;
     const int bits = read == 6 ? 8 : 16;
     const int limit = (1 << bits) - 1;
-    number = 0;
     for (int i = 0; i < read; ++i) {
         if (values[i] > limit) return false;
         number = number << bits | static_cast<unsigned int>(values[i] & limit);
