@@ -307,7 +307,7 @@ TEST(Allocation, FailuresLeaveEncodedBytesAndMessagesAsTheyWere)
         [&](auto& out) { GoogleProtoBufEncoder::encodeBytes(out, out); },
         [&](auto& out) { GoogleProtoBufEncoder::encodeUint64(~0ull, out); },
         [&](auto& out) { GoogleProtoBufEncoder::encodeTag(1, 2, out); },
-        [&](auto& out) { GoogleProtoBufEncoder::encodeString("text", out); },
+        [&](auto& out) { GoogleProtoBufEncoder::encodeString(std::string(120, 't'), out); },
         [&](auto& out) { GoogleProtoBufEncoder::encodeMsbUint(bytes.data(), 8, out); });
 
     const std::string text = "message A_name_that_is_longer_than_any_string_keeps_inside { bool x = 1; }\n";
