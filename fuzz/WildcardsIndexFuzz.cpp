@@ -1,4 +1,0 @@
-#include "../tests/support/WildcardsChecks.h"
-#include "Fuzz.h"
-
-ZOR_FUZZ_TARGET(CheckIndexAgainstSteps)
