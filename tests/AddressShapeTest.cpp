@@ -170,22 +170,21 @@ void CheckExtraction(std::istream& in, std::istream& plain)
 {
     T address = FromNumber<T>(0x0102030405060708);
     T expected = address;
-    for (int word = 0; word < 5; ++word) {
-        bool raised = false;
-        bool expectedToRaise = false;
+    const auto raises = [](auto read) {
         try {
+            read();
+            return false;
+        } catch (const std::ios::failure&) {
+            return true;
+        }
+    };
+    for (int word = 0; word < 5; ++word) {
+        const bool expectedToRaise = raises([&plain, &expected] {
             std::string text;
             plain >> text;
             expected.CopyFromString(text, nullptr);
-        } catch (const std::ios::failure&) {
-            expectedToRaise = true;
-        }
-        try {
-            in >> address;
-        } catch (const std::ios::failure&) {
-            raised = true;
-        }
-        ASSERT_EQ(raised, expectedToRaise) << word;
+        });
+        ASSERT_EQ(raises([&in, &address] { in >> address; }), expectedToRaise) << word;
         ASSERT_EQ(address, expected) << word;
         ASSERT_EQ(address.ToString(), expected.ToString()) << word;
         ASSERT_EQ(in.rdstate(), plain.rdstate()) << word;
