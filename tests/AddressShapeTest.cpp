@@ -14,6 +14,7 @@
 #include <sstream>
 #include <type_traits>
 #include <unordered_set>
+#include <utility>
 
 using namespace zor::common;
 using namespace zor::common::test;
@@ -34,9 +35,6 @@ TYPED_TEST(AddressShape, IsAPlainValueOfItsBytes)
 {
     static_assert(std::is_trivially_copyable_v<TypeParam> && !std::is_polymorphic_v<TypeParam>);
     static_assert(sizeof(TypeParam) == kSize<TypeParam> + (kSize<TypeParam> == 16 ? 1 : 0)); // the formatting flag
-    static_assert(std::is_same_v<decltype(++std::declval<TypeParam&>()), TypeParam> &&
-                  std::is_same_v<decltype(--std::declval<TypeParam&>()), TypeParam> &&
-                  std::is_same_v<decltype(std::declval<TypeParam&>() += TypeParam()), TypeParam&>);
     EXPECT_EQ(NumberOf(TypeParam()), Wide{0});
 }
 
@@ -99,10 +97,9 @@ TYPED_TEST(AddressShape, BytesAreInNetworkOrderAndIndexesAreClamped)
         EXPECT_EQ(std::as_const(address)[i], bytes[clamped]) << i;
         TypeParam changed = address;
         changed[i] = 0x07;
-        unsigned char expected[size];
-        std::memcpy(expected, bytes, size);
-        expected[clamped] = 0x07;
-        EXPECT_EQ(changed, TypeParam(expected)) << i;
+        const unsigned char before = std::exchange(bytes[clamped], static_cast<unsigned char>(0x07));
+        EXPECT_EQ(changed, TypeParam(bytes)) << i;
+        bytes[clamped] = before;
     }
     unsigned char out[size + 1] = {};
     address.CopyTo(out);
@@ -164,33 +161,21 @@ TYPED_TEST(AddressShape, ComputesLikeANumberOfItsWidth)
     }
 }
 
-/// Both streams hold the same text and have the same settings.
-template <class T>
-void CheckExtraction(std::istream& in, std::istream& plain)
+/// What five extractions leave in an address and in the stream.
+template <class T, class Read>
+std::string Extracted(std::istream& in, Read read)
 {
     T address = FromNumber<T>(0x0102030405060708);
-    T expected = address;
-    const auto raises = [](auto read) {
-        try {
-            read();
-            return false;
-        } catch (const std::ios::failure&) {
-            return true;
-        }
-    };
+    std::ostringstream log;
     for (int word = 0; word < 5; ++word) {
-        const bool expectedToRaise = raises([&plain, &expected] {
-            std::string text;
-            plain >> text;
-            expected.CopyFromString(text, nullptr);
-        });
-        ASSERT_EQ(raises([&in, &address] { in >> address; }), expectedToRaise) << word;
-        ASSERT_EQ(address, expected) << word;
-        ASSERT_EQ(address.ToString(), expected.ToString()) << word;
-        ASSERT_EQ(in.rdstate(), plain.rdstate()) << word;
-        ASSERT_EQ(in.rdbuf()->in_avail(), plain.rdbuf()->in_avail()) << word;
-        ASSERT_EQ(in.width(), plain.width()) << word;
+        try {
+            read(in, address);
+        } catch (const std::ios::failure&) {
+            log << "raised ";
+        }
+        log << address.ToString() << ", " << in.rdstate() << ' ' << in.rdbuf()->in_avail() << ' ' << in.width() << '\n';
     }
+    return log.str();
 }
 
 TYPED_TEST(AddressShape, IsReadAndWrittenLikeAString)
@@ -213,7 +198,13 @@ TYPED_TEST(AddressShape, IsReadAndWrittenLikeAString)
         if (random.Below(4) == 0) in.unsetf(std::ios::skipws);
         if (random.Below(4) == 0) in.exceptions(random.Below(2) == 0 ? std::ios::eofbit : std::ios::failbit);
         plainIn.copyfmt(in);
-        ASSERT_NO_FATAL_FAILURE(CheckExtraction<TypeParam>(in, plainIn));
+        const auto readWord = [](std::istream& stream, TypeParam& address) {
+            std::string word;
+            stream >> word;
+            address.CopyFromString(word, nullptr);
+        };
+        ASSERT_EQ(Extracted<TypeParam>(in, [](std::istream& stream, TypeParam& address) { stream >> address; }),
+                  Extracted<TypeParam>(plainIn, readWord));
 
         std::ostringstream out;
         std::ostringstream plainOut;
@@ -228,18 +219,16 @@ TYPED_TEST(AddressShape, IsReadAndWrittenLikeAString)
     }
 }
 
-TYPED_TEST(AddressShape, TextsThatFailReplaceTheError)
+TYPED_TEST(AddressShape, ErrorMayBeTheText)
 {
-    const auto before = FromNumber<TypeParam>(0x0102030405060708);
-    TypeParam address = before;
-    std::string error = "left from before";
-    EXPECT_FALSE(address.CopyFromString("bogus", nullptr)) << "no message is asked for";
-    EXPECT_TRUE(address.CopyFromString(before.ToString(), &error));
-    EXPECT_EQ(error, "left from before");
-    error = "same object as the text";
-    EXPECT_FALSE(address.CopyFromString(error, &error));
-    EXPECT_NE(error.find("\"same object as the text\""), std::string::npos);
-    EXPECT_EQ(address, before);
+    TypeParam address;
+    std::string text = "no address";
+    EXPECT_FALSE(address.CopyFromString(text, &text));
+    EXPECT_NE(text.find("\"no address\""), std::string::npos);
+    text = FromNumber<TypeParam>(5).ToString();
+    const std::string before = text;
+    EXPECT_TRUE(address.CopyFromString(text, &text));
+    EXPECT_EQ(text, before);
 }
 
 TYPED_TEST(AddressShape, DistinctOnesHaveDistinctHashes)

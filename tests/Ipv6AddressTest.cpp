@@ -28,24 +28,19 @@ TEST(Ipv6AddressText, AcceptsAndPrintsBackOrKeepsTheAddress)
 {
     for (const auto& row : Rows("ipv6-text.txt")) {
         SCOPED_TRACE(row[0]);
-        for (const bool flag : {false, true}) {
-            CIpv6Address address(1, 2);
-            address.SetFormatLast4BytesAsIpv4(flag);
-            const CIpv6Address before = address;
-            std::string error;
-            if (row[1] == "rejected") {
-                EXPECT_FALSE(address.CopyFromString(row[0], &error));
-                EXPECT_EQ(error, "invalid ipv6 address \"" + row[0] + "\"");
-                EXPECT_TRUE(address.Equals(before));
-                continue;
-            }
+        CIpv6Address before(1, 2);
+        before.SetFormatLast4BytesAsIpv4(row[2 % row.size()] != "dotted");
+        CIpv6Address address = before;
+        std::string error;
+        if (row[1] == "rejected") {
+            EXPECT_FALSE(address.CopyFromString(row[0], &error));
+            EXPECT_EQ(error, "invalid ipv6 address \"" + row[0] + "\"");
+            EXPECT_TRUE(address.Equals(before));
+        } else {
             EXPECT_TRUE(address.CopyFromString(row[0], &error));
             EXPECT_EQ(Hexfield(std::string(&address[0], &address[0] + 16), true, true).ToString(), row[1]);
             EXPECT_EQ(address.GetFormatLast4BytesAsIpv4(), row[2] == "dotted");
             EXPECT_EQ(address.ToString(), row[3]);
-            address.SetFormatLast4BytesAsIpv4(flag); // and once more into the number that it has
-            EXPECT_TRUE(address.CopyFromString(row[0], nullptr));
-            EXPECT_EQ(address.GetFormatLast4BytesAsIpv4(), row[2] == "dotted");
         }
     }
 }
@@ -69,24 +64,6 @@ TEST(Ipv6AddressText, CharactersAreSortedTheSameWayOnEveryProcessor)
         for (unsigned int i = 0; i < sizeof text; ++i) {
             ASSERT_TRUE((scan.digits >> i & 1) == 0 || values[i] == expectedValues[i]) << text[i];
         }
-    }
-}
-
-TEST(Ipv6AddressFlag, CountsInEqualsAndEncodesAsOneByte)
-{
-    CIpv6Address address(1, 2);
-    address.SetFormatLast4BytesAsIpv4(true);
-    EXPECT_TRUE(address == CIpv6Address(1, 2));
-    const std::hash<CIpv6Address> hash;
-    EXPECT_TRUE(hash(address) == hash(CIpv6Address(1, 2)) && hash(address) != hash(CIpv6Address(2, 1)));
-    EXPECT_FALSE(address.Equals(CIpv6Address(1, 2)));
-    EXPECT_FALSE(CIpv6Address(1, 3).Equals(CIpv6Address(1, 2)));
-    EXPECT_FALSE(address.FormattingEquals(CIpv6Address()));
-    for (std::vector<unsigned char> record : {std::vector<unsigned char>{}, {7}, {7, 8, 9}}) {
-        address.EncodeFormatting(record);
-        EXPECT_EQ(record, std::vector<unsigned char>{1});
-        CIpv6Address().EncodeFormatting(record);
-        EXPECT_EQ(record, std::vector<unsigned char>{0});
     }
 }
 
@@ -136,7 +113,7 @@ void CheckOperations(int count, Random& random)
         return After(FromNumber<A>(number), [&](A& a) { a.SetFormatLast4BytesAsIpv4(random.Below(2) == 0); });
     };
     const Wide x = RandomNumber(random);
-    const Wide y = random.Below(4) == 0 ? x ^ Wide{1} << random.Below(128) : RandomNumber(random);
+    const Wide y = random.Below(4) == 0 ? x ^ Wide{random.Below(2)} << random.Below(128) : RandomNumber(random);
     const A a = draw(x);
     const A b = draw(y);
     const bool flag = a.GetFormatLast4BytesAsIpv4();
@@ -176,8 +153,18 @@ void CheckOperations(int count, Random& random)
         {"CopyFrom halves", After(a, [&](A& c) { c.CopyFrom(factor, 7); }), Wide{factor} << 64 | 7, flag},
         {"CopyFormatting", After(a, [&](A& c) { c.CopyFormatting(b); }), x, b.GetFormatLast4BytesAsIpv4()},
         {"no record", After(a, [](A& c) { c.DecodeFormatting({}); }), x, flag},
-        {"record of 0", After(a, [](A& c) { c.DecodeFormatting({0, 1}); }), x, false},
-        {"record of 2", After(a, [](A& c) { c.DecodeFormatting({2, 0}); }), x, true},
+        {"record of 0",
+         After(a,
+               [](A& c) {
+                   c.DecodeFormatting({0, 1});
+               }),
+         x, false},
+        {"record of 2",
+         After(a,
+               [](A& c) {
+                   c.DecodeFormatting({2, 0});
+               }),
+         x, true},
         {"from and in digits", FromDiFormat(InDiFormat(a)), x, false},
         {"SetIpv4CompatibleAddr", After(a, [&](A& c) { c.SetIpv4CompatibleAddr(value); }), value, true},
         {"SetIpv4MappedAddr", After(a, [&](A& c) { c.SetIpv4MappedAddr(value); }), Wide{0xffff} << 32 | value, true},
@@ -214,8 +201,7 @@ void CheckOperations(int count, Random& random)
         {"SetHost", After(a, [&](A& c) { c.SetHost(b, length); }), (x & ~hosts) | (y & hosts), flag},
         {"SetNetwork", After(a, [&](A& c) { c.SetNetwork(b, length); }), (x & hosts) | (y & ~hosts), flag},
         {"step mask", After(a, [&](A& c) { c.CreateStepMaskFromPrefixLength(length); }), ~up(~Wide{0}, bits), false},
-        {"RoundUpToPrefix", a.RoundUpToPrefix(count), (x & hosts) == 0 ? x : (x | hosts) + 1,
-         flag && (x & hosts) == 0},
+        {"RoundUpToPrefix", a.RoundUpToPrefix(count), (x & hosts) == 0 ? x : (x | hosts) + 1, flag && (x & hosts) == 0},
         {"GetNextIp", a.GetNextIp(count, step, n), x + up(product, 128 - bits), false},
         {"Subtract", a.Subtract(count, step, n), declined ? x : x - up(product, 128 - bits), flag && declined},
         {"SetHostAddress", After(a, [&](A& c) { c.SetHostAddress(value); }),
@@ -233,6 +219,12 @@ void CheckOperations(int count, Random& random)
     a.GetEui64(back);
     ASSERT_EQ(back.ToU64(), ((x >> 40 & 0xffffff) ^ 0x020000) << 24 | (x & 0xffffff));
     ASSERT_EQ(a.OnSameSubnet(count, b), ((x ^ y) & ~hosts) == 0);
+    ASSERT_EQ(a.FormattingEquals(b), flag == b.GetFormatLast4BytesAsIpv4());
+    ASSERT_EQ(a.Equals(b), x == y && a.FormattingEquals(b));
+    ASSERT_EQ(std::hash<A>()(a), std::hash<A>()(FromNumber<A>(x)));
+    std::vector<unsigned char> record(random.Below(4), 7);
+    a.EncodeFormatting(record);
+    ASSERT_EQ(record, std::vector<unsigned char>{flag});
     ASSERT_EQ(a.Divide(count, n), n == 0 ? 0 : subnet / n);
     ASSERT_EQ(a.GetOffset(count, n), n == 0 ? subnet : subnet % n);
 }
@@ -246,22 +238,6 @@ TEST(Ipv6AddressOperations, HaveTheirNumberAndTheirFlag)
         for (int round = 0; round < 50; ++round) ASSERT_NO_FATAL_FAILURE(CheckOperations(count, random));
     }
     EXPECT_EQ(CIpv6Address(0, 0xffff) * 0xffff, CIpv6Address(0, 0xfefe0001));
-}
-
-TEST(Ipv6AddressPrefix, KnownResults)
-{
-    for (const auto& row : Rows("ipv6-prefixes.txt")) {
-        const CIpv6Address address = Parse(row[1]);
-        const int length = std::stoi(row[2]);
-        const auto step = static_cast<unsigned int>(std::stoul(row[3]));
-        const auto count = static_cast<unsigned int>(std::stoul(row[4]));
-        const CIpv6Address result = row[0] == "next"       ? address.GetNextIp(length, step, count)
-                                    : row[0] == "subtract" ? address.Subtract(length, step, count)
-                                    : row[0] == "round"    ? address.RoundUpToPrefix(length)
-                                    : row[0] == "divide"   ? CIpv6Address(0, address.Divide(length, step))
-                                                           : CIpv6Address(0, address.GetOffset(length, step));
-        EXPECT_EQ(result, Parse(row[5])) << row[0] << ' ' << row[1] << '/' << row[2] << " by " << row[3];
-    }
 }
 
 TEST(Ipv6AddressClassification, BothSidesOfEveryBoundary)

@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
+#include <algorithm>
 #include <sstream>
 
 using namespace zor::common;
@@ -36,34 +36,36 @@ private:
 
 using WorldWideNameText = MacAddressText;
 
-TEST_F(MacAddressText, AcceptsAndTakesTheStyleOrKeepsValueAndStyle)
+/// Reads each text of a file from several styles. Those that are rejected leave the style and the number.
+template <class Address>
+void CheckRows(const char* file, const std::string& opening, const std::string& closing)
 {
-    for (const auto& row : Rows("mac-text.txt")) {
-        SCOPED_TRACE(row[0]);
-        SetUp();
-        if (row.size() == 4) CMacAddress::SetFormatStyle({row[2] == "six" ? 0 : 1, '.'});
-        CMacAddress address(0x0a0b0c0d0e0f);
-        std::string error;
-        EXPECT_EQ(address.CopyFromString(row[0], &error), row[1] != "rejected");
-        if (row[1] == "rejected") {
-            EXPECT_EQ(error, "invalid mac address \"" + row[0] + "\": should be 6 hex bytes");
-            EXPECT_EQ(address.ToString(), "0a0b.0c0d.0e0f");
-        } else {
-            EXPECT_EQ(address.ToU64(), std::stoul(row[1], nullptr, 16));
-            EXPECT_EQ(CMacAddress::GetFormatStyle().mGrouping, row[2] == "six" ? 1 : 0);
-            EXPECT_EQ(address.ToString(), row[3]);
+    using Style = typename Address::FormatStyle;
+    for (const auto& row : Rows(file)) {
+        for (const Style& before : {Style{0, '.'}, {1, '.'}, {0, ':'}, {1, '-'}, {5, 'a'}, {1, ' '}}) {
+            SCOPED_TRACE(row[0] + " read in the style " + before.mSeparator);
+            Address::SetFormatStyle(before);
+            Address address(7);
+            std::string error;
+            const bool read = address.CopyFromString(row[0], &error);
+            const Style style = Address::GetFormatStyle();
+            EXPECT_EQ(read, row[1] != "rejected");
+            EXPECT_EQ(error, read ? "" : opening + row[0] + closing);
+            EXPECT_EQ(address.ToU64(), read ? std::stoul(row[1], nullptr, 16) : 7);
+            EXPECT_EQ(style.mGrouping, read ? row[2] == "six" : before.mGrouping);
+            EXPECT_EQ(read ? address.ToString() : std::string{style.mSeparator}, read ? row[3] : std::string{before.mSeparator});
         }
     }
 }
 
-TEST_F(MacAddressText, HexDigitsAloneAreScannedWithThePresentSeparator)
+TEST_F(MacAddressText, AcceptsAndTakesTheStyleOrKeepsBoth)
 {
-    CMacAddress::SetFormatStyle({1, 'a'});
-    CMacAddress address;
-    EXPECT_FALSE(address.CopyFromString("00a11a22a33a44a55", nullptr)) << "the scan takes the a for a digit";
-    CMacAddress::SetFormatStyle({1, ' '});
-    EXPECT_FALSE(address.CopyFromString("001122334455", nullptr));
-    EXPECT_EQ(CMacAddress::GetFormatStyle().mSeparator, ' ');
+    CheckRows<CMacAddress>("mac-text.txt", "invalid mac address \"", "\": should be 6 hex bytes");
+}
+
+TEST_F(WorldWideNameText, AcceptsAndTakesTheStyleOrKeepsBoth)
+{
+    CheckRows<CWorldWideName>("wwn-text.txt", "invalid World Wide Number \"", "\": should be 8 hex bytes");
 }
 
 TEST_F(MacAddressText, StyleIsSharedByAllAddresses)
@@ -87,37 +89,29 @@ TEST_F(MacAddressText, AgreesWithTheScanOnMutatedTexts)
     test::CheckMany(4, 50000, test::CheckMacAddressText);
 }
 
-TEST(MacAddressNumber, DropsTheTopSixteenBits)
-{
-    const CMacAddress address(0xabcd001122334455);
-    EXPECT_EQ(address.ToU64(), 0x001122334455ul);
-    EXPECT_EQ(address, CMacAddress(0x00, 0x11, 0x22, 0x33, 0x44, 0x55));
-}
-
 TEST(MacAddressBits, ShiftsAndPrefixesAtEveryCount)
 {
-    const unsigned long number = 0x8123456789a1;
-    for (int count = -2; count <= 255; ++count) {
-        SCOPED_TRACE(count);
-        CMacAddress left(number);
-        CMacAddress right(number);
-        left.ShiftLeft(count);
-        right.ShiftRight(count);
-        const bool inside = count < 48;
-        EXPECT_EQ(left.ToU64(), count < 0 ? number : inside ? number << count & 0xffffffffffff : 0);
-        EXPECT_EQ(right.ToU64(), count < 0 ? number : inside ? number >> count : 0);
-        if (count < 0) continue;
-        const CMacAddress network = CMacAddress(number).GetNetwork(static_cast<unsigned char>(count));
-        EXPECT_EQ(network.ToU64(), inside ? number >> (48 - count) << (48 - count) : number);
+    std::vector<int> counts = {-2147483647 - 1, 1000, 2147483647};
+    for (int count = -2; count < 256; ++count) counts.push_back(count);
+    for (const int count : counts) {
+        for (const unsigned long number : {0x8123456789a1ul, 0xfffffffffffful, 0ul}) {
+            SCOPED_TRACE(count);
+            const int bits = std::clamp(count, 0, 48);
+            const auto length = static_cast<unsigned char>(std::clamp(count, 0, 255));
+            CMacAddress left(number);
+            CMacAddress right(number);
+            left.ShiftLeft(count);
+            right.ShiftRight(count);
+            EXPECT_EQ(left.ToU64(), number << bits & 0xffffffffffff);
+            EXPECT_EQ(right.ToU64(), number >> bits);
+            EXPECT_EQ(CMacAddress(number).GetNetwork(length).ToU64(), number >> (48 - bits) << (48 - bits));
+        }
     }
-    CMacAddress address(number);
-    address.ShiftLeft(2147483647);
-    EXPECT_EQ(address.ToU64(), 0u);
 }
 
 TEST(MacAddressWellKnown, BroadcastAndMulticast)
 {
-    CMacAddress address;
+    CMacAddress address(0x0a0b0c0d0e0f);
     address.SetBroadcastAddr();
     EXPECT_EQ(address.ToU64(), 0xfffffffffffful);
     EXPECT_TRUE(address.IsGroupBitSet());
@@ -127,24 +121,6 @@ TEST(MacAddressWellKnown, BroadcastAndMulticast)
     address.SetMulticastAddr(CIpv6Address(0xff02000000000000, 0x00000001ff001234));
     EXPECT_EQ(address.ToU64(), 0x3333ff001234ul);
     EXPECT_FALSE(CMacAddress(0x00ff22334455).IsGroupBitSet());
-}
-
-TEST_F(WorldWideNameText, AcceptsEightBytesAndTakesTheirSeparatorOrKeepsAll)
-{
-    for (const auto& row : Rows("wwn-text.txt")) {
-        SCOPED_TRACE(row[0]);
-        CWorldWideName::SetFormatStyle({5, '#'});
-        CWorldWideName name(7);
-        std::string error;
-        EXPECT_EQ(name.CopyFromString(row[0], &error), row[1] != "rejected");
-        EXPECT_EQ(CWorldWideName::GetFormatStyle().mGrouping, row[1] == "rejected" ? 5 : 0);
-        EXPECT_EQ(name.ToString(), row[1] == "rejected" ? "00#00#00#00#00#00#00#07" : row[2]);
-        if (row[1] == "rejected") {
-            EXPECT_EQ(error, "invalid World Wide Number \"" + row[0] + "\": should be 8 hex bytes");
-        } else {
-            EXPECT_EQ(name.ToU64(), std::stoul(row[1], nullptr, 16));
-        }
-    }
 }
 
 TEST_F(WorldWideNameText, AgreesWithTheScanOnMutatedTexts)

@@ -1,3 +1,6 @@
+#include "support/Random.h"
+#include "support/Rows.h"
+
 #include <common/Integer.h>
 #include <common/Lcm.h>
 
@@ -6,8 +9,10 @@
 #include <cerrno>
 #include <cstdlib>
 #include <numeric>
+#include <utility>
 
 using namespace zor::common;
+using test::Random;
 
 namespace {
 
@@ -16,7 +21,16 @@ TEST(Lcm, GcdAgreesWithTheStandardLibrary)
     for (unsigned long a = 0; a < 60; ++a) {
         for (unsigned long b = 0; b < 60; ++b) EXPECT_EQ(Lcm::Gcd(a, b), std::gcd(a, b)) << a << ", " << b;
     }
-    EXPECT_EQ(Lcm::Gcd(~0ul, 0xffffffff), 0xfffffffful);
+    Random random(6);
+    for (int round = 0; round < 1000; ++round) {
+        const std::uint64_t a = random.Number() >> random.Below(64);
+        const std::uint64_t b = random.Number() >> random.Below(64);
+        EXPECT_EQ(Lcm::Gcd(a, b), std::gcd(a, b)) << a << ", " << b;
+        const std::vector<unsigned int> counts = {
+            static_cast<unsigned int>(a >> 32), static_cast<unsigned int>(b >> 32), static_cast<unsigned int>(a >> 32)};
+        const std::uint64_t multiple = std::lcm<std::uint64_t>(counts[0], counts[1]);
+        EXPECT_EQ(Lcm::FindLcm(counts), multiple >> 32 == 0 ? multiple : 0) << counts[0] << ", " << counts[1];
+    }
 }
 
 TEST(Lcm, FindsMultiplesOfUpToThirtyTwoBits)
@@ -35,19 +49,26 @@ TEST(Lcm, FindsMultiplesOfUpToThirtyTwoBits)
 TEST(Integer, ReadsAsTheCLibraryDoes)
 {
     static_assert(!std::is_default_constructible_v<Integer> && !std::is_default_constructible_v<Lcm>);
-    for (const char* text : {"-0x10", " \t+017z", "abc", "", "-", "9223372036854775808", "-99999999999999999999"}) {
-        for (const int base : {0, 8, 10, 16, 36}) {
-            SCOPED_TRACE(testing::Message() << '"' << text << "\" in base " << base);
-            char *end = nullptr, *expectedEnd = nullptr;
-            EXPECT_EQ(Integer::StrToInt64(text, &end, base), std::strtoll(text, &expectedEnd, base));
-            EXPECT_EQ(end, expectedEnd);
-            EXPECT_EQ(Integer::StrToUint64(text, &end, base), std::strtoull(text, &expectedEnd, base));
-            EXPECT_EQ(end, expectedEnd);
+    for (const auto& row : test::Rows("integers.txt")) {
+        const char* const text = row[0].c_str();
+        for (const int base : {-1, 0, 1, 2, 8, 10, 16, 36, 37}) {
+            for (const int before : {0, EDOM}) {
+                SCOPED_TRACE(testing::Message() << '"' << text << "\" in base " << base << ", errno " << before);
+                const auto check = [=](auto read, auto readPlainly) {
+                    char end = 'x', *endOfNumber = &end, *expectedEnd = &end;
+                    errno = before;
+                    const auto number = read(text, &endOfNumber, base);
+                    const int error = std::exchange(errno, before);
+                    EXPECT_EQ(number, readPlainly(text, &expectedEnd, base));
+                    EXPECT_EQ(error, errno);
+                    EXPECT_EQ(static_cast<void*>(endOfNumber), static_cast<void*>(expectedEnd));
+                    EXPECT_EQ(read(text, nullptr, base), number);
+                };
+                check(Integer::StrToInt64, std::strtoll);
+                check(Integer::StrToUint64, std::strtoull);
+            }
         }
     }
-    errno = 0;
-    EXPECT_EQ(Integer::StrToUint64("99999999999999999999", nullptr, 10), ~0ul);
-    EXPECT_EQ(errno, ERANGE);
 }
 
 } // namespace

@@ -96,6 +96,8 @@ inline void CheckIpv6AddressText(Random& random)
     if (valid) expected.CopyFrom(drawn), expected.SetFormatLast4BytesAsIpv4(text.find('.') != std::string::npos);
     ASSERT_EQ(address.CopyFromString(text, nullptr), valid) << '"' << text << '"';
     ASSERT_TRUE(address.Equals(expected)) << address << " for \"" << text << '"';
+    address.SetFormatLast4BytesAsIpv4(!expected.GetFormatLast4BytesAsIpv4());
+    ASSERT_TRUE(!valid || (address.CopyFromString(text, nullptr) && address.Equals(expected))) << "again: " << text;
     random.accepted += valid;
 }
 
