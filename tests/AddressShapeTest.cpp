@@ -49,15 +49,6 @@ TEST(AddressConstants, AreMadeByTheCompiler)
     static_assert(CWorldWideName(1, 2, 3, 4, 5, 6, 7, 8) == CWorldWideName(0x0102030405060708));
     static_assert(CIpv6Address(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16) ==
                   CIpv6Address(0x0102030405060708, 0x090a0b0c0d0e0f10));
-    unsigned char one[16] = {};
-    one[3] = one[5] = one[7] = one[15] = 1;
-    CIpAddress ip(~0u);
-    CMacAddress mac(~0ul);
-    CWorldWideName name(~0ul);
-    CIpv6Address ipv6(~0ul, ~0ul);
-    ip.CopyFrom(1u), mac.CopyFrom(0xabcd000000010001), name.CopyFrom(0x100010001ul), ipv6.CopyFrom(0x100010001, 1);
-    EXPECT_TRUE(ip == CIpAddress(one) && mac == CMacAddress(one) && name == CWorldWideName(one));
-    EXPECT_EQ(ipv6, CIpv6Address(one));
 }
 
 /// Something of all that a program may use before main().
@@ -95,11 +86,8 @@ TYPED_TEST(AddressShape, BytesAreInNetworkOrderAndIndexesAreClamped)
     for (int i = -2; i < size + 2; ++i) {
         const int clamped = i < 0 ? 0 : i < size ? i : size - 1;
         EXPECT_EQ(std::as_const(address)[i], bytes[clamped]) << i;
-        TypeParam changed = address;
-        changed[i] = 0x07;
-        const unsigned char before = std::exchange(bytes[clamped], static_cast<unsigned char>(0x07));
-        EXPECT_EQ(changed, TypeParam(bytes)) << i;
-        bytes[clamped] = before;
+        address[i] = bytes[clamped] = static_cast<unsigned char>(0x40 + i);
+        EXPECT_EQ(address, TypeParam(bytes)) << i;
     }
     unsigned char out[size + 1] = {};
     address.CopyTo(out);
@@ -147,15 +135,14 @@ TYPED_TEST(AddressShape, ComputesLikeANumberOfItsWidth)
             ASSERT_EQ(row.result, FromNumber<T>(row.expected)) << row.name;
             ASSERT_EQ(row.inPlace, row.result) << row.name << " in place";
         }
-        T complement = a;
-        complement.Not();
-        ASSERT_EQ(complement, FromNumber<T>(~x));
-        ASSERT_EQ(~a, complement);
+        ASSERT_EQ(After(a, [](T& t) { t.Not(); }), FromNumber<T>(~x));
+        ASSERT_EQ(~a, FromNumber<T>(~x));
         if constexpr (kSize<T> < 16) { // the IPv6 product and power of two are their own
             const auto factor =
                 static_cast<std::conditional_t<kSize<T> == 4, unsigned int, unsigned long>>(random.Number());
             ASSERT_EQ(a * factor, FromNumber<T>(x * factor));
             ASSERT_EQ(T(a) *= factor, a * factor);
+            ASSERT_EQ(After(a, [=](T& t) { t.CopyFrom(factor); }), FromNumber<T>(factor));
             ASSERT_EQ(a.IsPowerOf2(), (x & (x - 1)) == 0);
         }
     }
@@ -225,10 +212,6 @@ TYPED_TEST(AddressShape, ErrorMayBeTheText)
     std::string text = "no address";
     EXPECT_FALSE(address.CopyFromString(text, &text));
     EXPECT_NE(text.find("\"no address\""), std::string::npos);
-    text = FromNumber<TypeParam>(5).ToString();
-    const std::string before = text;
-    EXPECT_TRUE(address.CopyFromString(text, &text));
-    EXPECT_EQ(text, before);
 }
 
 TYPED_TEST(AddressShape, DistinctOnesHaveDistinctHashes)

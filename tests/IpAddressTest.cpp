@@ -11,6 +11,7 @@
 
 using namespace zor::common;
 using namespace std::string_literals;
+using test::After;
 using test::Random;
 using test::Rows;
 
@@ -86,19 +87,14 @@ TEST(IpAddressNumber, IsSplitAtEveryLengthAndClassified)
             if (round % 4 < 2) x = round == 0 ? 0 : round % 4 == 0 ? x | hosts : x & ~hosts;
             const auto y = round % 8 == 2 ? x ^ 1u << random.Below(32) : static_cast<unsigned int>(random.Number());
             const CIpAddress address(x);
-            CIpAddress becomesMask(y), stepMask(y), withHost(x), withNetwork(x);
-            becomesMask.CreateMaskFromPrefixLength(length);
-            stepMask.CreateStepMaskFromPrefixLength(length);
-            withHost.SetHost(y, length);
-            withNetwork.SetNetwork(y, length);
             SCOPED_TRACE(address.ToString() + '/' + std::to_string(n) + " and " + CIpAddress(y).ToString());
             ASSERT_EQ(CIpAddress::GetNetmask(length), CIpAddress(n % 32 == 0 ? ~0u : ~(0xffffffffu >> n % 32)));
-            ASSERT_EQ(becomesMask, CIpAddress(mask));
-            ASSERT_EQ(stepMask, CIpAddress(~mask));
+            ASSERT_EQ(After(address, [=](auto& a) { a.CreateMaskFromPrefixLength(length); }), CIpAddress(mask));
+            ASSERT_EQ(After(address, [=](auto& a) { a.CreateStepMaskFromPrefixLength(length); }), CIpAddress(~mask));
             ASSERT_EQ(address.GetHost(length), CIpAddress(x & ~mask));
             ASSERT_EQ(address.GetNetwork(length), CIpAddress(x & ~hosts));
-            ASSERT_EQ(withHost, CIpAddress((x & ~hosts) | (y & hosts)));
-            ASSERT_EQ(withNetwork, CIpAddress((x & hosts) | (y & ~hosts)));
+            ASSERT_EQ(After(address, [=](auto& a) { a.SetHost(y, length); }), CIpAddress(x ^ ((x ^ y) & hosts)));
+            ASSERT_EQ(After(address, [=](auto& a) { a.SetNetwork(y, length); }), CIpAddress(y ^ ((x ^ y) & hosts)));
             ASSERT_EQ(address.OnSameSubnet(length, y), ((x ^ y) & ~hosts) == 0);
             ASSERT_EQ(address.IsBroadcastAddr(length), x >> 28 == 15 || (n > 0 && n < 31 && (x & hosts) == hosts));
             ASSERT_EQ(address.IsAddressReserved(length), (x & hosts) == 0 || (x & hosts) == hosts);

@@ -4,6 +4,7 @@
 /// \file
 /// The address texts and the division, checked against the plain rules on what a test or a fuzzer draws.
 
+#include "AddressNumbers.h"
 #include "Random.h"
 
 #include <common/Ipv6Address.h>
@@ -32,10 +33,10 @@ inline void CheckIpAddressText(Random& random)
     const bool valid = std::sscanf(text.c_str(), "%u.%u.%u.%u", &n[0], &n[1], &n[2], &n[3]) == 4 && n[0] < 256 &&
                        n[1] < 256 && n[2] < 256 && n[3] < 256;
     CIpAddress address(1u);
-    std::string error;
+    std::string error = "before";
     ASSERT_EQ(address.CopyFromString(text, &error), valid) << '"' << text << '"';
     ASSERT_EQ(address, valid ? CIpAddress(n[0] << 24 | n[1] << 16 | n[2] << 8 | n[3]) : CIpAddress(1u)) << text;
-    ASSERT_EQ(error, valid ? "" : "invalid ip address \"" + text + "\": should be dotted decimal");
+    ASSERT_EQ(error, valid ? "before" : "invalid ip address \"" + text + "\": should be dotted decimal");
     random.accepted += valid;
 }
 
@@ -79,19 +80,15 @@ inline void CheckIpv6AddressText(Random& random)
     if (random.Below(4) == 0) source = CIpv6Address(0, 0xffff00000000 | random.Number() >> 32);
     source.SetFormatLast4BytesAsIpv4(random.Below(2) == 0);
     const std::string printed = source.ToString();
-    CIpv6Address address(1, 2);
     ASSERT_EQ(inet_pton(AF_INET6, printed.c_str(), drawn), 1) << printed;
     ASSERT_EQ(source, CIpv6Address(drawn)) << printed;
-    ASSERT_TRUE(address.CopyFromString(printed, nullptr)) << printed;
-    ASSERT_EQ(address, source) << printed;
-
     char full[64]; // without "::", so that there are colons enough for one more
     std::snprintf(full, sizeof full, "%x:%x:%x:%x:%x:%x:%u.%u.%u.%u", drawn[0], drawn[1], drawn[2], drawn[3], drawn[4],
                   drawn[5], drawn[12], drawn[13], drawn[14], drawn[15]);
     const std::string text = random.Mutated(drawn[0] % 2 == 0 ? printed : full, "012abcdefABCDEF::::..x +-\0"s);
     CIpv6Address expected(1, 2);
     expected.SetFormatLast4BytesAsIpv4(drawn[15] % 2 == 0);
-    address = expected;
+    CIpv6Address address = expected;
     const bool valid = ReadIpv6ByTheRules(text, drawn);
     if (valid) expected.CopyFrom(drawn), expected.SetFormatLast4BytesAsIpv4(text.find('.') != std::string::npos);
     ASSERT_EQ(address.CopyFromString(text, nullptr), valid) << '"' << text << '"';
@@ -126,8 +123,9 @@ inline int ScanGroups(const std::string& text, int groups, char& separator, unsi
 
 /// A MAC address or a World Wide Name, of which a text read sets the style, whatever style and number were before.
 template <class Address>
-void CheckGroupsText(Random& random, int size)
+void CheckGroupsText(Random& random)
 {
+    constexpr int size = kSize<Address>;
     using namespace std::string_literals;
     Address::SetFormatStyle({static_cast<int>(random.Below(3)), ":-. %"[random.Below(5)]});
     const std::string text = random.Mutated(Address(random.Number()).ToString(), "012abcdefABCDEFx:.- \t+%\0"s);
@@ -145,16 +143,6 @@ void CheckGroupsText(Random& random, int size)
         ASSERT_EQ(Address::GetFormatStyle().mSeparator, style.mSeparator) << '"' << text << '"';
     }
     random.accepted += groups != 0;
-}
-
-inline void CheckMacAddressText(Random& random)
-{
-    CheckGroupsText<CMacAddress>(random, 6);
-}
-
-inline void CheckWorldWideNameText(Random& random)
-{
-    CheckGroupsText<CWorldWideName>(random, 8);
 }
 
 /// Runs a check on so many texts, of which between a fifth and four fifths must be accepted for it to see both sides.

@@ -48,6 +48,14 @@ T RandomAddress(Random& random)
     return T(bytes);
 }
 
+/// What \a change makes of an address.
+template <class T, class Change>
+T After(T address, Change change)
+{
+    change(address);
+    return address;
+}
+
 } // namespace zor::common::test
 
 #endif // ZOR_COMMON_TESTS_ADDRESS_NUMBERS_H
