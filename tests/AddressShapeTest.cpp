@@ -127,9 +127,9 @@ TYPED_TEST(AddressShape, ComputesLikeANumberOfItsWidth)
             {"&", a & b, T(a) &= b, x & y},
             {"++", ++up, up, x + 1},
             {"--", --down, down, x - 1},
-            {"twice", sum += sum, sum, x + x},
-            {"less itself", difference -= difference, difference, 0},
-            {"by itself", ratio /= ratio, ratio, x == 0 ? 0u : 1u},
+            {"twice", sum += std::as_const(sum), sum, x + x},
+            {"less itself", difference -= std::as_const(difference), difference, 0},
+            {"by itself", ratio /= std::as_const(ratio), ratio, x == 0 ? 0u : 1u},
         };
         for (const auto& row : rows) {
             ASSERT_EQ(row.result, FromNumber<T>(row.expected)) << row.name;

@@ -12,8 +12,7 @@
 #include <vector>
 
 using namespace zor::common;
-using test::Random;
-using test::Wide;
+using namespace zor::common::test;
 
 namespace {
 
@@ -150,34 +149,34 @@ template <unsigned int N, unsigned int... All>
 void CheckWidth(Random& random)
 {
     SCOPED_TRACE(N);
-    EXPECT_EQ(Number<N>().kDigits, (N + 7) / 8);
-    EXPECT_EQ(Number<N>().headmask, (1 << N % 8) - 1);
-    EXPECT_FALSE(Number<N>().overflow);
+    const Number<N> zero;
+    EXPECT_TRUE(zero.kDigits == (N + 7) / 8 && zero.headmask == (1 << N % 8) - 1 && !zero.overflow);
     CheckShifts<N>(random);
     for (int round = 0; round < 100; ++round) CheckDivision<N>(random);
     for (int round = 0; round < 5; ++round) (CheckAssign<N, All>(random), ...);
 }
 
+template <unsigned int... N>
+void CheckWidths(Random& random)
+{
+    (CheckWidth<N, N...>(random), ...);
+}
+
 TEST(DiUnsignedWidth, NoneIsSpecial)
 {
     Random random(5);
-    const auto check = [&random]<unsigned int... N>(std::integer_sequence<unsigned int, N...>)
-    {
-        (CheckWidth<N, N...>(random), ...);
-    };
-    check(std::integer_sequence<unsigned int, 1, 7, 8, 9, 13, 24, 31, 32, 33, 40, 41, 63, 64, 65, 72, 97, 127, 128, 129,
-                                136, 161>());
+    CheckWidths<1, 7, 8, 9, 13, 24, 31, 32, 33, 40, 41, 63, 64, 65, 72, 97, 127, 128, 129, 136, 161>(random);
 }
 
 TEST(DiUnsignedDivision, AgreesWithTheCompiler)
 {
     Random random(3);
     const auto check = [](Wide x, Wide y) {
-        const auto dividend = test::FromNumber<CIpv6Address>(x);
-        const auto divisor = test::FromNumber<CIpv6Address>(y);
+        const auto dividend = FromNumber<CIpv6Address>(x);
+        const auto divisor = FromNumber<CIpv6Address>(y);
         CIpv6Address rest;
         const CIpv6Address quotient = dividend.Divide(divisor, rest);
-        ASSERT_TRUE(test::NumberOf(quotient) == (y == 0 ? 0 : x / y) && test::NumberOf(rest) == (y == 0 ? x : x % y))
+        ASSERT_TRUE(NumberOf(quotient) == (y == 0 ? 0 : x / y) && NumberOf(rest) == (y == 0 ? x : x % y))
             << dividend << " / " << divisor;
         Number<128> number = InDiFormat(dividend);
         ASSERT_FALSE(std::exchange(number.overflow, true));
@@ -185,9 +184,7 @@ TEST(DiUnsignedDivision, AgreesWithTheCompiler)
         ASSERT_TRUE(numbersQuotient.Equals(quotient)) << dividend << " / " << divisor;
         ASSERT_TRUE(FromDiFormat(number).Equals(rest)) << dividend << " % " << divisor;
     };
-    const auto draw = [&random] {
-        return test::NumberOf(test::RandomAddress<CIpv6Address>(random)) >> random.Below(128);
-    };
+    const auto draw = [&random] { return NumberOf(RandomAddress<CIpv6Address>(random)) >> random.Below(128); };
     // Next to a multiple of the divisor an estimate of the quotient is most likely off; rounding must not matter.
     for (const int rounding : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO, FE_TONEAREST}) {
         std::fesetround(rounding);

@@ -10,10 +10,8 @@
 #include <cstdio>
 
 using namespace zor::common;
+using namespace zor::common::test;
 using namespace std::string_literals;
-using test::After;
-using test::Random;
-using test::Rows;
 
 namespace {
 
@@ -35,7 +33,7 @@ TEST(IpAddressText, AcceptsOrKeepsTheValue)
 
 TEST(IpAddressText, AgreesWithTheScanOnMutatedTexts)
 {
-    test::CheckMany(2, 50000, test::CheckIpAddressText);
+    CheckMany(2, 50000, CheckIpAddressText);
 }
 
 TEST(IpAddressText, NumbersAreReadAsByTheScan)

@@ -11,9 +11,8 @@
 #include <sstream>
 
 using namespace zor::common;
+using namespace zor::common::test;
 using namespace std::string_literals;
-using test::After;
-using test::Rows;
 
 namespace {
 
@@ -47,7 +46,7 @@ void CheckRows(const char* file, const std::string& opening, const std::string& 
             const bool read = address.CopyFromString(row[0], &error);
             const Style style = Address::GetFormatStyle();
             EXPECT_EQ(read, row[1] != "rejected");
-            EXPECT_EQ(error, read ? "before" : opening + row[0] + closing);
+            EXPECT_EQ(error, read ? "before" : std::string(opening).append(row[0]).append(closing));
             EXPECT_EQ(address.ToU64(), read ? std::stoul(row[1], nullptr, 16) : 7);
             EXPECT_EQ(style.mGrouping, read ? row[2] == "six" : before.mGrouping);
             EXPECT_EQ(read ? address.ToString() : std::string{style.mSeparator},
@@ -59,13 +58,13 @@ void CheckRows(const char* file, const std::string& opening, const std::string& 
 TEST_F(MacAddressText, AcceptsAndTakesTheStyleOrKeepsBoth)
 {
     CheckRows<CMacAddress>("mac-text.txt", "invalid mac address \"", "\": should be 6 hex bytes");
-    test::CheckMany(4, 50000, test::CheckGroupsText<CMacAddress>);
+    CheckMany(4, 50000, CheckGroupsText<CMacAddress>);
 }
 
 TEST_F(WorldWideNameText, AcceptsAndTakesTheStyleOrKeepsBoth)
 {
     CheckRows<CWorldWideName>("wwn-text.txt", "invalid World Wide Number \"", "\": should be 8 hex bytes");
-    test::CheckMany(5, 50000, test::CheckGroupsText<CWorldWideName>);
+    CheckMany(5, 50000, CheckGroupsText<CWorldWideName>);
 }
 
 TEST_F(MacAddressText, StyleIsSharedByAllAddresses)
