@@ -133,9 +133,7 @@ void CheckOperations(int count, Random& random)
         bool flag;
     } rows[] = {
         {"copy", A(a), x, flag},
-        {"assignment", After(b, [&](A& c) { c = a; }), x, flag},
         {"bytes", A(bytes), y, false},
-        {"halves", A(static_cast<unsigned long>(x >> 64), static_cast<unsigned long>(x)), x, false},
         {"CopyFrom", After(a, [&](A& c) { c.CopyFrom(bytes); }), y, flag},
         {"CopyFrom chars", After(a, [&](A& c) { c.CopyFrom(reinterpret_cast<char*>(bytes)); }), y, flag},
         {"CopyFrom halves", After(a, [&](A& c) { c.CopyFrom(factor, 7); }), Wide{factor} << 64 | 7, flag},

@@ -72,13 +72,14 @@ TEST_F(MacAddressText, StyleIsSharedByAllAddresses)
     CMacAddress other(0x001122334455);
     EXPECT_EQ(kInitialMac, "0011.2233.4455");
     EXPECT_EQ(kInitialName, "00:00:00:00:00:00:00:01");
-    std::istringstream in("aa-bb-cc-dd-ee-ff");
+    std::istringstream in("aa-bb-cc-dd-ee-ff 1.2.3.4.5.6.7.8");
     CMacAddress address;
-    in >> address;
+    CWorldWideName name;
+    in >> address >> name;
     EXPECT_EQ(other.ToString(), "00-11-22-33-44-55");
     CMacAddress::SetFormatStyle({2, '\0'});
     EXPECT_EQ(other.ToString(), "0011\0002233\0004455"s) << "any grouping but 1 is three groups";
-    EXPECT_EQ(CWorldWideName().ToString(), "00:00:00:00:00:00:00:00") << "each type has a style of its own";
+    EXPECT_EQ(CWorldWideName(7).ToString(), "00.00.00.00.00.00.00.07") << "each type has a style of its own";
     CWorldWideName::SetFormatStyle({1, '#'});
     EXPECT_EQ(CWorldWideName(7).ToString(), "00#00#00#00#00#00#00#07") << "in any grouping";
 }
@@ -109,7 +110,7 @@ TEST(MacAddressWellKnown, BroadcastAndMulticast)
     EXPECT_EQ(address.ToU64(), 0x01005e010203ul);
     address.SetMulticastAddr(CIpv6Address(0xff02000000000000, 0x00000001ff001234));
     EXPECT_EQ(address.ToU64(), 0x3333ff001234ul);
-    EXPECT_FALSE(CMacAddress(0x00ff22334455).IsGroupBitSet());
+    EXPECT_TRUE(address.IsGroupBitSet() && !CMacAddress(0x00ff22334455).IsGroupBitSet());
 }
 
 } // namespace

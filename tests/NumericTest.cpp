@@ -55,7 +55,9 @@ TEST(Integer, ReadsAsTheCLibraryDoes)
                 const int error = std::exchange(errno, EDOM);
                 EXPECT_EQ(number, readPlainly(text, &expectedEnd, base));
                 EXPECT_EQ(error, errno);
+#ifndef __SANITIZE_ADDRESS__ // whose functions set the end to anything for a base that is none
                 EXPECT_EQ(static_cast<void*>(endOfNumber), static_cast<void*>(expectedEnd));
+#endif
                 EXPECT_EQ(read(text, nullptr, base), number);
             };
             check(Integer::StrToInt64, std::strtoll);

@@ -2,7 +2,7 @@
 #define ZOR_COMMON_TESTS_ADDRESS_CHECKS_H
 
 /// \file
-/// The address texts and the division, checked against the plain rules on what a test or a fuzzer draws.
+/// The address texts, checked against the plain rules on what a test or a fuzzer draws.
 
 #include "AddressNumbers.h"
 #include "Random.h"
@@ -20,9 +20,10 @@
 
 namespace zor::common::test {
 
+using namespace std::string_literals;
+
 inline void CheckIpAddressText(Random& random)
 {
-    using namespace std::string_literals;
     const CIpAddress drawn(static_cast<unsigned int>(random.Number()) >> random.Below(32));
     unsigned char bytes[4];
     char printed[INET_ADDRSTRLEN];
@@ -73,7 +74,6 @@ inline bool ReadIpv6ByTheRules(const std::string& text, unsigned char (&bytes)[1
 
 inline void CheckIpv6AddressText(Random& random)
 {
-    using namespace std::string_literals;
     unsigned char drawn[16];
     for (unsigned char& byte : drawn) byte = random.Below(3) == 0 ? random.Byte() : 0;
     CIpv6Address source(drawn);
@@ -102,7 +102,6 @@ inline void CheckIpv6AddressText(Random& random)
 /// with their number and their separator.
 inline int ScanGroups(const std::string& text, int groups, char& separator, unsigned long& number)
 {
-    using namespace std::string_literals;
     const std::size_t first = text.find_first_not_of("0123456789ABCDEFabcdef");
     const char found = first == std::string::npos ? separator : text[first];
     std::string format = "%x";
@@ -126,7 +125,6 @@ template <class Address>
 void CheckGroupsText(Random& random)
 {
     constexpr int size = kSize<Address>;
-    using namespace std::string_literals;
     Address::SetFormatStyle({static_cast<int>(random.Below(3)), ":-. %"[random.Below(5)]});
     const std::string text = random.Mutated(Address(random.Number()).ToString(), "012abcdefABCDEFx:.- \t+%\0"s);
     const auto [grouping, separator] = Address::GetFormatStyle();
