@@ -184,7 +184,7 @@ TEST(DiUnsignedDivision, AgreesWithTheCompiler)
         ASSERT_TRUE(numbersQuotient.Equals(quotient)) << dividend << " / " << divisor;
         ASSERT_TRUE(FromDiFormat(number).Equals(rest)) << dividend << " % " << divisor;
     };
-    const auto draw = [&random] { return NumberOf(RandomAddress<CIpv6Address>(random)) >> random.Below(128); };
+    const auto draw = [&random] { return NumberOf(RandomAddress<CIpv6Address>(random)) >> 8 * random.Below(16); };
     // Next to a multiple of the divisor an estimate of the quotient is most likely off; rounding must not matter.
     for (const int rounding : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO, FE_TONEAREST}) {
         std::fesetround(rounding);

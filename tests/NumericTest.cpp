@@ -25,6 +25,7 @@ TEST(Lcm, GcdAgreesWithTheStandardLibrary)
         EXPECT_EQ(Lcm::Gcd(a, b), std::gcd(a, b)) << a << ", " << b;
         const std::vector<unsigned int> counts = {
             static_cast<unsigned int>(a >> 32), static_cast<unsigned int>(b >> 32), static_cast<unsigned int>(a >> 32)};
+        EXPECT_EQ(Lcm::FindLcm({counts[0]}), counts[0]);
         const std::uint64_t multiple = std::lcm<std::uint64_t>(counts[0], counts[1]);
         EXPECT_EQ(Lcm::FindLcm(counts), multiple >> 32 == 0 ? multiple : 0) << counts[0] << ", " << counts[1];
     }
