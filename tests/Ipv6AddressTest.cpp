@@ -86,7 +86,7 @@ Wide RandomNumber(Random& random)
     switch (random.Below(4)) {
     case 0: return Wide{kHalves[random.Below(4)]} << 64 | kHalves[random.Below(4)];
     case 1: return number >> bits << bits;
-    case 2: return number >> bits;
+    case 2: return number >> bits / 8 * 8;
     default: return number;
     }
 }
