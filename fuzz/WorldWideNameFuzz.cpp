@@ -1,4 +1,4 @@
 #include "../tests/support/AddressChecks.h"
 #include "Fuzz.h"
 
-ZOR_FUZZ_TARGET(CheckWorldWideNameText)
+ZOR_FUZZ_TARGET(CheckGroupsText<zor::common::CWorldWideName>)

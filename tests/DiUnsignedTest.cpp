@@ -1,40 +1,39 @@
+#include "support/AddressNumbers.h"
 #include "support/Random.h"
-#include "support/Rows.h"
 
-#include <common/Hexfield.h>
+#include <common/DiUnsigned.h>
 #include <common/Ipv6Address.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cfenv>
+#include <utility>
+#include <vector>
 
 using namespace zor::common;
-using test::Random;
+using namespace zor::common::test;
 
 namespace {
 
 template <unsigned int N>
 using Number = di_unsigned<unsigned int, unsigned char, N>;
 
-__extension__ typedef unsigned __int128 Wide;
-
+/// Whether a bit of the digits is set; those beyond them are not.
 template <unsigned int N>
-Number<N> FromWide(Wide value)
+bool BitOf(const Number<N>& number, unsigned long bit)
 {
-    Number<N> number;
-    for (unsigned int i = 0; i < number.kDigits; ++i) {
-        number.digits[i] = static_cast<unsigned char>(i < 16 ? value >> 8 * i : 0);
-    }
-    return number;
+    return bit < 8ul * number.kDigits && (number.digits[bit / 8] >> bit % 8 & 1) != 0;
 }
 
+/// Digits up to a drawn one, which may have bits beyond the width, and a flag.
 template <unsigned int N>
-Wide ToWide(const Number<N>& number)
+Number<N> RandomNumber(Random& random)
 {
-    Wide value = 0;
-    for (unsigned int i = std::min(number.kDigits, 16u); i-- > 0;) value = value << 8 | number.digits[i];
-    return value;
+    Number<N> number;
+    for (std::size_t i = random.Below(number.kDigits + 1); i-- > 0;) number.digits[i] = random.Byte();
+    number.overflow = random.Below(2) == 0;
+    return number;
 }
 
 TEST(DiUnsignedTable, HoldsBitsMasksAndHalves)
@@ -45,118 +44,147 @@ TEST(DiUnsignedTable, HoldsBitsMasksAndHalves)
     EXPECT_TRUE(std::equal(std::begin(expected), std::end(expected), table.begin(), table.end()));
 }
 
-TEST(DiUnsignedWidth, SetsDigitsAndHeadMask)
+TEST(DiUnsignedAddSub, AgreesWithTheCompilerAtEverySize)
 {
-    EXPECT_EQ(sizeof Number<128>::digits, 16u);
-    EXPECT_EQ(Number<128>().headmask, 0);
-    EXPECT_EQ(sizeof Number<129>::digits, 17u);
-    EXPECT_EQ(Number<129>().headmask, 0x01);
-    EXPECT_EQ(sizeof Number<13>::digits, 2u);
-    EXPECT_EQ(Number<13>().headmask, 0x1f);
-    EXPECT_FALSE(Number<129>().overflow);
+    Random random(4);
+    for (unsigned int round = 0; round < 50000; ++round) {
+        const auto dstSize = static_cast<unsigned int>(random.Below(16));
+        const auto srcSize = static_cast<unsigned int>(random.Below(18));
+        const unsigned char headmask = random.Below(2) == 0 ? 0 : random.Byte();
+        unsigned char dst[16], src[17];
+        std::generate(std::begin(dst), std::end(dst), [&random] { return random.Byte(); });
+        std::generate(std::begin(src), std::end(src), [&random] { return random.Byte(); });
+        Wide x = 0;
+        Wide y = 0;
+        for (unsigned int i = dstSize; i-- > 0;) {
+            const bool cut = headmask != 0 && srcSize >= dstSize && i == dstSize - 1;
+            x = x << 8 | dst[i];
+            y = y << 8 | (i >= srcSize ? 0 : cut ? src[i] & headmask : src[i]);
+        }
+        SCOPED_TRACE(testing::Message() << dstSize << " digits, " << srcSize << " to add, mask " << +headmask);
+        const bool add = round % 2 == 0;
+        const unsigned char behind = dst[dstSize];
+        const auto run = add ? di_addsub<unsigned int, unsigned char, di_addfunctor<unsigned char>>
+                             : di_addsub<unsigned int, unsigned char, di_subfunctor<unsigned char>>;
+        const bool result = run(dst, src, dstSize, srcSize, headmask);
+        const Wide expected = add ? x + y : x - y;
+        for (unsigned int i = 0; i < dstSize; ++i)
+            ASSERT_EQ(dst[i], static_cast<unsigned char>(expected >> 8 * i)) << i;
+        ASSERT_EQ(dst[dstSize], behind);
+        ASSERT_EQ(result, headmask == 0 ? (expected >> 8 * dstSize & 1) != 0
+                                        : dstSize > 0 && (dst[dstSize - 1] & (headmask + 1)) != 0);
+    }
 }
 
-TEST(DiUnsignedUnit, EveryPairOfDigits)
+template <unsigned int N>
+void CheckShifts(Random& random)
 {
-    for (unsigned int a = 0; a < 256; ++a) {
-        for (unsigned int b = 0; b < 256; ++b) {
-            for (const unsigned int in : {0u, 1u}) {
-                bool carry = in != 0;
-                bool borrow = in != 0;
-                const auto x = static_cast<unsigned char>(a);
-                const auto y = static_cast<unsigned char>(b);
-                ASSERT_EQ(di_addunit<unsigned char>(&carry, x, y), (a + b + in) % 256);
-                ASSERT_EQ(carry, a + b + in > 255);
-                ASSERT_EQ(di_subunit<unsigned char>(&borrow, x, y), (a - b - in) % 256);
-                ASSERT_EQ(borrow, a < b + in);
-            }
+    std::vector<unsigned int> counts = {~0u, ~0u - 7, 1u << 31};
+    for (unsigned int count = 0; count <= N + 17; ++count) counts.push_back(count);
+    for (const unsigned int count : counts) {
+        const auto number = RandomNumber<N>(random);
+        auto left = number;
+        auto right = number;
+        left.leftshiftbit(count);
+        right.rightshiftbit(count);
+        for (unsigned long i = 0; i < 8ul * number.kDigits; ++i) {
+            ASSERT_EQ(BitOf(left, i), i >= count && BitOf(number, i - count)) << i << " after " << count;
+            ASSERT_EQ(BitOf(right, i), BitOf(number, i + count)) << i << " after " << count;
+        }
+        ASSERT_TRUE(left.overflow == number.overflow && right.overflow == number.overflow);
+    }
+}
+
+template <unsigned int N, unsigned int M>
+void CheckAssign(Random& random)
+{
+    const auto source = RandomNumber<M>(random);
+    auto number = RandomNumber<N>(random);
+    const bool overflow = number.overflow;
+    ASSERT_EQ(&number.template assign<M>(source), &number);
+    for (unsigned int i = 0; i < 8 * number.kDigits; ++i) ASSERT_EQ(BitOf(number, i), i < N && BitOf(source, i)) << M;
+    ASSERT_TRUE(number.overflow == overflow && number.headmask == Number<N>().headmask) << M;
+}
+
+/// The digits, the most significant one first, so that they compare like numbers.
+template <unsigned int N>
+std::vector<unsigned char> DigitsOf(const Number<N>& number)
+{
+    return {std::rbegin(number.digits), std::rend(number.digits)};
+}
+
+template <unsigned int N>
+void CheckDivision(Random& random)
+{
+    const auto dividend = RandomNumber<N>(random);
+    const auto divisor = RandomNumber<N>(random);
+    const auto zero = DigitsOf(Number<N>());
+    auto remainder = RandomNumber<N>(random);
+    const auto quotient = dividend.template div1<N>(divisor, &remainder);
+    ASSERT_TRUE(DigitsOf(divisor) == zero ? DigitsOf(quotient) == zero : DigitsOf(remainder) < DigitsOf(divisor));
+    ASSERT_TRUE(!quotient.overflow && quotient.headmask == Number<N>().headmask);
+    ASSERT_TRUE(remainder.overflow == dividend.overflow && remainder.headmask == Number<N>().headmask);
+    auto self = dividend; // the remainder may be either operand
+    auto shared = divisor;
+    ASSERT_EQ(DigitsOf(self.template div1<N>(divisor, &self)), DigitsOf(quotient));
+    ASSERT_EQ(DigitsOf(dividend.template div1<N>(shared, &shared)), DigitsOf(quotient));
+    ASSERT_TRUE(DigitsOf(self) == DigitsOf(remainder) && self.overflow == dividend.overflow);
+    ASSERT_TRUE(DigitsOf(shared) == DigitsOf(remainder) && shared.overflow == dividend.overflow);
+
+    std::vector<unsigned char> sum(remainder.digits, remainder.digits + remainder.kDigits);
+    sum.resize(2 * sum.size()); // and the product of the others is added
+    for (unsigned int i = 0; i < quotient.kDigits; ++i) {
+        unsigned int carry = 0;
+        for (unsigned int k = 0; i + k < sum.size(); ++k, carry >>= 8) {
+            carry += sum[i + k] + (k < divisor.kDigits ? quotient.digits[i] * divisor.digits[k] : 0u);
+            sum[i + k] = static_cast<unsigned char>(carry);
         }
     }
+    ASSERT_TRUE(std::equal(sum.begin(), sum.begin() + quotient.kDigits, dividend.digits));
+    ASSERT_EQ(std::count(sum.begin() + quotient.kDigits, sum.end(), 0), quotient.kDigits);
 }
 
-std::vector<unsigned char> Digits(const std::string& text)
+/// One width, and assignment from all.
+template <unsigned int N, unsigned int... All>
+void CheckWidth(Random& random)
 {
-    const std::string digits = Hexfield(text).ToBinaryString(true);
-    return {digits.begin(), digits.end()};
+    SCOPED_TRACE(N);
+    const Number<N> zero;
+    EXPECT_TRUE(zero.kDigits == (N + 7) / 8 && zero.headmask == (1 << N % 8) - 1 && !zero.overflow);
+    CheckShifts<N>(random);
+    for (int round = 0; round < 100; ++round) CheckDivision<N>(random);
+    for (int round = 0; round < 5; ++round) (CheckAssign<N, All>(random), ...);
 }
 
-TEST(DiUnsignedAddSub, CarriesMasksAndReports)
+template <unsigned int... N>
+void CheckWidths(Random& random)
 {
-    for (const auto& row : test::Rows("di-addsub.txt")) {
-        SCOPED_TRACE(row[0]);
-        std::vector<unsigned char> dst = Digits(row[2]);
-        const std::vector<unsigned char> src = Digits(row[3]);
-        const auto run = row[1] == "add" ? di_addsub<unsigned int, unsigned char, di_addfunctor<unsigned char>>
-                                         : di_addsub<unsigned int, unsigned char, di_subfunctor<unsigned char>>;
-        const bool result = run(dst.data(), src.data(), static_cast<unsigned int>(dst.size()),
-                                static_cast<unsigned int>(src.size()), Digits(row[4])[0]);
-        EXPECT_EQ(dst, Digits(row[5]));
-        EXPECT_EQ(result, row[6] == "true");
-    }
+    (CheckWidth<N, N...>(random), ...);
 }
 
-TEST(DiUnsignedShift, MovesAllDigitsAndKeepsTheTopOne)
+TEST(DiUnsignedWidth, NoneIsSpecial)
 {
-    const Wide value = (Wide{0x8123456789abcdef} << 64) | 0xfedcba9876543211;
-    Number<129> number = FromWide<129>(value);
-    number.leftshiftbit(3);
-    EXPECT_EQ(ToWide(number), value << 3);
-    EXPECT_EQ(number.digits[16], 0x04) << "bits beyond the width stay until clearhead";
-    number.rightshiftbit(3);
-    EXPECT_EQ(ToWide(number), value);
-    EXPECT_EQ(number.digits[16], 0);
-    number.rightshiftbit(25);
-    EXPECT_EQ(ToWide(number), value >> 25);
-    number.leftshiftbit(7);
-    number.clearhead();
-    EXPECT_EQ(number.digits[16], 0);
-    number.leftshiftbit(17 * 8);
-    EXPECT_EQ(ToWide(number), Wide{0});
-    number.rightshiftbit(~0u);
-    EXPECT_EQ(ToWide(number), Wide{0});
-
-    Number<128> full = FromWide<128>(value);
-    full.clearhead();
-    EXPECT_EQ(ToWide(full), value) << "a full top digit has no head to clear";
-}
-
-TEST(DiUnsignedAssign, TakesDigitsOnlyAndCutsToTheWidth)
-{
-    Number<128> source = FromWide<128>(~Wide{0});
-    source.overflow = true;
-    Number<129> wider;
-    wider.digits[16] = 0xff;
-    EXPECT_EQ(&wider.assign<128>(source), &wider);
-    EXPECT_EQ(ToWide(wider), ~Wide{0});
-    EXPECT_EQ(wider.digits[16], 0);
-    EXPECT_EQ(wider.headmask, 0x01);
-    EXPECT_FALSE(wider.overflow);
-    Number<13> narrower;
-    narrower.assign<128>(source);
-    EXPECT_EQ(narrower.digits[0], 0xff);
-    EXPECT_EQ(narrower.digits[1], 0x1f);
+    Random random(5);
+    CheckWidths<1, 7, 8, 9, 13, 24, 31, 32, 33, 40, 41, 63, 64, 65, 72, 97, 127, 128, 129, 136, 161>(random);
 }
 
 TEST(DiUnsignedDivision, AgreesWithTheCompiler)
 {
     Random random(3);
     const auto check = [](Wide x, Wide y) {
-        Number<128> remainder;
-        const Number<128> quotient = FromWide<128>(x).div1<128>(FromWide<128>(y), &remainder);
-        ASSERT_TRUE(ToWide(quotient) == (y == 0 ? 0 : x / y) && ToWide(remainder) == (y == 0 ? x : x % y))
-            << std::hex << static_cast<std::uint64_t>(x >> 64) << '.' << static_cast<std::uint64_t>(x) << " / "
-            << static_cast<std::uint64_t>(y >> 64) << '.' << static_cast<std::uint64_t>(y);
-
+        const auto dividend = FromNumber<CIpv6Address>(x);
+        const auto divisor = FromNumber<CIpv6Address>(y);
         CIpv6Address rest;
-        const CIpv6Address result = FromDiFormat(FromWide<128>(x)).Divide(FromDiFormat(FromWide<128>(y)), rest);
-        ASSERT_EQ(result, FromDiFormat(quotient)) << rest << ", divided by " << FromDiFormat(FromWide<128>(y));
-        ASSERT_EQ(rest, FromDiFormat(remainder)) << result << " times " << FromDiFormat(FromWide<128>(y));
+        const CIpv6Address quotient = dividend.Divide(divisor, rest);
+        ASSERT_TRUE(NumberOf(quotient) == (y == 0 ? 0 : x / y) && NumberOf(rest) == (y == 0 ? x : x % y))
+            << dividend << " / " << divisor;
+        Number<128> number = InDiFormat(dividend);
+        ASSERT_FALSE(std::exchange(number.overflow, true));
+        const CIpv6Address numbersQuotient = FromDiFormat(number.div1<128>(InDiFormat(divisor), &number));
+        ASSERT_TRUE(numbersQuotient.Equals(quotient)) << dividend << " / " << divisor;
+        ASSERT_TRUE(FromDiFormat(number).Equals(rest)) << dividend << " % " << divisor;
     };
-    const auto draw = [&random] {
-        Wide value = 0;
-        for (int i = 0; i < 16; ++i) value = value << 8 | random.Byte();
-        return value >> random.Below(128);
-    };
+    const auto draw = [&random] { return NumberOf(RandomAddress<CIpv6Address>(random)) >> 8 * random.Below(16); };
     // Next to a multiple of the divisor an estimate of the quotient is most likely off; rounding must not matter.
     for (const int rounding : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO, FE_TONEAREST}) {
         std::fesetround(rounding);
@@ -177,38 +205,6 @@ TEST(DiUnsignedDivision, AgreesWithTheCompiler)
     for (const Wide x : edges) {
         for (const Wide y : edges) check(x, y), check(~x, y), check(x << 32, y);
     }
-}
-
-TEST(DiUnsignedDivision, CarriesTheFlagOfTheDividendAndMayShareObjects)
-{
-    Number<128> dividend = FromWide<128>(100);
-    dividend.overflow = true;
-    Number<128> divisor = FromWide<128>(7);
-    const Number<128> quotient = dividend.div1<128>(divisor, &divisor);
-    EXPECT_EQ(ToWide(quotient), Wide{14});
-    EXPECT_FALSE(quotient.overflow);
-    EXPECT_EQ(ToWide(divisor), Wide{2});
-    EXPECT_TRUE(divisor.overflow);
-    EXPECT_EQ(ToWide(dividend.div1<128>(dividend, &dividend)), Wide{1});
-    EXPECT_EQ(ToWide(dividend), Wide{0});
-    Number<13> small;
-    const auto thirteen = FromWide<13>(0x1fff).div1<13>(FromWide<13>(0x123), &small);
-    EXPECT_EQ(ToWide(thirteen), Wide{0x1fff / 0x123});
-    EXPECT_EQ(ToWide(small), Wide{0x1fff % 0x123});
-}
-
-TEST(DiUnsignedConversion, DigitIIsByteFifteenMinusI)
-{
-    CIpv6Address address(0x0102030405060708, 0x090a0b0c0d0e0f10);
-    address.SetFormatLast4BytesAsIpv4(true);
-    Number<128> number = InDiFormat(address);
-    EXPECT_FALSE(number.overflow);
-    EXPECT_EQ(number.headmask, 0);
-    for (int i = 0; i < 16; ++i) EXPECT_EQ(number.digits[i], 16 - i);
-    number.overflow = true;
-    const CIpv6Address back = FromDiFormat(number);
-    EXPECT_EQ(back, address);
-    EXPECT_FALSE(back.GetFormatLast4BytesAsIpv4());
 }
 
 } // namespace

@@ -7,12 +7,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
+#include <algorithm>
 #include <sstream>
 
 using namespace zor::common;
+using namespace zor::common::test;
 using namespace std::string_literals;
-using test::Rows;
 
 namespace {
 
@@ -20,14 +20,10 @@ namespace {
 const std::string kInitialMac = CMacAddress(0x001122334455).ToString();
 const std::string kInitialName = CWorldWideName(1).ToString();
 
-/// Both types print by a setting of the process; every test starts with the initial one and leaves it.
+/// Both types print by a setting of the process; every test starts with the initial one.
 class MacAddressText : public testing::Test {
 protected:
-    void SetUp() override { Reset(); }
-    void TearDown() override { Reset(); }
-
-private:
-    static void Reset()
+    void SetUp() override
     {
         CMacAddress::SetFormatStyle({0, '.'});
         CWorldWideName::SetFormatStyle({0, ':'});
@@ -36,34 +32,39 @@ private:
 
 using WorldWideNameText = MacAddressText;
 
-TEST_F(MacAddressText, AcceptsAndTakesTheStyleOrKeepsValueAndStyle)
+/// Reads each text of a file from several styles. Those that are rejected leave the style and the number.
+template <class Address>
+void CheckRows(const char* file, const std::string& opening, const std::string& closing)
 {
-    for (const auto& row : Rows("mac-text.txt")) {
-        SCOPED_TRACE(row[0]);
-        SetUp();
-        if (row.size() == 4) CMacAddress::SetFormatStyle({row[2] == "six" ? 0 : 1, '.'});
-        CMacAddress address(0x0a0b0c0d0e0f);
-        std::string error;
-        EXPECT_EQ(address.CopyFromString(row[0], &error), row[1] != "rejected");
-        if (row[1] == "rejected") {
-            EXPECT_EQ(error, "invalid mac address \"" + row[0] + "\": should be 6 hex bytes");
-            EXPECT_EQ(address.ToString(), "0a0b.0c0d.0e0f");
-        } else {
-            EXPECT_EQ(address.ToU64(), std::stoul(row[1], nullptr, 16));
-            EXPECT_EQ(CMacAddress::GetFormatStyle().mGrouping, row[2] == "six" ? 1 : 0);
-            EXPECT_EQ(address.ToString(), row[3]);
+    using Style = typename Address::FormatStyle;
+    for (const auto& row : Rows(file)) {
+        for (const Style& before : {Style{0, '.'}, {1, '.'}, {0, ':'}, {1, '-'}, {5, 'a'}, {1, ' '}}) {
+            SCOPED_TRACE(row[0] + " read in the style " + before.mSeparator);
+            Address::SetFormatStyle(before);
+            Address address(7);
+            std::string error = "before";
+            const bool read = address.CopyFromString(row[0], &error);
+            const Style style = Address::GetFormatStyle();
+            EXPECT_EQ(read, row[1] != "rejected");
+            EXPECT_EQ(error, read ? "before" : std::string(opening).append(row[0]).append(closing));
+            EXPECT_EQ(address.ToU64(), read ? std::stoul(row[1], nullptr, 16) : 7);
+            EXPECT_EQ(style.mGrouping, read ? row[2] == "six" : before.mGrouping);
+            EXPECT_EQ(read ? address.ToString() : std::string{style.mSeparator},
+                      read ? row[3] : std::string{before.mSeparator});
         }
     }
 }
 
-TEST_F(MacAddressText, HexDigitsAloneAreScannedWithThePresentSeparator)
+TEST_F(MacAddressText, AcceptsAndTakesTheStyleOrKeepsBoth)
 {
-    CMacAddress::SetFormatStyle({1, 'a'});
-    CMacAddress address;
-    EXPECT_FALSE(address.CopyFromString("00a11a22a33a44a55", nullptr)) << "the scan takes the a for a digit";
-    CMacAddress::SetFormatStyle({1, ' '});
-    EXPECT_FALSE(address.CopyFromString("001122334455", nullptr));
-    EXPECT_EQ(CMacAddress::GetFormatStyle().mSeparator, ' ');
+    CheckRows<CMacAddress>("mac-text.txt", "invalid mac address \"", "\": should be 6 hex bytes");
+    CheckMany(4, 50000, CheckGroupsText<CMacAddress>);
+}
+
+TEST_F(WorldWideNameText, AcceptsAndTakesTheStyleOrKeepsBoth)
+{
+    CheckRows<CWorldWideName>("wwn-text.txt", "invalid World Wide Number \"", "\": should be 8 hex bytes");
+    CheckMany(5, 50000, CheckGroupsText<CWorldWideName>);
 }
 
 TEST_F(MacAddressText, StyleIsSharedByAllAddresses)
@@ -71,85 +72,45 @@ TEST_F(MacAddressText, StyleIsSharedByAllAddresses)
     CMacAddress other(0x001122334455);
     EXPECT_EQ(kInitialMac, "0011.2233.4455");
     EXPECT_EQ(kInitialName, "00:00:00:00:00:00:00:01");
-    std::istringstream in("aa-bb-cc-dd-ee-ff");
+    std::istringstream in("aa-bb-cc-dd-ee-ff 1.2.3.4.5.6.7.8");
     CMacAddress address;
-    in >> address;
+    CWorldWideName name;
+    in >> address >> name;
     EXPECT_EQ(other.ToString(), "00-11-22-33-44-55");
-    ASSERT_TRUE(address.CopyFromString("0011.2233.4455", nullptr));
-    EXPECT_EQ(other.ToString(), "0011.2233.4455");
     CMacAddress::SetFormatStyle({2, '\0'});
     EXPECT_EQ(other.ToString(), "0011\0002233\0004455"s) << "any grouping but 1 is three groups";
-    EXPECT_EQ(CWorldWideName().ToString(), "00:00:00:00:00:00:00:00") << "each type has a style of its own";
-}
-
-TEST_F(MacAddressText, AgreesWithTheScanOnMutatedTexts)
-{
-    test::CheckMany(4, 50000, test::CheckMacAddressText);
-}
-
-TEST(MacAddressNumber, DropsTheTopSixteenBits)
-{
-    const CMacAddress address(0xabcd001122334455);
-    EXPECT_EQ(address.ToU64(), 0x001122334455ul);
-    EXPECT_EQ(address, CMacAddress(0x00, 0x11, 0x22, 0x33, 0x44, 0x55));
+    EXPECT_EQ(CWorldWideName(7).ToString(), "00.00.00.00.00.00.00.07") << "each type has a style of its own";
+    CWorldWideName::SetFormatStyle({1, '#'});
+    EXPECT_EQ(CWorldWideName(7).ToString(), "00#00#00#00#00#00#00#07") << "in any grouping";
 }
 
 TEST(MacAddressBits, ShiftsAndPrefixesAtEveryCount)
 {
-    const unsigned long number = 0x8123456789a1;
-    for (int count = -2; count <= 255; ++count) {
-        SCOPED_TRACE(count);
-        CMacAddress left(number);
-        CMacAddress right(number);
-        left.ShiftLeft(count);
-        right.ShiftRight(count);
-        const bool inside = count < 48;
-        EXPECT_EQ(left.ToU64(), count < 0 ? number : inside ? number << count & 0xffffffffffff : 0);
-        EXPECT_EQ(right.ToU64(), count < 0 ? number : inside ? number >> count : 0);
-        if (count < 0) continue;
-        const CMacAddress network = CMacAddress(number).GetNetwork(static_cast<unsigned char>(count));
-        EXPECT_EQ(network.ToU64(), inside ? number >> (48 - count) << (48 - count) : number);
-    }
-    CMacAddress address(number);
-    address.ShiftLeft(2147483647);
-    EXPECT_EQ(address.ToU64(), 0u);
-}
-
-TEST(MacAddressWellKnown, BroadcastAndMulticast)
-{
-    CMacAddress address;
-    address.SetBroadcastAddr();
-    EXPECT_EQ(address.ToU64(), 0xfffffffffffful);
-    EXPECT_TRUE(address.IsGroupBitSet());
-    address.SetMulticastAddr(CIpAddress(239, 129, 2, 3));
-    EXPECT_EQ(address.ToU64(), 0x01005e010203ul);
-    EXPECT_TRUE(address.IsGroupBitSet());
-    address.SetMulticastAddr(CIpv6Address(0xff02000000000000, 0x00000001ff001234));
-    EXPECT_EQ(address.ToU64(), 0x3333ff001234ul);
-    EXPECT_FALSE(CMacAddress(0x00ff22334455).IsGroupBitSet());
-}
-
-TEST_F(WorldWideNameText, AcceptsEightBytesAndTakesTheirSeparatorOrKeepsAll)
-{
-    for (const auto& row : Rows("wwn-text.txt")) {
-        SCOPED_TRACE(row[0]);
-        CWorldWideName::SetFormatStyle({5, '#'});
-        CWorldWideName name(7);
-        std::string error;
-        EXPECT_EQ(name.CopyFromString(row[0], &error), row[1] != "rejected");
-        EXPECT_EQ(CWorldWideName::GetFormatStyle().mGrouping, row[1] == "rejected" ? 5 : 0);
-        EXPECT_EQ(name.ToString(), row[1] == "rejected" ? "00#00#00#00#00#00#00#07" : row[2]);
-        if (row[1] == "rejected") {
-            EXPECT_EQ(error, "invalid World Wide Number \"" + row[0] + "\": should be 8 hex bytes");
-        } else {
-            EXPECT_EQ(name.ToU64(), std::stoul(row[1], nullptr, 16));
+    std::vector<int> counts = {-2147483647 - 1, 1000, 2147483647};
+    for (int count = -2; count < 256; ++count) counts.push_back(count);
+    for (const int count : counts) {
+        for (const unsigned long number : {0x8123456789a1ul, 0xfffffffffffful, 0ul}) {
+            SCOPED_TRACE(count);
+            const int bits = std::clamp(count, 0, 48);
+            const auto length = static_cast<unsigned char>(std::clamp(count, 0, 255));
+            const CMacAddress address(number);
+            EXPECT_EQ(After(address, [=](auto& a) { a.ShiftLeft(count); }).ToU64(), number << bits & 0xffffffffffff);
+            EXPECT_EQ(After(address, [=](auto& a) { a.ShiftRight(count); }).ToU64(), number >> bits);
+            EXPECT_EQ(address.GetNetwork(length).ToU64(), number >> (48 - bits) << (48 - bits));
         }
     }
 }
 
-TEST_F(WorldWideNameText, AgreesWithTheScanOnMutatedTexts)
+TEST(MacAddressWellKnown, BroadcastAndMulticast)
 {
-    test::CheckMany(5, 50000, test::CheckWorldWideNameText);
+    CMacAddress address(0x0a0b0c0d0e0f);
+    address.SetBroadcastAddr();
+    EXPECT_EQ(address.ToU64(), 0xfffffffffffful);
+    address.SetMulticastAddr(CIpAddress(239, 129, 2, 3));
+    EXPECT_EQ(address.ToU64(), 0x01005e010203ul);
+    address.SetMulticastAddr(CIpv6Address(0xff02000000000000, 0x00000001ff001234));
+    EXPECT_EQ(address.ToU64(), 0x3333ff001234ul);
+    EXPECT_TRUE(address.IsGroupBitSet() && !CMacAddress(0x00ff22334455).IsGroupBitSet());
 }
 
 } // namespace

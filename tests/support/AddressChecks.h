@@ -2,8 +2,9 @@
 #define ZOR_COMMON_TESTS_ADDRESS_CHECKS_H
 
 /// \file
-/// The address texts and the division, checked against the plain rules on what a test or a fuzzer draws.
+/// The address texts, checked against the plain rules on what a test or a fuzzer draws.
 
+#include "AddressNumbers.h"
 #include "Random.h"
 
 #include <common/Ipv6Address.h>
@@ -19,19 +20,24 @@
 
 namespace zor::common::test {
 
+using namespace std::string_literals;
+
 inline void CheckIpAddressText(Random& random)
 {
-    using namespace std::string_literals;
     const CIpAddress drawn(static_cast<unsigned int>(random.Number()) >> random.Below(32));
-    const std::string text = random.Mutated(drawn.ToString(), "0123456789..+- \tx\0"s);
+    unsigned char bytes[4];
+    char printed[INET_ADDRSTRLEN];
+    drawn.CopyTo(bytes);
+    ASSERT_EQ(drawn.ToString(), inet_ntop(AF_INET, bytes, printed, sizeof printed));
+    const std::string text = random.Mutated(printed, "0123456789..+- \tx\0"s);
     unsigned int n[4];
     const bool valid = std::sscanf(text.c_str(), "%u.%u.%u.%u", &n[0], &n[1], &n[2], &n[3]) == 4 && n[0] < 256 &&
                        n[1] < 256 && n[2] < 256 && n[3] < 256;
     CIpAddress address(1u);
-    std::string error;
+    std::string error = "before";
     ASSERT_EQ(address.CopyFromString(text, &error), valid) << '"' << text << '"';
     ASSERT_EQ(address, valid ? CIpAddress(n[0] << 24 | n[1] << 16 | n[2] << 8 | n[3]) : CIpAddress(1u)) << text;
-    ASSERT_EQ(error, valid ? "" : "invalid ip address \"" + text + "\": should be dotted decimal");
+    ASSERT_EQ(error, valid ? "before" : "invalid ip address \"" + text + "\": should be dotted decimal");
     random.accepted += valid;
 }
 
@@ -68,36 +74,38 @@ inline bool ReadIpv6ByTheRules(const std::string& text, unsigned char (&bytes)[1
 
 inline void CheckIpv6AddressText(Random& random)
 {
-    using namespace std::string_literals;
     unsigned char drawn[16];
     for (unsigned char& byte : drawn) byte = random.Below(3) == 0 ? random.Byte() : 0;
     CIpv6Address source(drawn);
     if (random.Below(4) == 0) source = CIpv6Address(0, 0xffff00000000 | random.Number() >> 32);
     source.SetFormatLast4BytesAsIpv4(random.Below(2) == 0);
     const std::string printed = source.ToString();
-    CIpv6Address address(1, 2);
     ASSERT_EQ(inet_pton(AF_INET6, printed.c_str(), drawn), 1) << printed;
     ASSERT_EQ(source, CIpv6Address(drawn)) << printed;
-    ASSERT_TRUE(address.CopyFromString(printed, nullptr)) << printed;
-    ASSERT_EQ(address, source) << printed;
-
-    const std::string text = random.Mutated(printed, "012abcdefABCDEF::::..x +-\0"s);
-    unsigned char bytes[16];
-    address = CIpv6Address(1, 2);
-    const bool valid = ReadIpv6ByTheRules(text, bytes);
+    char full[64]; // without "::", so that there are colons enough for one more
+    std::snprintf(full, sizeof full, "%x:%x:%x:%x:%x:%x:%u.%u.%u.%u", drawn[0], drawn[1], drawn[2], drawn[3], drawn[4],
+                  drawn[5], drawn[12], drawn[13], drawn[14], drawn[15]);
+    const std::string text = random.Mutated(drawn[0] % 2 == 0 ? printed : full, "012abcdefABCDEF::::..x +-\0"s);
+    CIpv6Address expected(1, 2);
+    expected.SetFormatLast4BytesAsIpv4(drawn[15] % 2 == 0);
+    CIpv6Address address = expected;
+    const bool valid = ReadIpv6ByTheRules(text, drawn);
+    if (valid) expected.CopyFrom(drawn), expected.SetFormatLast4BytesAsIpv4(text.find('.') != std::string::npos);
     ASSERT_EQ(address.CopyFromString(text, nullptr), valid) << '"' << text << '"';
-    ASSERT_EQ(address, valid ? CIpv6Address(bytes) : CIpv6Address(1, 2)) << '"' << text << '"';
+    ASSERT_TRUE(address.Equals(expected)) << address << " for \"" << text << '"';
+    address.SetFormatLast4BytesAsIpv4(!expected.GetFormatLast4BytesAsIpv4());
+    ASSERT_TRUE(!valid || (address.CopyFromString(text, nullptr) && address.Equals(expected))) << "again: " << text;
     random.accepted += valid;
 }
 
-/// The scan written out for both types: %x with the separator between them. Gives the number that it reads
-/// and how many groups that has, 0 for none.
-inline int ScanGroups(const std::string& text, int groups, char separator, unsigned long& number)
+/// The scan written out for both types: %x with the separator between them. Gives how many groups it reads, 0 for none,
+/// with their number and their separator.
+inline int ScanGroups(const std::string& text, int groups, char& separator, unsigned long& number)
 {
-    using namespace std::string_literals;
     const std::size_t first = text.find_first_not_of("0123456789ABCDEFabcdef");
+    const char found = first == std::string::npos ? separator : text[first];
     std::string format = "%x";
-    for (int i = 1; i < groups; ++i) format += (first == std::string::npos ? separator : text[first]) + "%x"s;
+    for (int i = 1; i < groups; ++i) format += found + "%x"s;
     unsigned int v[8] = {};
     const int count = std::sscanf(text.c_str(), format.c_str(), &v[0], &v[1], &v[2], &v[3], &v[4], &v[5], &v[6], &v[7]);
     if (count != groups && !(groups == 6 && count == 3)) return 0;
@@ -108,33 +116,31 @@ inline int ScanGroups(const std::string& text, int groups, char separator, unsig
         result = result << bits | (v[i] & ((1u << bits) - 1));
     }
     number = result;
+    separator = found;
     return count;
 }
 
-inline void CheckMacAddressText(Random& random)
+/// A MAC address or a World Wide Name, of which a text read sets the style, whatever style and number were before.
+template <class Address>
+void CheckGroupsText(Random& random)
 {
-    using namespace std::string_literals;
-    CMacAddress::SetFormatStyle({static_cast<int>(random.Below(2)), ":-. %"[random.Below(5)]});
-    const std::string text = random.Mutated(CMacAddress(random.Number()).ToString(), "012abcdefABCDEFx:.- \t+%\0"s);
+    constexpr int size = kSize<Address>;
+    Address::SetFormatStyle({static_cast<int>(random.Below(3)), ":-. %"[random.Below(5)]});
+    const std::string text = random.Mutated(Address(random.Number()).ToString(), "012abcdefABCDEFx:.- \t+%\0"s);
+    const auto [grouping, separator] = Address::GetFormatStyle();
+    auto style = Address::GetFormatStyle();
     unsigned long expected = 1;
-    const int groups = ScanGroups(text, 6, CMacAddress::GetFormatStyle().mSeparator, expected);
-    const int grouping = groups == 0 ? CMacAddress::GetFormatStyle().mGrouping : groups == 6 ? 1 : 0;
-    CMacAddress address(1);
-    random.accepted += address.CopyFromString(text, nullptr);
-    ASSERT_EQ(address.ToU64(), expected) << '"' << text << '"';
-    ASSERT_EQ(CMacAddress::GetFormatStyle().mGrouping, grouping) << '"' << text << '"';
-}
-
-inline void CheckWorldWideNameText(Random& random)
-{
-    CWorldWideName::SetFormatStyle({0, ":-. "[random.Below(4)]});
-    const std::string text = random.Mutated(CWorldWideName(random.Number()).ToString(), "012abcdefABCDEFx:.- +");
-    unsigned long expected = 1;
-    const bool valid = ScanGroups(text, 8, CWorldWideName::GetFormatStyle().mSeparator, expected) == 8;
-    CWorldWideName name(1);
-    ASSERT_EQ(name.CopyFromString(text, nullptr), valid) << '"' << text << '"';
-    ASSERT_EQ(name.ToU64(), expected) << '"' << text << '"';
-    random.accepted += valid;
+    const int groups = ScanGroups(text, size, style.mSeparator, expected);
+    if (groups != 0) style.mGrouping = groups == 6 ? 1 : 0;
+    for (const unsigned long before : {~0ul >> (64 - 8 * size), expected}) {
+        Address::SetFormatStyle({grouping, separator});
+        Address address(groups == 0 ? expected : before);
+        ASSERT_EQ(address.CopyFromString(text, nullptr), groups != 0) << '"' << text << '"';
+        ASSERT_EQ(address.ToU64(), expected) << '"' << text << '"';
+        ASSERT_EQ(Address::GetFormatStyle().mGrouping, style.mGrouping) << '"' << text << '"';
+        ASSERT_EQ(Address::GetFormatStyle().mSeparator, style.mSeparator) << '"' << text << '"';
+    }
+    random.accepted += groups != 0;
 }
 
 /// Runs a check on so many texts, of which between a fifth and four fifths must be accepted for it to see both sides.
