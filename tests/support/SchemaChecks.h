@@ -81,7 +81,7 @@ struct SchemaSteps {
     {
         using namespace std::string_literals;
         std::istringstream list(
-            "// c 7\n|message |A{|required|int32| x|=|1|;|}| |\n|mess age|/|bool y=2; |\t\n\n|//8|uint64 z=3;");
+            "// c 7\n|message |A{|required|repeated |optional|int32| x|=|1|;|}| |\n|mess age|/|bool y=2; |\t\n\n|//8|uint64 z=3;");
         pieces.push_back("\0\xff\v"s);
         for (std::string piece; std::getline(list, piece, '|');) pieces.push_back(piece);
     }
