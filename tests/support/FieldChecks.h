@@ -137,14 +137,17 @@ private:
         const auto index = static_cast<unsigned int>(random.Below(model.size + 2u));
         ASSERT_EQ(field.GetByte(index), index < model.size ? model.Byte(index) : 0u) << index;
 
-        HexfieldModel near = HexfieldModel::Of(bytes); // which differs, if at all, in one bit or in its width
+        HexfieldModel near = HexfieldModel::Of(bytes); // which differs, if at all, in two bytes or in its width
         if (random.Below(2) == 0 && index < near.size) near.SetByte(index, near.Byte(index) ^ 1u << random.Below(8));
-        if (random.Below(8) == 0) near = near.At(static_cast<unsigned int>(random.Below(40)));
+        if (random.Below(4) == 0) near = near.At(static_cast<unsigned int>(random.Below(40)));
+        if (random.Below(8) == 0 && near.size > 0) near.SetByte(static_cast<unsigned int>(random.Below(near.size)), 1);
         const Hexfield other(near.Bytes(), true, true);
-        ASSERT_EQ(field == other, model == near) << near.Text();
-        ASSERT_EQ(std::hash<Hexfield>()(field) == std::hash<Hexfield>()(other), model == near) << near.Text();
-        ASSERT_EQ(field < other, model.Less(near)) << near.Text();
-        ASSERT_EQ(other < field, near.Less(model)) << near.Text();
+        const bool equal = model == near, less = model.Less(near), greater = near.Less(model);
+        SCOPED_TRACE(near.Text());
+        ASSERT_EQ(std::pair(field == other, field != other), std::pair(equal, !equal));
+        ASSERT_EQ(std::hash<Hexfield>()(field) == std::hash<Hexfield>()(other), equal);
+        ASSERT_EQ(std::pair(field < other, field >= other), std::pair(less, !less));
+        ASSERT_EQ(std::pair(field > other, field <= other), std::pair(greater, !greater));
     }
 
     Hexfield mFields[2];

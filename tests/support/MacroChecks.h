@@ -55,7 +55,7 @@ public:
     {
         const std::string expr = Expression(random);
         const std::size_t map = random.Below(2);
-        const std::size_t operation = random.Below(8);
+        const std::size_t operation = random.Below(10);
         SCOPED_TRACE("operation " + std::to_string(operation) + ", \"" + expr + '"');
         std::string value = "old", error, freshError;
         CMacroExpander fresh(mReferences[mCurrent]);
