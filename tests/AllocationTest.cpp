@@ -5,7 +5,6 @@
 
 #include <common/FieldExtractor.h>
 #include <common/GoogleProtoBuf.h>
-#include <common/GoogleProtoBufParser.h>
 #include <common/Ipv6Address.h>
 #include <common/MacroExpander.h>
 #include <common/Wildcards.h>
@@ -13,7 +12,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
 #include <utility>
 
 using namespace zor::common;

@@ -12,12 +12,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <functional>
 #include <iterator>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace zor::common::test {
 

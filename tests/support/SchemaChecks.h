@@ -117,8 +117,10 @@ inline constexpr SchemaStep kSchemaSteps[] = {
      [](auto& o, auto&) { return plain::Message(o.in, o.message); }},
     {"TLV type", [](auto& parser, auto& o, auto&) { return parser.parseTlvTypeFromStream(o.in, o.tlv); },
      [](auto& o, auto&) { return plain::Tlv(o.in, o.tlv); }},
+    {"type without a reason", [](auto& parser, auto& o, auto&) { return parser.parseType(o.in, o.type); },
+     [](auto& o, auto&) { return plain::Type(o.in, o.type); }},
     {"type", [](auto& parser, auto& o, auto&) { return parser.parseType(o.in, o.type, o.error); },
-     [](auto& o, auto&) { return plain::Type(o.in, o.type, o.error); }},
+     [](auto& o, auto&) { return plain::Type(o.in, o.type, &o.error); }},
 };
 
 /// Random steps on random texts: result, output, position and state of each are those of plain stream calls.
@@ -196,7 +198,7 @@ struct SchemaSteps {
     }
 
     std::vector<std::string> pieces;
-    int done[6] = {};
+    int done[std::size(kSchemaSteps)] = {};
 };
 
 inline void CheckSchemaSteps(Random& random)

@@ -119,16 +119,15 @@ inline bool Message(std::istream& in, MessageInfo& message)
     return true;
 }
 
-inline bool Type(std::istream& in, FieldInfo::FieldType& type, std::string& error)
+inline bool Type(std::istream& in, FieldInfo::FieldType& type, std::string* error = nullptr)
 {
     std::string word;
-    if (!Word(in, word)) {
-        error = "ParseType failed to read a word";
-        return false;
-    }
-    type = FieldInfo::stringToFieldType(word);
-    if (type == FieldInfo::TypeNone) error = "ParseType Failed to convert \"" + word + "\" to FieldType";
-    return type != FieldInfo::TypeNone;
+    const bool read = Word(in, word);
+    if (read) type = FieldInfo::stringToFieldType(word);
+    const bool valid = read && type != FieldInfo::TypeNone;
+    if (!read && error) *error = "ParseType failed to read a word";
+    if (read && !valid && error) *error = "ParseType Failed to convert \"" + word + "\" to FieldType";
+    return valid;
 }
 
 } // namespace plain
