@@ -68,7 +68,7 @@ TEST(HexfieldText, MoreThan65535BytesKeepWhatTheWidthHolds)
     EXPECT_EQ(Hexfield(bytes, true, false).ToBinaryString(false), bytes.substr(65536));
     EXPECT_EQ(Hexfield(bytes.substr(6), true, true).GetSize(), 0);
     EXPECT_EQ(Hexfield(bytes, true, true), Hexfield(bytes.substr(0, 6), true, true)) << "and nothing beyond the width";
-    for (const std::size_t count : {131068, 131069, 131070, 131071, 131072, 131073, 131074, 131088, 131106}) {
+    for (const std::size_t count : {131068u, 131069u, 131070u, 131071u, 131072u, 131073u, 131074u, 131088u, 131106u}) {
         std::string digits(count, '5'), separated;
         digits.replace(count - 40, 40, "00112233445566778899aabbccddeeff01234567");
         for (std::size_t i = 0; i < count; ++i) {
