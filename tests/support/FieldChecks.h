@@ -129,7 +129,12 @@ private:
         ASSERT_EQ(field.GetSize(), model.size);
         ASSERT_EQ(field.ToString(), model.Text());
         ASSERT_EQ(field.ToBinaryString(true), bytes);
-        ASSERT_EQ(field.ToBinaryString(false), std::string(bytes.rbegin(), bytes.rend()));
+        const std::string reversed(bytes.rbegin(), bytes.rend()), guard(20, '#');
+        std::string written = model.Text() + guard + reversed + guard;
+        std::fill(written.begin(), written.end(), '#');
+        field.CopyToHexArray(written.data());
+        field.CopyToByteArray(reinterpret_cast<unsigned char*>(written.data()) + 2 * bytes.size() + 20, false);
+        ASSERT_EQ(written, model.Text() + guard + reversed + guard) << "and nothing beyond";
         const auto index = static_cast<unsigned int>(random.Below(model.size + 2u));
         ASSERT_EQ(field.GetByte(index), index < model.size ? model.Byte(index) : 0u) << index;
 
