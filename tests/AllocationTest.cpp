@@ -5,7 +5,6 @@
 
 #include <common/FieldExtractor.h>
 #include <common/GoogleProtoBuf.h>
-#include <common/GoogleProtoBufParser.h>
 #include <common/Ipv6Address.h>
 #include <common/MacroExpander.h>
 #include <common/Wildcards.h>
@@ -13,11 +12,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <fstream>
-#include <sstream>
+#include <utility>
 
 using namespace zor::common;
+using namespace std::string_literals;
 using test::gAllocations;
 using test::gFailAt;
 using test::gLive;
@@ -42,8 +40,8 @@ TEST(Allocation, NoneOnceWarm)
     wildcards.NextValue();
     EXPECT_EQ(gAllocations - before, 0);
 
-    Hexfield field(std::string(80, '7'));
     const Hexfield other(std::string(60, 'f'));
+    Hexfield field = other | Hexfield(std::string(80, '7'));
     const long beforeField = gAllocations;
     field += other;
     field -= other;
@@ -69,36 +67,21 @@ TEST(Allocation, NoneForNarrowFields)
     EXPECT_EQ(gAllocations - before, 1);
 }
 
-std::string Expanded(const Wildcards& object)
-{
-    std::string text;
-    object.Expand(text);
-    return text;
-}
-
-/// A call that writes to a text without room of its own, so that what is written to it is allocated.
-template <class Call>
-auto Into(Call call)
-{
-    return [call](auto& object) {
-        std::string text;
-        call(object, text);
-    };
-}
-
-/// Runs each operation with its first, second, ... allocation failing, until it succeeds, and then checks that each
-/// failure has left the object as \a same sees it, and nothing allocated.
-template <class T, class Same, class... Operations>
-void FailEachAllocation(const T& start, Same same, Operations... operations)
+/// Runs each operation on a new object of its own with its first, second, ... allocation failing, until it succeeds.
+/// Each failure has to leave what \a seen sees of the object, and nothing allocated.
+template <class Make, class Seen, class... Operations>
+void FailEachAllocation(Make make, Seen seen, Operations... operations)
 {
     int number = 0;
     const auto failEach = [&](auto operation) {
-        ++number;
+        SCOPED_TRACE("operation " + std::to_string(++number));
         bool done = false;
         for (long failAt = 0; !done; ++failAt) {
             const long live = gLive;
             {
-                T object(start);
+                auto start = make();
+                auto object = make();
+                const auto before = seen(start);
                 gFailAt = failAt;
                 try {
                     operation(object);
@@ -106,15 +89,31 @@ void FailEachAllocation(const T& start, Same same, Operations... operations)
                     done = true;
                 } catch (const std::bad_alloc&) {
                     gFailAt = -1;
-                    EXPECT_TRUE(same(object)) << "operation " << number << ", allocation " << failAt;
+                    EXPECT_TRUE(seen(object) == before) << "allocation " << failAt;
                 }
             }
-            EXPECT_TRUE(gLive == live || done) << "operation " << number << ", allocation " << failAt;
+            EXPECT_EQ(gLive, live) << "allocation " << failAt;
             ASSERT_LT(failAt, 1000) << "never succeeded";
         }
     };
     (failEach(operations), ...);
 }
+
+/// What returns a value itself, for looking at objects that show all there is.
+constexpr auto kItself = [](const auto& object) { return object; };
+
+/// A vector with so much room behind its elements, and no more.
+template <class T>
+std::vector<T> WithRoom(const std::vector<T>& elements, std::size_t room)
+{
+    std::vector<T> result;
+    result.reserve(elements.size() + room);
+    result.insert(result.end(), elements.begin(), elements.end());
+    return result;
+}
+
+/// Longer than any string keeps inside.
+const std::string kLong(100, 'v');
 
 TEST(Allocation, NoneForUsualAddressTexts)
 {
@@ -131,87 +130,139 @@ TEST(Allocation, FailuresLeaveFieldsAsTheyWere)
 {
     const Hexfield wide(std::string(100, '9'));
     const std::string text(80, '7');
-    const std::string separated = "77:" + text.substr(0, 47) + "7";
-    for (const Hexfield& start : {Hexfield("0102030405"), Hexfield(std::string(38, '1'))}) {
-        FailEachAllocation(
-            start, [&](auto& field) { return field == start; }, [&](auto& f) { f = wide; }, [&](auto& f) { f += wide; },
-            [&](auto& f) { f -= wide; }, [&](auto& f) { f |= wide; }, [&](auto& f) { f &= wide; },
-            [&](auto& f) { f = f + wide; }, [&](auto& f) { f.CopyFromString(text); },
-            [&](auto& f) { f.CopyFromString(separated); }, [&](auto& f) { f.CopyFromBinaryString(text, true); },
-            [&](auto& f) { f.normalize(99); }, [&](auto& f) { f = f - wide; }, [&](auto& f) { f = (f | wide) & wide; },
-            [&](auto& f) { f = ~-wide; }, [&](auto& f) { f = wide * 3 + 5; }, [&](auto& f) { f = Hexfield(text); },
-            [&](auto& f) { f = Hexfield(text, true, false); });
+    std::string separated = text;
+    for (std::size_t i = 2; i < separated.size(); i += 3) separated[i] = ':';
+    const auto seen = [](Hexfield& field) { // its value, and that it still knows how much room it has
+        std::string all = field.ToString();
+        field.normalize(40), all += field.ToString();
+        field.normalize(400), all += field.ToString();
+        return all;
+    };
+    for (const auto room : std::vector<unsigned short>{1, 24, 30}) {
+        for (const std::size_t size : {0u, 5u, 16u, 17u, 24u}) {
+            const auto make = [&] {
+                Hexfield field;
+                field.normalize(room);
+                field.CopyFromString(std::string(2 * size, '1'));
+                return field;
+            };
+            FailEachAllocation(
+                make, seen, [&](auto& f) { f = wide; }, [&](auto& f) { f += wide; }, [&](auto& f) { f -= wide; },
+                [&](auto& f) { f |= wide; }, [&](auto& f) { f &= wide; }, [&](auto& f) { f.CopyFromString(text); },
+                [&](auto& f) { f.CopyFromString(separated); }, [&](auto& f) { f.CopyFromString("x" + text); },
+                [&](auto& f) { f.CopyFromString(text + "x"); }, [&](auto& f) { f.CopyFromBinaryString(text, true); },
+                [&](auto& f) { f.normalize(99); }, [&](auto& f) { f.CopyFromBinaryString(text, false); },
+                [&](auto& f) { f = (~-wide | f) * 3 + 5; });
+        }
     }
+}
+
+constexpr unsigned char kMac[6] = {2, 0, 0, 0, 0, 1};
+constexpr unsigned char kAllBits[6] = {0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
+
+/// Has a text without room of its own to draw values into, so that what is written to it is allocated.
+struct Drawn : Wildcards {
+    using Wildcards::Wildcards;
+    std::string text;
+};
+
+/// All that can be seen of an object: the template before a parse, variables, values to come, and what a second parse
+/// would find.
+std::string Seen(Wildcards& object)
+{
+    std::string all, value;
+    object.Expand(all);
+    for (const std::string& name : {"port"s, "A_variable_with_a_long_name"s, "b"s, "new"s, "n" + kLong}) {
+        all += object.GetVar(name, value) ? '=' + value : "missing";
+    }
+    Wildcards copy(object);
+    for (Wildcards* const stepped : {&object, &copy}) {
+        for (int i = 0; i < 8; ++i, all += value) stepped->GetNextValue(value);
+    }
+    copy.SetVlanParams(3, 7, 0, 0, 0); // if there are so many tags
+    copy.SetEtherParams(kMac, kMac, kAllBits, 0);
+    copy.GetValue(value);
+    return all + value;
 }
 
 TEST(Allocation, FailuresLeaveWildcardsAsTheyWere)
 {
-    Wildcards start(kTemplate, "@");
-    start.AddVar("a_variable_with_a_long_name", "old value");
-    const auto values = [](Wildcards object) {
-        std::string all = Expanded(object); // which shows whether there was a parse
-        std::string value;
-        for (int i = 0; i < 8; ++i, all += value) object.GetNextValue(value);
-        std::string variable;
-        object.GetVar("another_variable_with_a_long_name", variable);
-        return all + variable;
+    const std::string list = "new=x,a_variable_with_a_long_name=" + kLong + ",n" + kLong + "=y,b=" + kLong;
+    const std::vector<std::string> known = {"a_variable_with_a_long_name=" + kLong, "b=" + kLong, "port=" + kLong};
+    const std::string hexTemplate = "@h 31 32 33 @x(1) 34" + std::string(100, '7') + "35";
+    Drawn other("@x(5,0)@$(0102030405060708090a0b0c0d0e0f1011)@=(name)" + kLong, "@");
+    other.NextValue(), other.AddVar(kLong, kLong);
+    struct Start {
+        const char* name;
+        const char* text;
+        void (*prepare)(Drawn& object);
     };
-    const std::string longText(100, 'v');
-    const std::string list = "another_variable_with_a_long_name=x,a_variable_with_a_long_name=" + longText;
-    const unsigned char mac[6] = {};
-    Wildcards other("@x(5,0)@$(0102030405060708090a0b0c0d0e0f1011)@=(name)" + longText, "@");
-    other.NextValue(), other.AddVar(longText, longText);
-    for (const int steps : {0, 1, 3, 4}) { // before the parse, and with repeats owed
-        for (int i = 0; i < steps; ++i) start.NextValue();
-        const std::string expected = values(start);
+    static constexpr const char* kVlan = "@x(0,7,1)@x(1,3,2,0,1)@v(1)@v(3)@=(b)";
+    // Its values are wider than its start, so that those of a copy, which has no room to spare, need more at each step.
+    static constexpr const char* kField = "@x(0,7,1)@$(01,3,000102030405060708090a0b0c0d0e0f10111213,hex)";
+    const Start starts[] = {
+        {"not parsed", kTemplate, [](auto&) {}},
+        {"one step", kTemplate, [](auto& w) { w.NextValue(); }},
+        {"repeats owed", kTemplate, [](auto& w) { w.GetValueAt(3, w.text, true); }},
+        {"more repeats owed", kTemplate, [](auto& w) { w.SetReadCursor(4); }},
+        {"warm", kTemplate, [](auto& w) { w.GetNextValue(w.text), w.GetValue(w.text); }},
+        {"last index", kTemplate, [](auto& w) { w.SetReadCursor(-1); }},
+        {"last index but one", kVlan, [](auto& w) { w.SetReadCursor(-2); }},
+        {"last indexes of fields", kField, [](auto& w) { w.SetReadCursor(-3), w = Drawn(w); }},
+        {"last steps of fields", kField, [](auto& w) { w.SetReadCursor(-2), w.NextValue(), w = Drawn(w); }},
+        {"tags", kVlan, [](auto& w) { w.SetVlanTagCount(2), w.SetVlanParams(1, 100, 1, 0, 0), w.NextValue(); }},
+        {"to be parsed again", kVlan, [](auto& w) { w.SetReadCursor(5), w.SetEtherParams(kMac, kMac, kAllBits, 0); }},
+        {"parsed twice", kVlan,
+         [](auto& w) { w.ParseExpr(), w.SetEtherParams(kMac, kMac, kAllBits, 0), w.NextValue(); }},
+    };
+    for (const Start& start : starts) {
+        SCOPED_TRACE(start.name);
+        const auto make = [&] {
+            Drawn object(start.text + std::string(300, '.'), "@"); // a second parse finds all positions in it
+            object.AddVar("a_variable_with_a_long_name", "old value");
+            object.AddVar("b", "");
+            start.prepare(object);
+            object.text = std::string();
+            return object;
+        };
         FailEachAllocation(
-            start, [&](auto& object) { return values(object) == expected; },
-            Into([](auto& w, auto& out) { w.GetValue(out); }), Into([](auto& w, auto& out) { w.GetNextValue(out); }),
-            Into([](auto& w, auto& out) { w.GetValueAt(77, out, true); }), [&](auto& w) { w.NextValue(); },
-            [&](auto& w) { w.SetReadCursor(5); }, [&](auto& w) { w = Wildcards(longText, "@"); },
-            [&](auto& w) { w.AddVarList(list); }, [&](auto& w) { w.AddVar("A_variable_with_a_long_name", longText); },
-            [&](auto& w) { w.SetVlanTagCount(200); },
-            [&](auto& w) {
-                w.AddVarList(std::vector{list, longText + "=y"});
-            },
-            [&](auto& w) { w = other; },
-            Into([&](auto& w, auto& out) { w.GetVar("a_variable_with_a_long_name", out); }));
-        const std::string expanded = Expanded(start);
-        FailEachAllocation(
-            start, [&](auto& object) { return Expanded(object) == expanded; },
-            [&](auto& w) { w.SetEtherParams(mac, mac, mac, 0), w.ParseExpr(); });
+            make, Seen, [](auto& w) { w.GetValue(w.text); }, [](auto& w) { w.GetNextValue(w.text); },
+            [](auto& w) { w.GetValueAt(77, w.text, true); }, [](auto& w) { w.GetValueAt(77, w.text, false); },
+            [](auto& w) { w.NextValue(); }, [](auto& w) { w.SetReadCursor(5); }, [](auto& w) { w.ParseExpr(); },
+            [](auto& w) { w.Expand(w.text); }, [](auto& w) { w.GetVar("a_variable_with_a_long_name", w.text); },
+            [&](auto& w) { w.AddVarList(list); }, [&](auto& w) { w.AddVarList(known); },
+            [&](auto& w) { w.AddVar("A_variable_with_a_long_name", kLong); }, [&](auto& w) { w.AddVar("new", kLong); },
+            [&](auto& w) { w.AddVar("N" + kLong, kLong); }, [&](auto& w) { w.AddVar("B", kLong); },
+            [](auto& w) { w.SetVlanTagCount(3); }, [](auto& w) { w.SetVlanTagCount(200); }, [&](auto& w) { w = other; },
+            [&](auto& w) { w = Drawn(kLong, "@"); });
     }
-    const Wildcards hexTemplate("@h 31 32 33 @x(1) 34" + std::string(100, '7') + "35", "@");
-    const std::string expanded = Expanded(hexTemplate);
-    FailEachAllocation(
-        hexTemplate, [&](auto& object) { return Expanded(object) == expanded; },
-        Into([](auto& w, auto& out) { w.GetValue(out); }));
+    FailEachAllocation([&] { return Drawn(hexTemplate, "@"); }, Seen, [](auto& w) { w.GetValue(w.text); });
+    FailEachAllocation([&] { return std::string(hexTemplate); }, kItself,
+                       [](auto& t) { Wildcards::ConvertHexWildcardExpr(t, "@"); },
+                       [](auto& t) { Wildcards::ConvertAsciiHexToBin(kLong + std::string(80, '7'), t); });
 }
 
-TEST(Allocation, FailuresLeaveTextsAsTheyWere)
+template <class Address>
+void FailReadingOf(const Address& address)
 {
-    const std::string text = "neither an address nor a name";
-    const std::string before = "before";
-    const auto same = [&before](const std::string& error) { return error == before; };
-    const std::string hex(80, '7');
-    FailEachAllocation(
-        before, same, [&](auto& t) { t = CIpAddress(0xfffefdfc).ToString() + text; },
-        [&](auto& t) { t = CIpv6Address(~0ul, 1).ToString(); }, [&](auto& t) { t = CMacAddress().ToString(); },
-        [&](auto& t) { t = CWorldWideName().ToString(); }, [&](auto& t) { t = Hexfield(hex).ToString(); },
-        [&](auto& t) { t = Hexfield(hex).ToBinaryString(true); },
-        [&](auto& t) { Wildcards::ConvertAsciiHexToBin(hex, t); },
-        [&](auto& e) { CIpAddress().CopyFromString(text, &e); },
-        [&](auto& e) { CIpv6Address().CopyFromString(text, &e); },
-        [&](auto& e) { CMacAddress().CopyFromString(text, &e); },
-        [&](auto& e) { CWorldWideName().CopyFromString(text, &e); });
+    FailEachAllocation([&] { return std::pair(address, "before"s); },
+                       [](const auto& pair) { return pair.first.ToString() + pair.second; },
+                       [](auto& pair) { pair.first.CopyFromString("neither an address nor a name", &pair.second); });
+}
+
+TEST(Allocation, FailuresLeaveAddressesAndErrorTextsAsTheyWere)
+{
+    FailReadingOf(CIpAddress(0xfffefdfc));
+    FailReadingOf(CIpv6Address(~0ul, 1));
+    FailReadingOf(CMacAddress(1, 2, 3, 4, 5, 6));
+    FailReadingOf(CWorldWideName(1));
 }
 
 TEST(Allocation, ExtractorAllocatesForTheOutputAlone)
 {
     std::vector<unsigned char> in(2000, 0x5a);
-    const std::vector<unsigned char> start(100, 1);
     for (const unsigned int offset : {0u, 3u}) {
-        for (const unsigned int length : {15u, 64u, 4001u}) {
+        for (const unsigned int length : {8u, 15u, 64u, 512u, 520u, 523u, 4001u}) {
             const FieldExtractor field(offset, length);
             std::vector<unsigned char> out;
             const long before = gAllocations;
@@ -221,133 +272,137 @@ TEST(Allocation, ExtractorAllocatesForTheOutputAlone)
             EXPECT_EQ(gAllocations - before, 1);
             for (int i = 0; i < 1000; ++i) field.ExtractField(in, out, true);
             EXPECT_LT(gAllocations - before, 20) << "appending doubles the room";
-            for (const bool append : {false, true}) {
-                FailEachAllocation(
-                    start, [&](auto& v) { return v == start; }, [&](auto& v) { field.ExtractField(in, v, append); });
+            for (const std::size_t size : {0u, 3u, 63u, 100u}) {
+                for (const std::size_t room : {0u, 1u, 2u, 40u}) {
+                    FailEachAllocation([&] { return WithRoom(std::vector<unsigned char>(size, 1), room); }, kItself,
+                                       [&](auto& v) { field.ExtractField(in, v, false); },
+                                       [&](auto& v) { field.ExtractField(in, v, true); },
+                                       [&](auto& v) { field.ExtractByteAligned(v, v); },
+                                       [&](auto& v) { field.ExtractNonByteAligned(v, v); });
+                }
             }
         }
+    }
+}
+
+TEST(Allocation, FailuresLeaveEncodedBytesAsTheyWere)
+{
+    using Encoder = GoogleProtoBufEncoder;
+    const std::vector<unsigned char> bytes(5, 'b');
+    const std::string text(120, 't'), longText(300, 't');
+    for (std::size_t room = 0; room < 12; ++room) {
+        FailEachAllocation(
+            [&] { return WithRoom(bytes, room); }, kItself, [&](auto& out) { Encoder::encodeBytes(bytes, out); },
+            [&](auto& out) { Encoder::encodeBytes(out, out); }, [&](auto& out) { Encoder::encodeUint64(~0ull, out); },
+            [&](auto& out) { Encoder::encodeTag(1, 2, out); }, [&](auto& out) { Encoder::encodeUint32(300, out); },
+            [&](auto& out) { Encoder::encodeInt32(-1, out); }, [&](auto& out) { Encoder::encodeSint64(-9999, out); },
+            [&](auto& out) { Encoder::encodeString("", out); }, [&](auto& out) { Encoder::encodeString("abcd", out); },
+            [&](auto& out) { Encoder::encodeString(text, out); },
+            [&](auto& out) { Encoder::encodeString(longText, out); },
+            [&](auto& out) { Encoder::encodeMsbUint(bytes.data(), 5, out); });
     }
 }
 
 TEST(Allocation, FailuresLeaveResolversAsTheyWere)
 {
-    const std::string name(100, 'n'), value(100, 'v');
     CMacroVarMapResolver start, other;
-    start.SetValue(name, value);
-    other.SetValue(name, name), other.SetValue(value, value);
-    FailEachAllocation(
-        start,
-        [&](auto& variables) {
-            std::vector<std::string> names;
-            std::string found;
-            return variables.GetVarNames(names) && names.size() == 1 && variables.GetValue(name, found) &&
-                   found == value;
-        },
-        [&](auto& v) { v.SetValue(value, name); }, [&](auto& v) { v.SetValue(name, value + value); },
-        [&](auto& v) { v = other; });
-    FailEachAllocation(
-        std::string("old"), [](auto& text) { return text == "old"; }, [&](auto& t) { start.GetValue(name, t); },
-        [&](auto& t) {
-            std::string error;
-            CMacroExpander(&start).EvalExpr("$(" + name + ") and more than fits", t, error);
-        });
-    FailEachAllocation(
-        std::vector<std::string>(1), [](auto& names) { return names.size() == 1 && names[0].empty(); },
-        [&](auto& names) { start.GetVarNames(names); });
+    start.SetValue("a" + kLong, kLong), start.SetValue("b", "");
+    other.SetValue("c" + kLong, kLong), other.SetValue("b", kLong);
+    using Resolver = CMacroVarMapResolver;
+    const auto seen = [](Resolver& variables) {
+        std::vector<std::string> names;
+        variables.GetVarNames(names);
+        std::string all, value;
+        for (const std::string& name : names) {
+            all.append(name).append(variables.GetValue(name, value) ? "=" : "!").append(value).append("\n");
+        }
+        return all;
+    };
+    FailEachAllocation([&] { return start; }, seen, [&](Resolver& v) { v.SetValue("new", kLong); },
+                       [&](Resolver& v) { v.SetValue("n" + kLong, "short"); },
+                       [&](Resolver& v) { v.SetValue("b", kLong); },
+                       [&](Resolver& v) { v.SetValue("a" + kLong, kLong + kLong); }, [&](Resolver& v) { v = other; },
+                       [&](Resolver& v) { v = Resolver(); });
+    FailEachAllocation([] { return "old"s; }, kItself, [&](auto& text) { start.GetValue("a" + kLong, text); },
+                       [&](auto& text) { CMacroString(nullptr, kLong).GetValue(text); });
+    FailEachAllocation([] { return std::vector<std::string>(1); }, kItself,
+                       [&](auto& names) { start.GetVarNames(names); });
 }
 
 TEST(Allocation, FailuresLeaveExpandersAsTheyWere)
 {
     CMacroVarMapResolver variables;
-    variables.SetValue("first name", "a value that is longer than any string keeps inside");
-    CMacroExpander expander(&variables);
-    expander.SetExpr("$(first name) and more text");
-    std::string expected;
-    expander.GetValue(expected);
-    const std::string literal(100, 'l');
-    for (const char* expr : {"$(unknown)$(other)", "$(first name", "$(first name)"}) { // the last one is accepted
-        const std::string text = literal + expr;
-        for (long failAt = 0, failed = 1; failed != 0; ++failAt) {
-            std::string error, value;
-            gFailAt = failAt;
-            try {
-                expander.SetExpr(text, error);
-                failed = 0;
-            } catch (const std::bad_alloc&) {
-                gFailAt = -1;
-                expander.GetValue(value);
-                EXPECT_EQ(value, expected) << failAt;
-                EXPECT_TRUE(expander.GetExpr() == "$(first name) and more text" && error.empty()) << failAt;
-            }
-            gFailAt = -1;
+    variables.SetValue("first name", kLong);
+    const std::string kept = "$(first name) and more text";
+    struct Expander : CMacroExpander {
+        std::string value = "old", error;
+        Expander(CMacroVarResolver& resolver, const std::string& before, const std::string& expr)
+            : CMacroExpander(&resolver)
+        {
+            SetExpr(before);
+            EXPECT_TRUE(SetExpr(expr));
+        }
+    };
+    const auto seen = [](Expander& expander) {
+        std::string all = expander.value + '\n' + expander.error + '\n' + expander.GetExpr() + '\n', value;
+        expander.GetValue(value);
+        all += value;
+        expander.SetExpr("$("); // which goes back to the expression
+        expander.GetValue(value);
+        return all + value;
+    };
+    for (const std::string& earlier : {""s, "$(first name)" + kLong, "$(first name)a$(first name)b"s}) {
+        for (const char* last :
+             {"$(unknown)$(other)", "$(first name", "$(first name)", "$(first name) $(first name)"}) {
+            const std::string text = kLong + kLong + last;
+            FailEachAllocation([&] { return Expander(variables, earlier, kept); }, seen,
+                               [&](auto& e) { e.SetExpr(text, e.error); }, [&](auto& e) { e.SetExpr(text); },
+                               [&](auto& e) { e.ParseExpr(text, e.error); },
+                               [&](auto& e) { e.EvalExpr(text, e.value, e.error); });
         }
     }
-    expander.GetValue(expected);
-    const long before = gAllocations;
-    expander.GetValue(expected);
-    EXPECT_EQ(gAllocations - before, 0);
-    const std::string one = literal + "$(first name) in the one", other = literal + "$(first name) in the other";
+
+    Expander expander(variables, "", kept);
+    expander.GetValue(expander.value);
+    const long beforeValue = gAllocations;
+    expander.GetValue(expander.value);
+    EXPECT_EQ(gAllocations - beforeValue, 0);
+    const std::string one = kLong + "$(first name) in the one", other = kLong + "$(first name) in the other";
     for (const std::string& text : {one, other, one}) expander.SetExpr(text);
     const long beforeParse = gAllocations;
     expander.SetExpr(other);
-    std::string error;
-    expander.ParseExpr(one, error);
+    expander.ParseExpr(one, expander.error);
+    expander.SetExpr(other);
     EXPECT_EQ(gAllocations - beforeParse, 0) << "the tokens of the expression before the last are used again";
     expander.ClearTokens();
+    const long afterClear = gAllocations;
     expander.SetExpr(other);
-    EXPECT_GT(gAllocations - beforeParse, 0) << "none are left to be used";
+    EXPECT_GT(gAllocations - afterClear, 0) << "none are left to be used";
 }
 
-TEST(Allocation, FailuresLeaveEncodedBytesAndMessagesAsTheyWere)
+TEST(Allocation, FailuresLeaveSchemasAsTheyWere)
 {
-    const std::vector<unsigned char> bytes(100, 'b');
-    FailEachAllocation(
-        bytes, [&](auto& out) { return out == bytes; },
-        [&](auto& out) { GoogleProtoBufEncoder::encodeBytes(bytes, out); },
-        [&](auto& out) { GoogleProtoBufEncoder::encodeBytes(out, out); },
-        [&](auto& out) { GoogleProtoBufEncoder::encodeUint64(~0ull, out); },
-        [&](auto& out) { GoogleProtoBufEncoder::encodeTag(1, 2, out); },
-        [&](auto& out) { GoogleProtoBufEncoder::encodeString(std::string(120, 't'), out); },
-        [&](auto& out) { GoogleProtoBufEncoder::encodeMsbUint(bytes.data(), 8, out); });
-
-    const std::string text = "message A_name_that_is_longer_than_any_string_keeps_inside { bool x = 1; }\n";
-    const auto same = [](const CGoogleProtoBufMessageInfo& m) { return m.name == "old" && m.fields.empty(); };
-    CGoogleProtoBufMessageInfo old;
-    old.name = "old";
-    FailEachAllocation(old, same, [&](auto& message) {
-        std::stringstream block(text);
-        block.imbue(std::locale::classic());
-        EXPECT_TRUE(CGoogleProtoBufParser().parseMessageFromStream(block, message));
-    });
-    const auto step = [&](const std::string& in, auto parse) {
-        return [in, parse](std::string& word) {
-            std::stringstream block(in);
-            block.imbue(std::locale::classic());
-            parse(block, word);
-        };
-    };
     CGoogleProtoBufParser parser;
-    auto type = CGoogleProtoBufFieldInfo::TypeBool;
-    FailEachAllocation(
-        std::string("old"), [&](auto& word) { return word == "old" && type == CGoogleProtoBufFieldInfo::TypeBool; },
-        step("A_word_that_is_longer_than_any_string_keeps", [&](auto& in, auto& word) { parser.parseWord(in, word); }),
-        step("A_type_that_is_longer_than_a_string", [&](auto& in, auto& word) { parser.parseType(in, type, word); }));
-    CGoogleProtoBufFieldInfo field;
-    field.name = "old";
-    FailEachAllocation(
-        field, [&](auto& f) { return f.name == "old"; },
-        [&](auto& f) {
-            std::stringstream block("bool A_name_that_is_longer_than_any_string_keeps_inside = 1;");
-            block.imbue(std::locale::classic());
-            EXPECT_TRUE(parser.parseFieldFromStream(block, f));
-        });
+    const std::string field = "repeated bool f" + kLong + " = 1; ";
+    const std::string text = "message A_" + kLong + " { " + field + "required int32 y = 2; }\n";
+    using Outputs = test::SchemaOutputs;
+    test::MessageInfo other;
+    other.name = text, other.fields.resize(3), other.fields[2].name = text;
+    const auto seen = [](const Outputs& outputs) { return outputs.Seen(); };
+    FailEachAllocation([&] { return Outputs(text); }, seen,
+                       [&](auto& o) { EXPECT_TRUE(parser.parseMessageFromStream(o.in, o.message)); },
+                       [&](auto& o) { o.message = other; }, [&](auto& o) { o.field = other.fields[2]; });
+    FailEachAllocation([&] { return Outputs(field); }, seen,
+                       [&](auto& o) { EXPECT_TRUE(parser.parseFieldFromStream(o.in, o.field)); });
+    FailEachAllocation([] { return Outputs(kLong); }, seen,
+                       [&](auto& o) { EXPECT_TRUE(parser.parseWord(o.in, o.word)); },
+                       [&](auto& o) { EXPECT_FALSE(parser.parseType(o.in, o.type, o.error)); });
     const test::SchemaFile file("// 1\n" + text + "// 2\n" + text + "// 3\n" + text);
-    CGoogleProtoBufMessageInfo other;
-    other.name = text, other.fields.assign(3, field);
-    FailEachAllocation(
-        std::vector(1, old), [&](auto& messages) { return messages.size() == 1 && same(messages[0]); },
-        [&](auto& messages) { EXPECT_TRUE(CGoogleProtoBufParser().readProtoFile(file.path, messages)); },
-        [&](auto& messages) { messages[0] = other; });
+    for (const std::size_t room : {0u, 1u, 2u, 9u}) {
+        FailEachAllocation([&] { return WithRoom(std::vector(1, other), room); },
+                           [](const auto& messages) { return test::Text(messages); },
+                           [&](auto& messages) { EXPECT_TRUE(parser.readProtoFile(file.path, messages)); });
+    }
 }
 
 /// Gives one character at a time, so that a word grows as it is read.
@@ -368,16 +423,15 @@ private:
 TEST(Allocation, AWordThatBreaksOffIsNone)
 {
     const auto read = [](const auto& start, const std::string& text) {
-        FailEachAllocation(
-            start, [&](auto& value) { return value == start; },
-            [&](auto& value) {
-                Trickle buffer(text);
-                std::istream in(&buffer);
-                in.imbue(std::locale::classic());
-                in >> value;
-                if (in.bad()) throw std::bad_alloc(); // which the stream has caught
-                EXPECT_FALSE(value == start);
-            });
+        FailEachAllocation([&] { return start; }, kItself,
+                           [&](auto& value) {
+                               Trickle buffer(text);
+                               std::istream in(&buffer);
+                               in.imbue(std::locale::classic());
+                               in >> value;
+                               if (in.bad()) throw std::bad_alloc(); // which the stream has caught
+                               EXPECT_FALSE(value == start);
+                           });
     };
     read(CIpv6Address(), "1:2:3:4:5:6:7:0008");
     read(Hexfield("12"), std::string(70, '3'));

@@ -1,6 +1,5 @@
 #include "support/FieldChecks.h"
 #include "support/Random.h"
-#include "support/Rows.h"
 
 #include <common/FieldExtractor.h>
 
@@ -11,34 +10,10 @@
 using namespace zor::common;
 using test::Bytes;
 using test::Random;
-using test::Rows;
 
 namespace {
 
 static_assert(sizeof(FieldExtractor) == 8 && std::is_trivially_copyable_v<FieldExtractor>);
-
-Bytes FromHex(const std::string& digits)
-{
-    Bytes bytes;
-    for (std::size_t i = 0; i < digits.size(); i += 2) {
-        bytes.push_back(static_cast<unsigned char>(std::stoi(digits.substr(i, 2), nullptr, 16)));
-    }
-    return bytes;
-}
-
-TEST(FieldExtractor, CutsLeftAligned)
-{
-    for (const auto& row : Rows("bit-fields.txt")) {
-        SCOPED_TRACE(row[0] + " " + row[1] + " " + row[2]);
-        const FieldExtractor field(static_cast<unsigned int>(std::stoul(row[1])),
-                                   static_cast<unsigned int>(std::stoul(row[2])));
-        const bool fits = row[3] != "too short";
-        Bytes in = FromHex(row[0]), out = {1, 2, 3};
-        EXPECT_EQ(field.Validate(static_cast<unsigned int>(in.size())), fits);
-        EXPECT_EQ(field.ExtractField(in, out, false), fits);
-        EXPECT_EQ(out, fits ? FromHex(row[3]) : Bytes({1, 2, 3}));
-    }
-}
 
 TEST(FieldExtractor, AgreesWithSingleBits)
 {

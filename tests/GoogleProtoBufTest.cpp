@@ -10,7 +10,6 @@
 #include <locale>
 #include <map>
 #include <sstream>
-#include <type_traits>
 
 using namespace zor::common;
 using test::Rows;
@@ -56,29 +55,6 @@ TEST(GoogleProtoBufEncoder, AppendsTheBytesOfTheTable)
     EXPECT_EQ(Hex(Encoder::encodeString, std::string(200, 'x')).substr(0, 6), "c80178");
 }
 
-TEST(GoogleProtoBufEncoder, InputsMayBeTheOutput)
-{
-    Bytes out = {0xee, 0x80};
-    out.shrink_to_fit();
-    Encoder::encodeBytes(out, out);
-    EXPECT_EQ(out, (Bytes{0xee, 0x80, 0x02, 0xee, 0x80}));
-    out.shrink_to_fit();
-    Encoder::encodeMsbUint(out.data(), 2, out);
-    EXPECT_EQ(out, (Bytes{0xee, 0x80, 0x02, 0xee, 0x80, 0x80, 0xdd, 0x03}));
-}
-
-TEST(GoogleProtoBufEncoder, BothSidesOfEveryVarintLength)
-{
-    std::string last = "7f", next = "8001";
-    for (int bits = 7; bits <= 63; bits += 7, last.insert(0, "ff"), next.insert(0, "80")) {
-        EXPECT_EQ(Hex(Encoder::encodeUint64, (std::uint64_t{1} << bits) - 1), last);
-        EXPECT_EQ(Hex(Encoder::encodeUint64, std::uint64_t{1} << bits), next);
-        if (bits > 28) continue;
-        EXPECT_EQ(Hex(Encoder::encodeUint32, (1u << bits) - 1), last);
-        EXPECT_EQ(Hex(Encoder::encodeUint32, 1u << bits), next);
-    }
-}
-
 TEST(GoogleProtoBufEncoder, AppendsAsOneByteAfterTheOther)
 {
     test::Random random(51);
@@ -104,33 +80,24 @@ TEST(GoogleProtoBufFieldInfo, TableAndLookUpsAgreeOnNamesAndCodes)
     }
 }
 
-TEST(GoogleProtoBufFieldInfo, ResetKeepsTheTagAlone)
+TEST(GoogleProtoBufFieldInfo, RepeatedWinsAndResetKeepsTheTagAlone)
 {
     FieldInfo field;
     EXPECT_EQ(field.tag, 0);
-    field.name = "x";
-    field.type = FieldInfo::TypeBool;
-    field.optional = false;
-    field.repeated = true;
-    field.tag = 7;
-    field.reset();
     std::ostringstream text;
-    field.protoIdlToStream(text);
-    EXPECT_EQ(text.str(), "  optional none =7;\n");
-}
-
-TEST(GoogleProtoBufFieldInfo, LayoutIsTheOneThatOthersWereBuiltFor)
-{
-    const FieldInfo field;
-    const CGoogleProtoBufMessageInfo message;
-    const auto at = [](const auto& object, const auto&... members) {
-        const auto* const start = reinterpret_cast<const char*>(&object);
-        return std::vector<std::ptrdiff_t>{reinterpret_cast<const char*>(&members) - start...};
-    };
-    EXPECT_EQ(at(field, field.name, field.type, field.optional, field.repeated, field.tag),
-              (std::vector<std::ptrdiff_t>{8, 40, 44, 45, 48}));
-    EXPECT_EQ(at(message, message.fields, message.name, message.tlvType), (std::vector<std::ptrdiff_t>{0, 24, 56}));
-    EXPECT_TRUE(std::has_virtual_destructor_v<FieldInfo>);
+    for (const bool optional : {false, true}) {
+        for (const bool repeated : {false, true}) {
+            field.name = "x", field.type = FieldInfo::TypeBool, field.tag = 7;
+            field.optional = optional, field.repeated = repeated;
+            field.protoIdlToStream(text);
+            field.reset();
+            EXPECT_TRUE(field.optional && !field.repeated);
+            field.protoIdlToStream(text);
+        }
+    }
+    const std::string reset = "  optional none =7;\n";
+    EXPECT_EQ(text.str(), "  required bool x=7;\n" + reset + "  repeated bool x=7;\n" + reset +
+                              "  optional bool x=7;\n" + reset + "  repeated bool x=7;\n" + reset);
 }
 
 /// A host program's locale that would print 1234567 as 1.234.567.

@@ -7,73 +7,57 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <cctype>
+#include <iomanip>
 #include <sstream>
 #include <type_traits>
 
 using namespace zor::common;
-using namespace std::string_literals;
 using test::Random;
 using test::Rows;
 
 namespace {
 
-Hexfield Field(const std::string& text)
-{
-    return Hexfield(text);
-}
-
 TEST(HexfieldText, ReadsDigitsAndSkipsTheRest)
 {
-    for (const auto& row : Rows("hexfield-text.txt")) EXPECT_EQ(Field(row[0]).ToString(), row[1]) << row[0];
-    Hexfield field("01020304050607");
-    field.CopyFromString("f");
-    EXPECT_EQ(field.ToString(), "0f") << "nothing of the old value stays";
-    std::istringstream in(" 12-34 5");
-    std::ostringstream out;
-    in.imbue(std::locale::classic());
-    in >> field;
-    out << field << '.';
-    in >> field >> field;
-    out << field.GetSize();
-    EXPECT_EQ(out.str(), "1234.0") << "without a word left there is nothing to read";
+    for (const auto& row : Rows("hexfield-text.txt")) EXPECT_EQ(Hexfield(row[0]).ToString(), row[1]) << row[0];
+    EXPECT_EQ(Hexfield("0a0b", false, false).ToString(), "0a0b") << "hexadecimal has no order";
+    EXPECT_EQ(Hexfield().ToString(), "00");
+    for (int c = 0; c < 256; ++c) EXPECT_EQ(Hexfield(std::string(1, static_cast<char>(c))).GetSize(), isxdigit(c) != 0);
 }
 
-TEST(HexfieldText, EveryCharacterIsADigitOrSkipped)
+TEST(HexfieldText, StreamsTakeAFieldAsTheyTakeAString)
 {
-    for (int c = 0; c < 256; ++c) {
-        const bool digit = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
-        const Hexfield field(std::string(1, static_cast<char>(c)));
-        ASSERT_EQ(field.GetSize(), digit ? 1 : 0) << c;
-        ASSERT_EQ(field.GetByte(0), digit ? std::stoi(std::string(1, static_cast<char>(c)), nullptr, 16) : 0) << c;
-    }
+    std::istringstream in(" 12-34 xyz 5678 5");
+    in.imbue(std::locale::classic());
+    Hexfield field;
+    in >> field;
+    EXPECT_EQ(field.ToString(), "1234");
+    in >> field;
+    EXPECT_EQ(field.GetSize(), 0);
+    EXPECT_TRUE(in.good()) << "a word without digits is a word";
+    in >> std::setw(3) >> field;
+    EXPECT_EQ(field.ToString(), "0567");
+    in >> field >> field;
+    EXPECT_EQ(field.ToString(), "05");
+    EXPECT_TRUE(in.eof() && !in.fail());
+    in >> field;
+    EXPECT_EQ(field.GetSize(), 0) << "without a word left there is nothing to read";
+    EXPECT_TRUE(in.fail());
+    in.clear();
+    in.exceptions(std::ios::failbit);
+    field = Hexfield("12");
+    EXPECT_THROW(in >> field, std::ios::failure);
+
+    std::ostringstream out;
+    out << std::setw(6) << std::setfill('*') << field << field << std::setw(6) << std::left << field;
+    EXPECT_EQ(out.str(), "****121212****");
 }
 
 TEST(HexfieldText, FormsOfTextAgreeWithTheirDigits)
 {
     Random random(11);
     for (int round = 0; round < 20000; ++round) ASSERT_NO_FATAL_FAILURE(test::CheckHexfieldText(random));
-}
-
-TEST(HexfieldText, ByteStringsInBothOrders)
-{
-    for (const std::string& bytes : {""s, "\1"s, "\1\2"s, "\1\2\3"s, "\1\2\3\4"s, "\1\2\3\4\5"s,
-                                     "\xff\0\x80\0\0\0\0\1\0"s, "abcdefghijklmnopqrstuvwxyz"s}) {
-        const std::string reversed(bytes.rbegin(), bytes.rend());
-        for (const bool bigEndian : {true, false}) {
-            Hexfield field("ffffffffffffffffffffff");
-            field.CopyFromBinaryString(bytes, bigEndian);
-            EXPECT_EQ(field.GetSize(), bytes.size());
-            EXPECT_EQ(field.ToBinaryString(true), bigEndian ? bytes : reversed);
-            EXPECT_EQ(field.ToBinaryString(false), bigEndian ? reversed : bytes);
-            EXPECT_EQ(Hexfield(bytes, true, bigEndian), field);
-            Hexfield fromArray;
-            fromArray.CopyFromByteArray(reinterpret_cast<const unsigned char*>(bytes.data()),
-                                        static_cast<unsigned int>(bytes.size()), bigEndian);
-            EXPECT_EQ(fromArray, field);
-        }
-    }
-    EXPECT_EQ(Hexfield("0a0b", false, false).ToString(), "0a0b") << "hexadecimal has no order";
 }
 
 TEST(HexfieldText, MoreThan65535BytesKeepWhatTheWidthHolds)
@@ -83,117 +67,30 @@ TEST(HexfieldText, MoreThan65535BytesKeepWhatTheWidthHolds)
     EXPECT_EQ(Hexfield(bytes, true, true).ToBinaryString(true), bytes.substr(0, 6));
     EXPECT_EQ(Hexfield(bytes, true, false).ToBinaryString(false), bytes.substr(65536));
     EXPECT_EQ(Hexfield(bytes.substr(6), true, true).GetSize(), 0);
-    EXPECT_EQ(Hexfield(std::string(131071, '5')).GetSize(), 0) << "65536 bytes, the first of one digit";
-    EXPECT_EQ(Hexfield(std::string(131070, '5') + "abcd").ToString(), "cd");
-    EXPECT_EQ(Hexfield(std::string(131074, '1')), Hexfield("11")) << "and nothing beyond the width";
-    EXPECT_EQ(Hexfield("1" + std::string(131070, '5') + "abcd").ToString(), "abcd");
-    const std::string full(131070, 'e');
-    EXPECT_EQ(Hexfield(full).ToString(), full);
-}
-
-TEST(HexfieldBytes, AreNumberedFromTheFront)
-{
-    Hexfield field("0102030405");
-    for (unsigned int i = 0; i < 5; ++i) EXPECT_EQ(field.GetByte(i), i + 1);
-    EXPECT_EQ(field.GetByte(5), 0);
-    field.SetByte(5, 0xff);
-    field.SetByte(0, 0xaa);
-    field.SetByte(4, 0xbb);
-    EXPECT_EQ(field.ToString(), "aa020304bb");
-}
-
-TEST(HexfieldValue, CopiesMovesAndResizes)
-{
-    static_assert(std::is_nothrow_move_constructible_v<Hexfield> && std::is_nothrow_move_assignable_v<Hexfield>);
-    EXPECT_EQ(Hexfield().ToString(), "00");
-    Hexfield field("aabbccddee");
-    Hexfield& same = field;
-    field = same;
-    EXPECT_EQ(field.ToString(), "aabbccddee");
-    const struct {
-        unsigned short size;
-        const char* expected;
-    } rows[] = {{5, "aabbccddee"}, {4, "bbccddee"}, {3, "ccddee"}, {6, "000000ccddee"},
-                {1, "ee"},         {0, ""},         {2, "0000"}};
-    for (const auto& row : rows) {
-        field.normalize(row.size);
-        EXPECT_EQ(field.ToString(), row.expected);
-    }
-}
-
-TEST(HexfieldValue, IsTheSameInsideTheObjectAndOutside)
-{
-    const auto text = [](std::size_t size, char digit) { return std::string(2 * size, digit); };
-    for (const std::size_t left : {0u, 1u, 8u, 9u, 16u, 17u, 24u, 65u}) {
-        for (const std::size_t right : {0u, 1u, 8u, 9u, 16u, 17u, 24u, 65u}) {
-            Hexfield a(text(left, 'a'));
-            Hexfield b(text(right, 'b'));
-            std::swap(a, b);
-            EXPECT_EQ(a.ToString() + ' ' + b.ToString(), text(right, 'b') + ' ' + text(left, 'a'));
-            Hexfield copy(a);
-            copy = b;
-            b.normalize(0);
-            b = a;
-            EXPECT_EQ(copy.ToString() + ' ' + b.ToString(), text(left, 'a') + ' ' + text(right, 'b'));
-            a = std::move(copy);
-            Hexfield& itself = a;
-            a = std::move(itself);
-            EXPECT_EQ(a.ToString(), text(left, 'a'));
-            EXPECT_EQ(copy.GetSize(), 0); // NOLINT(bugprone-use-after-move): the state is documented
-            copy = a;
-            EXPECT_EQ(copy, a);
-            EXPECT_EQ(std::hash<Hexfield>()(copy), std::hash<Hexfield>()(Hexfield(text(left, 'a'))));
+    EXPECT_EQ(Hexfield(bytes, true, true), Hexfield(bytes.substr(0, 6), true, true)) << "and nothing beyond the width";
+    for (const std::size_t count : {131068u, 131069u, 131070u, 131071u, 131072u, 131073u, 131074u, 131088u, 131106u}) {
+        std::string digits(count, '5'), separated;
+        digits.replace(count - 40, 40, "00112233445566778899aabbccddeeff01234567");
+        for (std::size_t i = 0; i < count; ++i) {
+            if (i > 0 && (count - i) % 2 == 0) separated += ':';
+            separated += digits[i];
+        }
+        const std::size_t size = (count + 1) / 2 % 65536;
+        const std::string kept = ("0" + digits).substr(count + 1 - 2 * size);
+        for (const std::string& text : {digits, separated, ":" + digits}) {
+            ASSERT_TRUE(Hexfield(text) == Hexfield(kept)) << count << ' ' << text.size();
+            ASSERT_TRUE(Hexfield(text).ToString() == kept) << count << ' ' << text.size();
         }
     }
 }
 
-TEST(HexfieldComparison, EqualNeedsEqualWidthsAndLessLooksAtWordsByByteCounts)
-{
-    for (const auto& row : Rows("hexfield-comparison.txt")) {
-        const Hexfield left(row[0]);
-        const Hexfield right(row[1]);
-        std::string holds;
-        if (left == right) holds += " ==";
-        if (left < right) holds += " <";
-        if (left > right) holds += " >";
-        EXPECT_EQ(holds, row[2].empty() ? "" : " " + row[2]) << row[0] << " and " << row[1];
-        EXPECT_EQ(left != right, !(left == right));
-        EXPECT_EQ(left == right, std::hash<Hexfield>()(left) == std::hash<Hexfield>()(right));
-        EXPECT_EQ(left >= right, !(left < right));
-        EXPECT_EQ(left <= right, !(left > right));
-    }
-}
-
-TEST(HexfieldArithmetic, KnownResults)
-{
-    const auto f = Field;
-    const struct {
-        const char* name;
-        Hexfield result;
-        const char* expected;
-    } rows[] = {
-        {"carry over words", f("00ffffffff") + 1, "0100000000"},
-        {"lost carry", f("00000000ffffffffffffffff") + f("00000000ffffffff00000001"), "00000000ffffffff00000000"},
-        {"lost carry in a difference", f("00000000ffffffffffffffff") - f("00000000000000000000ffff"),
-         "ffffffffffffffffffff0000"},
-        {"number of two bytes, still", f("05") + 0xffff, "0004"},
-    };
-    for (const auto& row : rows) EXPECT_EQ(row.result.ToString(), row.expected) << row.name;
-
-    const auto masked = [&](Hexfield field, unsigned int factor, const char* mask) {
-        field.MaskMultiply(factor, f(mask));
-        return field.ToString();
-    };
-    EXPECT_EQ(masked(f("03"), 2, "03") + masked(f("01"), 3, "01"), "0701");
-    EXPECT_EQ(masked(f("000000030000000500000007"), 3, "000000010000000000000001"), "000000030000000500000007")
-        << "bit 1 is carried to no mask position";
-}
+static_assert(std::is_nothrow_move_constructible_v<Hexfield> && std::is_nothrow_move_assignable_v<Hexfield>);
 
 TEST(HexfieldArithmetic, AgreesWithTheRulesInLongChains)
 {
     Random random(8);
     test::HexfieldChain chain;
-    for (int step = 0; step < 200000; ++step) ASSERT_NO_FATAL_FAILURE(chain.Step(random)) << "step " << step;
+    for (int step = 0; step < 100000; ++step) ASSERT_NO_FATAL_FAILURE(chain.Step(random)) << "step " << step;
 }
 
 TEST(HexfieldArithmetic, WidestFields)

@@ -4,6 +4,7 @@
 /// \file
 /// Byte fields and bit fields, checked against the plain rules on what a test or a fuzzer draws.
 
+#include "HexfieldModel.h"
 #include "Random.h"
 
 #include <common/FieldExtractor.h>
@@ -11,10 +12,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <functional>
-#include <string>
-#include <vector>
+#include <iterator>
 
 namespace zor::common::test {
 
@@ -43,152 +42,113 @@ inline void CheckHexfieldText(Random& random)
     ASSERT_EQ(Hexfield(text), used) << text;
 }
 
-/// The rules word by word, on copies made as wide as they need to be.
-struct HexfieldModel {
-    unsigned int size = 0;
-    std::vector<std::uint32_t> words;
-
-    void Mask()
-    {
-        if (size % 4 != 0) words[(size + 3) / 4 - 1] &= (1u << size % 4 * 8) - 1;
-    }
-    HexfieldModel At(unsigned int newSize) const
-    {
-        HexfieldModel result = *this;
-        if (newSize == size) return result;
-        result.words.resize((newSize + 3) / 4, 0);
-        result.size = newSize;
-        result.Mask();
-        return result;
-    }
-    template <class Step>
-    HexfieldModel With(const HexfieldModel& other, Step step) const
-    {
-        if (size < other.size) return other.With(*this, step);
-        const HexfieldModel right = other.At(size);
-        HexfieldModel result = *this;
-        for (std::size_t i = 0; i < words.size(); ++i) result.words[i] = step(words[i], right.words[i]);
-        result.Mask();
-        return result;
-    }
-    HexfieldModel Plus(const HexfieldModel& other) const
-    {
-        std::uint32_t carry = 0;
-        return With(other, [&carry](std::uint32_t a, std::uint32_t b) {
-            const std::uint32_t s = a + b + carry;
-            carry = s < a ? 1 : s < b ? 1 : 0;
-            return s;
-        });
-    }
-    HexfieldModel Plus(std::uint32_t value) const
-    {
-        return Plus(HexfieldModel{value >> 24 != 0 ? 4u : value >> 16 != 0 ? 3u : value >> 8 != 0 ? 2u : 1u, {value}});
-    }
-    HexfieldModel Inverted() const
-    {
-        HexfieldModel result = *this;
-        for (std::uint32_t& word : result.words) word = ~word;
-        result.Mask();
-        return result;
-    }
-    HexfieldModel Minus(const HexfieldModel& other) const
-    {
-        const unsigned int width = std::max(size, other.size);
-        return At(width).Plus(other.At(width).Inverted().Plus(1));
-    }
-    HexfieldModel Times(std::uint32_t factor) const
-    {
-        HexfieldModel result = *this;
-        for (std::uint32_t& word : result.words) word *= factor;
-        result.Mask();
-        return result;
-    }
-    void MaskMultiply(std::uint32_t factor, const HexfieldModel& mask)
-    {
-        std::vector<std::pair<unsigned int, unsigned int>> pairs;
-        for (unsigned int b = 0; b < size * 8 && b < 65536; ++b) {
-            const bool set = b / 32 < mask.words.size() && (mask.words[b / 32] >> b % 32 & 1) != 0;
-            if (set) pairs.emplace_back(b, pairs.size());
-        }
-        HexfieldModel packed{size, std::vector<std::uint32_t>(words.size())};
-        for (const auto& [b, j] : pairs) packed.words[j / 32] |= (words[b / 32] & 1u << b % 32) << j % 32;
-        packed = packed.Times(factor);
-        for (const auto& [b, j] : pairs) words[b / 32] |= (packed.words[j / 32] & 1u << j % 32) << b % 32;
-    }
-    std::string Text() const
-    {
-        std::string text;
-        for (unsigned int i = size; i-- > 0;) {
-            for (const int shift : {4, 0}) text += "0123456789abcdef"[words[i / 4] >> (i % 4 * 8) >> shift & 15];
-        }
-        return text;
-    }
+/// What is done to a field \a x, with another one, which may be the same object, and a number; and the same by the rules.
+struct HexfieldOperation {
+    const char* name;
+    void (*run)(Hexfield& x, Hexfield& y, unsigned int number);
+    void (*byRule)(HexfieldModel& x, HexfieldModel& y, unsigned int number);
 };
 
-/// Chains of operations, so that the bits which MaskMultiply leaves beyond the width take part in what follows.
+inline constexpr HexfieldOperation kHexfieldOperations[] = {
+    {"+=", [](auto& x, auto& y, auto) { x += y; }, [](auto& x, auto& y, auto) { x = x.Plus(y); }},
+    {"+", [](auto& x, auto& y, auto) { x = x + y; }, [](auto& x, auto& y, auto) { x = x.Plus(y); }},
+    {"-=", [](auto& x, auto& y, auto) { x -= y; }, [](auto& x, auto& y, auto) { x = x.Minus(y); }},
+    {"-", [](auto& x, auto& y, auto) { x = x - y; }, [](auto& x, auto& y, auto) { x = x.Minus(y); }},
+    {"|=", [](auto& x, auto& y, auto) { x |= y; }, [](auto& x, auto& y, auto) { x = x.With(y, std::bit_or()); }},
+    {"|", [](auto& x, auto& y, auto) { x = x | y; }, [](auto& x, auto& y, auto) { x = x.With(y, std::bit_or()); }},
+    {"&=", [](auto& x, auto& y, auto) { x &= y; }, [](auto& x, auto& y, auto) { x = x.With(y, std::bit_and()); }},
+    {"&", [](auto& x, auto& y, auto) { x = x & y; }, [](auto& x, auto& y, auto) { x = x.With(y, std::bit_and()); }},
+    {"+ number", [](auto& x, auto&, auto n) { x = x + n; }, [](auto& x, auto&, auto n) { x = x.Plus(n); }},
+    {"~", [](auto& x, auto&, auto) { x = ~x; }, [](auto& x, auto&, auto) { x = x.Inverted(); }},
+    {"negative", [](auto& x, auto&, auto) { x = -x; }, [](auto& x, auto&, auto) { x = x.Inverted().Plus(1); }},
+    {"*", [](auto& x, auto&, auto n) { x = x * n; }, [](auto& x, auto&, auto n) { x = x.Times(n); }},
+    {"*=", [](auto& x, auto&, auto n) { x *= n; }, [](auto& x, auto&, auto n) { x = x.Times(n); }},
+    {"normalize", [](auto& x, auto&, auto n) { x.normalize(static_cast<unsigned short>(n % 40)); },
+     [](auto& x, auto&, auto n) { x = x.At(n % 40); }},
+    {"widen", [](auto& x, auto&, auto n) { x.normalize(static_cast<unsigned short>(n % 200)); },
+     [](auto& x, auto&, auto n) { x = x.At(n % 200); }},
+    {"SetByte", [](auto& x, auto&, auto n) { x.SetByte(n % 24, static_cast<unsigned char>(n >> 8)); },
+     [](auto& x, auto&, auto n) {
+         if (n % 24 < x.size) x.SetByte(n % 24, n >> 8 & 0xff);
+     }},
+    {"copy", [](auto& x, auto& y, auto) { x = y; }, [](auto& x, auto& y, auto) { x = y; }},
+    {"copy of a copy", [](auto& x, auto& y, auto) { x = Hexfield(y); }, [](auto& x, auto& y, auto) { x = y; }},
+    {"move", [](auto& x, auto& y, auto) { x = std::move(y); },
+     [](auto& x, auto& y, auto) {
+         if (&x != &y) x = std::exchange(y, HexfieldModel());
+     }},
+    {"swap", [](auto& x, auto& y, auto) { std::swap(x, y); }, [](auto& x, auto& y, auto) { std::swap(x, y); }},
+    {"MaskMultiply", [](auto& x, auto& y, auto n) { x.MaskMultiply(n, y); },
+     [](auto& x, auto& y, auto n) { x.MaskMultiply(n, HexfieldModel(y)); }},
+};
+
+/// Chains of operations, so that what one leaves behind takes part in what follows: room that is no longer used, and the
+/// bits that MaskMultiply leaves beyond the width.
 class HexfieldChain {
 public:
     void Step(Random& random)
     {
         const std::size_t a = random.Below(2);
         const std::size_t b = random.Below(2); // often the same object
-        Hexfield &x = mFields[a], &y = mFields[b];
-        HexfieldModel& m = mModels[a];
-        const HexfieldModel n = mModels[b];
         const auto number = static_cast<unsigned int>(random.Number() >> random.Below(64));
-        const auto operation = random.Below(20);
-        switch (operation) {
-        case 0: x += y, m = m.Plus(n); break;
-        case 1: x = x + y, m = m.Plus(n); break;
-        case 2: x -= y, m = m.Minus(n); break;
-        case 3: x = x - y, m = m.Minus(n); break;
-        case 4: x |= y, m = m.With(n, std::bit_or<std::uint32_t>()); break;
-        case 5: x = x | y, m = m.With(n, std::bit_or<std::uint32_t>()); break;
-        case 6: x &= y, m = m.With(n, std::bit_and<std::uint32_t>()); break;
-        case 7: x = x & y, m = m.With(n, std::bit_and<std::uint32_t>()); break;
-        case 8: x = x + number, m = m.Plus(number); break;
-        case 9: x = ~x, m = m.Inverted(); break;
-        case 10: x = -x, m = m.Inverted().Plus(1); break;
-        case 11: x = x * number, m = m.Times(number); break;
-        case 12: x *= number, m = m.Times(number); break;
-        case 13: {
-            const auto width = static_cast<unsigned int>(random.Below(random.Below(8) == 0 ? 160 : 24));
-            x.normalize(static_cast<unsigned short>(width)), m = m.At(width);
-            break;
-        }
-        case 14: {
-            const auto index = static_cast<unsigned int>(random.Below(24));
-            x.SetByte(index, 0xa5);
-            if (index < m.size) {
-                std::uint32_t& word = m.words[(m.size - 1 - index) / 4];
-                const unsigned int shift = (m.size - 1 - index) % 4 * 8;
-                word = (word & ~(0xffu << shift)) | 0xa5u << shift;
-            }
-            break;
-        }
-        case 15: Draw(random, x, m); break;
-        default: x.MaskMultiply(number, y), m.MaskMultiply(number, n); break;
-        }
-        ASSERT_EQ(x.ToString(), m.Text()) << "operation " << operation;
-        ASSERT_EQ(x.GetSize(), m.size) << "operation " << operation;
+        const std::size_t drawn = random.Below(std::size(kHexfieldOperations) + 8);
+        const auto& operation = kHexfieldOperations[std::min(drawn, std::size(kHexfieldOperations) - 1)];
+        SCOPED_TRACE(operation.name);
+        operation.run(mFields[a], mFields[b], number);
+        operation.byRule(mModels[a], mModels[b], number);
+        ASSERT_NO_FATAL_FAILURE(Check(mFields[a], mModels[a], random));
+        if (random.Below(8) != 0) return;
+        Read(random, mFields[b], mModels[b]);
+        ASSERT_NO_FATAL_FAILURE(Check(mFields[b], mModels[b], random));
     }
 
 private:
-    /// Words of 00 and ff, which lose carries, and others.
-    static void Draw(Random& random, Hexfield& field, HexfieldModel& model)
+    /// Words of 00 and ff, which lose carries, and others, read in any form.
+    static void Read(Random& random, Hexfield& field, HexfieldModel& model)
     {
-        std::string bytes(random.Below(random.Below(8) == 0 ? 300 : 24), '\0');
+        std::string bytes(random.Below(random.Below(8) == 0 ? 300 : 40), '\0');
         for (std::size_t i = 0, kind = 0; i < bytes.size(); ++i) {
             if ((bytes.size() - i) % 4 == 0) kind = random.Below(3);
             bytes[i] = static_cast<char>(kind == 0 ? 0 : kind == 1 ? 0xff : random.Byte());
         }
-        field = Hexfield(bytes, true, true);
-        model = HexfieldModel{static_cast<unsigned int>(bytes.size()), {}};
-        for (unsigned int i = 0; i < (bytes.size() + 3) / 4 * 4; ++i) {
-            if (i % 4 == 0) model.words.push_back(0);
-            const unsigned int byte = i < bytes.size() ? static_cast<unsigned char>(bytes[bytes.size() - 1 - i]) : 0;
-            model.words.back() |= byte << i % 4 * 8;
+        model = HexfieldModel::Of(bytes);
+        const bool first = random.Below(2) == 0;
+        if (!first) std::reverse(bytes.begin(), bytes.end());
+        const auto* const data = reinterpret_cast<const unsigned char*>(bytes.data());
+        switch (random.Below(4)) {
+        case 0: field.CopyFromByteArray(data, static_cast<unsigned int>(bytes.size()), first); break;
+        case 1: field.CopyFromBinaryString(bytes, first); break;
+        case 2: field = Hexfield(bytes, true, first); break;
+        default: field.CopyFromString(model.Text());
         }
+    }
+
+    static void Check(const Hexfield& field, const HexfieldModel& model, Random& random)
+    {
+        const std::string bytes = model.Bytes();
+        ASSERT_EQ(field.GetSize(), model.size);
+        ASSERT_EQ(field.ToString(), model.Text());
+        ASSERT_EQ(field.ToBinaryString(true), bytes);
+        const std::string reversed(bytes.rbegin(), bytes.rend()), guard(20, '#');
+        std::string written = model.Text() + guard + reversed + guard;
+        std::fill(written.begin(), written.end(), '#');
+        field.CopyToHexArray(written.data());
+        field.CopyToByteArray(reinterpret_cast<unsigned char*>(written.data()) + 2 * bytes.size() + 20, false);
+        ASSERT_EQ(written, model.Text() + guard + reversed + guard) << "and nothing beyond";
+        const auto index = static_cast<unsigned int>(random.Below(model.size + 2u));
+        ASSERT_EQ(field.GetByte(index), index < model.size ? model.Byte(index) : 0u) << index;
+
+        HexfieldModel near = HexfieldModel::Of(bytes); // which differs, if at all, in two bytes or in its width
+        if (random.Below(2) == 0 && index < near.size) near.SetByte(index, near.Byte(index) ^ 1u << random.Below(8));
+        if (random.Below(4) == 0) near = near.At(static_cast<unsigned int>(random.Below(40)));
+        if (random.Below(8) == 0 && near.size > 0) near.SetByte(static_cast<unsigned int>(random.Below(near.size)), 1);
+        const Hexfield other(near.Bytes(), true, true);
+        const bool equal = model == near, less = model.Less(near), greater = near.Less(model);
+        SCOPED_TRACE(near.Text());
+        ASSERT_EQ(std::pair(field == other, field != other), std::pair(equal, !equal));
+        ASSERT_EQ(std::hash<Hexfield>()(field) == std::hash<Hexfield>()(other), equal);
+        ASSERT_EQ(std::pair(field < other, field >= other), std::pair(less, !less));
+        ASSERT_EQ(std::pair(field > other, field <= other), std::pair(greater, !greater));
     }
 
     Hexfield mFields[2];
@@ -220,11 +180,13 @@ inline Bytes CutByBit(const Bytes& in, unsigned int offset, unsigned int length,
 inline void CheckFieldExtractor(Random& random)
 {
     const std::size_t size = random.Below(random.Below(50) == 0 ? 1500 : 40);
+    const std::size_t beyond = random.Below(4) == 0 ? 3000 : 20; // how far, in bits, it may leave the input
     Bytes in(size);
     for (unsigned char& byte : in) byte = random.Byte();
-    unsigned int offset = static_cast<unsigned int>(random.Below(8 * size + 20));
+    unsigned int offset = static_cast<unsigned int>(random.Below(8 * size + beyond));
     if (random.Below(3) == 0) offset -= offset % 8;
-    const auto length = random.Below(9) == 0 ? 64 : static_cast<unsigned int>(random.Below(8 * size + 30 - offset));
+    const auto length =
+        random.Below(9) == 0 ? 64 : static_cast<unsigned int>(random.Below(8 * size + 2 * beyond - offset));
     const FieldExtractor field(offset, length);
     SCOPED_TRACE(testing::Message() << offset << ", " << length << " of " << size);
 

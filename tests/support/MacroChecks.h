@@ -2,7 +2,7 @@
 #define ZOR_COMMON_TESTS_MACRO_CHECKS_H
 
 /// \file
-/// Macro expressions, checked against the rules written out.
+/// Macro expanders that are used again and again, checked against new ones.
 
 #include "Random.h"
 
@@ -10,80 +10,33 @@
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
+#include <iterator>
+#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace zor::common::test {
 
-inline std::string Unsupported(const std::string& name)
-{
-    return "Variable \"" + name + "\" is not supported.";
-}
+using Variables = std::map<std::string, std::string>;
 
-inline constexpr char kMismatched[] = "Mismatched closing parenthesis before opening parenthesis.";
-inline constexpr char kNested[] = "Can not nest variable parenthesis.";
-inline constexpr char kMissing[] = "Missing closing parenthesis.";
-
-inline bool IsBlank(char c)
-{
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
-/// The scan as its rules put it, one character at a time: literals as they are, names in <>, a fault as "!".
-inline std::string ScanByRule(const std::string& expr)
-{
-    std::string result, name;
-    bool inName = false, inParentheses = false;
-    for (std::size_t i = 0; i < expr.size(); ++i) {
-        const char c = expr[i];
-        if (inName && (inParentheses ? c == ')' : c == '$' || IsBlank(c))) {
-            result += "<" + name + ">";
-            name.clear();
-            if (!inParentheses) --i;
-            inName = inParentheses = false;
-        } else if (inName) {
-            if (c == ')' || (c == '(' && inParentheses)) return result + "!";
-            if (c == '(') inParentheses = true;
-            if (c != '(') name += c;
-        } else if (c != '$' || i + 1 == expr.size()) {
-            result += c;
-        } else {
-            const char d = expr.c_str()[i + 2];
-            inName = d != '$' && !IsBlank(d);
-            if (!inName) result += c;
-            if (d == '$') ++i;
-        }
-    }
-    return inParentheses ? result + "!" : inName ? result + "<" + name + ">" : result;
-}
-
-/// What a resolver may do: list in any order, answer no and leave things behind, throw.
-struct FickleResolver : public CMacroVarResolver {
-    std::vector<std::string> list;
-    bool listed = true, failing = false;
+/// A resolver that is no CMacroVarMapResolver, so that an expander has to ask it for all that it wants to know.
+struct PlainResolver : public CMacroVarResolver {
+    const Variables& variables;
+    explicit PlainResolver(const Variables& held) : variables(held) {}
 
     bool GetVarNames(std::vector<std::string>& names) override
     {
-        if (failing) throw std::runtime_error("no names");
-        names.insert(names.end(), list.begin(), list.end());
-        return listed;
-    }
-    bool GetValue(const std::string& name, std::string& value) override
-    {
-        if (name == "throw") throw std::runtime_error("no value");
-        value += "<" + name + ">";
-        return name != "none";
-    }
-};
-
-/// Answers any name with itself, and lists none.
-struct EchoResolver : public CMacroVarResolver {
-    bool GetVarNames(std::vector<std::string>&) override { return true; }
-    bool GetValue(const std::string& name, std::string& value) override
-    {
-        value = "<" + name + ">";
+        for (auto variable = variables.rbegin(); variable != variables.rend(); ++variable) {
+            names.insert(names.end(), 2, variable->first);
+        }
         return true;
+    }
+    bool GetValue(const std::string& name, std::string& value) override
+    {
+        const auto found = variables.find(name);
+        if (found != variables.end()) value += found->second;
+        return found != variables.end();
     }
 };
 
@@ -94,23 +47,81 @@ inline std::string Expanded(CMacroExpander& expander)
     return value;
 }
 
-/// A text is literals, names and faults as the rules say; the resolver knows no name.
-inline void CheckMacroScan(const std::string& text)
-{
-    EchoResolver echo;
-    CMacroExpander expander(&echo);
-    std::string error;
-    const std::string expected = ScanByRule(text);
-    const bool valid = expander.ParseExpr(text, error);
-    const bool fault = error == kMismatched || error == kNested || error == kMissing;
-    ASSERT_EQ(Expanded(expander) + (fault ? "!" : ""), expected) << text;
-    if (text.find_first_of("<!") != std::string::npos) return; // which marks names and faults in what is expected
-    ASSERT_EQ(valid, expected.find_first_of("<!") == std::string::npos) << text;
-}
+/// Expressions, values and resolvers change in any order. After each step the expander shows what a new one does that
+/// has parsed the same expression for the same variables.
+class MacroChain {
+public:
+    void Step(Random& random)
+    {
+        const std::string expr = Expression(random);
+        const std::size_t map = random.Below(2);
+        const std::size_t operation = random.Below(10);
+        SCOPED_TRACE("operation " + std::to_string(operation) + ", \"" + expr + '"');
+        std::string value = "old", error, freshError;
+        CMacroExpander fresh(mReferences[mCurrent]);
+        const bool valid = fresh.ParseExpr(expr, freshError);
+        switch (operation) {
+        case 0:
+        case 1:
+            ASSERT_EQ(operation == 0 ? mUsed.SetExpr(expr, error) : mUsed.EvalExpr(expr, value, error), valid);
+            ASSERT_EQ(error, freshError);
+            ASSERT_EQ(value, operation == 1 && valid ? Expanded(fresh) : "old");
+            if (valid) mAccepted = expr;
+            mParsed = mAccepted;
+            break;
+        case 2:
+            ASSERT_EQ(mUsed.ParseExpr(expr, error), valid);
+            ASSERT_EQ(error, freshError);
+            mParsed = expr;
+            break;
+        case 3: mUsed.ClearTokens(), mParsed.clear(); break;
+        case 4: {
+            const std::string name = kNames[random.Below(std::size(kNames))];
+            const std::string text(random.Below(40), static_cast<char>('a' + random.Below(26)));
+            mMaps[map]->SetValue(name, text), mVariables[map][name] = text;
+            break;
+        }
+        case 5: *mMaps[0] = *mMaps[map], mVariables[0] = mVariables[map]; break;
+        case 6: mMaps[0].emplace(*mMaps[1]), mVariables[0] = mVariables[1]; break;
+        default: mUsed.SetResolver(mResolvers[mCurrent = random.Below(std::size(mResolvers))]);
+        }
+        CMacroExpander reference(mReferences[mCurrent]);
+        reference.ParseExpr(mParsed, freshError);
+        ASSERT_EQ(Expanded(mUsed), Expanded(reference)) << mParsed;
+        ASSERT_EQ(mUsed.GetExpr(), mAccepted);
+        std::vector<std::string> names, expected;
+        mMaps[map]->GetVarNames(names);
+        for (const auto& variable : mVariables[map]) expected.push_back(variable.first);
+        ASSERT_EQ(names, expected);
+    }
+
+private:
+    static constexpr const char* kNames[] = {"A", "BC", "x", "a name that is longer than any string keeps inside"};
+
+    static std::string Expression(Random& random)
+    {
+        static constexpr const char* kPieces[] = {
+            "$(A)",  "$(BC)",  "$BC ", "$x ", "text", "a text that is longer than any string keeps inside",
+            "$(no)", "$A(b)c", "$",    "(",   ")",    "$(a name that is longer than any string keeps inside)"};
+        std::string text;
+        for (std::size_t n = random.Below(7); n > 0; --n) text += kPieces[random.Below(std::size(kPieces))];
+        return random.Below(8) == 0 ? random.Mutated(text, "$() x") : text;
+    }
+
+    Variables mVariables[2], mNone;
+    PlainResolver mPlain[3] = {PlainResolver(mVariables[0]), PlainResolver(mVariables[1]), PlainResolver(mNone)};
+    std::optional<CMacroVarMapResolver> mMaps[2] = {CMacroVarMapResolver(), CMacroVarMapResolver()};
+    CMacroVarResolver* const mResolvers[4] = {&*mMaps[0], &*mMaps[1], &mPlain[1], nullptr};
+    PlainResolver* const mReferences[4] = {&mPlain[0], &mPlain[1], &mPlain[1], &mPlain[2]}; ///< Of each of them.
+    std::size_t mCurrent = 0;
+    CMacroExpander mUsed{mResolvers[0]};
+    std::string mAccepted, mParsed; ///< The expression that the expander keeps, and the one its tokens are of.
+};
 
 inline void CheckMacro(Random& random)
 {
-    CheckMacroScan(random.Mutated("", "$"));
+    MacroChain chain;
+    for (int step = 0; step < 40 && random.HasMore() && !testing::Test::HasFailure(); ++step) chain.Step(random);
 }
 
 } // namespace zor::common::test

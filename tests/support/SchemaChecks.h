@@ -5,13 +5,13 @@
 /// Schema reading, checked against plain stream calls on what a test or a fuzzer draws.
 
 #include "Random.h"
+#include "SchemaModel.h"
 
 #include <common/GoogleProtoBufParser.h>
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <locale>
@@ -23,156 +23,12 @@
 
 namespace zor::common::test {
 
-using FieldInfo = CGoogleProtoBufFieldInfo;
-using MessageInfo = CGoogleProtoBufMessageInfo;
-
-/// The steps in plain stream calls, as slow as they come.
-namespace plain {
-
-inline bool Token(std::istream& in, const std::string& token)
+/// All of a field, also what its text does not show.
+inline std::string Members(const FieldInfo& field)
 {
-    const auto start = in.tellg();
-    std::size_t matched = 0;
-    while (matched < token.size() && !in.eof()) {
-        char c = '\0';
-        if (!(in >> c)) break;
-        if (c == token[matched]) {
-            ++matched;
-        } else if (matched > 0 || (c != '\t' && c != '\n' && c != ' ')) {
-            break;
-        }
-    }
-    if (matched == token.size()) return true;
-    if (in.eof()) in.clear();
-    in.seekg(start);
-    return false;
+    return field.name + ' ' + std::to_string(field.type) + (field.optional ? " optional" : "") +
+           (field.repeated ? " repeated" : "") + '=' + std::to_string(field.tag) + '\n';
 }
-
-inline bool Word(std::istream& in, std::string& word)
-{
-    if (in.eof()) return false;
-    if (!(in >> word)) word.clear();
-    const std::size_t length = word.find_first_of("={};");
-    if (length != std::string::npos) {
-        if (in.eof()) in.clear();
-        in.seekg(static_cast<std::streamoff>(length) - static_cast<std::streamoff>(word.size()), std::ios::cur);
-        word.resize(length);
-    }
-    return !word.empty();
-}
-
-inline bool Line(std::istream& in)
-{
-    std::string line;
-    return static_cast<bool>(std::getline(in, line));
-}
-
-inline bool Tlv(std::istream& in, std::int32_t& tlv)
-{
-    std::vector<std::streampos> comments;
-    while (!in.eof() && !Token(in, "message")) {
-        const bool comment = Token(in, "//");
-        if (!comment) comments.clear();
-        if (comment) comments.push_back(in.tellg());
-        if (!Line(in)) return false;
-    }
-    if (comments.empty()) return false;
-    in.seekg(comments[0]);
-    std::string word;
-    do {
-        if (!Word(in, word)) return false;
-    } while (word.find_first_not_of("0123456789") != std::string::npos);
-    tlv = std::atoi(word.c_str());
-    return true;
-}
-
-inline bool Field(std::istream& in, FieldInfo& field)
-{
-    field.reset();
-    if (!Token(in, "optional")) {
-        field.optional = !Token(in, "required");
-        field.repeated = field.optional && Token(in, "repeated");
-    }
-    std::string word;
-    if (!Word(in, word)) return false;
-    field.type = FieldInfo::stringToFieldType(word);
-    if (field.type == FieldInfo::TypeNone || !Word(in, word)) return false;
-    field.name = word;
-    if (!Token(in, "=") || !Word(in, word)) return false;
-    field.tag = std::atoi(word.c_str());
-    return Token(in, ";");
-}
-
-inline bool Message(std::istream& in, MessageInfo& message)
-{
-    message.reset();
-    std::string word;
-    while (true) {
-        if (in.eof()) return true;
-        if (Token(in, "message")) break;
-        if (!Token(in, "//")) {
-            Word(in, word);
-            return false;
-        }
-        if (!Line(in)) return false;
-    }
-    if (!Word(in, word)) return false;
-    message.name = word;
-    if (!Token(in, "{")) return false;
-    FieldInfo field;
-    while (!in.eof()) {
-        if (!Field(in, field)) return false;
-        message.fields.push_back(field);
-        if (Token(in, "}")) return true;
-        if (Token(in, "//") && !Line(in)) return false;
-    }
-    return true;
-}
-
-/// Cuts the next block.
-inline bool Block(std::istream& file, std::stringstream& block)
-{
-    block.str("");
-    block.clear();
-    bool started = false;
-    for (std::string line; std::getline(file, line);) {
-        if (!started && line.compare(0, 7, "package") == 0) {
-            block.str("");
-            continue;
-        }
-        started = started || line.compare(0, 7, "message") == 0;
-        block << line << '\n';
-        const std::size_t brace = line.find('}');
-        if (brace == std::string::npos) continue;
-        file.clear();
-        const bool newline = file.tellg() != std::streampos(0) && (file.unget(), file.get() == '\n');
-        file.seekg(static_cast<std::streamoff>(brace) + 1 - static_cast<std::streamoff>(line.size()) -
-                       (newline ? 1 : 0),
-                   std::ios::cur);
-        return true;
-    }
-    return false;
-}
-
-inline std::vector<MessageInfo> File(std::istream& file)
-{
-    std::vector<MessageInfo> messages;
-    std::stringstream block;
-    block.imbue(std::locale::classic());
-    std::int32_t tlv = 0;
-    while (Block(file, block)) {
-        if (!Tlv(block, tlv)) break;
-        block.clear();
-        block.seekg(0);
-        MessageInfo message;
-        if (!Message(block, message)) continue;
-        message.tlvType = tlv;
-        messages.push_back(message);
-    }
-    return messages;
-}
-
-} // namespace plain
 
 inline std::string Text(const std::vector<MessageInfo>& messages)
 {
@@ -217,78 +73,132 @@ private:
 
 inline const std::locale kOddBlanks(std::locale::classic(), new OddBlanks);
 
+/// A stream and the outputs of the steps, which are used again from step to step.
+struct SchemaOutputs {
+    std::stringstream in;
+    std::string word = "stale", error = "stale";
+    std::int32_t tlv = -1;
+    FieldInfo::FieldType type = FieldInfo::TypeBool;
+    FieldInfo field;
+    MessageInfo message;
+
+    explicit SchemaOutputs(const std::string& text) : in(text)
+    {
+        in.imbue(std::locale::classic());
+        message.name = "stale", message.tlvType = 42, message.fields.resize(2), field.tag = 7, field.optional = false;
+    }
+
+    std::string Seen() const
+    {
+        const auto position = in.rdbuf()->pubseekoff(0, std::ios::cur, std::ios::in);
+        std::string all = std::to_string(position) + ' ' + std::to_string(in.rdstate()) + ' ' + std::to_string(tlv) +
+                          ' ' + std::to_string(type) + '\n' + word + '\n' + error + '\n' + Members(field) +
+                          message.name + ' ' + std::to_string(message.tlvType) + '\n';
+        for (const FieldInfo& read : message.fields) all += Members(read);
+        return all;
+    }
+};
+
+/// A step of the parser, and the same in plain stream calls.
+struct SchemaStep {
+    const char* name;
+    bool (*run)(CGoogleProtoBufParser& parser, SchemaOutputs& outputs, const std::string& token);
+    bool (*plain)(SchemaOutputs& outputs, const std::string& token);
+};
+
+inline constexpr SchemaStep kSchemaSteps[] = {
+    {"token", [](auto& parser, auto& o, auto& token) { return parser.tryParseToken(o.in, token); },
+     [](auto& o, auto& token) { return plain::Token(o.in, token); }},
+    {"word", [](auto& parser, auto& o, auto&) { return parser.parseWord(o.in, o.word); },
+     [](auto& o, auto&) { return plain::Word(o.in, o.word); }},
+    {"field", [](auto& parser, auto& o, auto&) { return parser.parseFieldFromStream(o.in, o.field); },
+     [](auto& o, auto&) { return plain::Field(o.in, o.field); }},
+    {"message", [](auto& parser, auto& o, auto&) { return parser.parseMessageFromStream(o.in, o.message); },
+     [](auto& o, auto&) { return plain::Message(o.in, o.message); }},
+    {"TLV type", [](auto& parser, auto& o, auto&) { return parser.parseTlvTypeFromStream(o.in, o.tlv); },
+     [](auto& o, auto&) { return plain::Tlv(o.in, o.tlv); }},
+    {"type without a reason", [](auto& parser, auto& o, auto&) { return parser.parseType(o.in, o.type); },
+     [](auto& o, auto&) { return plain::Type(o.in, o.type); }},
+    {"type", [](auto& parser, auto& o, auto&) { return parser.parseType(o.in, o.type, o.error); },
+     [](auto& o, auto&) { return plain::Type(o.in, o.type, &o.error); }},
+};
+
 /// Random steps on random texts: result, output, position and state of each are those of plain stream calls.
 struct SchemaSteps {
     SchemaSteps()
     {
         using namespace std::string_literals;
-        std::istringstream list(
-            "// c 7\n|message |A{|required|int32| x|=|1|;|}| |\n|mess age|/|bool y=2; |\t\n\n|//8|uint64 z=3;");
+        std::istringstream list("// c 7\n|message |A{|required|repeated |optional|int32| x|=|1|;|}| |\n||mess "
+                                "age|/|bool y=2; |\t\n\n|//8|uint64 z=3;");
         pieces.push_back("\0\xff\v"s);
         for (std::string piece; std::getline(list, piece, '|');) pieces.push_back(piece);
     }
 
-    void Check(Random& random)
+    std::string Draw(Random& random, std::size_t most) const
     {
         using namespace std::string_literals;
-        CGoogleProtoBufParser parser;
         std::string text = random.Below(2) == 0 ? "// 7\nmessage A {\nint32 x =\t1; // c\n bool y=2;}" : "";
-        for (std::size_t n = random.Below(9); n > 0; --n) text += pieces[random.Below(std::size(pieces))];
-        if (random.Below(2) == 0) text = random.Mutated(text, "m/o{}=; \n\t7x\r\0\xa0"s);
-        std::stringstream ours(text), theirs(text);
-        ours.imbue(std::locale::classic()), theirs.imbue(std::locale::classic());
-        if (random.Below(8) == 0) theirs >> std::noskipws, ours >> std::noskipws;
-        if (random.Below(8) == 0) theirs.imbue(kOddBlanks), ours.imbue(kOddBlanks);
+        for (std::size_t n = random.Below(most); n > 0; --n) text += pieces[random.Below(std::size(pieces))];
+        return random.Below(2) == 0 ? random.Mutated(text, "m/o{}=; \n\t7x\r\0\xa0"s) : text;
+    }
+
+    void Check(Random& random)
+    {
+        CGoogleProtoBufParser parser;
+        const std::string text = Draw(random, 9);
+        SchemaOutputs ours(text), theirs(text);
+        const std::size_t form = random.Below(16);
         const auto state = static_cast<std::ios::iostate>(random.Below(8) == 0 ? random.Below(8) : 0);
-        theirs.setstate(state), ours.setstate(state);
-        std::string ourWord = "stale", theirWord = "stale";
-        std::int32_t ourTlv = -1, theirTlv = -1;
-        MessageInfo ourMessage, theirMessage;
-        ourMessage.tlvType = theirMessage.tlvType = 42;
-        FieldInfo ourField, theirField;
+        for (SchemaOutputs* const side : {&ours, &theirs}) {
+            if (form % 8 == 0) side->in >> std::noskipws;
+            if (form / 2 == 0) side->in.imbue(kOddBlanks);
+            side->in.setstate(state);
+        }
         for (int steps = 0; steps < 6; ++steps) {
-            const std::size_t step = random.Below(6);
+            const std::size_t number = random.Below(std::size(kSchemaSteps));
+            const SchemaStep& step = kSchemaSteps[number];
             const std::string token = pieces[random.Below(std::size(pieces))];
-            bool us = false, them = false;
-            switch (step) {
-            case 0: us = parser.tryParseToken(ours, token), them = plain::Token(theirs, token); break;
-            case 1: us = parser.parseWord(ours, ourWord), them = plain::Word(theirs, theirWord); break;
-            case 2: us = parser.parseFieldFromStream(ours, ourField), them = plain::Field(theirs, theirField); break;
-            case 3:
-                us = parser.parseMessageFromStream(ours, ourMessage), them = plain::Message(theirs, theirMessage);
-                break;
-            case 4: us = parser.parseTlvTypeFromStream(ours, ourTlv), them = plain::Tlv(theirs, theirTlv); break;
-            default: us = !!std::getline(ours, ourWord), them = !!std::getline(theirs, theirWord);
+            SCOPED_TRACE(step.name + (" on \"" + text + '"'));
+            const bool expected = step.plain(theirs, token);
+            // An exceptions mask raises when the step is done and its outputs are set.
+            const auto mask = static_cast<std::ios::iostate>(random.Below(4) == 0 ? random.Below(8) : 0);
+            const auto raises = mask & ~ours.in.rdstate();
+            ours.in.exceptions(raises);
+            try {
+                ASSERT_EQ(step.run(parser, ours, token), expected);
+                ASSERT_EQ(theirs.in.rdstate() & raises, 0);
+            } catch (const std::ios::failure&) {
+                ASSERT_NE(theirs.in.rdstate() & raises, 0);
             }
-            SCOPED_TRACE("step " + std::to_string(step) + " on \"" + text + '"');
-            ASSERT_EQ(us, them);
-            ASSERT_EQ(ours.rdstate(), theirs.rdstate());
-            ASSERT_EQ(ours.rdbuf()->pubseekoff(0, std::ios::cur, std::ios::in),
-                      theirs.rdbuf()->pubseekoff(0, std::ios::cur, std::ios::in));
-            ASSERT_EQ(ourWord, theirWord);
-            ASSERT_EQ(ourTlv, theirTlv);
-            ASSERT_EQ(Text({ourMessage}), Text({theirMessage}));
-            ourMessage.fields = {ourField}, theirMessage.fields = {theirField};
-            ASSERT_EQ(Text({ourMessage}), Text({theirMessage}));
-            done[step] += us;
-            if (random.Below(8) == 0) ours.clear(), theirs.clear();
+            ours.in.exceptions(std::ios::goodbit);
+            ASSERT_EQ(ours.Seen(), theirs.Seen());
+            done[number] += expected;
+            if (random.Below(8) == 0) ours.in.clear(), theirs.in.clear();
         }
     }
 
-    /// A file, which the parser reads in another way than its steps.
+    /// A file, which the parser reads in another way than its steps do.
     void CheckFile(Random& random) const
     {
-        std::string text = random.Below(2) == 0 ? "// 7\nmessage A {\nint32 x = 1; // c\n bool y=2;}\n" : "";
-        for (std::size_t n = random.Below(30); n > 0; --n) text += pieces[random.Below(pieces.size())];
-        if (random.Below(2) == 0) text = random.Mutated(text, "m/o{}=; \n\t7x\r");
-        std::istringstream plainFile(text);
-        plainFile.imbue(std::locale::classic());
-        std::vector<MessageInfo> expected = plain::File(plainFile);
-        ASSERT_EQ(SchemaFile(text).Read(), Text(expected)) << text;
+        CGoogleProtoBufParser parser;
+        const SchemaFile source(Draw(random, 30));
+        std::ifstream file(source.path);
+        std::stringstream block;
+        block.imbue(std::locale::classic());
+        std::vector<MessageInfo> expected;
+        for (std::int32_t tlv = 0; parser.readMessage(file, block) && parser.parseTlvTypeFromStream(block, tlv);) {
+            block.clear();
+            block.seekg(0);
+            MessageInfo message;
+            if (!parser.parseMessageFromStream(block, message)) continue;
+            message.tlvType = tlv;
+            expected.push_back(message);
+        }
+        ASSERT_EQ(source.Read(), Text(expected));
     }
 
     std::vector<std::string> pieces;
-    int done[6] = {};
+    int done[std::size(kSchemaSteps)] = {};
 };
 
 inline void CheckSchemaSteps(Random& random)
