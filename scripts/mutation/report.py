@@ -68,7 +68,8 @@ def print_report(planted, results, equivalents, listed):
     for kind in OLD_CLASSES + NEW_CLASSES:
         of_kind = [f for f in planted if f.kind == kind]
         reached, text = share(of_kind, results)
-        print(f"{kind:10} {text}")
+        if of_kind:
+            print(f"{kind:10} {text}")
         if kind in NEW_CLASSES and of_kind and reached < NEW_THRESHOLD:
             wrong.append(f"fewer than {100 * NEW_THRESHOLD:.0f} % of the class {kind} were noticed")
     for name, kinds, threshold in (("first five", OLD_CLASSES, OLD_THRESHOLD), ("all", OLD_CLASSES + NEW_CLASSES, 0)):
