@@ -12,7 +12,7 @@ from .source import NO_TYPE
 ASSIGNMENTS = {"=", "+=", "-=", "*=", "/=", "%=", "&=", "|=", "^=", "<<=", ">>="}
 COMPOUND = ASSIGNMENTS - {"="}
 JUMPS = {"return", "break", "continue", "throw", "goto"}
-PAIRS = {"first": "second", "low": "high", "front": "back", "left": "right"}
+PAIRS = {"first": "second", "low": "high", "left": "right"}
 PAIRS.update({second: first for first, second in PAIRS.items()})
 # What these do to their object is no change, and neither is what a function of ours does that is const.
 READERS = {"size", "data", "begin", "end", "rbegin", "rend", "empty", "front", "back", "find", "rfind", "compare",
@@ -177,7 +177,7 @@ def order(source):
                 if order_matters(source, (first, first_end), (second, second_end)):
                     one, other = source.text_of(first, first_end), source.text_of(second, second_end)
                     between = source.text[source.tokens[first_end].end:source.tokens[second].begin]
-                    if "//" not in between and len(one) + len(other) < 600:
+                    if not re.search("//|#", between) and len(one) + len(other) < 600:
                         begin, end = source.tokens[first].begin, source.tokens[second_end].end
                         yield begin, end, other + between + one
 
@@ -197,6 +197,8 @@ def order_matters(source, one, other):
     if declared[0] or declared[1]:  # what is handed over counts as read
         return overlap(certain[0], effects[1][2]) or overlap(certain[1], effects[0][2])
     guards = [jumps_of(source, *one), jumps_of(source, *other)]
+    if exclude_each_other(*texts):
+        return False
     if guards[0] and guards[1]:
         return guards[0] != guards[1] or bool(certain[0] | certain[1])
     if any(guards[n] and (certain[1 - n] | effects[1 - n][1]) for n in (0, 1)):
@@ -205,6 +207,12 @@ def order_matters(source, one, other):
         return False
     (writes, handed, reads), (other_writes, other_handed, other_reads) = effects
     return overlap(writes | handed, other_reads) or overlap(other_writes | other_handed, reads)
+
+
+def exclude_each_other(one, other):
+    """Whether both statements ask whether one thing has some value, of which it has one at most."""
+    asked = [re.match(r"if \(([^=!<>|]+) == [^=!<>|]+?\) ", text) for text in (one, other)]
+    return all(asked) and asked[0][1] == asked[1][1]
 
 
 def declared_by(source, first, last):
@@ -376,12 +384,15 @@ def update(source):
     types = {v.name: v.type for members in source.classes.values() for v in members}
     for function in source.functions():
         known = dict(types, **{p.name: p.type for p in source.parameters(function)})
+        first = first_values(source, function)
         for i in range(function.open + 1, function.close):
             token = source.tokens[i]
             if token.text in COMPOUND and source.word(i - 1) != "operator":
                 yield token.begin, token.end, "="
             elif token.text == "=" and is_assigned(source, i):
                 target = source.word(last_name(source, i))
+                if i in first:
+                    continue
                 if re.search(r"string(?!_view)", known.get(target, "")):
                     if f"{target}.empty()" not in source.line_at(token.begin):
                         yield token.begin, token.end, "+="
@@ -389,9 +400,25 @@ def update(source):
                     yield token.begin, token.end, "|="
 
 
+def first_values(source, function):
+    """The assignments of a function that fill something new, where a zero is replaced: all those to what is declared
+    with empty braces, and the first to each member of an object of which it sets four or more."""
+    text = source.text_of(function.open, function.close)
+    empty = set(re.findall(r"\w[>&]? (\w+)(?:\[\w*\])?(?: = )?\{\};", text))
+    found, members = set(), {}
+    for i in range(function.open + 1, function.close):
+        if source.word(i) == "=" and is_assigned(source, i):
+            path, _ = path_from(source, source.chain_start(last_name(source, i)))
+            if path[0] in empty:
+                found.add(i)
+            elif len(path) > 1 and not path[1].startswith("["):
+                members.setdefault(path[0], {}).setdefault(path[1], i)
+    return found.union(*(first.values() for first in members.values() if len(first) >= 4))
+
+
 def takes_bits(source, i, target, of_type):
     """Whether |= in place of the = at token i compiles, by what is known of the type, and makes a difference."""
-    if target == "this" or source.word(i + 1) in ("true", "nullptr", "{", "&"):
+    if target == "this" or source.word(i + 1) in ("true", "nullptr", "{", "&", "0"):
         return False
     if source.word(i + 1) == target and source.word(i + 2) in ("|", "||"):
         return False
@@ -417,8 +444,10 @@ def beside(source, i, own, parameters, local):
     """The name of the same declared type that stands next to the one at token i."""
     word, before, after = source.word(i), source.word(i - 1), source.word(i + 1)
     if before in (".", "->"):
+        if is_measured(source, source.chain_start(i)):
+            return None
         return next_of_type(word, class_with(source, i)) or PAIRS.get(word) if after != "(" else PAIRS.get(word)
-    if before == "::" or is_initialized(source, i):
+    if before == "::" or is_initialized(source, i) or is_measured(source, i):
         return None
     if word in {p.name for p in parameters}:
         return next_of_type(word, parameters)
@@ -434,6 +463,11 @@ def class_with(source, i):
             source.word(j - 1) == source.word(i - 1) and source.word(j - 2) == source.word(i - 2)}
     known = [m for m in source.classes.values() if any(v.name == source.word(i) for v in m)]
     return max(known, key=lambda members: len(used & {v.name for v in members}), default=[])
+
+
+def is_measured(source, i):
+    """Whether a sizeof asks for the size of token i, which is that of every other of its type."""
+    return source.word(i - 1) == "sizeof" or source.word(i - 2) == "sizeof" and source.word(i - 1) in ("(", "*")
 
 
 def is_initialized(source, i):

@@ -1,7 +1,6 @@
 """The list of equivalents and the results of a run: what is kept, what is printed, what makes a run fail."""
 
 import re
-from typing import NamedTuple
 
 from .faults import NEW_CLASSES, OLD_CLASSES
 

@@ -43,6 +43,7 @@ CASES = [
     ("order", "const int n = mText.size(); mText.clear();", ["mText.clear(); const int n = mText.size();"]),
     ("order", "if (low == top) return; mLast = top;", ["mLast = top; if (low == top) return;"]),
     ("order", "if (low == 1) return; if (top == 1) return;", []),
+    ("order", "if (low == 1) return; if (low == 2) ++mLast;", []),
     ("order", "low |= top; low |= 4; return;", []),
     ("width", "Use(static_cast<std::uint32_t>(low));", ["Use(static_cast<std::uint16_t>(low));"]),
     ("width", "Use(std::uint32_t{low} << 8);",
@@ -55,6 +56,8 @@ CASES = [
     ("update", "low |= top; mLast = low; mKnown = true; mText = text;",
      ["low = top; mLast = low; mKnown = true; mText = text;", "low |= top; mLast |= low; mKnown = true; mText = text;",
       "low |= top; mLast = low; mKnown = true; mText += text;"]),
+    ("update", "Part part{}; part.size = low; mPart.a = mPart.b = mPart.c = mPart.d = low; mLast = 0;", []),
+    ("neighbour", "Use(sizeof mLast);", []),
     ("neighbour", "mLast = low; mKnown = pair.first;",
      ["mFirst = low; mKnown = pair.first;", "mLast = top; mKnown = pair.first;", "mLast = low; mKnown = pair.second;"]),
 ]

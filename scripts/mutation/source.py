@@ -164,14 +164,6 @@ class Source:
                      for j in self._outside_brackets(head, brace))
         return listed and self.tokens[brace - 1].group == "name" and self.word(brace - 1) != "noexcept"
 
-    def scope_at(self, i):
-        """The innermost scope around token i, initializers apart."""
-        inner = None
-        for scope in self.scopes:
-            if scope.open < i < scope.close and scope.kind != "initializer":
-                inner = scope
-        return inner
-
     def functions(self):
         return [s for s in self.scopes if s.kind == "function"]
 
