@@ -252,6 +252,7 @@ def effects_of(source, first, last):
             elif not source.declares(i):
                 handed.update(path_from(source, j)[0] for j in range(end + 2, source.partner[end + 1])
                               if starts_path(source, j) and source.word(j - 1) != "<")
+                reads.update((name,) for name in source.members_in(path[0]))
         elif source.word(end + 1) in ASSIGNMENTS | {"++", "--"} or source.word(i - 1) in ("++", "--"):
             writes.add(path)
         reads.add(path)

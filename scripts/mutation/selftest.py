@@ -7,7 +7,7 @@ from .programs import Programs
 from .report import Equivalents
 from .source import Source
 
-# A class and two functions around the lines of a case.
+# What stands around the statements of a case.
 FRAME = """
 class Counter {
 public:
@@ -39,6 +39,8 @@ CASES = [
     ("state", "const int mLast = 1; Use(mLast);", []),
     ("order", "mFirst = low; mLast = top;", []),
     ("order", "mFirst = low; mLast = mFirst;", ["mLast = mFirst; mFirst = low;"]),
+    ("order", "mLast = low; Step(top, 1);", ["Step(top, 1); mLast = low;"]),
+    ("order", "mText = text; Use(top);", []),
     ("order", "const int n = low; Use(n);", []),
     ("order", "const int n = mText.size(); mText.clear();", ["mText.clear(); const int n = mText.size();"]),
     ("order", "if (low == top) return; mLast = top;", ["mLast = top; if (low == top) return;"]),

@@ -65,6 +65,7 @@ class Source:
         self.partner = self._partners()
         self.assertions = [(t.begin, self.tokens[self.partner[i + 1]].end)
                            for i, t in enumerate(self.tokens) if t.text == "static_assert"]
+        self._mentioned = None
         self.scopes = sorted(self._scopes(), key=lambda s: s.open)
         self.const_functions = set(re.findall(r"(\w+)\([^()]*\) const\b", text)).union(
             *(other.const_functions for other in others))
@@ -257,6 +258,19 @@ class Source:
         if scope is None or scope.kind != "class":
             return ""
         return self._class_name(scope)
+
+    def members_in(self, name):
+        """The members that the functions of that name in this file speak of, without an object in front."""
+        if self._mentioned is None:
+            members = {v.name for variables in self.classes.values() for v in variables}
+            self._mentioned = {}
+            for function in self.functions():
+                if named := self.name_of(function):
+                    own = members - self.locals_of(function)
+                    used = {self.word(j) for j in range(function.open, function.close)
+                            if self.word(j - 1) not in (".", "->", "::")}
+                    self._mentioned.setdefault(self.word(named[0]), set()).update(own & used)
+        return self._mentioned.get(name, set())
 
     def locals_of(self, function):
         """The names that a function declares, its parameters included."""
