@@ -368,6 +368,10 @@ TEST(Allocation, FailuresLeaveExpandersAsTheyWere)
     expander.GetValue(expander.value);
     EXPECT_EQ(gAllocations - beforeValue, 0);
     const std::string one = kLong + "$(first name) in the one", other = kLong + "$(first name) in the other";
+    for (const std::string& text : {one, other, one}) expander.EvalExpr(text, expander.value, expander.error);
+    const long beforeEvaluation = gAllocations;
+    expander.EvalExpr(other, expander.value, expander.error);
+    EXPECT_LE(gAllocations - beforeEvaluation, 4) << "the expression and its value, but no token";
     for (const std::string& text : {one, other, one}) expander.SetExpr(text);
     const long beforeParse = gAllocations;
     expander.SetExpr(other);
