@@ -8,7 +8,12 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <random>
+#include <tuple>
 
+#if HAVE_ABSL
+#include <absl/strings/escaping.h>
+#endif
 #if HAVE_CTEMPLATE
 #include <ctemplate/template.h>
 #endif
@@ -239,6 +244,30 @@ void ParseRows()
 #endif
 }
 
+/// The digits of a hex template to its bytes.
+void HexRows()
+{
+    for (const auto& [name, size, count] : {std::tuple("1 KiB", std::size_t{1} << 10, std::size_t{64}),
+                                            std::tuple("256 KiB", std::size_t{1} << 18, std::size_t{4})}) {
+        const auto digits = [size = size](std::uint64_t seed) {
+            std::mt19937_64 random(seed);
+            std::string text(size, '\0');
+            for (char& c : text) c = "0123456789abcdef"[random() % 16];
+            return text;
+        };
+        Row row(std::string("hex template to bytes, ") + name, 0.6, Inputs(digits, count),
+                [bytes = std::string()](const std::string& text) mutable -> const std::string& {
+                    Wildcards::ConvertAsciiHexToBin(text, bytes);
+                    return bytes;
+                });
+#if HAVE_ABSL
+        row.Against("absl", [](const std::string& text) { return absl::HexStringToBytes(text); });
+#else
+        row.Missing("absl");
+#endif
+    }
+}
+
 /// How the time grows with the length of a template.
 void GrowthRows()
 {
@@ -272,6 +301,7 @@ void WildcardsRows()
     FormatRows();
     PacketRows();
     ParseRows();
+    HexRows();
     GrowthRows();
 }
 
