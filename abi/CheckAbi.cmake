@@ -1,13 +1,17 @@
 # Fails when a program built with the library of the baseline would not run with LIBRARY, while the soname is the same.
 # What is added is no break. With REFRESH, makes LIBRARY the baseline and shows what that changes. BASELINE is another
-# baseline than the one beside this file.
+# baseline than the one beside this file. With PUBLIC_HEADERS, types that are defined outside of that directory are only
+# known by name: what an object merely points at may change.
 if(NOT BASELINE)
     set(BASELINE ${CMAKE_CURRENT_LIST_DIR}/libzor-common.abi)
+endif()
+if(PUBLIC_HEADERS)
+    set(public_types_only --headers-dir ${PUBLIC_HEADERS} --drop-private-types)
 endif()
 set(suppressions --suppressions ${CMAKE_CURRENT_LIST_DIR}/suppressions.ini)
 execute_process(
     COMMAND abidw ${suppressions} --exported-interfaces-only --type-id-style hash --no-architecture --no-comp-dir-path
-        --no-corpus-path --no-elf-needed --no-parameter-names --no-show-locs --no-write-default-sizes
+        --no-corpus-path ${public_types_only} --no-elf-needed --no-parameter-names --no-show-locs --no-write-default-sizes
         --out-file ${CURRENT} ${LIBRARY}
     COMMAND_ERROR_IS_FATAL ANY)
 # The members of these containers do not name the type of a node, so abidiff would pass whatever happened to elements.

@@ -8,12 +8,8 @@
 #include "Hexfield.h"
 
 #include <cstddef>
-#include <cstdint>
-#include <functional>
-#include <map>
-#include <optional>
+#include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace zor::common {
@@ -44,12 +40,12 @@ namespace zor::common {
 /// | `_` | length in bytes; see below | placement (1), size (1), byte order (1) |
 /// | the marker's first character | the marker itself | |
 ///
-/// Arguments are separated by blanks, tabs, newlines, commas and semicolons, any number of them between two. One at
-/// the end of a list is let pass; more, or a list of nothing else, raises std::out_of_range in whatever call
-/// parses, and the object stays as it was. An argument is a number when it starts with one that fits 32 bits (a sign
-/// passes, what follows the digits does not count); otherwise, and where the list is shorter, it is its position's
-/// default: 1 for the first three and 0 for the others. So the empty list is not the same as none: "@m()" selects
-/// layout 1, "@b()" a width of 1. A list without ")" is literal text, and `v` without a list is too.
+/// Arguments are separated by blanks, tabs, newlines, commas and semicolons, any number of them between two. One
+/// trailing separator is allowed. Two, or a list of separators only, make every call that parses throw
+/// std::out_of_range, and the object stays as it was. An argument is a number when it starts with one that fits 32
+/// bits (a sign passes, what follows the digits does not count); otherwise, and where the list is shorter, it is its
+/// position's default: 1 for the first three and 0 for the others. So the empty list is not the same as none: "@m()"
+/// selects layout 1, "@b()" a width of 1. A list without ")" is literal text, and `v` without a list is too.
 ///
 /// A counter takes `count` values, or goes on without end if that is 0, and shows each of them `repeat` + 1 times.
 /// All numbers wrap modulo 2^32. Values above the maximum start again from 0: they are taken modulo maximum + 1, but
@@ -70,11 +66,14 @@ namespace zor::common {
 /// expressions is read as digits, where any other character ends a byte; expressions stay as they are. The
 /// marker of such a template is "@".
 ///
-/// An object is used by one thread at a time, as reading a value may parse; distinct objects may be used from distinct
-/// threads. If an exception escapes, the object is as it was before the call, and the text it was to write into is
-/// valid but unspecified. Into a string that is used again, GetValue(), GetNextValue() and Expand() allocate nothing
-/// once all is large enough, unless there was a second parse. What they cost grows with the length of the template and
-/// its number of expressions, and so does parsing.
+/// Distinct objects may be used from distinct threads. The const members, Expand() and GetVar(), write nothing, so
+/// several threads may call them on one object at once as long as no other member runs. All other members, reading a
+/// value included, need the object to themselves, as they may parse.
+///
+/// If an exception escapes, the object is as it was before the call, and the text it was to write into is valid but
+/// unspecified. Into a string that is used again, GetValue(), GetNextValue() and Expand() allocate nothing once all is
+/// large enough, unless there was a second parse. What they cost grows with the length of the template and its number
+/// of expressions, and so does parsing.
 class ZOR_COMMON_API Wildcards {
 public:
     /// A counter that callers define beside the template.
@@ -86,10 +85,9 @@ public:
         unsigned int modulus = 0xffffffffu; ///< Values are taken modulo this; 0 is without.
     };
 
-    /// One expression of a parsed template.
+    /// One expression of a parsed template, as a plain record of its arguments and its value. The library keeps
+    /// expressions in a form of its own and neither fills nor reads this one.
     struct SubsExpr {
-        SubsExpr() noexcept {} ///< Sets each member once; a defaulted one is preceded by clearing them all.
-
         std::size_t pos = 0;             ///< Where its marker stands in the template.
         std::size_t len = 0;             ///< How many characters of the template it takes.
         unsigned int start = 1;          ///< The first value.
@@ -102,52 +100,12 @@ public:
         unsigned int holdLeft = 0;       ///< The repeats of the value that are still to come.
         unsigned char width = 0;         ///< Decimal width; format of a hex counter; layout of a MAC address.
         char kind = 0;                   ///< The kind character.
-        std::vector<Hexfield> hexValues; ///< Hex counter: value, start, step and, with a mask, it and start AND NOT it.
-                                         ///< A value of up to 8 bytes counts as a number and not here.
+        std::vector<Hexfield> hexValues; ///< Hex counter: value, start and step; with a mask also the mask, and
+                                         ///< start AND NOT mask.
         std::string text;                ///< The name of a variable, in lower case.
-
-    private:
-        friend class Wildcards;
-
-        /// How the expression is shown.
-        enum class Form : unsigned char {
-            Decimal,     ///< A counter; with the next four it is what has a value of its own.
-            Mac,         ///< The address of SetEtherParams().
-            Bytes,       ///< A hex counter of up to 8 bytes, as they are.
-            Number,      ///< The same as text.
-            Field,       ///< A longer hex counter.
-            Variable,    ///< Looked up by its name.
-            LengthStart, ///< The first of a pair of length fields.
-            LengthEnd,   ///< The second one, or one left over.
-            Nothing      ///< An escape, which is part of the literal text.
-        };
-
-        /// A hex counter of up to 8 bytes, which counts as a number: its sums lose no carry at that width.
-        struct Narrow {
-            std::uint64_t value;
-            std::uint64_t start;
-            std::uint64_t step;
-            std::uint64_t stepMask; ///< The bits of the step's width.
-            std::uint64_t mask;     ///< The bits that may change; without a mask those of the full width.
-            std::uint64_t notMask;
-            std::uint64_t fixed; ///< The bits of the start outside the mask.
-            unsigned char size;  ///< The width of the value in bytes.
-            unsigned char startSize;
-            unsigned char fullSize; ///< The width from the first step on.
-            bool masked;
-        };
-
-        std::optional<Narrow> narrow;
-        Form form = Form::Nothing;
-        unsigned int turnsLeft = 0;    ///< How many turns it takes to the start; from 0 it counts on through 2^32.
-        std::size_t literalSize = 0;   ///< Of the literal text between the expression shown before and this one.
-        std::size_t fixedSize = 0;     ///< Of its text, if that always has the same size, which is not 0.
-        std::size_t stretchSize = 0;   ///< If its size varies: of the frame up to the next one of which that holds.
-        std::vector<Hexfield> hexWork; ///< Hex counter: its value to come and, with a mask, NOT mask.
     };
 
     /// \name Construction and copying
-    /// A copy has everything of its own and goes on from the same value.
     /// \{
 
     /// \param text     the template. Nothing is parsed before the first value is drawn.
@@ -155,11 +113,11 @@ public:
     ///                 the character after its first one. An empty marker finds no expression.
     Wildcards(const std::string& text, std::string opening);
 
-    Wildcards(const Wildcards&) = default;
-    Wildcards(Wildcards&&) noexcept = default; ///< The source may only be assigned to or destroyed.
-    Wildcards& operator=(const Wildcards& other);
-    Wildcards& operator=(Wildcards&&) noexcept = default; ///< The source may only be assigned to or destroyed.
-    ~Wildcards() = default;
+    Wildcards(const Wildcards& other);                ///< The copy is independent and goes on from the same value.
+    Wildcards(Wildcards&& other) noexcept;            ///< The source may only be assigned to or destroyed.
+    Wildcards& operator=(const Wildcards& other);     ///< The same as for the copy constructor.
+    Wildcards& operator=(Wildcards&& other) noexcept; ///< The source may only be assigned to or destroyed.
+    ~Wildcards();                                     ///< Releases all that the object holds.
 
     /// \}
     /// \name Values
@@ -264,96 +222,15 @@ public:
     /// Defines the VCI counter, modulo 65535.
     void SetVciParams(unsigned short start, unsigned short step, unsigned short repeat, unsigned short count) noexcept;
 
-    void SetFirstBase(unsigned int base) noexcept { firstBase = base; }   ///< The number of kind `b`; 0 at first.
-    void SetSecondBase(unsigned int base) noexcept { secondBase = base; } ///< The start of `s` and `S`; 0 at first.
+    void SetFirstBase(unsigned int base) noexcept;  ///< The number of kind `b`; 0 at first.
+    void SetSecondBase(unsigned int base) noexcept; ///< The start of `s` and `S`; 0 at first.
 
     /// \}
 
 private:
-    struct Arguments;
-    struct Shown;
-    struct ShowCurrent;
-    struct ShowNext;
-    struct ShowAt;
+    class Impl;
 
-    /// What rendering needs to know beforehand. It is worked out again after a parse, after a change of variables and
-    /// in a copy.
-    struct Layout {
-        Layout() = default;
-        Layout(const Layout&) noexcept : Layout() {}
-        Layout& operator=(const Layout& other) noexcept
-        {
-            known = known && this == &other;
-            return *this;
-        }
-
-        bool known = false;
-        std::size_t room = 0;                      ///< How many characters rendering may touch.
-        std::vector<const std::string*> variables; ///< Of the expressions that show one; null for a missing one.
-    };
-
-    template <class Call>
-    ZOR_COMMON_LOCAL void ParseFor(Call call);
-    ZOR_COMMON_LOCAL void Parse(std::string& before);
-    ZOR_COMMON_LOCAL std::size_t FindMarker(const std::string& text, std::size_t from) const noexcept;
-    ZOR_COMMON_LOCAL bool MakeExpr(char kind, const Arguments& arguments, SubsExpr& expr) const;
-    ZOR_COMMON_LOCAL static void MakeHexCounter(const Arguments& arguments, SubsExpr& expr);
-    ZOR_COMMON_LOCAL static void MakeNarrow(SubsExpr& expr);
-    ZOR_COMMON_LOCAL static void PairLengthFields(std::vector<SubsExpr>& exprs);
-    ZOR_COMMON_LOCAL void MeasureStretches() noexcept;
-    ZOR_COMMON_LOCAL const VarDefUint32* FindVarDef(const Arguments& arguments) const noexcept;
-
-    ZOR_COMMON_LOCAL void PrepareNext();
-    ZOR_COMMON_LOCAL void PrepareFields();
-    ZOR_COMMON_LOCAL void PrepareAt(unsigned int newIndex);
-    ZOR_COMMON_LOCAL void Advance(SubsExpr& expr) const noexcept;
-    ZOR_COMMON_LOCAL void MoveTo(unsigned int newIndex) noexcept;
-    ZOR_COMMON_LOCAL Shown Current(const SubsExpr& expr) const noexcept;
-    ZOR_COMMON_LOCAL Shown At(const SubsExpr& expr, unsigned int newIndex) const noexcept;
-    ZOR_COMMON_LOCAL void KeepAt(unsigned int newIndex) noexcept;
-    ZOR_COMMON_LOCAL static void Keep(SubsExpr& expr, const Shown& shown) noexcept;
-    ZOR_COMMON_LOCAL std::uint64_t MacAt(unsigned int turns) const noexcept;
-    ZOR_COMMON_LOCAL static void CountTurns(SubsExpr& expr, unsigned int nextIndex) noexcept;
-
-    ZOR_COMMON_LOCAL void MakeLayout() const;
-    ZOR_COMMON_LOCAL void MakeRoom(std::string& out) const;
-    ZOR_COMMON_LOCAL static bool ShowsValue(const SubsExpr& expr) noexcept;
-    template <class Expr, class Show>
-    ZOR_COMMON_LOCAL static char* WriteValue(char* out, Expr& expr, Show show);
-    template <class Exprs, class Show>
-    ZOR_COMMON_LOCAL void RenderAll(std::string& out, Exprs& inOrderExprs, Show show) const;
-    template <class Exprs, class Show>
-    ZOR_COMMON_LOCAL void RenderInOrder(std::string& out, Exprs& inOrderExprs, Show show) const noexcept;
-    ZOR_COMMON_LOCAL void RenderFromTheEnd(std::string& out) const;
-    ZOR_COMMON_LOCAL void Render(std::string& out) const;
-    template <class Move>
-    ZOR_COMMON_LOCAL void RenderCopy(std::string& out, bool commit, Move move);
-    ZOR_COMMON_LOCAL const std::string* FindVar(std::string_view lowerName) const noexcept;
-
-    std::vector<SubsExpr> exprs;
-    std::string templ;
-    std::string marker;
-    unsigned char currentMac[6] = {};
-    unsigned char macStep[6] = {0, 0, 0, 0, 0, 1};
-    unsigned char macMask[6] = {0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
-    unsigned char macFixed[6] = {}; ///< currentMac AND NOT macMask, as of SetEtherParams().
-    unsigned int macRepeat = 0;
-    unsigned int firstBase = 0;
-    unsigned int secondBase = 0;
-    VarDefUint32 vpiDef;
-    VarDefUint32 vciDef;
-    std::vector<VarDefUint32> vlanDefs; ///< Tag n is element n - 1.
-    std::map<std::string, std::string, std::less<>> vars;
-    unsigned int index = 0;
-    bool parsed = false;
-
-    bool inOrder = true;    ///< Whether exprs are of one parse: in template order, none overlapping.
-    bool hasFields = false; ///< Whether some expression needs its value prepared as a Hexfield.
-    std::string frame;      ///< The literal text, escapes as what they stand for, and gaps for texts of fixed size.
-    std::size_t firstStretch = 0; ///< The size of the frame up to the first expression whose size varies.
-    std::size_t tailSize = 0;     ///< The literal text behind the last expression.
-    mutable Layout layout;
-    Hexfield hexStep; ///< Where PrepareAt() multiplies steps, kept for its room.
+    std::unique_ptr<Impl> mImpl;
 };
 
 } // namespace zor::common

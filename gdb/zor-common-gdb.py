@@ -1,6 +1,7 @@
 """Shows the values of zor::common in GDB as the texts that they print.
 
-Nothing is called in the program, so the printers also work on core files and while its threads are anywhere.
+Nothing is called in the program, so the printers also work on core files and while its threads are anywhere. The
+exception is Wildcards: the library itself says what an object holds, so there has to be a process that can run.
 GDB loads this file by itself beside an installed shared library; elsewhere, `source` it.
 """
 
@@ -33,20 +34,6 @@ def format_style(name, grouping, separator):
         return int(style["mGrouping"]), chr(int(style["mSeparator"]) & 0xff)
     except gdb.error:
         return grouping, separator
-
-
-def string_of(string):
-    """A std::string as text that GDB quotes, escapes and cuts off like any other."""
-    size = int(string["_M_string_length"])
-    if size >> 32:  # before it is constructed
-        return "<unreadable>"
-    return string["_M_dataplus"]["_M_p"].lazy_string(length=size)
-
-
-def elements_of(vector):
-    first, end = vector["_M_impl"]["_M_start"], vector["_M_impl"]["_M_finish"]
-    for i in range(min(int(end - first), 1000)):
-        yield first[i]
 
 
 class AddressPrinter:
@@ -102,40 +89,34 @@ class HexfieldPrinter:
 
 
 class WildcardsPrinter:
-    """The template, where in its values the object stands, and once it is parsed its expressions and their values."""
+    """The template, where in its values the object stands, and once it is parsed its expressions and their values, as
+    the library says when it is called. A call that GDB cannot make, as without a process, gives GDB's reason."""
 
-    # How an expression has its value: SubsExpr::Form.
-    DECIMAL, MAC, BYTES, NUMBER, FIELD = range(5)
+    FUNCTION = "_ZN3zor6common15DumpForDebuggerERKNS0_9WildcardsE"
 
     def __init__(self, value):
         self.value = value
 
     def to_string(self):
-        states = {0: "not yet parsed", 1: f"at index {int(self.value['index'])}"}
-        return "zor::common::Wildcards " + states.get(int(self.value["parsed"]), "not yet constructed")
+        return "zor::common::Wildcards " + self.described()
 
-    def children(self):
-        yield "template", string_of(self.value["templ"])
-        yield "marker", string_of(self.value["marker"])
-        if int(self.value["parsed"]) != 1 or not self.value["exprs"].type.template_argument(0).fields():
-            return  # or Clang has left the members of an expression to the library's debug information
-        start = self.value["templ"]["_M_dataplus"]["_M_p"]
-        for expression in elements_of(self.value["exprs"]):
-            text = read(start + expression["pos"], min(int(expression["len"]), 1000))
-            yield text.decode("latin-1"), self.shown(expression)
-
-    def shown(self, expression):
-        form = int(expression["form"])
-        if form == self.DECIMAL:
-            return int(expression["current"])
-        if form == self.MAC:
-            return f"{int(expression['current']):06x}{int(expression['currentLow']):06x}"
-        if form in (self.BYTES, self.NUMBER):
-            narrow = expression["narrow"]["_M_payload"]["_M_payload"]["_M_value"]
-            return int(narrow["value"]).to_bytes(8, "big")[8 - int(narrow["size"]):].hex()
-        if form == self.FIELD:
-            return next(elements_of(expression["hexValues"]))
-        return string_of(expression["text"]) if int(expression["text"]["_M_string_length"]) else "-"
+    def described(self):
+        if self.value.address is None:
+            return "outside of memory"
+        address = int(self.value.address)
+        try:
+            read(int.from_bytes(read(address, 8), "little"), 8)
+        except gdb.error:  # an object holds a pointer, and this one leads nowhere
+            return "not yet constructed"
+        unwind = gdb.parameter("unwindonsignal")
+        gdb.execute("set unwindonsignal on", to_string=True)
+        try:
+            call = f"((const char* (*)(const void*)) {self.FUNCTION})((const void*) {address})"
+            return gdb.parse_and_eval(call).string("latin-1") or "not yet constructed"
+        except gdb.error as error:
+            return "not yet constructed" if "signal" in str(error) else f"<not shown: {error}>"
+        finally:
+            gdb.execute(f"set unwindonsignal {'on' if unwind else 'off'}", to_string=True)
 
 
 class Printers(gdb.printing.RegexpCollectionPrettyPrinter):

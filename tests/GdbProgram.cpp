@@ -8,6 +8,9 @@
 #include <cstdlib>
 #include <iostream>
 
+namespace zor::common {
+const char* DumpForDebugger(const Wildcards& wildcards) noexcept;
+}
 using namespace zor::common;
 
 int main()
@@ -27,7 +30,7 @@ int main()
     std::string value;
     Wildcards fresh("host-@x", "@");
     Wildcards hosts("@h 41 @x(1,3,1,2)@$(0A0000FE,0,1,ipv4)@$(01,0,1,big)@=(who)@m@$(0102030405060708FF,3)", "@");
-    hosts.AddVar("WHO", "me");
+    hosts.AddVar("WHO", std::string("m\"\0e", 4));
     for (int i = 0; i < 4; ++i) hosts.GetNextValue(value);
 
     alignas(Wildcards) char garbage[sizeof(Wildcards)];
@@ -43,12 +46,13 @@ int main()
     CMacAddress::SetFormatStyle({1, '-'});
     CWorldWideName::SetFormatStyle({0, '.'});
     line(macs), line(names);
-    std::cout << R"~(zor::common::Wildcards not yet parsed = {template = "host-@x", marker = "@"}
-zor::common::Wildcards at index 4 = {template = "A@x(1,3,1,2)@$(0A0000FE,0,1,ipv4)@$(01,0,1,big)@=(who)@m@$(0102030405060708FF,3)", )~"
-              << R"~(marker = "@", @x(1,3,1,2) = 2, @$(0A0000FE,0,1,ipv4) = 0a000102, @$(01,0,1,big) = 05, )~"
-              << R"~(@=(who) = "who", @m = 000000000004, @$(0102030405060708FF,3) = 010203040506070900}
-zor::common::Wildcards not yet constructed = {template = <unreadable>, marker = <unreadable>})~"
-              << "\n01234567...\n"
-              << std::flush;
+    const std::string described[] = {
+        R"~(not yet parsed = {template = "host-@x", marker = "@"})~",
+        R"~(at index 4 = {template = "A@x(1,3,1,2)@$(0A0000FE,0,1,ipv4)@$(01,0,1,big)@=(who)@m@$(0102030405060708FF,3)", )~"
+        R"~(marker = "@", @x(1,3,1,2) = 2, @$(0A0000FE,0,1,ipv4) = 0a000102, @$(01,0,1,big) = 05, )~"
+        R"~(@=(who) = "m\"\000e", @m = 000000000004, @$(0102030405060708FF,3) = 010203040506070900})~"};
+    for (const std::string& each : described) std::cout << "zor::common::Wildcards " << each << '\n';
+    std::cout << "zor::common::Wildcards not yet constructed\n01234567...\n" << std::flush;
+    if (described[0] != DumpForDebugger(fresh) || described[1] != DumpForDebugger(hosts)) return 1;
     std::quick_exit(0); // where GDB stops
 }

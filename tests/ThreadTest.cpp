@@ -38,6 +38,11 @@ const test::SchemaFile kSchema("// 7\nmessage A {\nrequired int32 x = 1;\n}\n");
 const CIpAddress kIp(10, 0, 0, 1);
 const CIpv6Address kIpv6(0x20010db800000000, 1);
 const FieldExtractor kExtractor(4, 12);
+const Wildcards kTemplate = [] {
+    Wildcards wildcards("@x(7,3)@$(ff,9,0100,ipv4)@$(00ffffffffffffffff,0,1,2,0,0f0f)@m@_(1,0)@p@_", "@");
+    wildcards.NextValue();
+    return wildcards;
+}();
 CGoogleProtoBufParser gParser; // which holds nothing
 
 /// What each family makes of objects of its own and of the shared constants. How MAC addresses and World Wide Names
@@ -73,8 +78,11 @@ std::string UseAll(unsigned int thread)
     wildcards.AddVar("V", all);
     for (int i = 0; i < 9; ++i) wildcards.GetNextValue(text);
     wildcards.GetValueAt(static_cast<int>(n), error, true);
+    std::string shared, port;
+    kTemplate.Expand(shared);
+    EXPECT_TRUE(kTemplate.GetVar("PORT", port));
     CMacroVarMapResolver variables;
-    variables.SetValue("name", text + error);
+    variables.SetValue("name", text + error + shared + port);
     EXPECT_TRUE(CMacroExpander(&variables).EvalExpr("a $(name) and $name", all, error = ""));
     EXPECT_FALSE(CMacroExpander(&variables).SetExpr("$(other)", error));
 

@@ -98,6 +98,23 @@ TEST(WildcardsRules, ChainsOfAllOperationsFollowThem)
         ASSERT_NO_FATAL_FAILURE(test::CheckWildcards(random)) << "round " << round;
 }
 
+TEST(WildcardsRules, AllTemplatesOfThreeTokensFollowThem)
+{
+    const auto tokens = Rows("wildcards-tokens.txt");
+    const std::size_t count = tokens.size();
+    for (std::size_t i = 0; i < count * count * count; ++i) {
+        const std::string text = tokens[i / count / count][0] + tokens[i / count % count][0] + tokens[i % count][0];
+        test::WildcardsPair pair(text, "@");
+        SCOPED_TRACE(text);
+        pair.Make([](auto& object, auto& out) { object.GetValue(out); });
+        for (int step = 0; step < 4; ++step) pair.Make([](auto& object, auto& out) { object.GetNextValue(out); });
+        pair.Make([](auto& object, auto& out) { object.GetValueAt(7, out, false); });
+        pair.Make([](auto& object, auto& out) { object.GetValueAt(-1, out, true); });
+        pair.Make([](auto& object, auto& out) { object.GetNextValue(out); });
+        ASSERT_FALSE(HasFailure());
+    }
+}
+
 TEST(WildcardsRules, VariableListsFollowThem)
 {
     Random random(32);
@@ -157,6 +174,8 @@ TEST(WildcardsContext, VlanVpiAndVciCounters)
     Wildcards undefined("@v(1)", "@");
     undefined.SetVlanTagCount(1);
     EXPECT_EQ(Values(undefined, 2), "0|0|");
+    const Wildcards::VarDefUint32 none;
+    EXPECT_TRUE(none.start == 0 && none.step == 0 && none.repeat == 0 && none.count == 0 && none.modulus == ~0u);
     const Wildcards::SubsExpr expr;
     EXPECT_TRUE(expr.start == 1 && expr.count == 1 && expr.step == 1 && expr.repeat == 0 && expr.current == 1 &&
                 expr.pos + expr.len + expr.modulus + expr.currentLow + expr.holdLeft + expr.width == 0);

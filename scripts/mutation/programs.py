@@ -24,6 +24,15 @@ ADDITIONAL = {
     "Lcm": ["NumericTest"],
     "MacAddress": ["AddressShapeTest"],
     "MacroExpander": ["AllocationTest", "MacroFuzz"],
+    "Sequence": ["WildcardsTest", "AllocationTest", "WildcardsFuzz"],
+    "TemplateCompiler": ["TemplateProgramTest", "AllocationTest", "WildcardsFuzz"],
+    "TemplateDump": ["TemplateProgramTest"],
+    "TemplateOverlay": ["AllocationTest", "WildcardsFuzz"],
+    "TemplateProgram": ["WildcardsTest", "AllocationTest", "WildcardsFuzz"],
+    "TemplateRender": ["AllocationTest", "WildcardsFuzz"],
+    "TemplateState": ["AllocationTest", "WildcardsFuzz"],
+    "TemplateSyntax": ["TemplateProgramTest", "AllocationTest", "WildcardsFuzz"],
+    "WildcardsImpl": ["AllocationTest", "WildcardsFuzz"],
     "WideSteps": ["HexfieldFuzz", "HexfieldTextFuzz", "Ipv6AddressFuzz"],
     "Wildcards": ["AllocationTest"],
     "WorldWideName": ["MacAddressTest", "AddressShapeTest", "AllocationTest"],
@@ -45,7 +54,8 @@ class Programs:
                          if p.suffix in (".h", ".cpp")}
         self.all = {}
         for name, sources in re.findall(r"^zor_common_test\((\w+)([^)]*)\)", lists, re.MULTILINE):
-            extra = tuple(f"tests/{s}" for s in sources.split())
+            # Every program has all of common/ in it, so what a test lists of that is there already.
+            extra = tuple(f"tests/{s}" for s in re.sub("#.*", "", sources).split() if not s.startswith("../common/"))
             self.all[name] = Program(name, f"tests/{name}.cpp", extra, ("--gtest_fail_fast", "--gtest_brief=1"))
         for target in sorted(p.stem for p in (root / "fuzz").glob("*Fuzz.cpp")):
             corpus = f"fuzz/corpus/{target.removesuffix('Fuzz')}"

@@ -44,7 +44,11 @@ set_tests_properties(repeatable PROPERTIES FIXTURES_REQUIRED static-build)
 
 # The baseline is made from GCC's debugging information; Clang's describes the same in other words.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    set(check_abi ${CMAKE_COMMAND}
+    set(public_headers ${CMAKE_CURRENT_BINARY_DIR}/public-headers)
+    get_target_property(headers zor-common HEADER_SET)
+    file(REMOVE_RECURSE ${public_headers})
+    file(COPY ${headers} DESTINATION ${public_headers})
+    set(check_abi ${CMAKE_COMMAND} -DPUBLIC_HEADERS=${public_headers}
         -DLIBRARY=$<TARGET_FILE:zor-common> -DCURRENT=${CMAKE_CURRENT_BINARY_DIR}/current.abi)
     add_test(NAME abi COMMAND ${check_abi} -P ${PROJECT_SOURCE_DIR}/abi/CheckAbi.cmake)
     zor_common_script_test(abi-notices CheckAbiNotices -DCXX=${CMAKE_CXX_COMPILER})

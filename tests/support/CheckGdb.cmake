@@ -21,6 +21,15 @@ execute_process(
         -ex "set logging enabled on" ${show} -ex "set print elements 4" -ex "output fields[2]" -ex "echo \\n"
         -ex "set logging enabled off" -ex kill ${PROGRAM}
     OUTPUT_VARIABLE messages ERROR_VARIABLE messages)
+file(READ ${lines}.shown shown)
+if(shown MATCHES "Wildcards <not shown: Couldn't write extended state status") # by GDB before 14 on a CPU with AMX
+    message(STATUS "this GDB cannot call functions here, so the lines of Wildcards are left out")
+    foreach(file IN ITEMS ${lines}.expected ${lines}.shown)
+        file(READ ${file} text)
+        string(REGEX REPLACE "zor::common::Wildcards (<not shown|not yet parsed|at index)[^\n]*\n" "" text "${text}")
+        file(WRITE ${file} "${text}")
+    endforeach()
+endif()
 execute_process(COMMAND diff -u ${lines}.expected ${lines}.shown RESULT_VARIABLE status OUTPUT_VARIABLE difference)
 if(NOT status EQUAL 0)
     string(SUBSTRING "${difference}" 0 2000 difference)

@@ -42,7 +42,12 @@ inline std::string DrawTemplate(Random& random)
         for (std::size_t word = 0; word < words; ++word) {
             if (word > 0) text += random.Below(12) == 0 ? random.Text(" ,;\t\n", 2) : ",";
             if (kind == '$' && (word == 0 || word == 2 || word == 5)) {
-                text += random.Text("0123456789abcdefffff", 1 + random.Below(random.Below(4) == 0 ? 40 : 17));
+                std::string digits =
+                    random.Text("0123456789abcdefffff", 1 + random.Below(random.Below(2) == 0 ? 40 : 17));
+                for (std::size_t end = digits.size(); end >= 8; end -= 8) { // many words of 32 bits are full
+                    if (digits[end - 8] == 'f') digits.replace(end - 8, 8, 8, 'f');
+                }
+                text += digits;
             } else if (kind == '_') {
                 text += std::to_string(random.Below(3)); // which stays short
             } else if (kind == 'v' && word == 0) {

@@ -1,0 +1,46 @@
+#ifndef ZOR_COMMON_TEMPLATE_COMPILER_H
+#define ZOR_COMMON_TEMPLATE_COMPILER_H
+
+/// \file
+/// Internal: from the text of a template to its program.
+
+#include "TemplateProgram.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zor::common::detail {
+
+/// A counter that callers define beside the template.
+struct CounterDefinition {
+    std::uint32_t start = 0;
+    std::uint32_t step = 0;
+    std::uint32_t repeat = 0;
+    std::uint32_t count = 0;
+    std::uint32_t modulus = 0xffffffff;
+};
+
+/// What callers set beside the template.
+struct PacketContext {
+    MacDefinition mac;
+    std::uint32_t macRepeat = 0;
+    std::uint32_t firstBase = 0;
+    std::uint32_t secondBase = 0;
+    CounterDefinition vpi;
+    CounterDefinition vci;
+    std::vector<CounterDefinition> vlanTags; ///< Tag n is element n - 1.
+};
+
+/// A name in lower case. ASCII only, so that no locale changes what a name is.
+std::string LowerCase(std::string_view name);
+
+/// Compiles a template. Throws std::out_of_range for a malformed argument list.
+std::shared_ptr<const Program> CompileTemplate(const std::string& text, const std::string& marker,
+                                               const PacketContext& context);
+
+} // namespace zor::common::detail
+
+#endif // ZOR_COMMON_TEMPLATE_COMPILER_H

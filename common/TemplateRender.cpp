@@ -1,0 +1,237 @@
+#include "TemplateRender.h"
+
+#include "BigEndian.h"
+#include "Decimal.h"
+#include "Digits.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace zor::common::detail {
+
+namespace {
+
+/// Two words side by side, which the compiler keeps in one vector register.
+using WordPair = unsigned long __attribute__((vector_size(16)));
+
+/// Copies the first and the last word of a text, which is all of it if it has at most two words.
+template <class Word>
+void CopyWords(char* out, const char* text, std::size_t size)
+{
+    Word first;
+    Word last;
+    std::memcpy(&first, text, sizeof first);
+    std::memcpy(&last, text + size - sizeof last, sizeof last);
+    std::memcpy(out, &first, sizeof first);
+    std::memcpy(out + size - sizeof last, &last, sizeof last);
+}
+
+/// Copies text. A short text is copied as two words that may overlap, which saves a call of memcpy.
+inline void CopyText(char* out, const char* text, std::size_t size)
+{
+    if (size > 2 * sizeof(WordPair)) {
+        std::memcpy(out, text, size);
+    } else if (size >= sizeof(WordPair)) {
+        CopyWords<WordPair>(out, text, size);
+    } else if (size >= 8) {
+        CopyWords<std::uint64_t>(out, text, size);
+    } else if (size >= 4) {
+        CopyWords<std::uint32_t>(out, text, size);
+    } else {
+        for (std::size_t i = 0; i < size; ++i) out[i] = text[i];
+    }
+}
+
+/// Writes a hex counter of up to 8 bytes as these bytes.
+inline char* WriteBytes(char* out, HexFormat format, std::uint64_t number, unsigned int size)
+{
+    if (format == HexFormat::Big && size != 0) number = __builtin_bswap64(number) >> 8 * (8 - size);
+    StoreLittleBytes(reinterpret_cast<unsigned char*>(out), number, size);
+    return out + size;
+}
+
+/// Writes the last 16 bytes of a hex counter in one of the address formats.
+inline char* WriteAddress(char* out, HexFormat format, const unsigned char* bytes)
+{
+    switch (format) {
+    case HexFormat::Mac: return WriteHexBytes(out, bytes + 10, 6, 1, '-');
+    case HexFormat::Ipv4: return WriteDottedDecimal(out, bytes + 12);
+    default: return WriteHexGroups(out, bytes, 8);
+    }
+}
+
+/// Writes a hex counter of up to 8 bytes in one of the text formats.
+char* WriteText(char* out, HexFormat format, std::uint64_t number, unsigned int size)
+{
+    unsigned char bytes[16] = {};
+    if (format != HexFormat::Hex) {
+        StoreBig64(bytes + 8, number);
+        return WriteAddress(out, format, bytes);
+    }
+    while (size-- > 0) out = WriteHexByte(out, static_cast<unsigned char>(number >> 8 * size));
+    return out;
+}
+
+/// Writes a hex counter of up to 16 bytes in any format.
+char* WriteWide(char* out, HexFormat format, const Uint128& number, unsigned int size)
+{
+    unsigned char bytes[16];
+    StoreBig128(bytes, number);
+    switch (format) {
+    case HexFormat::Hex:
+        for (unsigned int i = 16 - size; i < 16; ++i) out = WriteHexByte(out, bytes[i]);
+        return out;
+    case HexFormat::Mac:
+    case HexFormat::Ipv4:
+    case HexFormat::Ipv6: return WriteAddress(out, format, bytes);
+    case HexFormat::Big: std::memcpy(out, bytes + 16 - size, size); return out + size;
+    default:
+        for (unsigned int i = 0; i < size; ++i) out[i] = static_cast<char>(bytes[15 - i]);
+        return out + size;
+    }
+}
+
+/// Writes a hex counter of any width in any format.
+char* WriteField(char* out, HexFormat format, const Hexfield& field)
+{
+    const std::size_t size = field.GetSize();
+    switch (format) {
+    case HexFormat::Hex: field.CopyToHexArray(out); return out + 2 * size;
+    case HexFormat::Mac:
+    case HexFormat::Ipv4:
+    case HexFormat::Ipv6: {
+        unsigned char bytes[16] = {};
+        for (std::size_t i = 0; i < 16 && i < size; ++i) {
+            bytes[15 - i] = field.GetByte(static_cast<unsigned int>(size - 1 - i));
+        }
+        return WriteAddress(out, format, bytes);
+    }
+    default: field.CopyToByteArray(reinterpret_cast<unsigned char*>(out), format == HexFormat::Big); return out + size;
+    }
+}
+
+char* WriteMac(char* out, const Part& part, std::uint64_t address)
+{
+    unsigned char bytes[6];
+    StoreBig48(bytes, address);
+    const auto& hexBytes = part.isUpperCase ? kUpperHexBytes : kLowerHexBytes;
+    return part.width == 0 ? WriteHexBytes(out, bytes, 6, 1, '-', hexBytes)
+                           : WriteHexBytes(out, bytes, 6, 2, '.', hexBytes);
+}
+
+/// Puts the length of the text from \a start to \a end in front of it or behind it, and returns the new end.
+char* InsertLength(char* start, char* end, const LengthDefinition& definition)
+{
+    const auto length = static_cast<std::size_t>(end - start);
+    char* const place = definition.isInFront ? start : end;
+    char digits[kMaxDecimalSize];
+    const std::size_t size =
+        definition.size == 0 ? static_cast<std::size_t>(WriteDecimal(digits, length, 0) - digits) : definition.size;
+    std::memmove(place + size, place, static_cast<std::size_t>(end - place));
+    if (definition.size == 0) {
+        std::memcpy(place, digits, size);
+    } else {
+        WriteLengthBytes(place, size, length, definition.isBigEndian);
+    }
+    return end + size;
+}
+
+/// Writes the value of a part, for the ops up to Op::Field.
+/// \param number  gives the number of an item, and is called once for each part that shows one.
+template <class NumberSource>
+[[gnu::always_inline]] inline char* WriteValue(char* out, const Part& part, const Values& values, NumberSource number)
+{
+    switch (part.op) {
+    case Op::Digits: return WriteDigits(out, static_cast<std::uint32_t>(number(part.item).value), part.gap);
+    case Op::Decimal: return WriteDecimal(out, static_cast<std::uint32_t>(number(part.item).value), part.width);
+    case Op::Mac: return WriteMac(out, part, values.macs[part.item]);
+    case Op::Bytes: {
+        const Number<std::uint64_t> shown = number(part.item);
+        return WriteBytes(out, part.format, shown.value, shown.size);
+    }
+    case Op::Text: {
+        const Number<std::uint64_t> shown = number(part.item);
+        return WriteText(out, part.format, shown.value, shown.size);
+    }
+    case Op::Wide: {
+        const Number<Uint128>& shown = values.wideNumbers[part.item];
+        return WriteWide(out, part.format, shown.value, shown.size);
+    }
+    default: return WriteField(out, part.format, values.fields[part.item]);
+    }
+}
+
+/// The pass of all three Render functions.
+template <class NumberSource>
+[[gnu::always_inline]] inline char* RenderParts(const Program& program, const Values& values,
+                                                const VariableValues& variables, char* out, NumberSource number)
+{
+    const char* const frame = program.frame.data();
+    char* base = out; // where offset 0 of the frame would be, after the sizes of the texts so far
+    const LengthDefinition* opening = nullptr;
+    char* measuredFrom = nullptr;
+    CopyText(out, frame, program.firstStretch);
+    for (const Part& part : program.parts) {
+        char* const place = base + part.offset;
+        if (part.gap != 0) {
+            WriteValue(place, part, values, number);
+            continue;
+        }
+        char* end = place;
+        if (part.op <= Op::Field) {
+            end = WriteValue(place, part, values, number);
+        } else if (part.op == Op::Variable) {
+            if (const std::string* const value = variables[part.item]) {
+                CopyText(place, value->data(), value->size());
+                end += value->size();
+            }
+        } else if (part.op == Op::LengthOpen) {
+            opening = &program.lengths[part.item];
+            measuredFrom = place;
+        } else if (part.op == Op::LengthClose && opening) {
+            end = InsertLength(measuredFrom, place, *opening);
+        }
+        base += end - place;
+        CopyText(end, frame + part.offset, part.stretch);
+    }
+    return base + program.frame.size();
+}
+
+} // namespace
+
+void WriteLengthBytes(char* out, std::size_t size, std::uint64_t length, bool isBigEndian) noexcept
+{
+    std::memset(out, 0, size);
+    for (std::size_t k = 0; k < size && k < sizeof length; ++k) {
+        out[isBigEndian ? size - 1 - k : k] = static_cast<char>(length >> 8 * k);
+    }
+}
+
+char* Render(const Program& program, const Values& values, const VariableValues& variables, char* out) noexcept
+{
+    return RenderParts(program, values, variables, out,
+                       [numbers = values.numbers.data()](std::size_t item) { return numbers[item].number; });
+}
+
+char* RenderNext(const Program& program, State& state, const VariableValues& variables, char* out) noexcept
+{
+    return RenderParts(program, state.GetValues(), variables, out, state.GetNumberStepper(program));
+}
+
+char* RenderAt(const Program& program, const IndexedValues& values, const VariableValues& variables, char* out) noexcept
+{
+    return RenderParts(program, values.GetTables(), variables, out, values.GetNumberSource(program));
+}
+
+std::string TextOf(const Program& program, const Part& part, const Values& values)
+{
+    Part free = part;
+    if (free.op == Op::Digits) free.op = Op::Decimal;
+    std::string text(std::max<std::size_t>(MaxSizeOf(program, free), part.width + kMaxDecimalSize), '\0');
+    const char* const end =
+        WriteValue(text.data(), free, values, [&values](std::size_t item) { return values.numbers[item].number; });
+    text.resize(static_cast<std::size_t>(end - text.data()));
+    return text;
+}
+
+} // namespace zor::common::detail

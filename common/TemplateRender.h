@@ -1,0 +1,38 @@
+#ifndef ZOR_COMMON_TEMPLATE_RENDER_H
+#define ZOR_COMMON_TEMPLATE_RENDER_H
+
+/// \file
+/// Internal: the values of a program as text.
+
+#include "TemplateState.h"
+
+#include <string>
+#include <vector>
+
+namespace zor::common::detail {
+
+/// The values of the variables that a program shows, by VariableUse::item; null for a missing one.
+using VariableValues = std::vector<const std::string*>;
+
+/// Writes the frame with the values in it, in one pass from the first part to the last, and returns the end. A length
+/// field measures what has been written since its opening. \a out needs Program::room, and room for the variables.
+char* Render(const Program& program, const Values& values, const VariableValues& variables, char* out) noexcept;
+
+/// Renders the next values: advances each number of the state where it is written. StepOthers() has advanced the rest
+/// before. A separate pass over the numbers took a quarter more time for 12 counters.
+char* RenderNext(const Program& program, State& state, const VariableValues& variables, char* out) noexcept;
+
+/// Renders the values at an index.
+char* RenderAt(const Program& program, const IndexedValues& values, const VariableValues& variables,
+               char* out) noexcept;
+
+/// The text of one part that is a decimal number, a MAC address or a hex counter. It may be longer than the part's
+/// gap.
+std::string TextOf(const Program& program, const Part& part, const Values& values);
+
+/// Writes a length as \a size bytes. Bytes that the type of the length does not have are 0.
+void WriteLengthBytes(char* out, std::size_t size, std::uint64_t length, bool isBigEndian) noexcept;
+
+} // namespace zor::common::detail
+
+#endif // ZOR_COMMON_TEMPLATE_RENDER_H
