@@ -289,9 +289,9 @@ private:
         unsigned int Reduced(unsigned int number) const { return modulus == 0 ? number : number % modulus; }
         Hexfield Sum(Hexfield value, const Hexfield& addend) const
         {
-            if (hex.size() > 3) value |= ~hex[3];
+            if (hex.size() > 4) value |= ~hex[3];
             value += addend;
-            if (hex.size() > 3) {
+            if (hex.size() > 4) {
                 value &= hex[3];
                 value |= hex[4];
             }
