@@ -140,15 +140,15 @@ void ProgramBuilder::AddHex(const PartPlace& place, FieldDefinition field, HexFo
     if (part.op == Op::Field) {
         part.item = static_cast<std::uint32_t>(program.fields.size());
         program.fields.push_back(std::move(field));
-    } else if (part.op == Op::Wide) {
-        part.item = static_cast<std::uint32_t>(program.wideNumbers.size());
-        program.wideNumbers.push_back(NumberOfField<Uint128>(field));
     } else {
-        part.item = static_cast<std::uint32_t>(program.numbers.size());
-        program.numbers.push_back(NumberOfField<std::uint64_t>(field));
-    }
-    if (part.op != Op::Field && field.hasMask) {
-        program.maskedNumbers.push_back({part.op == Op::Wide, part.item, std::move(field)});
+        const bool isWide = part.op == Op::Wide;
+        part.item = static_cast<std::uint32_t>(isWide ? program.wideNumbers.size() : program.numbers.size());
+        if (isWide) {
+            program.wideNumbers.push_back(NumberOfField<Uint128>(field));
+        } else {
+            program.numbers.push_back(NumberOfField<std::uint64_t>(field));
+        }
+        if (field.hasMask) program.maskedNumbers.push_back({isWide, part.item, std::move(field)});
     }
     const bool isFixed =
         format == HexFormat::Mac || (sameSize && format != HexFormat::Ipv4 && format != HexFormat::Ipv6);

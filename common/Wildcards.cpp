@@ -19,7 +19,7 @@ Wildcards::Wildcards(Wildcards&& other) noexcept = default;
 
 Wildcards& Wildcards::operator=(const Wildcards& other)
 {
-    mImpl = std::make_unique<Impl>(*other.mImpl);
+    if (this != &other) mImpl = std::make_unique<Impl>(*other.mImpl);
     return *this;
 }
 
