@@ -95,6 +95,7 @@ TEST(HexfieldArithmetic, AgreesWithTheRulesInLongChains)
 
 TEST(HexfieldArithmetic, WidestFields)
 {
+    EXPECT_EQ((Hexfield("05") + 0xffffff).ToString(), "000004") << "the largest number of 3 bytes";
     const Hexfield ones(std::string(65535 * 2, 'f'));
     EXPECT_EQ((ones + 1).ToString(), std::string(65535 * 2, '0'));
     EXPECT_EQ((Hexfield("01") - ones).ToString(), std::string(65535 * 2 - 1, '0') + "2");
