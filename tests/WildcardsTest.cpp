@@ -70,6 +70,16 @@ TEST(WildcardsParse, MalformedListsRaiseAndChangeNothing)
     }
 }
 
+TEST(WildcardsIndex, CyclesKeepTheirOwnPlace)
+{
+    Wildcards wildcards("@x(0,70000,1)/@x(5,0,1,0,0,10)/@$(000000000000000000,2,1,hex)/@$(000000000000000000,3,1,hex)",
+                        "@");
+    wildcards.SetReadCursor(69998);
+    EXPECT_EQ(Values(wildcards, 3), "69998/10/000000000000000000/000000000000000002|"
+                                    "69999/0/000000000000000001/000000000000000000|"
+                                    "0/1/000000000000000000/000000000000000001|");
+}
+
 TEST(WildcardsIndex, CountersGoOnFromEveryPlace)
 {
     for (const char* templ : {"@x(7,0,1,0,2)", "@x(7,3,1,0,1)", "@x(98,2,2)", "@x(4,3,3,0,2)", "@x(8,2,1,0,1,9)",
