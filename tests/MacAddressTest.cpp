@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <locale>
 #include <sstream>
 
 using namespace zor::common;
@@ -73,6 +74,7 @@ TEST_F(MacAddressText, StyleIsSharedByAllAddresses)
     EXPECT_EQ(kInitialMac, "0011.2233.4455");
     EXPECT_EQ(kInitialName, "00:00:00:00:00:00:00:01");
     std::istringstream in("aa-bb-cc-dd-ee-ff 1.2.3.4.5.6.7.8");
+    in.imbue(std::locale::classic());
     CMacAddress address;
     CWorldWideName name;
     in >> address >> name;

@@ -4,6 +4,7 @@
 #include "support/Rows.h"
 
 #include <common/TemplateCompiler.h>
+#include <common/TemplateOverlay.h>
 
 #include <gtest/gtest.h>
 
@@ -21,6 +22,19 @@ TEST(TemplateProgram, DumpsItsParts)
         for (std::size_t i = 2; i < row.size(); ++i) expected += row[i] + '\n';
         EXPECT_EQ(Dump(*CompileTemplate(row[0], row[1], context)), expected) << row[0];
     }
+}
+
+TEST(TemplateProgram, DumpsItsValues)
+{
+    const auto program = CompileTemplate("@x(5,1,1,3)@x@$(0a,0,1,big)@$(0B,0,1,hex)@m@=(K)@=@=(none)@@"
+                                         "@$(0102030405060708AA)@$(0102030405060708090a0b0c0d0e0f1011)@_.@b",
+                                         "@", PacketContext());
+    const Layer layer = {program, State(*program, 0x0102030405ff)};
+    EXPECT_EQ(DumpValues(layer, {{"k", "a\"b\\\x9f"}, {"", "c"}}),
+              R"(, @x(5,1,1,3) = 5, @x = 1, @$(0a,0,1,big) = 0a, @$(0B,0,1,hex) = 0b, @m = 0102030405ff, )"
+              R"(@=(K) = "a\"b\\\237", @= = "", @=(none) = "", @@ = -, @$(0102030405060708AA) = 0102030405060708aa, )"
+              R"(@$(0102030405060708090a0b0c0d0e0f1011) = 0102030405060708090a0b0c0d0e0f1011, @_ = -, @b = 0)");
+    EXPECT_EQ(Quoted(std::string(1001, 'q')), '"' + std::string(1000, 'q') + "...\"");
 }
 
 /// Where each byte of a rewritten hex template comes from, found character by character.
