@@ -209,13 +209,13 @@ TEST(WildcardsContext, ASecondParseAddsItsExpressions)
     // Each set at its places in what the text has become, with a tail that leaves room for them all.
     for (const char* templ :
          {"@_(1,0)abcdef@_(9)zz", "@=(v)@_(1,0)a@x(7)b@_@_(0,0)cd@x(8)@_@_(0,2,1)x@x(9)@_@_(1,2)y@_",
-          "@x(98,9)@_(1,0)@x(9998,0)@_@_(0,0)@$(fffe,0,1,hex)@_", "@m@_@$(ff,4,0100,2)@b@_@@@s@p"}) {
+          "@x(98,9)@_(1,0)@x(9998,0)@_@_(0,0)@$(fffe,0,1,hex)@_", "@m@_@$(ff,4,0100,2)@b@_@@@s@p", "@x(3,6)"}) {
         test::WildcardsPair pair(templ + std::string(40, '.'), "@");
         SCOPED_TRACE(templ);
         pair.Make([](auto& object, auto&) { object.AddVar("v", std::string(90, 'v')); });
         for (int round = 0; round < 2; ++round) {
             for (int i = 0; i < 3; ++i) pair.Make([](auto& object, auto& out) { object.GetNextValue(out); });
-            pair.Make([](auto& object, auto& out) { object.GetValueAt(7, out, true); });
+            pair.Make([](auto& object, auto& out) { object.GetValueAt(11, out, true); });
             pair.Make([&](auto& object, auto&) { object.SetEtherParams(mac, mac, mac, 1); });
             pair.Compare();
         }
