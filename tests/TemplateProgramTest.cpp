@@ -26,14 +26,15 @@ TEST(TemplateProgram, DumpsItsParts)
 
 TEST(TemplateProgram, DumpsItsValues)
 {
-    const auto program = CompileTemplate("@x(5,1,1,3)@x@$(0a,0,1,big)@$(0B,0,1,hex)@m@=(K)@=@=(none)@@"
-                                         "@$(0102030405060708AA)@$(0102030405060708090a0b0c0d0e0f1011)@_.@b",
+    const auto program = CompileTemplate("@x(5,1,1,3)@x@$(000a,0,0001,big)@$(0B,0,1,hex)@m@=(K)@=@=(none)@@"
+                                         "@$(0002030405060708AA)@$(0102030405060708090a0b0c0d0e0f1011)@_.@b",
                                          "@", PacketContext());
     const Layer layer = {program, State(*program, 0x0102030405ff)};
     EXPECT_EQ(DumpValues(layer, {{"k", "a\"b\\\x9f"}, {"", "c"}}),
-              R"(, @x(5,1,1,3) = 5, @x = 1, @$(0a,0,1,big) = 0a, @$(0B,0,1,hex) = 0b, @m = 0102030405ff, )"
-              R"(@=(K) = "a\"b\\\237", @= = "", @=(none) = "", @@ = -, @$(0102030405060708AA) = 0102030405060708aa, )"
+              R"(, @x(5,1,1,3) = 5, @x = 1, @$(000a,0,0001,big) = 000a, @$(0B,0,1,hex) = 0b, @m = 0102030405ff, )"
+              R"(@=(K) = "a\"b\\\237", @= = "", @=(none) = "", @@ = -, @$(0002030405060708AA) = 0002030405060708aa, )"
               R"(@$(0102030405060708090a0b0c0d0e0f1011) = 0102030405060708090a0b0c0d0e0f1011, @_ = -, @b = 0)");
+    EXPECT_EQ(Quoted(std::string(1000, 'q')), '"' + std::string(1000, 'q') + '"');
     EXPECT_EQ(Quoted(std::string(1001, 'q')), '"' + std::string(1000, 'q') + "...\"");
 }
 

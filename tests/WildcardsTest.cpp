@@ -9,6 +9,12 @@
 #include <algorithm>
 #include <stdexcept>
 
+namespace zor::common {
+
+const char* DumpForDebugger(const Wildcards& wildcards) noexcept; // which debuggers call
+
+} // namespace zor::common
+
 using namespace zor::common;
 using namespace std::string_literals;
 using test::Random;
@@ -220,6 +226,18 @@ TEST(WildcardsContext, ASecondParseAddsItsExpressions)
             pair.Compare();
         }
     }
+}
+
+TEST(WildcardsDump, SaysWhereAnObjectStands)
+{
+    const unsigned char mac[6] = {};
+    Wildcards wildcards("@x(1,3)", "@");
+    EXPECT_STREQ(DumpForDebugger(wildcards), R"~(not yet parsed = {template = "@x(1,3)", marker = "@"})~");
+    wildcards.NextValue();
+    wildcards.SetEtherParams(mac, mac, mac, 0);
+    wildcards.NextValue();
+    EXPECT_STREQ(DumpForDebugger(wildcards),
+                 R"~(at index 1 = {template = "@x(1,3)", marker = "@", @x(1,3) = 3, @x(1,3) = 2})~");
 }
 
 TEST(WildcardsVariables, AreFoundInAnyCaseAndReadWhenRendered)
