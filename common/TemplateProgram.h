@@ -53,7 +53,7 @@ static_assert(sizeof(Part) == 32 && std::is_trivially_copyable_v<Part>);
 /// Where an expression stands.
 struct PartPlace {
     TextRange inText; ///< In Program::text.
-    TextRange given;  ///< In the text as it was given, before a hex template was rewritten.
+    TextRange given;  ///< In the text that was compiled, before a hex template was rewritten.
 };
 
 /// How a length is shown.
@@ -102,8 +102,8 @@ struct Program {
 /// length field.
 std::size_t MaxSizeOf(const Program& program, const Part& part) noexcept;
 
-/// One line a part, for tests and debuggers: what it is, its place in the text as it was given, how many bytes stand in
-/// front of it and in its gap or stretch, and how it counts.
+/// One line for each part, for tests and debuggers: what it is, its place in the text as it was given, its offset in the
+/// frame, the size of its gap or stretch, and how it counts.
 std::string Dump(const Program& program);
 
 /// Builds a program from the first part to the last. It knows nothing of the grammar.
