@@ -18,6 +18,7 @@ ADDITIONAL = {
     "GoogleProtoBufParser": ["AllocationTest", "SchemaFileFuzz", "SchemaStepsFuzz"],
     "HexText": ["AllocationTest", "Ipv6AddressFuzz"],
     "Hexfield": ["AllocationTest"],
+    "IndexOrder": ["IndexTest"],
     "IndexRange": ["IndexTest"],
     "Integer": ["NumericTest"],
     "IpAddress": ["AddressShapeTest"],
