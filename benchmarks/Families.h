@@ -12,6 +12,7 @@ void MacAddressRows();
 void HexfieldRows();
 void FieldExtractorRows();
 void WildcardsRows();
+void IndexOrderRows();
 void GoogleProtoBufRows();
 void MacroExpanderRows();
 

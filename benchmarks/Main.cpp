@@ -154,6 +154,7 @@ int main(int argc, char** argv)
     HexfieldRows();
     FieldExtractorRows();
     WildcardsRows();
+    IndexOrderRows();
     GoogleProtoBufRows();
     MacroExpanderRows();
 
