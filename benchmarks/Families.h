@@ -13,6 +13,7 @@ void HexfieldRows();
 void FieldExtractorRows();
 void WildcardsRows();
 void IndexOrderRows();
+void CompiledTemplateRows();
 void GoogleProtoBufRows();
 void MacroExpanderRows();
 

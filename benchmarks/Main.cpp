@@ -155,6 +155,7 @@ int main(int argc, char** argv)
     FieldExtractorRows();
     WildcardsRows();
     IndexOrderRows();
+    CompiledTemplateRows();
     GoogleProtoBufRows();
     MacroExpanderRows();
 

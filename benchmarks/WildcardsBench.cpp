@@ -1,6 +1,7 @@
 #include "Families.h"
 #include "Rows.h"
 
+#include <common/CompiledTemplate.h>
 #include <common/Wildcards.h>
 
 #include <algorithm>
@@ -9,6 +10,7 @@
 #include <iterator>
 #include <memory>
 #include <random>
+#include <string_view>
 #include <tuple>
 
 #if HAVE_ABSL
@@ -84,6 +86,24 @@ private:
     std::shared_ptr<Texts> mTexts;
 };
 
+/// The same by a compiled template, into a buffer.
+class CompiledAt {
+public:
+    explicit CompiledAt(const std::string& templ) : mCompiled(templ), mTexts(std::make_shared<Texts>(templ.size())) {}
+
+    std::string_view operator()(std::uint32_t index)
+    {
+        std::string& text = mTexts->Next();
+        text.resize(mCompiled.GetMaxSize());
+        auto* const out = reinterpret_cast<unsigned char*>(text.data());
+        return std::string_view(text).substr(0, mCompiled.Render(index + 1, out, text.size()));
+    }
+
+private:
+    CompiledTemplate mCompiled;
+    std::shared_ptr<Texts> mTexts;
+};
+
 /// What a peer writes for the same index.
 template <class Write>
 class ByIndex {
@@ -102,8 +122,8 @@ private:
     std::shared_ptr<Texts> mTexts;
 };
 
-/// Adds the two rows of a template, against a peer that writes the value of an index into a string. A peer that steps
-/// counts its calls.
+/// Adds the rows of a template, against a peer that writes the value of an index into a string. A peer that steps counts
+/// its calls. The compiled template is set beside Wildcards.
 template <class Write>
 void Rows(const std::string& name, double nextAtMost, double atAtMost, const std::string& templ, const char* peerName,
           std::size_t inputs, Write write)
@@ -112,6 +132,7 @@ void Rows(const std::string& name, double nextAtMost, double atAtMost, const std
     Row("wildcards next, " + name, nextAtMost, Steps(inputs), Next(templ))
         .Against(peerName, [peer = byPeer, next = 0u](auto) mutable -> const std::string& { return peer(next++); });
     Row("wildcards at index, " + name, atAtMost, Steps(inputs), At(templ)).Against(peerName, byPeer);
+    Row("compiled template at index, " + name, 1.0, Steps(inputs), CompiledAt(templ)).Against("Wildcards", At(templ));
 }
 
 /// Letters and blanks, as many as asked for.

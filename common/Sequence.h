@@ -264,6 +264,8 @@ struct MacDefinition {
     std::uint64_t mask = 0xffffffffffff;
     std::uint64_t fixed = 0; ///< The bits outside the mask.
 
+    bool operator==(const MacDefinition& other) const = default;
+
     std::uint64_t Next(std::uint64_t address) const noexcept { return fixed | (mask & (step + (address | ~mask))); }
 
     /// The address after so many changes. Of the step, only the bits in the mask count.

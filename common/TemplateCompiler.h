@@ -21,6 +21,8 @@ struct CounterDefinition {
     std::uint32_t repeat = 0;
     std::uint32_t count = 0;
     std::uint32_t modulus = 0xffffffff;
+
+    bool operator==(const CounterDefinition& other) const = default;
 };
 
 /// What callers set beside the template.
@@ -32,6 +34,8 @@ struct PacketContext {
     CounterDefinition vpi;
     CounterDefinition vci;
     std::vector<CounterDefinition> vlanTags; ///< Tag n is element n - 1.
+
+    bool operator==(const PacketContext& other) const = default;
 };
 
 /// A name in lower case. ASCII only, so that no locale changes what a name is.

@@ -11,37 +11,6 @@ namespace zor::common::detail {
 
 namespace {
 
-/// Two words side by side, which the compiler keeps in one vector register.
-using WordPair = unsigned long __attribute__((vector_size(16)));
-
-/// Copies the first and the last word of a text, which is all of it if it has at most two words.
-template <class Word>
-void CopyWords(char* out, const char* text, std::size_t size)
-{
-    Word first;
-    Word last;
-    std::memcpy(&first, text, sizeof first);
-    std::memcpy(&last, text + size - sizeof last, sizeof last);
-    std::memcpy(out, &first, sizeof first);
-    std::memcpy(out + size - sizeof last, &last, sizeof last);
-}
-
-/// Copies text. A short text is copied as two words that may overlap, which saves a call of memcpy.
-inline void CopyText(char* out, const char* text, std::size_t size)
-{
-    if (size > 2 * sizeof(WordPair)) {
-        std::memcpy(out, text, size);
-    } else if (size >= sizeof(WordPair)) {
-        CopyWords<WordPair>(out, text, size);
-    } else if (size >= 8) {
-        CopyWords<std::uint64_t>(out, text, size);
-    } else if (size >= 4) {
-        CopyWords<std::uint32_t>(out, text, size);
-    } else {
-        for (std::size_t i = 0; i < size; ++i) out[i] = text[i];
-    }
-}
-
 /// Writes a hex counter of up to 8 bytes as these bytes.
 inline char* WriteBytes(char* out, HexFormat format, std::uint64_t number, unsigned int size)
 {
@@ -119,23 +88,6 @@ char* WriteMac(char* out, const Part& part, std::uint64_t address)
                            : WriteHexBytes(out, bytes, 6, 2, '.', hexBytes);
 }
 
-/// Puts the length of the text from \a start to \a end in front of it or behind it, and returns the new end.
-char* InsertLength(char* start, char* end, const LengthDefinition& definition)
-{
-    const auto length = static_cast<std::size_t>(end - start);
-    char* const place = definition.isInFront ? start : end;
-    char digits[kMaxDecimalSize];
-    const std::size_t size =
-        definition.size == 0 ? static_cast<std::size_t>(WriteDecimal(digits, length, 0) - digits) : definition.size;
-    std::memmove(place + size, place, static_cast<std::size_t>(end - place));
-    if (definition.size == 0) {
-        std::memcpy(place, digits, size);
-    } else {
-        WriteLengthBytes(place, size, length, definition.isBigEndian);
-    }
-    return end + size;
-}
-
 /// Writes the value of a part, for the ops up to Op::Field.
 /// \param number  gives the number of an item, and is called once for each part that shows one.
 template <class NumberSource>
@@ -205,6 +157,22 @@ void WriteLengthBytes(char* out, std::size_t size, std::uint64_t length, bool is
     for (std::size_t k = 0; k < size && k < sizeof length; ++k) {
         out[isBigEndian ? size - 1 - k : k] = static_cast<char>(length >> 8 * k);
     }
+}
+
+char* InsertLength(char* start, char* end, const LengthDefinition& definition) noexcept
+{
+    const auto length = static_cast<std::size_t>(end - start);
+    char* const place = definition.isInFront ? start : end;
+    char digits[kMaxDecimalSize];
+    const std::size_t size =
+        definition.size == 0 ? static_cast<std::size_t>(WriteDecimal(digits, length, 0) - digits) : definition.size;
+    std::memmove(place + size, place, static_cast<std::size_t>(end - place));
+    if (definition.size == 0) {
+        std::memcpy(place, digits, size);
+    } else {
+        WriteLengthBytes(place, size, length, definition.isBigEndian);
+    }
+    return end + size;
 }
 
 char* Render(const Program& program, const Values& values, const VariableValues& variables, char* out) noexcept

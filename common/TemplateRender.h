@@ -6,10 +6,44 @@
 
 #include "TemplateState.h"
 
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <string>
 #include <vector>
 
 namespace zor::common::detail {
+
+/// Two words side by side, which the compiler keeps in one vector register.
+using WordPair = unsigned long __attribute__((vector_size(16)));
+
+/// Copies the first and the last word of a text, which is all of it if it has at most two words.
+template <class Word>
+void CopyWords(char* out, const char* text, std::size_t size) noexcept
+{
+    Word first;
+    Word last;
+    std::memcpy(&first, text, sizeof first);
+    std::memcpy(&last, text + size - sizeof last, sizeof last);
+    std::memcpy(out, &first, sizeof first);
+    std::memcpy(out + size - sizeof last, &last, sizeof last);
+}
+
+/// Copies text. A short text is copied as two words that may overlap, which saves a call of memcpy.
+inline void CopyText(char* out, const char* text, std::size_t size) noexcept
+{
+    if (size > 2 * sizeof(WordPair)) {
+        std::memcpy(out, text, size);
+    } else if (size >= sizeof(WordPair)) {
+        CopyWords<WordPair>(out, text, size);
+    } else if (size >= 8) {
+        CopyWords<std::uint64_t>(out, text, size);
+    } else if (size >= 4) {
+        CopyWords<std::uint32_t>(out, text, size);
+    } else {
+        for (std::size_t i = 0; i < size; ++i) out[i] = text[i];
+    }
+}
 
 /// The values of the variables that a program shows, by VariableUse::item; null for a missing one.
 using VariableValues = std::vector<const std::string*>;
@@ -32,6 +66,9 @@ std::string TextOf(const Program& program, const Part& part, const Values& value
 
 /// Writes a length as \a size bytes. Bytes that the type of the length does not have are 0.
 void WriteLengthBytes(char* out, std::size_t size, std::uint64_t length, bool isBigEndian) noexcept;
+
+/// Puts the length of the text from \a start to \a end in front of it or behind it, and returns the new end.
+char* InsertLength(char* start, char* end, const LengthDefinition& definition) noexcept;
 
 } // namespace zor::common::detail
 

@@ -14,6 +14,8 @@
 
 namespace zor::common {
 
+class CompiledTemplate;
+
 /// Expands a template that holds counters and variables into its successive values, by step or by index.
 /// \code
 /// Wildcards hosts("host-@x(1,3,1,2) @$(0A000001,4,1,ipv4)", "@");
@@ -228,6 +230,7 @@ public:
     /// \}
 
 private:
+    friend class CompiledTemplate;
     class Impl;
 
     std::unique_ptr<Impl> mImpl;

@@ -134,6 +134,11 @@ public:
 
     // ---- settings
 
+    const std::string& GetText() const noexcept { return mText; }
+    const std::string& GetMarker() const noexcept { return mMarker; }
+    const detail::PacketContext& GetContext() const noexcept { return mContext; }
+    const detail::Variables& GetVariables() const noexcept { return mVariables; }
+
     detail::PacketContext& Context() noexcept { return mContext; }
 
     void SetMac(const detail::MacDefinition& mac, std::uint32_t repeat) noexcept

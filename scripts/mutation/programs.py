@@ -7,6 +7,8 @@ from typing import NamedTuple
 # the tests of those that include it. Here is what else answers for a file; a name that does not exist is an error.
 ADDITIONAL = {
     "BigEndian": ["AddressShapeTest"],
+    "ByteSpan": ["CompiledTemplateTest"],
+    "CompiledTemplate": ["AllocationTest", "FramesFuzz"],
     "Decimal": ["WildcardsFuzz"],
     "DiUnsigned": ["Ipv6AddressTest"],
     "Digits": ["AddressShapeTest", "AllocationTest", "IpAddressFuzz", "Ipv6AddressFuzz", "MacAddressFuzz"],
@@ -18,8 +20,12 @@ ADDITIONAL = {
     "GoogleProtoBufParser": ["AllocationTest", "SchemaFileFuzz", "SchemaStepsFuzz"],
     "HexText": ["AllocationTest", "Ipv6AddressFuzz"],
     "Hexfield": ["AllocationTest"],
+    "IndexBatch": ["CompiledTemplateTest", "FramesFuzz"],
     "IndexOrder": ["IndexTest"],
+    "IndexProgram": ["CompiledTemplateTest", "AllocationTest", "CompiledTemplateFuzz", "FramesFuzz"],
     "IndexRange": ["IndexTest"],
+    "IndexRender": ["CompiledTemplateTest", "CompiledTemplateFuzz", "FramesFuzz"],
+    "IndexSequence": ["CompiledTemplateTest", "CompiledTemplateFuzz", "FramesFuzz"],
     "Integer": ["NumericTest"],
     "IpAddress": ["AddressShapeTest"],
     "Ipv6Address": ["AddressShapeTest", "MacAddressTest", "DiUnsignedTest", "AllocationTest"],

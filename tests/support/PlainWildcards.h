@@ -8,6 +8,7 @@
 #include <common/Ipv6Address.h>
 #include <common/Wildcards.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <locale>
@@ -143,6 +144,44 @@ public:
             out.replace(expr.pos, expr.len, text);
             if (pending && expr.kind != '_') growth += out.size() - before;
         }
+    }
+
+    /// The value after so many steps from index 0, where no index and no sum ever wraps.
+    void GetExactValueAt(std::uint64_t index, std::string& out) const
+    {
+        PlainWildcards moved(*this);
+        moved.ParseExpr();
+        for (Expr& expr : moved.mExprs) {
+            const std::uint64_t changes = index / (std::uint64_t{expr.repeat} + 1);
+            const std::uint64_t turn = expr.count == 0 ? changes : changes % expr.count;
+            if (expr.kind == 'm' || expr.kind == 'M') {
+                if (changes == 0) continue;
+                const std::uint64_t words[] = {mMac, mMacStep, mMacMask, mMacFixed};
+                std::string fields[4];
+                for (int i = 0; i < 4; ++i) {
+                    for (int shift = 40; shift >= 0; shift -= 8) fields[i] += static_cast<char>(words[i] >> shift);
+                }
+                const std::string sum = ExactSum(fields[0], fields[1], fields[2], fields[3], changes);
+                expr.mac = Number(reinterpret_cast<const unsigned char*>(sum.data()));
+            } else if (turn == 0) {
+                continue;
+            } else if (expr.kind == '$') {
+                std::size_t size = 0;
+                for (const Hexfield& field : expr.hex) size = std::max<std::size_t>(size, field.GetSize());
+                std::vector<std::string> fields(5, std::string(size, '\0'));
+                fields[3].assign(size, '\xff');
+                for (std::size_t i = 1; i < expr.hex.size(); ++i) {
+                    const std::string bytes = expr.hex[i].ToBinaryString(true);
+                    fields[i] = std::string(size - bytes.size(), '\0') + bytes;
+                }
+                expr.hex[0] = Hexfield(ExactSum(fields[1], fields[2], fields[3], fields[4], turn), true, true);
+            } else {
+                __extension__ typedef unsigned __int128 Wide;
+                const Wide sum = Wide{turn} * expr.step + expr.start;
+                expr.current = static_cast<unsigned int>(expr.modulus == 0 ? sum : sum % expr.modulus);
+            }
+        }
+        moved.Expand(out);
     }
 
     // ---- variables
@@ -311,6 +350,29 @@ private:
         std::uint64_t number = 0;
         for (int i = 0; i < 6; ++i) number = number << 8 | mac[i];
         return number;
+    }
+
+    /// What so many steps within a mask add up to, bit by bit; all fields have one size. The holes of the mask are full
+    /// when a step is added, so one where the step has a bit hands on one carry a step, and others what they get.
+    static std::string ExactSum(const std::string& start, const std::string& step, const std::string& mask,
+                                const std::string& fixed, std::uint64_t steps)
+    {
+        std::string sum = fixed;
+        std::uint64_t carry = 0;
+        for (std::size_t i = 0; i < 8 * sum.size(); ++i) {
+            const auto bit = [at = sum.size() - 1 - i / 8, i](const std::string& field) {
+                return static_cast<unsigned char>(field[at]) >> i % 8 & 1u;
+            };
+            if (bit(mask) != 0) {
+                __extension__ typedef unsigned __int128 Wide;
+                const Wide all = Wide{steps} * bit(step) + bit(start) + carry;
+                sum[sum.size() - 1 - i / 8] |= static_cast<char>(static_cast<unsigned int>(all & 1) << i % 8);
+                carry = static_cast<std::uint64_t>(all >> 1);
+            } else if (bit(step) != 0) {
+                carry = steps;
+            }
+        }
+        return sum;
     }
 
     static std::string Lower(std::string name)

@@ -1,0 +1,168 @@
+#include "CompiledTemplate.h"
+
+#include "IndexBatch.h"
+#include "IndexRender.h"
+#include "WildcardsImpl.h"
+
+#include <algorithm>
+#include <limits>
+#include <new>
+#include <utility>
+
+namespace zor::common {
+
+/// What all copies share.
+struct CompiledTemplate::Impl {
+    Impl(const std::string& templ, const std::string& opening, const detail::PacketContext& settings,
+         const detail::Variables& values)
+        : text(templ), marker(opening), context(settings), variables(values),
+          program(detail::CompileForIndexes(*detail::CompileTemplate(text, marker, context), context, variables))
+    {
+    }
+
+    std::string text;
+    std::string marker;
+    detail::PacketContext context;
+    detail::Variables variables;
+    std::shared_ptr<const detail::IndexProgram> program;
+};
+
+CompiledTemplate::CompiledTemplate(const std::string& text, const std::string& marker)
+    : CompiledTemplate(Wildcards(text, marker))
+{
+}
+
+CompiledTemplate::CompiledTemplate(const Wildcards& source)
+    : mImpl(std::make_shared<const Impl>(source.mImpl->GetText(), source.mImpl->GetMarker(), source.mImpl->GetContext(),
+                                         source.mImpl->GetVariables()))
+{
+}
+
+CompiledTemplate::CompiledTemplate(const CompiledTemplate& other) noexcept = default;
+CompiledTemplate& CompiledTemplate::operator=(const CompiledTemplate& other) noexcept = default;
+CompiledTemplate::~CompiledTemplate() = default;
+
+bool CompiledTemplate::operator==(const CompiledTemplate& other) const noexcept
+{
+    const Impl& left = *mImpl;
+    const Impl& right = *other.mImpl;
+    return &left == &right || (left.text == right.text && left.marker == right.marker &&
+                               left.context == right.context && left.variables == right.variables);
+}
+
+void CompiledTemplate::GetValueAt(std::uint64_t index, std::string& out) const
+{
+    const detail::IndexProgram& program = *mImpl->program;
+    const std::size_t size = detail::MeasureIndex(program, index);
+    out.resize(size);
+    detail::RenderIndex(program, index, out.data());
+}
+
+std::size_t CompiledTemplate::Render(std::uint64_t index, unsigned char* out, std::size_t room) const noexcept
+{
+    const detail::IndexProgram& program = *mImpl->program;
+    if (room < program.maxSize) {
+        const std::size_t size = detail::MeasureIndex(program, index);
+        if (size > room) return size;
+    }
+    char* const text = reinterpret_cast<char*>(out);
+    return static_cast<std::size_t>(detail::RenderIndex(program, index, text) - text);
+}
+
+std::size_t CompiledTemplate::GetMaxSize() const noexcept
+{
+    return mImpl->program->maxSize;
+}
+
+bool CompiledTemplate::IsFixedSize() const noexcept
+{
+    return mImpl->program->isFixedSize;
+}
+
+bool CompiledTemplate::RenderFrames(const IndexList& indexes, const FrameBuffers& frames) const noexcept
+{
+    if (indexes.GetCount() == 0) return true;
+    if (!IsFixedSize() || !frames.CanHold(GetMaxSize())) return false;
+    detail::WriteFrames(*mImpl->program, indexes, frames, false);
+    return true;
+}
+
+bool CompiledTemplate::PatchFrames(const IndexList& indexes, const FrameBuffers& frames) const noexcept
+{
+    if (indexes.GetCount() == 0) return true;
+    if (!IsFixedSize() || !frames.CanHold(GetMaxSize())) return false;
+    detail::WriteFrames(*mImpl->program, indexes, frames, true);
+    return true;
+}
+
+bool CompiledTemplate::RenderFrames(const IndexList& indexes, const FrameBuffers& frames, std::size_t room,
+                                    std::uint32_t* sizes) const noexcept
+{
+    constexpr std::size_t kMax = std::numeric_limits<std::uint32_t>::max();
+    const std::uint64_t count = indexes.GetCount();
+    if (IsFixedSize() && GetMaxSize() <= room) {
+        std::fill_n(sizes, count, static_cast<std::uint32_t>(std::min(GetMaxSize(), kMax)));
+        detail::WriteFrames(*mImpl->program, indexes, frames, false);
+        return true;
+    }
+    bool haveAllFitted = true;
+    for (std::uint64_t k = 0; k < count; ++k) {
+        const std::size_t size = Render(indexes[k], frames[k], room);
+        sizes[k] = static_cast<std::uint32_t>(std::min(size, kMax));
+        haveAllFitted = haveAllFitted && size <= room;
+    }
+    return haveAllFitted;
+}
+
+const std::vector<ByteSpan>& CompiledTemplate::GetChangingSpans() const noexcept
+{
+    return mImpl->program->changingSpans;
+}
+
+std::size_t CompiledTemplate::RenderBatch(const IndexList& indexes, unsigned char* out, std::size_t room,
+                                          std::vector<std::size_t>& offsets) const
+{
+    const detail::IndexProgram& program = *mImpl->program;
+    std::uint64_t most = indexes.GetCount();
+    if (program.minSize != 0) most = std::min<std::uint64_t>(most, room / program.minSize);
+    std::vector<std::size_t> starts;
+    if (offsets.capacity() > most) {
+        offsets.swap(starts); // then nothing fails below
+    } else if (program.minSize != 0) {
+        if (most >= starts.max_size()) throw std::bad_alloc();
+        starts.reserve(static_cast<std::size_t>(most) + 1);
+    }
+    starts.assign(1, 0);
+    for (std::uint64_t k = 0; k < most; ++k) {
+        const std::size_t from = starts.back();
+        const std::size_t size = Render(indexes[k], out + from, room - from);
+        if (size > room - from) break;
+        starts.push_back(from + size);
+    }
+    offsets.swap(starts);
+    return offsets.size() - 1;
+}
+
+bool CompiledTemplate::StepsAlike() const noexcept
+{
+    return mImpl->program->stepsAlike;
+}
+
+std::uint64_t CompiledTemplate::GetPeriod() const noexcept
+{
+    std::uint64_t period = 1;
+    for (const std::uint64_t one : mImpl->program->periods) period = detail::CommonPeriod(period, one);
+    return period;
+}
+
+std::uint64_t CompiledTemplate::GetPeriod(const std::vector<std::size_t>& fields) const
+{
+    const std::vector<std::uint64_t>& periods = mImpl->program->periods;
+    std::uint64_t period = 1;
+    for (const std::size_t field : fields) {
+        if (field < periods.size()) period = detail::CommonPeriod(period, periods[field]);
+    }
+    return period;
+}
+
+} // namespace zor::common

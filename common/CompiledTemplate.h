@@ -1,0 +1,199 @@
+#ifndef ZOR_COMMON_COMPILED_TEMPLATE_H
+#define ZOR_COMMON_COMPILED_TEMPLATE_H
+
+/// \file
+/// CompiledTemplate, a template whose value at any 64-bit index is known without stepping, and batches of its values.
+
+#include "ByteSpan.h"
+#include "Export.h"
+#include "IndexRange.h"
+#include "Wildcards.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace zor::common {
+
+/// Which values a batch holds: those of a range, or listed ones. It points at the listed indexes and copies none.
+class IndexList {
+public:
+    /// \param range  a count of 0 is no value.
+    IndexList(const IndexRange& range) noexcept : mRange(range) {} // implicit, so that a range serves as a list
+
+    /// \param indexes  in any order, also more than once; may be null if \a count is 0.
+    IndexList(const std::uint64_t* indexes, std::size_t count) noexcept : mRange{0, count, 1}, mListed(indexes) {}
+
+    std::uint64_t GetCount() const noexcept { return mRange.count; }
+
+    /// The index of place \a k, which must be below the count.
+    std::uint64_t operator[](std::uint64_t k) const noexcept
+    {
+        return mListed ? mListed[k] : mRange.first + k * mRange.every;
+    }
+
+    /// The listed indexes; null for a range.
+    const std::uint64_t* GetListed() const noexcept { return mListed; }
+
+    /// Whether each index is the one before plus 1, modulo 2^64.
+    bool IsInSequence() const noexcept { return !mListed && mRange.every == 1; }
+
+private:
+    IndexRange mRange;
+    const std::uint64_t* mListed = nullptr;
+};
+
+/// Where the frames of a batch go. It points at the buffers, which must not overlap.
+class FrameBuffers {
+public:
+    /// Frame k goes to \a first + k * \a stride.
+    FrameBuffers(unsigned char* first, std::size_t stride) noexcept : mFirst(first), mStride(stride) {}
+
+    /// Frame k goes to \a each[k]: pointers gathered from packet buffers or iovecs.
+    explicit FrameBuffers(unsigned char* const* each) noexcept : mEach(each) {}
+
+    unsigned char* operator[](std::uint64_t k) const noexcept { return mEach ? mEach[k] : mFirst + k * mStride; }
+
+    /// The pointers; null if the buffers have a stride.
+    unsigned char* const* GetEach() const noexcept { return mEach; }
+
+    /// Whether a frame of \a size bytes ends before the next buffer, where that is known.
+    bool CanHold(std::size_t size) const noexcept { return mEach || mStride >= size; }
+
+private:
+    unsigned char* mFirst = nullptr;
+    std::size_t mStride = 0;
+    unsigned char* const* mEach = nullptr;
+};
+
+/// An immutable form of a template: the value at each index from 0 to 2^64 - 1, in any order.
+/// \code
+/// const CompiledTemplate packets("@h 02 00 00 00 00 fe @$(020000000001,0,000000000001,big) 88b5 @$(00000000,0,00000001,big)");
+/// unsigned char frame[18];
+/// packets.Render(1000000, frame, sizeof frame); // ... 02 00 00 0f 42 41 88 b5 00 0f 42 40
+/// \endcode
+///
+/// Value i is what a fresh Wildcards of the same text and settings shows after i calls of NextValue(): the values that a
+/// sender which steps has sent. Beyond index 2^32 - 1, where a Wildcards starts its turns anew, indexes go on in 64 bits.
+/// With t the turn of index i (i / (repeat + 1), modulo the count if there is one):
+/// - A decimal counter shows start + t * step modulo 2^32. With a maximum it shows the start at turn 0, and the same sum
+///   modulo maximum + 1, in exact arithmetic, at all others.
+/// - A hex counter shows its start at turn 0, in as many bytes as it was written with, and start + t * step at all
+///   others, in as many bytes as the widest of start, step and mask has.
+/// - With a mask, and for MAC addresses, turn t shows what t steps within the mask give. Bytes of the start above the
+///   mask's width are 0 from turn 1 on.
+///
+/// Wildcards::GetValueAt() multiplies in fewer bits and gives other numbers for some templates; its docstring says which.
+///
+/// A frame is a value of a template whose values all have one size.
+///
+/// One object serves any number of threads at once, without locks. Copying shares and does not allocate. A malformed
+/// argument list raises std::out_of_range; apart from that nothing fails but memory.
+class ZOR_COMMON_API CompiledTemplate {
+public:
+    /// \name Construction
+    /// \{
+
+    /// \param text    as for Wildcards.
+    /// \param marker  as for Wildcards.
+    explicit CompiledTemplate(const std::string& text, const std::string& marker = "@");
+
+    /// Compiles the text that \a source was given, as if parsed once, with its settings and variables as they are now.
+    /// Its position does not matter. What is set later changes nothing here.
+    explicit CompiledTemplate(const Wildcards& source);
+
+    CompiledTemplate(const CompiledTemplate& other) noexcept;            ///< Shares; allocates nothing.
+    CompiledTemplate& operator=(const CompiledTemplate& other) noexcept; ///< Shares; allocates nothing.
+    ~CompiledTemplate();                                                 ///< The last one that shares releases memory.
+
+    /// Whether text, marker, settings and variables are the same.
+    bool operator==(const CompiledTemplate& other) const noexcept;
+    bool operator!=(const CompiledTemplate& other) const noexcept { return !(*this == other); }
+
+    /// \}
+    /// \name One value
+    /// \{
+
+    /// Replaces \a out by the value at an index. Allocates nothing if the capacity is at least the value's size. If
+    /// memory runs out, \a out is as it was.
+    void GetValueAt(std::uint64_t index, std::string& out) const;
+
+    /// Writes the value at an index.
+    /// \param out   \a room bytes; may be null if \a room is 0.
+    /// \return      the size of the value in bytes. If that is above \a room, nothing is written.
+    std::size_t Render(std::uint64_t index, unsigned char* out, std::size_t room) const noexcept;
+
+    /// A size in bytes that no value exceeds; the size of all values if they have one size.
+    std::size_t GetMaxSize() const noexcept;
+
+    /// Whether all values have one size, so that they are frames. True at least if each expression is one of these: a
+    /// decimal counter that never changes, or whose width holds its largest number; a hex counter in `big`, `little` or
+    /// `hex` whose step and mask are no wider than its start; one in `mac`; a MAC address; a variable; an escape; a
+    /// length field of a fixed number of bytes.
+    bool IsFixedSize() const noexcept;
+
+    /// \}
+    /// \name Batches
+    /// Buffers are written from the start, and not a byte around the frames. The functions allocate nothing, but for
+    /// RenderBatch().
+    /// \{
+
+    /// Writes one frame to each buffer.
+    /// \return  true for an empty list. Otherwise false, with nothing written, for a template without fixed size and for
+    ///          a stride below the size.
+    bool RenderFrames(const IndexList& indexes, const FrameBuffers& frames) const noexcept;
+
+    /// The same for buffers that hold frames of this template, of any index: writes bytes of GetChangingSpans() only.
+    bool PatchFrames(const IndexList& indexes, const FrameBuffers& frames) const noexcept;
+
+    /// Writes values of any size, one to each buffer of \a room bytes. One that is larger is not written.
+    /// \param sizes  gets the size of each value in bytes, also of one that is not written; 2^32 - 1 for one above that.
+    /// \return       whether all values were written.
+    bool RenderFrames(const IndexList& indexes, const FrameBuffers& frames, std::size_t room,
+                      std::uint32_t* sizes) const noexcept;
+
+    /// Where frames differ from one another: ascending spans that do not touch. They hold each byte that differs between
+    /// two frames and no byte of literal text. For hex counters without a mask and MAC addresses of a full mask they hold
+    /// nothing else. Empty if nothing changes or the size is not fixed.
+    const std::vector<ByteSpan>& GetChangingSpans() const noexcept;
+
+    /// Writes values one behind the other, as long as each fits into \a room bytes completely.
+    /// \param offsets  is set to where each value starts and, last, where the last one ends. As it was if memory runs out.
+    /// \return         how many values were written.
+    std::size_t RenderBatch(const IndexList& indexes, unsigned char* out, std::size_t room,
+                            std::vector<std::size_t>& offsets) const;
+
+    /// \}
+    /// \name The sequence
+    /// \{
+
+    /// Whether stepping a Wildcards surely gives the same numbers below index 2^32. False for a template with one of
+    /// these, where the sums are exact here and not there, even if no value shows it:
+    /// - a hex counter wider than 8 bytes, with a count other than 1, whose step has a 32-bit word ffffffff that is
+    ///   neither its lowest one nor the topmost one of the counter: stepping may lose carries;
+    /// - a decimal counter with a maximum and a count other than 1 for which the larger of start and maximum plus the
+    ///   step reaches 2^32: stepping wraps there before it takes the sum modulo maximum + 1.
+    bool StepsAlike() const noexcept;
+
+    /// The number of indexes after which all expressions show their numbers of index 0 and start again: the least common
+    /// multiple of the periods of all numbers. It is a period of the values, the least one if each text shows its whole
+    /// number. 0 where it is 2^64 or more, and where some first number never comes back.
+    std::uint64_t GetPeriod() const noexcept;
+
+    /// The same for some of the expressions alone.
+    /// \param fields  places in the list of expressions without escapes, from 0 on. One beyond the end never changes.
+    std::uint64_t GetPeriod(const std::vector<std::size_t>& fields) const;
+
+    /// \}
+
+private:
+    struct Impl;
+
+    std::shared_ptr<const Impl> mImpl;
+};
+
+} // namespace zor::common
+
+#endif // ZOR_COMMON_COMPILED_TEMPLATE_H

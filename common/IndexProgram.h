@@ -1,0 +1,215 @@
+#ifndef ZOR_COMMON_INDEX_PROGRAM_H
+#define ZOR_COMMON_INDEX_PROGRAM_H
+
+/// \file
+/// Internal: the form of a template in which each value is a function of its 64-bit index, and what builds it.
+
+#include "ByteSpan.h"
+#include "IndexSequence.h"
+#include "TemplateCompiler.h"
+#include "TemplateOverlay.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zor::common::detail {
+
+/// Consecutive elements of a table.
+struct Slice {
+    std::size_t first = 0;
+    std::size_t count = 0;
+};
+
+/// How bits of a number are written.
+enum class Notation : std::uint8_t {
+    Big,      ///< Bytes, the most significant one first.
+    Little,   ///< Bytes, the least significant one first.
+    LowerHex, ///< Hex digits.
+    UpperHex,
+    Decimal ///< Decimal digits, of the whole number.
+};
+
+/// Bytes of a text that follow one another, change, and show bits of one word of a number.
+struct Piece {
+    std::size_t offset = 0; ///< In the frame; of a resized text, in the text.
+    std::uint32_t word = 0; ///< Which 64 bits of the number; 0 are the lowest.
+    std::uint8_t shift = 0; ///< The bit of the word that the piece ends with.
+    std::uint8_t size = 0;  ///< In bytes of the text: up to 8 for bytes, 16 for hex and 10 for decimal digits.
+    Notation notation = Notation::Big;
+};
+
+/// How the text of a field is made.
+enum class Shape : std::uint8_t {
+    Piece,      ///< One piece of a number of up to 64 bits: offset, shift, size and notation are those of the field.
+    Pieces,     ///< Pieces of a number by runs.
+    Resized,    ///< Bytes or hex digits, of another size at turn 0 than at all others.
+    Decimal,    ///< Decimal digits, as many as the number has.
+    Ipv4,       ///< Dotted decimal of the lowest 4 bytes.
+    Ipv6,       ///< Hex groups of the lowest 16 bytes.
+    LengthOpen, ///< The first one of a pair of length fields.
+    LengthClose ///< The second one.
+};
+
+/// How the number of a field follows from its turn.
+enum class NumberRule : std::uint8_t {
+    Linear,  ///< start + turn * step, in `bits` bits.
+    Modular, ///< The same modulo `modulus`, in exact arithmetic; the start as it is at turn 0.
+    Runs     ///< By bit runs; where the start stands apart, its words at turn 0.
+};
+
+/// What few fields have.
+struct FieldDetails {
+    Slice runs;
+    Slice startWords; ///< The start, where it stands apart from its runs.
+    Slice pieces;     ///< The lowest word first.
+    Slice firstText;  ///< In IndexProgram::texts: what turn 0 of a resized text shows. All others are all pieces.
+    std::size_t fullSize = 0; ///< Of the others.
+    Divisor modulus;
+    LengthDefinition length;
+};
+
+/// A place of the frame whose bytes change. An expression with several pieces may have several fields.
+struct IndexField {
+    Shape shape = Shape::Piece;
+    NumberRule rule = NumberRule::Linear;
+    Notation notation = Notation::Big;
+    std::uint8_t shift = 0;
+    std::uint8_t size = 0;
+    std::uint8_t bits = 64;   ///< Of a number by any rule but runs.
+    std::uint8_t width = 0;   ///< Of a decimal number the least number of digits.
+    bool startsApart = false; ///< Whether turn 0 shows what the sums do not give.
+    std::uint32_t details = 0;
+    TurnRule turns;
+    std::uint64_t start = 0;
+    std::uint64_t step = 0;
+    std::size_t offset = 0; ///< Where it stands in the frame.
+    std::size_t stretch =
+        0; ///< Of a text that is not in the frame: bytes of the frame from here to the next such field.
+
+    /// Whether the frame holds the text, but for what changes.
+    bool IsInFrame() const noexcept { return shape <= Shape::Pieces; }
+};
+static_assert(sizeof(IndexField) <= 80);
+
+/// What changes, in the order of the frame. It never changes once it is built and points at nothing outside, so any
+/// number of threads may share one. Numbers that never change, variables, escapes and the lengths of stretches of a fixed
+/// size are part of the frame.
+struct IndexProgram {
+    std::string frame;            ///< Literal text; where pieces stand, their bytes at index 0.
+    std::size_t firstStretch = 0; ///< Bytes of the frame up to the first field that is not in it.
+    std::vector<IndexField> fields;
+    std::vector<FieldDetails> details; ///< The first one is that of fields without.
+    std::vector<Piece> pieces;
+    std::vector<BitRun> runs;
+    std::vector<std::uint64_t> startWords;
+    std::string texts;
+
+    std::size_t minSize = 0; ///< Of a value, in bytes.
+    std::size_t maxSize = 0;
+    bool isFixedSize = true;
+    bool stepsAlike = true;              ///< Whether stepping a Wildcards gives these values.
+    std::vector<ByteSpan> changingSpans; ///< Of a frame of fixed size; ascending, apart.
+    std::vector<std::uint64_t>
+        periods; ///< Of each expression that is no escape, in indexes; 0 is 2^64 or more, or never.
+
+    const FieldDetails& DetailsOf(const IndexField& field) const noexcept { return details[field.details]; }
+
+    /// The number of a field at a turn, by any rule but runs.
+    std::uint64_t NumberAt(const IndexField& field, std::uint64_t turn) const noexcept
+    {
+        if (field.rule == NumberRule::Linear) return (field.start + turn * field.step) & LowBits(field.bits);
+        if (turn == 0) return field.start;
+        const Divisor& modulus = DetailsOf(field).modulus;
+        return modulus.Remainder(field.start + modulus.Remainder(turn) * field.step);
+    }
+};
+
+/// A decimal counter.
+struct DecimalCounter {
+    std::uint32_t start = 0;
+    std::uint32_t step = 0;
+    std::uint32_t modulus = 0; ///< 0 is without.
+    std::uint8_t width = 0;    ///< The least number of digits.
+    TurnRule turns;
+};
+
+/// A counter of any number of bytes. Words are the lowest one first, as many as the size takes.
+struct HexCounter {
+    std::vector<std::uint64_t> start;
+    std::vector<std::uint64_t> step;
+    std::vector<std::uint64_t> mask;  ///< All bits of the size without a mask.
+    std::vector<std::uint64_t> fixed; ///< The bits outside the mask from turn 1 on.
+    std::size_t startSize = 0;
+    std::size_t size = 0; ///< From turn 1 on.
+    bool hasMask = false;
+    TurnRule turns;
+};
+
+/// Builds a program from the first byte to the last. It knows nothing of the grammar.
+class IndexProgramBuilder {
+public:
+    IndexProgramBuilder() : mProgram(std::make_shared<IndexProgram>()) { mProgram->details.resize(1); }
+
+    void AddLiteral(std::string_view text) { mProgram->frame += text; }
+
+    /// Text that stands for an expression.
+    void AddText(std::string_view text)
+    {
+        AddLiteral(text);
+        AddPeriod(1);
+    }
+
+    /// \param first  the text at turn 0, here and below.
+    void AddDecimal(const DecimalCounter& counter, std::string_view first);
+
+    /// \param isUpperCase  the hex digits of a text.
+    void AddHex(const HexCounter& counter, HexFormat format, std::string_view first, bool isUpperCase = false);
+
+    /// Begins the stretch that a pair of length fields measures. Pairs do not nest.
+    void OpenLength(const LengthDefinition& length);
+
+    /// Ends the stretch. Without one, nothing is shown.
+    void CloseLength();
+
+    std::shared_ptr<const IndexProgram> Finish();
+
+private:
+    /// Where a stretch began, as places in the program.
+    struct OpenStretch {
+        LengthDefinition length;
+        std::size_t offset;
+        std::size_t field;
+        std::size_t piece;
+        std::size_t period;
+    };
+
+    void AddPeriod(std::uint64_t period) { mProgram->periods.push_back(period); }
+    void AddVaryingField(IndexField field, std::size_t minSize, std::size_t maxSize);
+    void AddFrameFields(IndexField field, const std::vector<Piece>& pieces);
+    void AddDetails(IndexField& field, const FieldDetails& details);
+    Slice AddPieces(const std::vector<Piece>& pieces);
+    void SetNumber(IndexField& field, FieldDetails& details, const HexCounter& counter, std::size_t words);
+    void FindChangingSpans();
+
+    std::shared_ptr<IndexProgram> mProgram;
+    std::optional<OpenStretch> mOpen;
+    std::size_t mMinSize = 0; ///< Of the texts that are not in the frame.
+    std::size_t mMaxSize = 0;
+    std::size_t mLengthsInDigits = 0;
+};
+
+/// The least common multiple; 0 where that is 2^64 or more, or where one of both is 0.
+std::uint64_t CommonPeriod(std::uint64_t left, std::uint64_t right) noexcept;
+
+/// Compiles a program with the settings and variables as they are. Those that come later change nothing.
+std::shared_ptr<const IndexProgram> CompileForIndexes(const Program& program, const PacketContext& context,
+                                                      const Variables& variables);
+
+} // namespace zor::common::detail
+
+#endif // ZOR_COMMON_INDEX_PROGRAM_H
