@@ -4,6 +4,7 @@
 
 #include "../tests/support/SchemaChecks.h"
 
+#include <common/CompiledTemplate.h>
 #include <common/FieldExtractor.h>
 #include <common/GoogleProtoBuf.h>
 #include <common/Hexfield.h>
@@ -117,6 +118,18 @@ const std::vector<Group> kGroups = {
        [](auto& text) {
            const Count count;
            Parsed(text);
+       }},
+      {"compile",
+       [](auto& text) {
+           const Count count;
+           CompiledTemplate compiled(text);
+       }},
+      {"compiled value",
+       [](auto& text) {
+           const CompiledTemplate compiled(text);
+           std::string out;
+           const Count count;
+           compiled.GetValueAt(3, out);
        }},
       {"next value",
        [](auto& text) {

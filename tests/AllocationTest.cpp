@@ -3,6 +3,7 @@
 #include "support/FailingNew.h"
 #include "support/SchemaChecks.h"
 
+#include <common/CompiledTemplate.h>
 #include <common/FieldExtractor.h>
 #include <common/GoogleProtoBuf.h>
 #include <common/Ipv6Address.h>
@@ -248,6 +249,59 @@ void FailReadingOf(const Address& address)
     FailEachAllocation([&] { return std::pair(address, "before"s); },
                        [](const auto& pair) { return pair.first.ToString() + pair.second; },
                        [](auto& pair) { pair.first.CopyFromString("neither an address nor a name", &pair.second); });
+}
+
+TEST(Allocation, CompiledTemplatesAllocateOnlyToCompile)
+{
+    const CompiledTemplate varying(kTemplate);
+    const std::string wide(400, '0');
+    const CompiledTemplate frames("@h 0102 @$(" + wide + ",0," + wide.substr(1) +
+                                  "1,big)@x(1,9,2,8)@m@$(ff,3,1,mac,0,0f)");
+    std::string value;
+    value.reserve(varying.GetMaxSize());
+    std::vector<unsigned char> bytes(300 * frames.GetMaxSize());
+    std::vector<std::uint32_t> sizes(300);
+    std::vector<std::size_t> offsets(302);
+    const std::uint64_t listed[] = {~std::uint64_t{0}, 5, 4};
+    const long before = gAllocations;
+    CompiledTemplate copy = varying;
+    copy = frames;
+    copy = std::move(copy);
+    for (const std::uint64_t index : listed) {
+        varying.GetValueAt(index, value);
+        varying.Render(index, bytes.data(), bytes.size());
+        frames.Render(index, bytes.data(), bytes.size());
+    }
+    const FrameBuffers buffers(bytes.data(), frames.GetMaxSize());
+    EXPECT_TRUE(frames.RenderFrames(IndexRange{1, 300, 3}, buffers));
+    EXPECT_TRUE(frames.PatchFrames(IndexList(listed, 3), buffers));
+    EXPECT_TRUE(varying.RenderFrames(IndexRange{0, 300}, buffers, frames.GetMaxSize(), sizes.data()));
+    EXPECT_EQ(varying.RenderBatch(IndexRange{0, 300}, bytes.data(), bytes.size(), offsets), 300u);
+    EXPECT_EQ(gAllocations - before, 0);
+}
+
+TEST(Allocation, FailuresLeaveOffsetsAndSourcesAsTheyWere)
+{
+    struct Batch {
+        CompiledTemplate compiled = CompiledTemplate("@x(5,20)");
+        std::vector<std::size_t> offsets = {3, 1, 4};
+        unsigned char bytes[200] = {};
+        Drawn source = Drawn(kTemplate + std::string(300, '.'), "@");
+        std::string value;
+    };
+    const auto seen = [](Batch& batch) {
+        std::string all = Seen(batch.source) + batch.value, value;
+        for (const std::size_t offset : batch.offsets) all += std::to_string(offset) + ' ';
+        batch.compiled.GetValueAt(7, value);
+        return all + value;
+    };
+    FailEachAllocation([] { return Batch(); }, seen,
+                       [](Batch& b) {
+                           b.compiled.RenderBatch(IndexRange{0, 90}, b.bytes, sizeof b.bytes, b.offsets);
+                       },
+                       [](Batch& b) { b.compiled = CompiledTemplate(b.source); },
+                       [](Batch& b) { b.compiled = CompiledTemplate("@h 01 @$(0102030405060708090a,0,01,2,0,f0)"); },
+                       [](Batch& b) { CompiledTemplate(kLong + kLong).GetValueAt(7, b.value); });
 }
 
 TEST(Allocation, FailuresLeaveAddressesAndErrorTextsAsTheyWere)

@@ -2,6 +2,7 @@
 
 #include "support/SchemaChecks.h"
 
+#include <common/CompiledTemplate.h>
 #include <common/FieldExtractor.h>
 #include <common/FieldTypeHelper.h>
 #include <common/GoogleProtoBuf.h>
@@ -25,11 +26,11 @@ constexpr unsigned int kThreads = 4;
 
 /// Runs \a work(thread) on threads that start together.
 template <class Work>
-void OnThreads(Work work)
+void OnThreads(Work work, unsigned int count = kThreads)
 {
-    std::latch start(kThreads);
+    std::latch start(count);
     std::vector<std::thread> threads;
-    for (unsigned int i = 0; i < kThreads; ++i)
+    for (unsigned int i = 0; i < count; ++i)
         threads.emplace_back([&start, &work, i] { start.arrive_and_wait(), work(i); });
     for (std::thread& thread : threads) thread.join();
 }
@@ -98,6 +99,26 @@ TEST(Threads, ObjectsOfTheirOwnAndSharedConstants)
         for (int round = 0; round < 200; ++round) results[thread] = UseAll(thread);
     });
     for (unsigned int i = 0; i < kThreads; ++i) EXPECT_EQ(results[i], UseAll(i)) << i;
+}
+
+TEST(Threads, OneCompiledTemplateForAll)
+{
+    const CompiledTemplate compiled("@h 0102 @$(0A000001,9,00000001,big) @m(1) @x(1,7,1,3,2) @$(ff,0,01,mac,1,0f)");
+    const std::size_t size = compiled.GetMaxSize();
+    constexpr std::size_t kFrames = 700;
+    const auto use = [&](std::uint64_t part) {
+        const CompiledTemplate copy = compiled;
+        const IndexRange range = Block({0, 8 * kFrames}, part, 8);
+        std::vector<unsigned char> ring(kFrames * size);
+        EXPECT_TRUE(copy.RenderFrames(range, {ring.data(), size}) && copy.PatchFrames(range, {ring.data(), size}));
+        std::string value(reinterpret_cast<const char*>(ring.data()), ring.size()), last;
+        compiled.GetValueAt(range.first + kFrames - 1, last);
+        EXPECT_EQ(value.substr(value.size() - size), last);
+        return value + std::to_string(copy.GetPeriod() + copy.GetChangingSpans().size());
+    };
+    std::string results[8];
+    OnThreads([&](unsigned int thread) { results[thread] = use(thread); }, 8);
+    for (unsigned int i = 0; i < 8; ++i) EXPECT_EQ(results[i], use(i)) << i;
 }
 
 TEST(Threads, FirstCallsAtOnce)
