@@ -18,7 +18,7 @@ class CompiledTemplate;
 
 /// Expands a template that holds counters and variables into its successive values, by step or by index.
 /// \code
-/// Wildcards hosts("host-@x(1,3,1,2) @$(0A000001,4,1,ipv4)", "@");
+/// Wildcards hosts("host-@x(1,3,1,2) @$(0A000001,4,00000001,ipv4)", "@");
 /// std::string value;
 /// hosts.GetValue(value);             // "host-01 10.0.0.1"
 /// hosts.GetNextValue(value);         // "host-02 10.0.0.2"

@@ -27,8 +27,8 @@ Prints COUNT values of a template (1 if not given), a line each.
 
 NAME=VALUE sets a variable. "--" ends the options. Examples:
 
-  expand-template '@$(0A000001,4,1,ipv4)' 5
-  expand-template --hex '@h 08 06 @$(0064,0,1,big)' 3
+  expand-template '@$(0A000001,4,00000001,ipv4)' 5
+  expand-template --hex '@h 08 06 @$(0064,0,0001,big)' 3
   expand-template 'GET /@=(path)?id=@x(1,0,1,5)' 2 path=index.html
 )";
 

@@ -4,7 +4,7 @@
 
 int main()
 {
-    zor::common::Wildcards hosts("host-@x(1,3,1,2) @$(0A0000FE,0,1,ipv4)", "@");
+    zor::common::Wildcards hosts("host-@x(1,3,1,2) @$(0A0000FE,0,00000001,ipv4)", "@");
     std::string value;
     for (hosts.GetValue(value); value != "host-02 10.0.1.2"; hosts.GetNextValue(value)) std::cout << value << '\n';
 
