@@ -30,16 +30,23 @@ struct Packet {
     static constexpr std::uint16_t kPort = 1024;
     static constexpr std::uint16_t kPorts = 50000;
 
-    explicit Packet(std::size_t size)
-        : compiled("@h 0200000000fe @$(020000000001,0,000000000001,big) 0800 4500002e00000000401100000a00 00fe"
-                   "@$(0A000001,60000,00000001,big) @$(0400,50000,0001,big) 0035001a0000 @$(00000000,0,00000001,big)" +
-                   std::string(2 * (size - 46), '5'))
+    static std::string Text(std::size_t size)
+    {
+        return "@h 0200000000fe @$(020000000001,0,000000000001,big) 0800 4500002e00000000401100000a0000fe"
+               "@$(0A000001,60000,00000001,big) @$(0400,50000,0001,big) 0035001a0000 @$(00000000,0,00000001,big)" +
+               std::string(2 * (size - 46), '5');
+    }
+
+    explicit Packet(std::size_t size) : compiled(Text(size))
     {
         compiled.GetValueAt(0, frame);
+        const auto* const bytes = reinterpret_cast<const unsigned char*>(frame.data());
+        summed = CompiledTemplate(Wildcards(Text(size), "@"), FindChecksums(bytes, frame.size()));
     }
 
     CompiledTemplate compiled;
-    std::string frame; ///< Value 0.
+    CompiledTemplate summed = compiled; ///< With the checksums of IPv4 and UDP.
+    std::string frame;                  ///< Value 0.
 };
 
 /// What a sender does that patches frames by hand: copies the packet and writes four counters, which it steps.
@@ -100,6 +107,11 @@ struct WrittenLiterals {
     Written written;
     const CompiledTemplate* compiled;
 
+    friend bool operator==(const WrittenLiterals& ours, const WrittenLiterals& theirs)
+    {
+        return ours.written == theirs;
+    }
+
     friend bool operator==(const Written& ours, const WrittenLiterals& theirs)
     {
         for (std::size_t k = 0; k < ours.count; ++k) {
@@ -140,7 +152,7 @@ public:
         mWrite(*mPacket, batch * mLayout.batch, mLayout, places, frames);
         const Written written{places, mLayout.batch, mLayout.size};
         if constexpr (Write::kIsLiteral) {
-            return WrittenLiterals{written, &mPacket->compiled};
+            return WrittenLiterals{written, &mPacket->summed};
         } else {
             return written;
         }
@@ -160,6 +172,17 @@ struct ByRendering {
                     const FrameBuffers& frames) const
     {
         packet.compiled.RenderFrames(IndexRange{first, layout.batch, 1}, frames);
+    }
+};
+
+/// With the checksums of IPv4 and UDP, or without.
+template <bool HasChecksums>
+struct ByRenderingOrSumming {
+    static constexpr bool kIsLiteral = true; // but for what changes
+    void operator()(const Packet& packet, std::uint64_t first, const Layout& layout, unsigned char* const*,
+                    const FrameBuffers& frames) const
+    {
+        (HasChecksums ? packet.summed : packet.compiled).RenderFrames(IndexRange{first, layout.batch, 1}, frames);
     }
 };
 
@@ -234,6 +257,8 @@ void FrameRows()
                 .Against("memcpy", work(ByMemcpy()));
             Row("patch " + of, size == 64 ? (isPool ? 1.0 : 0.5) : (isPool ? 0.5 : 0.35), steps, work(ByPatching()))
                 .Against("patched copy", work(ByHand()));
+            Row("render with checksums " + of, 1.4, steps, work(ByRenderingOrSumming<true>()))
+                .Against("without", work(ByRenderingOrSumming<false>()));
             Row("render listed " + of, 1.5, steps, work(listed)).Against("in sequence", work(ByRendering()));
         }
     }

@@ -14,9 +14,10 @@ namespace zor::common {
 /// What all copies share.
 struct CompiledTemplate::Impl {
     Impl(const std::string& templ, const std::string& opening, const detail::PacketContext& settings,
-         const detail::Variables& values)
-        : text(templ), marker(opening), context(settings), variables(values),
-          program(detail::CompileForIndexes(*detail::CompileTemplate(text, marker, context), context, variables))
+         const detail::Variables& values, const std::vector<ChecksumField>& fields)
+        : text(templ), marker(opening), context(settings), variables(values), checksums(fields),
+          program(
+              detail::CompileForIndexes(*detail::CompileTemplate(text, marker, context), context, variables, checksums))
     {
     }
 
@@ -24,6 +25,7 @@ struct CompiledTemplate::Impl {
     std::string marker;
     detail::PacketContext context;
     detail::Variables variables;
+    std::vector<ChecksumField> checksums;
     std::shared_ptr<const detail::IndexProgram> program;
 };
 
@@ -32,9 +34,9 @@ CompiledTemplate::CompiledTemplate(const std::string& text, const std::string& m
 {
 }
 
-CompiledTemplate::CompiledTemplate(const Wildcards& source)
+CompiledTemplate::CompiledTemplate(const Wildcards& source, const std::vector<ChecksumField>& checksums)
     : mImpl(std::make_shared<const Impl>(source.mImpl->GetText(), source.mImpl->GetMarker(), source.mImpl->GetContext(),
-                                         source.mImpl->GetVariables()))
+                                         source.mImpl->GetVariables(), checksums))
 {
 }
 
@@ -46,8 +48,9 @@ bool CompiledTemplate::operator==(const CompiledTemplate& other) const noexcept
 {
     const Impl& left = *mImpl;
     const Impl& right = *other.mImpl;
-    return &left == &right || (left.text == right.text && left.marker == right.marker &&
-                               left.context == right.context && left.variables == right.variables);
+    return &left == &right ||
+           (left.text == right.text && left.marker == right.marker && left.context == right.context &&
+            left.variables == right.variables && left.checksums == right.checksums);
 }
 
 void CompiledTemplate::GetValueAt(std::uint64_t index, std::string& out) const

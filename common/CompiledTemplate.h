@@ -5,6 +5,7 @@
 /// CompiledTemplate, a template whose value at any 64-bit index is known without stepping, and batches of its values.
 
 #include "ByteSpan.h"
+#include "ChecksumField.h"
 #include "Export.h"
 #include "IndexRange.h"
 #include "Wildcards.h"
@@ -90,7 +91,8 @@ private:
 /// A frame is a value of a template whose values all have one size.
 ///
 /// One object serves any number of threads at once, without locks. Copying shares and does not allocate. A malformed
-/// argument list raises std::out_of_range; apart from that nothing fails but memory.
+/// argument list raises std::out_of_range, and checksum fields that do not fit raise std::invalid_argument; apart from
+/// that nothing fails but memory.
 class ZOR_COMMON_API CompiledTemplate {
 public:
     /// \name Construction
@@ -102,13 +104,19 @@ public:
 
     /// Compiles the text that \a source was given, as if parsed once, with its settings and variables as they are now.
     /// Its position does not matter. What is set later changes nothing here.
-    explicit CompiledTemplate(const Wildcards& source);
+    ///
+    /// \param checksums  fields of a template of fixed size that hold the right checksum in every value, worked out in
+    ///                   the order of the list: one that another covers stands before it. One that covers a later one
+    ///                   sums what the template has in that one's place. What a buffer holds in a field is never read.
+    ///                   std::invalid_argument is raised if the size is not fixed, a field or span reaches beyond the
+    ///                   frame, two fields overlap, or a field stands over an expression, even one that never changes.
+    explicit CompiledTemplate(const Wildcards& source, const std::vector<ChecksumField>& checksums = {});
 
     CompiledTemplate(const CompiledTemplate& other) noexcept;            ///< Shares; allocates nothing.
     CompiledTemplate& operator=(const CompiledTemplate& other) noexcept; ///< Shares; allocates nothing.
     ~CompiledTemplate();                                                 ///< The last one that shares releases memory.
 
-    /// Whether text, marker, settings and variables are the same.
+    /// Whether text, marker, settings, variables and checksum fields are the same.
     bool operator==(const CompiledTemplate& other) const noexcept;
     bool operator!=(const CompiledTemplate& other) const noexcept { return !(*this == other); }
 
@@ -156,7 +164,8 @@ public:
 
     /// Where frames differ from one another: ascending spans that do not touch. They hold each byte that differs between
     /// two frames and no byte of literal text. For hex counters without a mask and MAC addresses of a full mask they hold
-    /// nothing else. Empty if nothing changes or the size is not fixed.
+    /// nothing else. A checksum field is in them if a byte that it covers is. Empty if nothing changes or the size is not
+    /// fixed.
     const std::vector<ByteSpan>& GetChangingSpans() const noexcept;
 
     /// Writes values one behind the other, as long as each fits into \a room bytes completely.

@@ -1,5 +1,6 @@
 #include "IndexBatch.h"
 
+#include "IndexChecksum.h"
 #include "IndexRender.h"
 
 #include <algorithm>
@@ -196,6 +197,7 @@ void WriteFrames(const IndexProgram& program, const IndexList& indexes, const Fr
         }
         if (!isPatch) CopyFrame(program.frame, chunk);
         for (const IndexField& field : program.fields) WriteField(program, field, chunk);
+        WriteChecksums(program, chunk.frames, chunk.count);
         done += chunk.count;
     }
 }

@@ -2,6 +2,7 @@
 
 #include "Decimal.h"
 #include "Digits.h"
+#include "IndexChecksum.h"
 #include "TemplateRender.h"
 
 #include <algorithm>
@@ -236,7 +237,7 @@ void IndexProgramBuilder::AddDecimal(const DecimalCounter& counter, std::string_
     field.bits = 32;
     field.startsApart = counter.start > limit;
     const std::uint64_t turns = (limit + 1) / std::gcd(limit + 1, field.step);
-    AddPeriod(PeriodOf(field.turns, turns, field.startsApart));
+    AddExpression(PeriodOf(field.turns, turns, field.startsApart), first.size());
     if (counter.modulus != 0 && counter.turns.count.GetNumber() != 1) {
         mProgram->stepsAlike &= std::max(field.start, limit) + field.step <= kMax;
     }
@@ -362,8 +363,9 @@ void IndexProgramBuilder::AddHex(const HexCounter& counter, HexFormat format, st
     const std::uint64_t last = counter.turns.Last();
     const bool isResized = counter.startSize != counter.size;
     const std::size_t power = PeriodPower(runs);
-    AddPeriod(PeriodOf(counter.turns, power < kWordBits ? std::uint64_t{1} << power : 0,
-                       isResized || (counter.hasMask && StartsApart(counter))));
+    AddExpression(PeriodOf(counter.turns, power < kWordBits ? std::uint64_t{1} << power : 0,
+                           isResized || (counter.hasMask && StartsApart(counter))),
+                  first.size());
     mProgram->stepsAlike &= KeepsCarries(counter);
 
     std::vector<bool> changing =
@@ -414,22 +416,28 @@ void IndexProgramBuilder::AddHex(const HexCounter& counter, HexFormat format, st
     AddLiteral(first);
 }
 
+void IndexProgramBuilder::AddExpression(std::uint64_t period, std::size_t textSize)
+{
+    mProgram->periods.push_back(period);
+    mProgram->expressions.push_back({mProgram->frame.size(), textSize});
+}
+
 void IndexProgramBuilder::OpenLength(const LengthDefinition& length)
 {
     mOpen.emplace(OpenStretch{length, mProgram->frame.size(), mProgram->fields.size(), mProgram->pieces.size(),
                               mProgram->periods.size()});
-    AddPeriod(1);
+    AddExpression(1, 0);
 }
 
 void IndexProgramBuilder::CloseLength()
 {
     IndexProgram& program = *mProgram;
-    AddPeriod(1);
+    AddExpression(1, 0);
     if (!mOpen) return; // one left over
     const OpenStretch open = *mOpen;
     mOpen.reset();
-    std::uint64_t& period = program.periods[open.period];
-    for (std::size_t i = open.period + 1; i < program.periods.size(); ++i) {
+    std::uint64_t& period = program.periods[open.expression];
+    for (std::size_t i = open.expression + 1; i < program.periods.size(); ++i) {
         period = CommonPeriod(period, program.periods[i]);
     }
     program.periods.back() = period;
@@ -448,13 +456,36 @@ void IndexProgramBuilder::CloseLength()
         return AddVaryingField(field, std::max(open.length.size, 1u), open.length.size);
     }
     const std::string text = LengthText(open.length, program.frame.size() - open.offset);
-    if (!open.length.isInFront) return AddLiteral(text);
+    if (!open.length.isInFront) {
+        program.expressions.back().size = text.size();
+        return AddLiteral(text);
+    }
     program.frame.insert(open.offset, text);
     std::for_each(firstInside, program.fields.end(), [&text](IndexField& field) { field.offset += text.size(); });
     for (std::size_t i = open.piece; i < program.pieces.size(); ++i) program.pieces[i].offset += text.size();
+    for (std::size_t i = open.expression + 1; i < program.expressions.size(); ++i) {
+        program.expressions[i].offset += text.size();
+    }
+    program.expressions[open.expression].size = text.size();
 }
 
-std::shared_ptr<const IndexProgram> IndexProgramBuilder::Finish()
+std::vector<ByteSpan> JoinSpans(std::vector<ByteSpan> spans)
+{
+    std::sort(spans.begin(), spans.end(),
+              [](const ByteSpan& left, const ByteSpan& right) { return left.offset < right.offset; });
+    std::size_t count = 0;
+    for (const ByteSpan& span : spans) {
+        if (count != 0 && spans[count - 1].offset + spans[count - 1].size == span.offset) {
+            spans[count - 1].size += span.size;
+        } else {
+            spans[count++] = span;
+        }
+    }
+    spans.resize(count);
+    return spans;
+}
+
+std::shared_ptr<const IndexProgram> IndexProgramBuilder::Finish(const std::vector<ChecksumField>& checksums)
 {
     IndexProgram& program = *mProgram;
     std::size_t* stretch = &program.firstStretch;
@@ -470,29 +501,16 @@ std::shared_ptr<const IndexProgram> IndexProgramBuilder::Finish()
     program.minSize = program.frame.size() + mMinSize;
     program.maxSize = program.frame.size() + mMaxSize;
     program.maxSize += mLengthsInDigits * DecimalSize(program.maxSize);
-    if (program.isFixedSize) FindChangingSpans();
-    return std::move(mProgram);
-}
-
-void IndexProgramBuilder::FindChangingSpans()
-{
-    IndexProgram& program = *mProgram;
-    std::vector<ByteSpan>& spans = program.changingSpans;
-    for (const Piece& piece : program.pieces) spans.push_back({piece.offset, piece.size});
-    for (const IndexField& field : program.fields) {
-        if (field.shape == Shape::Piece) spans.push_back({field.offset, field.size});
-    }
-    std::sort(spans.begin(), spans.end(),
-              [](const ByteSpan& left, const ByteSpan& right) { return left.offset < right.offset; });
-    std::size_t count = 0;
-    for (const ByteSpan& span : spans) {
-        if (count != 0 && spans[count - 1].offset + spans[count - 1].size == span.offset) {
-            spans[count - 1].size += span.size;
-        } else {
-            spans[count++] = span;
+    if (program.isFixedSize) {
+        std::vector<ByteSpan> spans;
+        for (const Piece& piece : program.pieces) spans.push_back({piece.offset, piece.size});
+        for (const IndexField& field : program.fields) {
+            if (field.shape == Shape::Piece) spans.push_back({field.offset, field.size});
         }
+        program.changingSpans = JoinSpans(std::move(spans));
     }
-    spans.resize(count);
+    AddChecksums(program, checksums);
+    return std::move(mProgram);
 }
 
 namespace {
@@ -575,7 +593,8 @@ HexCounter CounterOf(const MacDefinition& mac, const Cycle& cycle)
 } // namespace
 
 std::shared_ptr<const IndexProgram> CompileForIndexes(const Program& program, const PacketContext& context,
-                                                      const Variables& variables)
+                                                      const Variables& variables,
+                                                      const std::vector<ChecksumField>& checksums)
 {
     std::vector<std::string_view> values(program.variables.size());
     for (const auto& [name, use] : program.variables) {
@@ -612,7 +631,7 @@ std::shared_ptr<const IndexProgram> CompileForIndexes(const Program& program, co
         }
     }
     builder.AddLiteral(std::string_view(program.frame).substr(from));
-    return builder.Finish();
+    return builder.Finish(checksums);
 }
 
 } // namespace zor::common::detail

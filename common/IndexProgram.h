@@ -5,6 +5,7 @@
 /// Internal: the form of a template in which each value is a function of its 64-bit index, and what builds it.
 
 #include "ByteSpan.h"
+#include "ChecksumField.h"
 #include "IndexSequence.h"
 #include "TemplateCompiler.h"
 #include "TemplateOverlay.h"
@@ -96,6 +97,22 @@ struct IndexField {
 };
 static_assert(sizeof(IndexField) <= 80);
 
+/// Bytes of the frame that change and that a checksum covers.
+struct SummedPiece {
+    std::size_t offset = 0;
+    std::uint8_t size = 0;     ///< Up to 8.
+    bool startsSecond = false; ///< Whether the first byte is the second one of its word.
+};
+
+/// A checksum that follows what it covers.
+struct IndexChecksum {
+    std::size_t at = 0;
+    std::uint64_t sum = 0; ///< Of all that never changes, as in InternetSum.h.
+    Slice pieces;
+    bool zeroIsAllOnes = false;
+    bool complement = true;
+};
+
 /// What changes, in the order of the frame. It never changes once it is built and points at nothing outside, so any
 /// number of threads may share one. Numbers that never change, variables, escapes and the lengths of stretches of a fixed
 /// size are part of the frame.
@@ -109,13 +126,17 @@ struct IndexProgram {
     std::vector<std::uint64_t> startWords;
     std::string texts;
 
+    std::vector<IndexChecksum> checksums; ///< Each one before those that cover it.
+    std::vector<SummedPiece> summedPieces;
+
     std::size_t minSize = 0; ///< Of a value, in bytes.
     std::size_t maxSize = 0;
     bool isFixedSize = true;
     bool stepsAlike = true;              ///< Whether stepping a Wildcards gives these values.
     std::vector<ByteSpan> changingSpans; ///< Of a frame of fixed size; ascending, apart.
-    std::vector<std::uint64_t>
-        periods; ///< Of each expression that is no escape, in indexes; 0 is 2^64 or more, or never.
+    // One for each expression that is no escape:
+    std::vector<std::uint64_t> periods; ///< In indexes; 0 is 2^64 or more, or never.
+    std::vector<ByteSpan> expressions;  ///< Where its text stands in a frame of fixed size.
 
     const FieldDetails& DetailsOf(const IndexField& field) const noexcept { return details[field.details]; }
 
@@ -160,8 +181,8 @@ public:
     /// Text that stands for an expression.
     void AddText(std::string_view text)
     {
+        AddExpression(1, text.size());
         AddLiteral(text);
-        AddPeriod(1);
     }
 
     /// \param first  the text at turn 0, here and below.
@@ -176,7 +197,8 @@ public:
     /// Ends the stretch. Without one, nothing is shown.
     void CloseLength();
 
-    std::shared_ptr<const IndexProgram> Finish();
+    /// Ends the program. Throws std::invalid_argument for checksums that do not fit.
+    std::shared_ptr<const IndexProgram> Finish(const std::vector<ChecksumField>& checksums);
 
 private:
     /// Where a stretch began, as places in the program.
@@ -185,16 +207,15 @@ private:
         std::size_t offset;
         std::size_t field;
         std::size_t piece;
-        std::size_t period;
+        std::size_t expression;
     };
 
-    void AddPeriod(std::uint64_t period) { mProgram->periods.push_back(period); }
+    void AddExpression(std::uint64_t period, std::size_t textSize);
     void AddVaryingField(IndexField field, std::size_t minSize, std::size_t maxSize);
     void AddFrameFields(IndexField field, const std::vector<Piece>& pieces);
     void AddDetails(IndexField& field, const FieldDetails& details);
     Slice AddPieces(const std::vector<Piece>& pieces);
     void SetNumber(IndexField& field, FieldDetails& details, const HexCounter& counter, std::size_t words);
-    void FindChangingSpans();
 
     std::shared_ptr<IndexProgram> mProgram;
     std::optional<OpenStretch> mOpen;
@@ -203,12 +224,17 @@ private:
     std::size_t mLengthsInDigits = 0;
 };
 
+/// Ascending spans that do not touch, of the same bytes.
+std::vector<ByteSpan> JoinSpans(std::vector<ByteSpan> spans);
+
 /// The least common multiple; 0 where that is 2^64 or more, or where one of both is 0.
 std::uint64_t CommonPeriod(std::uint64_t left, std::uint64_t right) noexcept;
 
-/// Compiles a program with the settings and variables as they are. Those that come later change nothing.
+/// Compiles a program with the settings and variables as they are. Those that come later change nothing. Throws
+/// std::invalid_argument for checksums that do not fit.
 std::shared_ptr<const IndexProgram> CompileForIndexes(const Program& program, const PacketContext& context,
-                                                      const Variables& variables);
+                                                      const Variables& variables,
+                                                      const std::vector<ChecksumField>& checksums);
 
 } // namespace zor::common::detail
 

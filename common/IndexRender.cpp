@@ -3,6 +3,7 @@
 #include "BigEndian.h"
 #include "Decimal.h"
 #include "Digits.h"
+#include "IndexChecksum.h"
 #include "TemplateRender.h"
 
 #include <algorithm>
@@ -189,6 +190,8 @@ char* RenderIndex(const IndexProgram& program, std::uint64_t index, char* out) n
         base += end - place;
         CopyText(end, frame + field.offset, field.stretch);
     }
+    auto* const frame0 = reinterpret_cast<unsigned char*>(out);
+    WriteChecksums(program, &frame0, 1); // of a frame of fixed size
     return base + program.frame.size();
 }
 

@@ -4,6 +4,7 @@
 /// \file
 /// Compiled templates, compared with steps and with sums that are written out.
 
+#include "ChecksumChecks.h"
 #include "WildcardsChecks.h"
 
 #include <common/CompiledTemplate.h>
@@ -159,6 +160,14 @@ inline void CheckFrames(Random& random)
     SCOPED_TRACE('"' + text + '"');
 
     const std::size_t size = compiled->GetMaxSize();
+    std::vector<ChecksumField> checksums;
+    for (std::size_t i = size < 2 ? 0 : random.Below(4); i > 0; --i) checksums.push_back(DrawChecksum(random, size));
+    const CompiledTemplate without = *compiled;
+    try {
+        *compiled = CompiledTemplate(Wildcards(text, "@"), checksums);
+    } catch (const std::invalid_argument&) { // a field over an expression or another field, or no frame at all
+        checksums.clear();
+    }
     std::size_t count = random.Below(random.Below(4) == 0 ? 700 : 40);
     if (size > 300) count = std::min<std::size_t>(count, 20);
     const IndexRange range{DrawIndex(random), count, random.Below(3) == 0 ? random.Number() : 1};
@@ -225,6 +234,9 @@ inline void CheckFrames(Random& random)
     };
     ASSERT_TRUE(compiled->RenderFrames(indexes, frames));
     for (std::size_t k = 0; k < count; ++k) {
+        std::string summed = ValueAt(without, indexes[k]);
+        SetChecksums(checksums, summed);
+        ASSERT_EQ(ValueAt(*compiled, indexes[k]), summed) << "with checksums, index " << indexes[k];
         ASSERT_EQ(frameAt(k), ValueAt(*compiled, indexes[k])) << "frame " << k << " index " << indexes[k];
         for (std::size_t at = 0; at < size; ++at) {
             ASSERT_TRUE(isChanging(at) || frames[k][at] == frames[0][at]) << "byte " << at << " changes";

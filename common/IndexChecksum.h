@@ -1,0 +1,25 @@
+#ifndef ZOR_COMMON_INDEX_CHECKSUM_H
+#define ZOR_COMMON_INDEX_CHECKSUM_H
+
+/// \file
+/// Internal: checksums in the frames of an index program.
+
+#include "ChecksumField.h"
+#include "IndexProgram.h"
+
+#include <cstddef>
+#include <vector>
+
+namespace zor::common::detail {
+
+/// Makes fields of a program follow what they cover, in the order of the list. One that covers nothing that changes
+/// becomes part of the frame. Throws std::invalid_argument, which says why, for a program without fixed size, a field or a
+/// span that reaches beyond the frame, a field that overlaps another one or stands over an expression.
+void AddChecksums(IndexProgram& program, const std::vector<ChecksumField>& fields);
+
+/// Writes the checksums of frames in which everything else is as it should be.
+void WriteChecksums(const IndexProgram& program, unsigned char* const* frames, std::size_t count) noexcept;
+
+} // namespace zor::common::detail
+
+#endif // ZOR_COMMON_INDEX_CHECKSUM_H

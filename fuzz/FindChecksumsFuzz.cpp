@@ -1,0 +1,4 @@
+#include "../tests/support/ChecksumChecks.h"
+#include "Fuzz.h"
+
+ZOR_FUZZ_TARGET(CheckFoundChecksums)
