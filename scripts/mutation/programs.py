@@ -7,8 +7,9 @@ from typing import NamedTuple
 # the tests of those that include it. Here is what else answers for a file; a name that does not exist is an error.
 ADDITIONAL = {
     "AddressForms": ["AddressShapeTest", "AllocationTest", "IpAddressTest", "Ipv6AddressTest",
-                     "MacAddressTest", "WildcardsTest", "IpAddressFuzz", "Ipv6AddressFuzz",
+                     "MacAddressTest", "WildcardsTest", "AddressTextFuzz", "IpAddressFuzz", "Ipv6AddressFuzz",
                      "MacAddressFuzz"],
+    "AddressPrefix": ["AddressTextFuzz"],
     "BigEndian": ["AddressShapeTest"],
     "ByteSpan": ["CompiledTemplateTest"],
     "CompiledTemplate": ["AllocationTest", "FramesFuzz"],
