@@ -6,10 +6,11 @@ from typing import NamedTuple
 # A file has the test <File>Test and the fuzz targets whose names start with it. A file without a test of its own has
 # the tests of those that include it. Here is what else answers for a file; a name that does not exist is an error.
 ADDITIONAL = {
-    "AddressForms": ["AddressShapeTest", "AllocationTest", "IpAddressTest", "Ipv6AddressTest",
+    "AddressForms": ["AddressTextTest", "AddressShapeTest", "AllocationTest", "IpAddressTest", "Ipv6AddressTest",
                      "MacAddressTest", "WildcardsTest", "AddressTextFuzz", "IpAddressFuzz", "Ipv6AddressFuzz",
                      "MacAddressFuzz"],
-    "AddressPrefix": ["AddressTextFuzz"],
+    "AddressLiterals": ["AddressTextTest"],
+    "AddressPrefix": ["AddressTextTest"],
     "BigEndian": ["AddressShapeTest"],
     "ByteSpan": ["CompiledTemplateTest"],
     "CompiledTemplate": ["AllocationTest", "FramesFuzz"],
