@@ -10,7 +10,7 @@ ADDITIONAL = {
                      "MacAddressTest", "WildcardsTest", "AddressTextFuzz", "IpAddressFuzz", "Ipv6AddressFuzz",
                      "MacAddressFuzz"],
     "AddressLiterals": ["AddressTextTest"],
-    "AddressPrefix": ["AddressTextTest"],
+    "AddressPrefix": ["AddressTextTest", "AddressRangeTest"],
     "BigEndian": ["AddressShapeTest"],
     "ByteSpan": ["CompiledTemplateTest"],
     "CompiledTemplate": ["AllocationTest", "FramesFuzz"],
