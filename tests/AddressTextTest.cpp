@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <sstream>
 
 using namespace zor::common;
@@ -66,25 +67,54 @@ std::string SharedStyle()
     return std::to_string(mac.mGrouping) + mac.mSeparator + std::to_string(name.mGrouping) + name.mSeparator;
 }
 
+/// The rows of the guide's table: "| type | `text` | `fault` | words | offset |".
+std::vector<std::vector<std::string>> GuideRows()
+{
+    std::ifstream guide(ZOR_COMMON_TEST_DATA "/../../docs/addresses.md");
+    std::vector<std::vector<std::string>> rows;
+    for (std::string line; std::getline(guide, line);) {
+        std::vector<std::string> cells;
+        std::istringstream in(line);
+        for (std::string cell; std::getline(in, cell, '|');) {
+            cells.push_back(cell.size() > 2 ? cell.substr(1, cell.size() - 2) : "");
+            if (!cells.back().empty() && cells.back().front() == '`')
+                cells.back() = cells.back().substr(1, cells.back().size() - 2);
+        }
+        if (cells.size() != 6 || cells[5].find_first_not_of("0123456789") != std::string::npos) continue;
+        rows.push_back({cells[1], cells[2] == "(no characters)" ? "" : cells[2], cells[4], cells[5]});
+    }
+    EXPECT_EQ(rows.size(), 20u);
+    return rows;
+}
+
 TEST(AddressText, FaultsHaveAReasonAndAPlace)
 {
     const std::string style = SharedStyle();
-    for (const auto& row : Rows("address-faults.txt")) {
+    auto rows = GuideRows();
+    for (const auto& row : Rows("address-faults.txt")) rows.push_back(row);
+    for (const auto& row : rows) {
         SCOPED_TRACE(row[0] + ' ' + row[1]);
         const auto check = [&](auto address) {
             const auto before = address;
             const TextResult read = ReadStrictly(row[1], address);
-            const auto at = static_cast<int>(read.end - row[1].data());
             EXPECT_EQ(Describe(read.fault), row[2]);
-            EXPECT_EQ(at, std::stoi(row[3]));
+            EXPECT_EQ(std::to_string(read.end - row[1].data()), row[3]);
             EXPECT_EQ(address, before);
         };
-        if (row[0] == "ipv4") check(CIpAddress(7u));
-        if (row[0] == "ipv6") check(CIpv6Address(7, 7));
-        if (row[0] == "mac") check(CMacAddress(7));
-        if (row[0] == "wwn") check(CWorldWideName(7));
-        if (row[0] == "ipv4/") check(Prefix<CIpAddress>{7u, 7});
-        if (row[0] == "ipv6/") check(Prefix<CIpv6Address>{{7, 7}, 7});
+        if (row[0] == "IPv4")
+            check(CIpAddress(7u));
+        else if (row[0] == "IPv6")
+            check(CIpv6Address(7, 7));
+        else if (row[0] == "MAC")
+            check(CMacAddress(7));
+        else if (row[0] == "WWN")
+            check(CWorldWideName(7));
+        else if (row[0] == "IPv4/")
+            check(Prefix<CIpAddress>{7u, 7});
+        else if (row[0] == "IPv6/")
+            check(Prefix<CIpv6Address>{{7, 7}, 7});
+        else
+            ADD_FAILURE();
     }
     EXPECT_EQ(SharedStyle(), style);
 }
