@@ -16,6 +16,11 @@
 #define ZOR_COMMON_LITERAL constexpr
 #endif
 
+#ifdef __clang__ // which otherwise points out to those who ask for all warnings that C++17 has no such word
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wc++20-compat"
+#endif
+
 namespace zor::common {
 
 namespace detail {
@@ -67,6 +72,10 @@ ZOR_COMMON_LITERAL CWorldWideName operator""_wwn(const char* text, std::size_t s
 } // namespace literals
 
 } // namespace zor::common
+
+#ifdef __clang__
+#pragma clang diagnostic pop
+#endif
 
 #undef ZOR_COMMON_LITERAL
 

@@ -385,11 +385,11 @@ constexpr char* ToChars(char* first, char* last, const CMacAddress& address,
     unsigned char bytes[6] = {};
     address.CopyTo(bytes);
     if (style.mGrouping == 1) {
-        if (last - first < 17) return nullptr;
-        return detail::WriteHexBytes(first, bytes, 6, 1, style.mSeparator);
+        return detail::WriteFitting<17>(
+            first, last, [&](char* out) { return detail::WriteHexBytes(out, bytes, 6, 1, style.mSeparator); });
     }
-    if (last - first < 14) return nullptr;
-    return detail::WriteHexBytes(first, bytes, 6, 2, style.mSeparator);
+    return detail::WriteFitting<14>(
+        first, last, [&](char* out) { return detail::WriteHexBytes(out, bytes, 6, 2, style.mSeparator); });
 }
 
 /// Six groups of two lower-case digits, joined by ":".
@@ -402,10 +402,10 @@ constexpr char* ToChars(char* first, char* last, const CMacAddress& address) noe
 constexpr char* ToChars(char* first, char* last, const CWorldWideName& name,
                         const CWorldWideName::FormatStyle& style) noexcept
 {
-    if (last - first < 23) return nullptr;
     unsigned char bytes[8] = {};
     name.CopyTo(bytes);
-    return detail::WriteHexBytes(first, bytes, 8, 1, style.mSeparator);
+    return detail::WriteFitting<23>(
+        first, last, [&](char* out) { return detail::WriteHexBytes(out, bytes, 8, 1, style.mSeparator); });
 }
 
 /// Eight groups of two lower-case digits, joined by ":".
@@ -419,8 +419,9 @@ template <class Address>
 constexpr char* ToChars(char* first, char* last, const Prefix<Address>& prefix) noexcept
 {
     const int length = detail::NearestLength<Address>(prefix.length);
-    char text[kMaxTextSize<Prefix<Address>>] = {};
-    char* end = ToChars(text, text + sizeof text, prefix.network);
+    constexpr std::size_t kRoom = kMaxTextSize<Prefix<Address>>;
+    char text[kRoom] = {};
+    char* end = ToChars(text, text + kRoom, prefix.network);
     *end++ = '/';
     char digits[4] = {};
     end =

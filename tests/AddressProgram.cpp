@@ -76,7 +76,7 @@ void Answer(const std::string& question, std::istream& rest)
     } else if (question == "summary") {
         std::vector<AddressRange<Address>> ranges;
         while (rest >> word) ranges.push_back(ReadRange<Address>(word));
-        for (const auto& prefix : Summarize(std::move(ranges))) std::cout << Text(prefix) << ' ';
+        for (const auto& prefix : Summarize(ranges)) std::cout << Text(prefix) << ' ';
     } else {
         int length = 0;
         std::uint64_t n = 0;

@@ -36,9 +36,9 @@ TYPED_TEST(Range, WalksLikeANumberUpToTheLastAddress)
                   std::ranges::view<AddressRange<TypeParam>> && std::ranges::borrowed_range<AddressRange<TypeParam>> &&
                   std::ranges::common_range<AddressRange<TypeParam>>);
     // At both ends, and where a carry runs.
-    for (const Wide first :
-         {Wide{0}, kAll<TypeParam> - 9, kAll<TypeParam> / 2 - 4, Wide{0xfffffffffffffffb} & kAll<TypeParam>}) {
-        const Wide last = std::min(first + 9, kAll<TypeParam>);
+    const Wide top = kAll<TypeParam>;
+    for (const Wide first : {Wide{0}, top - 9, top / 2 - 4, top & 0xfffffffffffffffb}) {
+        const Wide last = std::min(first + 9, top);
         const auto count = static_cast<std::ptrdiff_t>(last - first + 1);
         const AddressRange<TypeParam> range(FromNumber<TypeParam>(first), FromNumber<TypeParam>(last));
         std::ptrdiff_t i = 0;
@@ -65,7 +65,9 @@ TYPED_TEST(Range, WalksLikeANumberUpToTheLastAddress)
         ASSERT_EQ(range.GetAt(static_cast<std::uint64_t>(count) + 7),
                   FromNumber<TypeParam>(first + static_cast<Wide>(count) + 7))
             << "wraps";
+#if !defined(__clang__) || __clang_major__ >= 16 // before, Clang does not compile the views of libstdc++
         ASSERT_EQ(*(range | std::views::reverse).begin(), range.GetLast());
+#endif
     }
 }
 
@@ -92,8 +94,8 @@ TYPED_TEST(Range, EveryPrefixLengthIsANetwork)
             ASSERT_FALSE(network.Contains(FromNumber<TypeParam>(first + hosts + 1)));
         }
 
-        const int deeper =
-            length + static_cast<int>(random.Below(static_cast<std::size_t>(kBits<TypeParam> - length + 1)));
+        int deeper = length;
+        while (deeper < kBits<TypeParam> && random.Below(8) != 0) ++deeper;
         const int extra = deeper - length;
         const std::uint64_t last = extra >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << extra) - 1;
         const std::uint64_t n = random.Number() & last;

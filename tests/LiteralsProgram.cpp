@@ -9,7 +9,7 @@ constexpr auto kIpv6 = "::ffff:10.0.0.1"_ip6;
 constexpr auto kMac = "001a.2b3c.4d5e"_mac;
 constexpr auto kName = "20-00-00-25-b5-00-00-01"_wwn;
 
-#ifndef RIGHT_ONLY
+#ifdef WRONG_LITERALS
 constexpr auto kWrong01 = ""_ip4;                           // wrong
 constexpr auto kWrong02 = "10.0.0.256"_ip4;                 // wrong
 constexpr auto kWrong03 = "10.0.0.01"_ip4;                  // wrong
