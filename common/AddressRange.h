@@ -173,10 +173,10 @@ public:
     /// is below 2^63. Iterators of different ranges compare by the address too.
     class Iterator {
     public:
-        using value_type = Address;
-        using difference_type = std::ptrdiff_t;
-        using reference = Address;
-        using iterator_category = std::random_access_iterator_tag;
+        using value_type = Address;             ///< What it walks over.
+        using difference_type = std::ptrdiff_t; ///< The distance of two iterators.
+        using reference = Address;              ///< Addresses are made, so there is none to refer to.
+        using iterator_category = std::random_access_iterator_tag; ///< Steps of any length take the same time.
 
         /// What `->` gives: an address that lives as long as the expression.
         class pointer {
@@ -193,8 +193,10 @@ public:
         constexpr Iterator() noexcept = default; ///< At the first address of the type.
 
         /// \name What random access takes
+        /// As for a pointer into an array of all addresses of the type, and the place behind the last one.
         /// \{
 
+        /// The address here; none behind the last address of the type.
         constexpr Address operator*() const noexcept
         {
             if constexpr (Traits::kBits > 64) {
@@ -203,36 +205,43 @@ public:
                 return Traits::ToAddress(static_cast<Number>(mPlace.LowWord()));
             }
         }
-        constexpr pointer operator->() const noexcept { return pointer(**this); }
+        constexpr pointer operator->() const noexcept { return pointer(**this); } ///< The same, for a member of it.
+        /// The address \a n steps on.
         constexpr Address operator[](difference_type n) const noexcept { return *(*this + n); }
 
+        /// One step on.
         constexpr Iterator& operator++() noexcept
         {
             mPlace.Next();
             return *this;
         }
+        /// One step on; gives where it was before.
         constexpr Iterator operator++(int) noexcept
         {
             const Iterator before = *this;
             mPlace.Next();
             return before;
         }
+        /// One step back.
         constexpr Iterator& operator--() noexcept
         {
             mPlace.Previous();
             return *this;
         }
+        /// One step back; gives where it was before.
         constexpr Iterator operator--(int) noexcept
         {
             const Iterator before = *this;
             mPlace.Previous();
             return before;
         }
+        /// \a n steps on.
         constexpr Iterator& operator+=(difference_type n) noexcept
         {
             mPlace.Move(n);
             return *this;
         }
+        /// \a n steps back.
         constexpr Iterator& operator-=(difference_type n) noexcept
         {
             mPlace.Move(static_cast<difference_type>(0 - static_cast<std::uint64_t>(n)));
