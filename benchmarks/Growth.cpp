@@ -4,9 +4,9 @@
 
 #include "../tests/support/SchemaChecks.h"
 
-#include <common/CompiledTemplate.h>
 #include <common/AddressRange.h>
 #include <common/AddressText.h>
+#include <common/CompiledTemplate.h>
 #include <common/FieldExtractor.h>
 #include <common/GoogleProtoBuf.h>
 #include <common/Hexfield.h>

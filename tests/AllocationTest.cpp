@@ -3,9 +3,9 @@
 #include "support/FailingNew.h"
 #include "support/SchemaChecks.h"
 
-#include <common/CompiledTemplate.h>
 #include <common/AddressRange.h>
 #include <common/AddressText.h>
+#include <common/CompiledTemplate.h>
 #include <common/FieldExtractor.h>
 #include <common/GoogleProtoBuf.h>
 #include <common/Ipv6Address.h>

@@ -2,8 +2,8 @@
 
 #include "support/SchemaChecks.h"
 
-#include <common/CompiledTemplate.h>
 #include <common/AddressText.h>
+#include <common/CompiledTemplate.h>
 #include <common/FieldExtractor.h>
 #include <common/FieldTypeHelper.h>
 #include <common/GoogleProtoBuf.h>
