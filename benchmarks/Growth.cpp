@@ -314,7 +314,7 @@ const std::vector<Group> kGroups = {
            read(Prefix<CMacAddress>());
            read(Prefix<CWorldWideName>());
        }}},
-     {{"0"}, {"7:"}, {":", "::"}, {"0", "1.2.3.4/0"}, {"/"}}},
+     {{"0"}, {"7:"}, {":", "::"}, {"0", "1.2.3."}, {" ", "", "/8"}}},
     {{{"networks summarised",
        [](auto& text) {
            std::vector<AddressRange<CIpv6Address>> ranges;
