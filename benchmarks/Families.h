@@ -9,6 +9,8 @@ namespace zor::common::bench {
 void IpAddressRows();
 void Ipv6AddressRows();
 void MacAddressRows();
+void AddressTextRows();
+void AddressRangeRows();
 void HexfieldRows();
 void FieldExtractorRows();
 void WildcardsRows();

@@ -4,6 +4,8 @@
 
 #include "../tests/support/SchemaChecks.h"
 
+#include <common/AddressRange.h>
+#include <common/AddressText.h>
 #include <common/CompiledTemplate.h>
 #include <common/FieldExtractor.h>
 #include <common/GoogleProtoBuf.h>
@@ -303,6 +305,28 @@ const std::vector<Group> kGroups = {
            Integer::StrToUint64(text.c_str(), nullptr, 0);
        }}},
      {{" "}, {"0"}, {":"}, {"."}, {"7:"}, {"7."}, {"0", "1.2.3."}, {"0", "1:2::"}}},
+    {{{"strict address text",
+       [](auto& text) {
+           const auto read = [&](auto address) { FromChars(text.data(), text.data() + text.size(), address); };
+           const Count count;
+           read(Prefix<CIpAddress>());
+           read(Prefix<CIpv6Address>());
+           read(Prefix<CMacAddress>());
+           read(Prefix<CWorldWideName>());
+       }}},
+     {{"0"}, {"7:"}, {":", "::"}, {"0", "1.2.3."}, {" ", "", "/8"}}},
+    {{{"networks summarised",
+       [](auto& text) {
+           std::vector<AddressRange<CIpv6Address>> ranges;
+           for (std::size_t i = 0; i < text.size(); ++i) {
+               const std::uint64_t number = i * 0x9e3779b97f4a7c15; // in no order
+               ranges.push_back(AddressRange<CIpv6Address>::Network({number, number}, 48 + text[i] % 80));
+           }
+           const Count count;
+           Summarize(std::move(ranges));
+       }}},
+     {{"07ZxG"}},
+     16384},
     {{{"encode and extract",
        [](auto& text) {
            std::vector<unsigned char> bytes, fields;

@@ -151,6 +151,8 @@ int main(int argc, char** argv)
     IpAddressRows();
     Ipv6AddressRows();
     MacAddressRows();
+    AddressTextRows();
+    AddressRangeRows();
     HexfieldRows();
     FieldExtractorRows();
     WildcardsRows();

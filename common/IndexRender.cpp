@@ -114,7 +114,7 @@ char* WriteText(const IndexProgram& program, const IndexField& field, std::uint6
     unsigned char bytes[16];
     StoreBig128(bytes, LowWordsAt(program, field, turn));
     const char* const end =
-        field.shape == Shape::Ipv4 ? WriteDottedDecimal(text, bytes + 12) : WriteHexGroups(text, bytes, 8);
+        field.shape == Shape::Ipv4 ? WriteDottedDecimal(text, bytes + 12) : WriteHexGroups(text, bytes, 8, 1);
     const auto size = static_cast<std::size_t>(end - text);
     CopyText(out, text, size);
     return out + size;

@@ -16,11 +16,9 @@ bool ScanDottedDecimal(const std::string& text, std::uint32_t& value)
     for (int part = 0; part < 4; ++part) {
         if (part > 0 && *next++ != '.') return false;
         std::uint32_t number = 0;
-        const char* end = detail::ReadDecimalByte(next, number);
-        if (!end) end = detail::ScanNumber(next, detail::kScanUnsigned, number);
-        if (!end || number > 255) return false;
+        next = detail::ScanNumber(next, detail::kScanUnsigned, number);
+        if (!next || number > 255) return false;
         result = result << 8 | number;
-        next = end;
     }
     value = result;
     return true;
@@ -37,7 +35,8 @@ const CIpAddress& CIpAddress::GetZeroIp() noexcept
 bool CIpAddress::CopyFromString(const std::string& text, std::string* error)
 {
     std::uint32_t value = 0;
-    if (!ScanDottedDecimal(text, value)) {
+    const char* const first = text.data();
+    if (!detail::ReadDottedDecimal(first, first + text.size(), value) && !ScanDottedDecimal(text, value)) {
         detail::SetError(error, "invalid ip address \"", text, "\": should be dotted decimal");
         return false;
     }

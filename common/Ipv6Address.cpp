@@ -1,7 +1,7 @@
 #include "Ipv6Address.h"
 
 #include "Digits.h"
-#include "HexText.h"
+#include "WideSteps.h"
 
 #include <algorithm>
 #include <ostream>
@@ -71,99 +71,6 @@ Wide DivideByWide(detail::Uint128 dividend, detail::Uint128 divisor, Wide& remai
     return quotient;
 }
 
-/// The groups of an address text as they are read.
-class Groups {
-public:
-    void Add(std::uint32_t group) noexcept
-    {
-        mLast = {mLast.high << 16 | mLast.low >> 48, mLast.low << 16 | group};
-        ++mCount;
-    }
-
-    /// "::" is next; false where there was one.
-    bool StartGap() noexcept
-    {
-        if (mGap) return false;
-        mGap = true;
-        mFirst = mLast << (128 - 16 * mCount);
-        mLast = {0, 0};
-        return true;
-    }
-
-    /// False where there are not eight groups, or with "::" more than seven.
-    bool GetNumber(detail::Uint128& number) const noexcept
-    {
-        if (mGap ? mCount > 7 : mCount != 8) return false;
-        number = mFirst | mLast;
-        return true;
-    }
-
-private:
-    detail::Uint128 mFirst = {0, 0}; ///< Those before "::", in their place.
-    detail::Uint128 mLast = {0, 0};  ///< The others, or all.
-    int mCount = 0;
-    bool mGap = false;
-};
-
-/// One to four digits as a number. Four are loaded, the ones behind the group shifted out, and their bits moved
-/// together.
-std::uint32_t GroupOf(const unsigned char* values, int length)
-{
-    std::uint32_t group = detail::LoadBig32(values) >> (32 - 8 * length);
-    group = (group | group >> 4) & 0x00ff00ff;
-    return (group | group >> 8) & 0xffff;
-}
-
-/// Reads groups of one to four digits up to \a end, with at most one "::", into \a groups. False where something else
-/// stands there, or a single ":" at the end of the text.
-bool ReadGroups(const detail::HexText& text, int end, Groups& groups)
-{
-    int next = 0;
-    if (text.IsSeparator(0)) {
-        if (!text.IsSeparator(1)) return false;
-        groups.StartGap();
-        next = 2;
-    }
-    while (next < end) {
-        const int length = text.DistanceToSeparator(next);
-        if (length < 1 || length > 4) return false;
-        groups.Add(GroupOf(text.values + next, length));
-        next += length;
-        if (next == text.size) break;
-        if (text.IsSeparator(++next)) {
-            if (!groups.StartGap()) return false;
-            ++next;
-        } else if (next == text.size) {
-            return false;
-        }
-    }
-    return true;
-}
-
-/// Reads the usual forms: groups of one to four digits, at most one "::" that stands for at least one group, in all
-/// eight groups, with or without a tail in the usual dotted decimal. Expanded and padded, each of these is what a scan
-/// reads the same number from. False says that the text is not of this form; it may still be an address.
-bool ReadCanonical(const std::string& text, detail::Uint128& number, bool& dotted)
-{
-    if (text.size() >= detail::HexText::kRoom) return false; // the longest, six groups and a tail, has 45 characters
-    const detail::HexText hex(text, ':');
-    // Something that is neither digit nor colon makes what follows the last colon the tail.
-    const int firstOther = hex.FirstOther();
-    dotted = firstOther < hex.size;
-    const int end = dotted ? hex.EndOfLastSeparator() : hex.size;
-    if (firstOther < end) return false;
-
-    Groups groups;
-    if (!ReadGroups(hex, end, groups)) return false;
-    if (dotted) {
-        std::uint32_t tail = 0;
-        if (!detail::ReadDottedDecimal(text.data() + end, text.data() + text.size(), tail)) return false;
-        groups.Add(tail >> 16);
-        groups.Add(tail & 0xffff);
-    }
-    return groups.GetNumber(number);
-}
-
 /// Writes the zero groups that "::" stands for, so that the text has as many colons as the scan expects. False
 /// where the text has a second "::" or more colons than any address has.
 bool ExpandZeroGroups(const std::string& text, bool dotted, std::string& expanded)
@@ -229,7 +136,8 @@ bool CIpv6Address::CopyFromString(const std::string& text, std::string* error)
 {
     detail::Uint128 number = {0, 0};
     bool dotted = false;
-    if (!ReadCanonical(text, number, dotted) && !ReadLenient(text, number, dotted)) {
+    const char* const first = text.data();
+    if (!detail::ReadIpv6Groups(first, first + text.size(), number, dotted) && !ReadLenient(text, number, dotted)) {
         detail::SetError(error, "invalid ipv6 address \"", text, "\"");
         return false;
     }
@@ -242,9 +150,9 @@ std::string CIpv6Address::ToString() const
 {
     char text[detail::kHexGroupsRoom];
     if (!mFormatLast4BytesAsIpv4 || !(IsIpv4CompatibleAddr() || IsIpv4MappedAddr())) {
-        return {text, detail::WriteHexGroups(text, mBytes, 8)};
+        return {text, detail::WriteHexGroups(text, mBytes, 8, 1)};
     }
-    return {text, detail::WriteDottedDecimal(detail::WriteHexGroups(text, mBytes, 6), mBytes + 12)};
+    return {text, detail::WriteDottedDecimal(detail::WriteHexGroups(text, mBytes, 6, 1), mBytes + 12)};
 }
 
 void CIpv6Address::EncodeFormatting(std::vector<unsigned char>& record) const

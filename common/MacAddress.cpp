@@ -29,11 +29,11 @@ bool ReadLenient(const std::string& text, std::uint64_t& number, FormatStyle& st
 /// 00:11:22:33:44:55 or 0011.2233.4455, with any of the usual separators.
 bool ReadCanonical(const std::string& text, std::uint64_t& number, FormatStyle& style)
 {
-    if (detail::ReadHexGroups<6, 1>(text, number, style.mSeparator)) {
+    if (detail::ReadHexGroups<6, 1>(text.data(), text.data() + text.size(), number, style.mSeparator)) {
         style.mGrouping = 1;
         return true;
     }
-    if (detail::ReadHexGroups<6, 2>(text, number, style.mSeparator)) {
+    if (detail::ReadHexGroups<6, 2>(text.data(), text.data() + text.size(), number, style.mSeparator)) {
         style.mGrouping = 0;
         return true;
     }

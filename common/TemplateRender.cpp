@@ -25,7 +25,7 @@ inline char* WriteAddress(char* out, HexFormat format, const unsigned char* byte
     switch (format) {
     case HexFormat::Mac: return WriteHexBytes(out, bytes + 10, 6, 1, '-');
     case HexFormat::Ipv4: return WriteDottedDecimal(out, bytes + 12);
-    default: return WriteHexGroups(out, bytes, 8);
+    default: return WriteHexGroups(out, bytes, 8, 1);
     }
 }
 

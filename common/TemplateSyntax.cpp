@@ -42,12 +42,14 @@ unsigned int ReadNumber(std::string_view word, unsigned int otherwise)
     return static_cast<unsigned int>(negative ? 0 - number : number);
 }
 
+/// How many characters one step of a scan takes.
+constexpr std::size_t kHexScanStep = 16;
+
 /// The end of the run of hex digits at \a from.
 std::size_t EndOfRun(std::string_view text, std::size_t from)
 {
     for (; text.size() - from >= kHexScanStep; from += kHexScanStep) {
-        unsigned char values[kHexScanStep];
-        const std::uint64_t digits = ScanHex(text.data() + from, ' ', values).digits;
+        const std::uint64_t digits = ScanHex(text.data() + from, kHexScanStep, ' ').digits;
         if (digits != (std::uint64_t{1} << kHexScanStep) - 1)
             return from + static_cast<std::size_t>(__builtin_ctzll(~digits));
     }

@@ -3,7 +3,7 @@
 
 /// \file
 /// Internal: steps over many digits or bits at once that need instructions without a spelling in C++, all that the
-/// library has of these. Each has a twin that does without, which other processors use and the tests compare.
+/// library has of these but for ScanHex() in AddressForms.h. Each has a twin that does without, which other processors use and the tests compare.
 
 #include "Digits.h"
 
@@ -19,15 +19,6 @@ namespace zor::common::detail {
 
 /// How many lanes of 64 bits BlockHasWord() looks at.
 inline constexpr std::size_t kBlockLanes = 8;
-
-/// How many characters ScanHex() looks at.
-inline constexpr std::size_t kHexScanStep = 16;
-
-/// Which characters of a text are hex digits and which are the separator: bit i stands for character i.
-struct HexScan {
-    std::uint64_t digits = 0;
-    std::uint64_t separators = 0;
-};
 
 namespace portable {
 
@@ -71,18 +62,6 @@ inline bool BlockHasWord(const unsigned long long* lanes, std::uint32_t word) no
         found |= lanes[i] >> 32 == word || (lanes[i] & 0xffffffff) == word;
     }
     return found;
-}
-
-/// Scans kHexScanStep characters and gives the values of those that are digits; of others some number.
-inline HexScan ScanHex(const char* text, char separator, unsigned char* values) noexcept
-{
-    HexScan scan;
-    for (std::size_t i = 0; i < kHexScanStep; ++i) {
-        values[i] = static_cast<unsigned char>(HexDigitValue(text[i]));
-        scan.digits |= std::uint64_t{values[i] < 16} << i;
-        scan.separators |= std::uint64_t{text[i] == separator} << i;
-    }
-    return scan;
 }
 
 /// Divides \a high : \a low by a divisor above \a high, so that the quotient fits 64 bits.
@@ -145,23 +124,6 @@ inline bool BlockHasWord(const unsigned long long* lanes, std::uint32_t word) no
     return _mm_movemask_epi8(_mm_or_si128(low, high)) != 0;
 }
 
-inline HexScan ScanHex(const char* text, char separator, unsigned char* values) noexcept
-{
-    const auto maskOf = [](__m128i bytes) { return static_cast<std::uint64_t>(_mm_movemask_epi8(bytes)); };
-    // Unsigned, which is what the minimum is taken for: others are above after the subtraction.
-    const auto isAtMost = [](__m128i bytes, char limit) {
-        return _mm_cmpeq_epi8(_mm_min_epu8(bytes, _mm_set1_epi8(limit)), bytes);
-    };
-    const __m128i characters = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
-    const __m128i lowerCase = _mm_or_si128(characters, _mm_set1_epi8(0x20));
-    const __m128i decimal = isAtMost(_mm_sub_epi8(characters, _mm_set1_epi8('0')), 9);
-    const __m128i letter = isAtMost(_mm_sub_epi8(lowerCase, _mm_set1_epi8('a')), 5);
-    const __m128i value =
-        _mm_add_epi8(_mm_and_si128(characters, _mm_set1_epi8(0x0f)), _mm_and_si128(letter, _mm_set1_epi8(9)));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(values), value);
-    return {maskOf(_mm_or_si128(decimal, letter)), maskOf(_mm_cmpeq_epi8(characters, _mm_set1_epi8(separator)))};
-}
-
 /// The compiler calls a function for any dividend of 128 bits, where this is one instruction.
 inline std::uint64_t DivideToWord(std::uint64_t high, std::uint64_t low, std::uint64_t divisor,
                                   std::uint64_t& remainder) noexcept
@@ -177,7 +139,6 @@ using portable::AddWithCarry;
 using portable::BlockHasWord;
 using portable::DivideToWord;
 using portable::ReadHexLane;
-using portable::ScanHex;
 using portable::WriteHexLane;
 
 #endif

@@ -29,7 +29,8 @@ bool CWorldWideName::CopyFromString(const std::string& text, std::string* error)
 {
     FormatStyle style = {0, mFormatStyle.mSeparator};
     std::uint64_t number = 0;
-    if (!detail::ReadHexGroups<8, 1>(text, number, style.mSeparator) && !ReadLenient(text, number, style.mSeparator)) {
+    if (!detail::ReadHexGroups<8, 1>(text.data(), text.data() + text.size(), number, style.mSeparator) &&
+        !ReadLenient(text, number, style.mSeparator)) {
         detail::SetError(error, "invalid World Wide Number \"", text, "\": should be 8 hex bytes");
         return false;
     }

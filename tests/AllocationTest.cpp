@@ -3,6 +3,8 @@
 #include "support/FailingNew.h"
 #include "support/SchemaChecks.h"
 
+#include <common/AddressRange.h>
+#include <common/AddressText.h>
 #include <common/CompiledTemplate.h>
 #include <common/FieldExtractor.h>
 #include <common/GoogleProtoBuf.h>
@@ -123,8 +125,24 @@ TEST(Allocation, NoneForUsualAddressTexts)
           "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff", "0:0:0:0:0:ffff:255.255.255.255", "64:ff9b::1.2.3.4"}) {
         const long before = gAllocations;
         EXPECT_TRUE(CIpv6Address().CopyFromString(text, nullptr));
+        CIpv6Address address;
+        EXPECT_EQ(FromChars(text.data(), text.data() + text.size(), address).fault, TextFault::None);
+        EXPECT_NE(FromChars(text.data(), text.data() + text.size() - 1, address).end, nullptr);
+        char printed[kMaxTextSize<CIpv6Address>];
+        EXPECT_NE(ToChars(printed, printed + sizeof printed, address), nullptr);
         EXPECT_EQ(gAllocations - before, 0) << text;
     }
+}
+
+TEST(Allocation, FailuresOfSummariesLeaveNothing)
+{
+    using Range = AddressRange<CIpv6Address>;
+    const auto make = [] {
+        return std::vector{Range({0, 9}, {0, 200}), Range({7, 1}, {9, 5}), Range({0, 3}, {0, 12})};
+    };
+    FailEachAllocation(
+        make, kItself, [](auto& ranges) { EXPECT_EQ(Summarize(ranges).front().length, 128); },
+        [](auto& ranges) { EXPECT_GT(ranges[1].GetPrefixes().size(), 60u); });
 }
 
 TEST(Allocation, FailuresLeaveFieldsAsTheyWere)

@@ -38,6 +38,27 @@ TEST(FieldExtractor, FieldsBeyondThirtyTwoBitsNeverFit)
     }
 }
 
+TEST(FieldExtractor, NumbersOfAnyPlaceAndLength)
+{
+    constexpr unsigned char kBytes[] = {0x12, 0x34, 0x56, 0x78, 0x9a, 0xbc, 0xde, 0xf0, 0x0f};
+    static_assert(FieldExtractor::Get(kBytes, 9, 4, 12) == 0x234 &&
+                  FieldExtractor::Get(kBytes, 9, 4, 64) == 0x23456789abcdef00);
+    static_assert(FieldExtractor::Get(kBytes, 9, 8, 64) == 0x3456789abcdef00f &&
+                  FieldExtractor::Get(kBytes, 9, 71, 1) == 1);
+    for (unsigned int length = 0; length < 200; ++length) {
+        for (unsigned int offset = 0; offset < 90; ++offset) {
+            std::uint64_t expected = 0;
+            for (std::size_t i = offset; i < offset + length && length <= 64; ++i)
+                expected = expected << 1 | (i < 72 && (kBytes[i / 8] & 128 >> i % 8) != 0 ? 1 : 0);
+            ASSERT_EQ(FieldExtractor::Get(kBytes, 9, offset, length), expected) << offset << ", " << length;
+        }
+    }
+    constexpr std::size_t kHuge = ~std::size_t{0};
+    EXPECT_EQ(FieldExtractor::Get(kBytes, 9, kHuge, 64) + FieldExtractor::Get(kBytes, 9, 0, kHuge) +
+                  FieldExtractor::Get(nullptr, 0, 0, 8),
+              0u);
+}
+
 TEST(FieldExtractor, MasksTheLowBits)
 {
     for (unsigned int n = 0; n < 256; ++n) {

@@ -2,6 +2,7 @@
 
 #include "support/SchemaChecks.h"
 
+#include <common/AddressText.h>
 #include <common/CompiledTemplate.h>
 #include <common/FieldExtractor.h>
 #include <common/FieldTypeHelper.h>
@@ -63,6 +64,13 @@ std::string UseAll(unsigned int thread)
         EXPECT_TRUE(mac.CopyFromString("0011.2233.4466", &error) && name.CopyFromString(name.ToString(), &error));
         all += mac.ToString();
     }
+    // Strict reading and printing use no setting, so every thread may.
+    char printed[kMaxTextSize<CMacAddress>];
+    CMacAddress read;
+    char* const end = ToChars(printed, printed + sizeof printed, mac, {1, '-'});
+    EXPECT_TRUE(FromChars(printed, end, read).fault == TextFault::None && read == mac);
+    CWorldWideName nameRead;
+    EXPECT_EQ(FromChars(printed, end, nameRead).fault, TextFault::TooFewParts);
     all += std::to_string((++mac).ToU64() + (name *= n).ToU64() + Lcm::FindLcm({6, 4, n}));
 
     Hexfield field(std::string(40 + thread, '7'));

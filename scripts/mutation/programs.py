@@ -6,6 +6,11 @@ from typing import NamedTuple
 # A file has the test <File>Test and the fuzz targets whose names start with it. A file without a test of its own has
 # the tests of those that include it. Here is what else answers for a file; a name that does not exist is an error.
 ADDITIONAL = {
+    "AddressForms": ["AddressTextTest", "AddressShapeTest", "AllocationTest", "IpAddressTest", "Ipv6AddressTest",
+                     "MacAddressTest", "WildcardsTest", "AddressTextFuzz", "IpAddressFuzz", "Ipv6AddressFuzz",
+                     "MacAddressFuzz"],
+    "AddressLiterals": ["AddressTextTest"],
+    "AddressPrefix": ["AddressTextTest", "AddressRangeTest"],
     "BigEndian": ["AddressShapeTest"],
     "ByteSpan": ["CompiledTemplateTest"],
     "ChecksumField": ["AdjustChecksumFuzz", "FindChecksumsFuzz"],
@@ -19,7 +24,6 @@ ADDITIONAL = {
     "GoogleProtoBufFieldInfo": ["GoogleProtoBufTest", "AllocationTest", "SchemaStepsFuzz"],
     "GoogleProtoBufMessageInfo": ["GoogleProtoBufTest", "AllocationTest", "SchemaStepsFuzz"],
     "GoogleProtoBufParser": ["AllocationTest", "SchemaFileFuzz", "SchemaStepsFuzz"],
-    "HexText": ["AllocationTest", "Ipv6AddressFuzz"],
     "Hexfield": ["AllocationTest"],
     "IndexBatch": ["CompiledTemplateTest", "FramesFuzz"],
     "IndexChecksum": ["ChecksumFieldTest", "CompiledTemplateTest", "FramesFuzz"],

@@ -7,9 +7,7 @@
 #include "AddressNumbers.h"
 #include "Random.h"
 
-#include <common/Ipv6Address.h>
-#include <common/MacAddress.h>
-#include <common/WorldWideName.h>
+#include <common/AddressText.h>
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
@@ -141,6 +139,115 @@ void CheckGroupsText(Random& random)
         ASSERT_EQ(Address::GetFormatStyle().mSeparator, style.mSeparator) << '"' << text << '"';
     }
     random.accepted += groups != 0;
+}
+
+/// Whether a text is of pairs of hex digits with one separator of a kind every so many of them, which is what a scan for
+/// all characters at their places says.
+inline bool AreGroups(const std::string& text, std::size_t digits, std::size_t perGroup, std::string_view separators)
+{
+    std::string plain = text;
+    const char separator = text.size() > perGroup ? text[perGroup] : ' ';
+    if (separators.find(separator) == std::string_view::npos || text.size() != digits + digits / perGroup - 1)
+        return false;
+    for (std::size_t at = perGroup; at < plain.size(); at += perGroup) {
+        if (plain[at] != separator) return false;
+        plain.erase(at, 1);
+    }
+    return plain.size() == digits && plain.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+}
+
+inline bool IsStrict(const std::string& text, const CIpAddress& /*type*/, unsigned char* bytes)
+{
+    return text.find('\0') == std::string::npos && inet_pton(AF_INET, text.c_str(), bytes) == 1;
+}
+inline bool IsStrict(const std::string& text, const CIpv6Address& /*type*/, unsigned char* bytes)
+{
+    return text.find('\0') == std::string::npos && inet_pton(AF_INET6, text.c_str(), bytes) == 1;
+}
+/// For the others, the lenient reader gives the bytes of what is of the form.
+template <class Address>
+bool IsStrict(const std::string& text, const Address& /*type*/, unsigned char* bytes)
+{
+    constexpr bool isMac = kSize<Address> == 6;
+    if (!AreGroups(text, 2 * kSize<Address>, 2, ":-") && !(isMac && AreGroups(text, 12, 4, "."))) return false;
+    Address address;
+    address.CopyFromString(text, nullptr);
+    address.CopyTo(bytes);
+    return true;
+}
+
+template <class Address>
+TextResult ReadStrictly(const std::string& text, Address& address)
+{
+    return FromChars(text.data(), text.data() + text.size(), address);
+}
+
+/// A text through the strict reader, beside a judge; true where it is an address.
+template <class Address>
+bool CheckStrictText(const std::string& text)
+{
+    SCOPED_TRACE('"' + text + '"');
+    unsigned char bytes[16] = {};
+    const bool valid = IsStrict(text, Address(), bytes);
+    Address address = FromNumber<Address>(~Wide{0});
+    const auto [end, fault] = ReadStrictly(text, address);
+    const auto at = static_cast<std::size_t>(end - text.data());
+    EXPECT_EQ(fault == TextFault::None, valid) << Describe(fault);
+    EXPECT_EQ(address, valid ? Address(bytes) : FromNumber<Address>(~Wide{0}));
+    EXPECT_EQ(fault == TextFault::Empty, text.empty());
+    EXPECT_LE(at, text.size());
+    if (valid) {
+        EXPECT_EQ(at, text.size());
+        char printed[kMaxTextSize<Address>];
+        char* const last = ToChars(printed, printed + sizeof printed, address);
+        Address again;
+        EXPECT_EQ(FromChars(printed, last, again).fault, TextFault::None);
+        EXPECT_EQ(again, address) << std::string(printed, last);
+        EXPECT_EQ(ToChars(printed, last - 1, address), nullptr);
+        Address lenient;
+        EXPECT_TRUE(lenient.CopyFromString(text, nullptr) && lenient == address);
+    } else if (at < text.size() && (kSize<Address> < 16 || text.find('.') == std::string::npos)) {
+        // What stands before the fault may still become an address; with the character at it nothing does.
+        const TextFault before = ReadStrictly(text.substr(0, at), address).fault;
+        EXPECT_TRUE(before == TextFault::None || before == TextFault::TooFewParts || before == TextFault::Empty);
+        const std::string upTo = text.substr(0, at + 1);
+        const TextResult there = ReadStrictly(upTo, address);
+        EXPECT_EQ(there.fault, fault);
+        EXPECT_EQ(there.end, upTo.data() + at);
+    } else if (at == text.size() && at > 0) {
+        EXPECT_EQ(fault, TextFault::TooFewParts);
+    }
+    return valid;
+}
+
+template <class Address>
+void CheckDrawnStrictText(Random& random)
+{
+    unsigned char bytes[kSize<Address>];
+    for (unsigned char& byte : bytes) byte = random.Below(3) == 0 ? random.Byte() : static_cast<unsigned char>(0);
+    char text[64];
+    Address address(bytes);
+    const char* end = nullptr;
+    if constexpr (kSize<Address> == 4 || kSize<Address> == 16) {
+        if constexpr (kSize<Address> == 16) address.SetFormatLast4BytesAsIpv4(random.Below(3) == 0);
+        end = ToChars(text, text + sizeof text, address);
+    } else {
+        const int grouping = kSize<Address> == 6 ? static_cast<int>(random.Below(2)) : 1;
+        end = ToChars(text, text + sizeof text, address, {grouping, grouping == 0 ? '.' : ":-"[random.Below(2)]});
+    }
+    random.accepted +=
+        CheckStrictText<Address>(random.Mutated({text, static_cast<std::size_t>(end - text)}, "0129afF:::..-g %/\0"s));
+}
+
+/// A text of one of the types.
+inline void CheckStrictTexts(Random& random)
+{
+    switch (random.Below(4)) {
+    case 0: CheckDrawnStrictText<CIpAddress>(random); break;
+    case 1: CheckDrawnStrictText<CIpv6Address>(random); break;
+    case 2: CheckDrawnStrictText<CMacAddress>(random); break;
+    default: CheckDrawnStrictText<CWorldWideName>(random);
+    }
 }
 
 /// Runs a check on so many texts, of which between a fifth and four fifths must be accepted for it to see both sides.

@@ -189,6 +189,10 @@ inline void CheckFieldExtractor(Random& random)
         random.Below(9) == 0 ? 64 : static_cast<unsigned int>(random.Below(8 * size + 2 * beyond - offset));
     const FieldExtractor field(offset, length);
     SCOPED_TRACE(testing::Message() << offset << ", " << length << " of " << size);
+    std::uint64_t number = 0;
+    for (std::size_t i = offset; i < offset + length && length <= 64; ++i)
+        number = number << 1 | (i / 8 < size && (in[i / 8] & 128 >> i % 8) != 0 ? 1 : 0);
+    ASSERT_EQ(FieldExtractor::Get(in.data(), size, offset, length), number);
 
     Bytes before(random.Below(3) == 0 ? (length + 7) / 8 : random.Below(2 * size + 1), 0x5a);
     const bool reserve = random.Below(2) == 0;

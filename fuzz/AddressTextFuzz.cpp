@@ -1,0 +1,4 @@
+#include "../tests/support/AddressChecks.h"
+#include "Fuzz.h"
+
+ZOR_FUZZ_TARGET(CheckStrictTexts)
