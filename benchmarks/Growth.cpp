@@ -126,13 +126,6 @@ const std::vector<Group> kGroups = {
            const Count count;
            CompiledTemplate compiled(text);
        }},
-      {"compiled value",
-       [](auto& text) {
-           const CompiledTemplate compiled(text);
-           std::string out;
-           const Count count;
-           compiled.GetValueAt(3, out);
-       }},
       {"next value",
        [](auto& text) {
            Wildcards wildcards = Parsed(text);
@@ -154,6 +147,20 @@ const std::vector<Group> kGroups = {
       {"@_(1,2)text@x@_"},
       {"@_(0,0)"},
       {"@@"}}},
+    {{{"compiled value",
+       [](auto& text) {
+           const CompiledTemplate compiled(text);
+           std::string out;
+           const Count count;
+           compiled.GetValueAt(3, out);
+       }}},
+     {{"@x(1,9,1,4)abc"},
+      {"@x(1,19)"},
+      {"@$(0A000001,5,0100,ipv4)"},
+      {"@$(00112233445566778899,5,1,hex,1,0ff0)"},
+      {"@m@v(1)@=(port)"},
+      {"@_(1,2)text@x(1,19)@_"},
+      {"7", "@$(", ",0,0fff,big)"}}},
     {{{"200 lengths",
        [](auto& text) {
            std::string all;

@@ -26,9 +26,9 @@ void AdjustChecksum(const ChecksumField& field, unsigned char* frame, std::size_
         const std::size_t end = std::min(span.offset + span.size, offset + size);
         for (std::size_t at = std::max(span.offset, offset); at < end; ++at) {
             if (isOfField(at)) continue;
-            const int shift = (at - span.offset) % 2 == 0 ? 8 : 0;
+            const std::uint32_t weight = (at - span.offset) % 2 == 0 ? 256 : 1;
             isCovered = true;
-            sum += (0xffffu ^ frame[at] << shift) + (is[at - offset] << shift); // minus the old one, plus the new one
+            sum += (0xffff - weight * frame[at]) + weight * is[at - offset]; // minus the old one, plus the new one
         }
         sum = detail::FoldSum(sum);
     }

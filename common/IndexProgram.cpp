@@ -154,27 +154,11 @@ std::uint64_t PeriodOf(const TurnRule& rule, std::uint64_t turns, bool startsApa
     return __builtin_mul_overflow(turns, rule.interval.GetNumber(), &period) ? 0 : period;
 }
 
-/// Whether adding the step word by word loses no carry: a full 32-bit word that is neither the lowest nor the topmost
-/// one of the counter hands none on that comes to a full word.
-bool KeepsCarries(const HexCounter& counter)
+/// Whether each step of a Wildcards adds what it should.
+bool StepsAreExact(const HexCounter& counter)
 {
-    if (counter.size <= 8 || counter.turns.count.GetNumber() == 1) return true;
-    for (std::size_t word = 1; word < (counter.size + 3) / 4 - 1; ++word) {
-        if ((counter.step[word / 2] >> 32 * (word % 2) & 0xffffffff) == 0xffffffff) return false;
-    }
-    return true;
-}
-
-std::string LengthText(const LengthDefinition& definition, std::size_t length)
-{
-    std::string text(definition.size, '\0');
-    if (definition.size == 0) {
-        text.resize(DecimalSize(length));
-        WriteDecimal(text.data(), length, 0);
-    } else {
-        WriteLengthBytes(text.data(), text.size(), length, definition.isBigEndian);
-    }
-    return text;
+    return counter.size <= 8 || counter.turns.count.GetNumber() == 1 ||
+           !LosesCarries(counter.step.data(), counter.size);
 }
 
 bool IsByteFormat(HexFormat format)
@@ -235,15 +219,15 @@ void IndexProgramBuilder::AddDecimal(const DecimalCounter& counter, std::string_
     field.start = counter.start;
     field.step = counter.step;
     field.bits = 32;
-    field.startsApart = counter.start > limit;
+    const bool startsApart = counter.start > limit;
     const std::uint64_t turns = (limit + 1) / std::gcd(limit + 1, field.step);
-    AddExpression(PeriodOf(field.turns, turns, field.startsApart), first.size());
+    AddExpression(PeriodOf(field.turns, turns, startsApart), first.size());
     if (counter.modulus != 0 && counter.turns.count.GetNumber() != 1) {
         mProgram->stepsAlike &= std::max(field.start, limit) + field.step <= kMax;
     }
 
     const std::uint64_t last = field.turns.Last();
-    if (last == 0 || (turns == 1 && !field.startsApart)) return AddLiteral(first);
+    if (last == 0 || (turns == 1 && !startsApart)) return AddLiteral(first);
     if (counter.modulus != 0) {
         FieldDetails details;
         details.modulus = Divisor(counter.modulus);
@@ -328,9 +312,10 @@ std::vector<Piece> PiecesOfBytes(const std::vector<bool>& changing, std::size_t 
 } // namespace
 
 /// Sets the rule of a field.
+/// \param runs   of the counter.
 /// \param words  how many words of the number are shown or change.
 void IndexProgramBuilder::SetNumber(IndexField& field, FieldDetails& details, const HexCounter& counter,
-                                    std::size_t words)
+                                    const std::vector<BitRun>& runs, std::size_t words)
 {
     field.turns = counter.turns;
     field.startsApart = counter.hasMask && StartsApart(counter);
@@ -345,7 +330,7 @@ void IndexProgramBuilder::SetNumber(IndexField& field, FieldDetails& details, co
     words = std::min(words, counter.mask.size());
     details.runs.first = program.runs.size();
     std::size_t bits = 0;
-    for (const BitRun& run : RunsOf(counter)) {
+    for (const BitRun& run : runs) {
         if (bits >= kWordBits * words) break;
         bits += run.bits;
         program.runs.push_back(run);
@@ -366,7 +351,7 @@ void IndexProgramBuilder::AddHex(const HexCounter& counter, HexFormat format, st
     AddExpression(PeriodOf(counter.turns, power < kWordBits ? std::uint64_t{1} << power : 0,
                            isResized || (counter.hasMask && StartsApart(counter))),
                   first.size());
-    mProgram->stepsAlike &= KeepsCarries(counter);
+    mProgram->stepsAlike &= StepsAreExact(counter);
 
     std::vector<bool> changing =
         counter.hasMask ? ChangingMaskedDigits(counter, runs, last) : ChangingDigits(counter, last);
@@ -382,7 +367,7 @@ void IndexProgramBuilder::AddHex(const HexCounter& counter, HexFormat format, st
     const bool isWideAddress = format == HexFormat::Ipv6 && counter.size > kWordBytes;
     IndexField field;
     FieldDetails details;
-    SetNumber(field, details, counter, isWideAddress ? 2 : WordCount((digits + 1) / 2));
+    SetNumber(field, details, counter, runs, isWideAddress ? 2 : WordCount((digits + 1) / 2));
     if (format == HexFormat::Ipv4 || format == HexFormat::Ipv6) {
         const bool isIpv4 = format == HexFormat::Ipv4;
         field.shape = isIpv4 ? Shape::Ipv4 : Shape::Ipv6;
@@ -561,8 +546,7 @@ HexCounter CounterOf(const FieldDefinition& field)
 {
     HexCounter counter;
     counter.startSize = field.start.GetSize();
-    counter.size = std::max(counter.startSize, std::size_t{field.step.GetSize()});
-    if (field.hasMask) counter.size = std::max(counter.size, std::size_t{field.mask.GetSize()});
+    counter.size = field.GetFullSize();
     counter.start = WordsOf(field.start, counter.size);
     counter.step = WordsOf(field.step, counter.size);
     if (field.hasMask) {

@@ -39,7 +39,7 @@ enum class Notation : std::uint8_t {
 struct Piece {
     std::size_t offset = 0; ///< In the frame; of a resized text, in the text.
     std::uint32_t word = 0; ///< Which 64 bits of the number; 0 are the lowest.
-    std::uint8_t shift = 0; ///< The bit of the word that the piece ends with.
+    std::uint8_t shift = 0; ///< The lowest bit of the word that the piece shows.
     std::uint8_t size = 0;  ///< In bytes of the text: up to 8 for bytes, 16 for hex and 10 for decimal digits.
     Notation notation = Notation::Big;
 };
@@ -78,19 +78,19 @@ struct FieldDetails {
 struct IndexField {
     Shape shape = Shape::Piece;
     NumberRule rule = NumberRule::Linear;
-    Notation notation = Notation::Big;
-    std::uint8_t shift = 0;
-    std::uint8_t size = 0;
-    std::uint8_t bits = 64;   ///< Of a number by any rule but runs.
-    std::uint8_t width = 0;   ///< Of a decimal number the least number of digits.
-    bool startsApart = false; ///< Whether turn 0 shows what the sums do not give.
-    std::uint32_t details = 0;
+    Notation notation = Notation::Big; ///< Of a piece, as are shift and size.
+    std::uint8_t shift = 0;            ///< The lowest bit of the number that is shown.
+    std::uint8_t size = 0;             ///< In bytes of the frame.
+    std::uint8_t bits = 64;            ///< How many a linear number has.
+    std::uint8_t width = 0;            ///< Of a decimal number the least number of digits.
+    bool startsApart = false;          ///< By runs: whether turn 0 shows what the runs do not give.
+    std::uint32_t details = 0;         ///< Place in IndexProgram::details.
     TurnRule turns;
-    std::uint64_t start = 0;
+    std::uint64_t start = 0; ///< By any rule but runs.
     std::uint64_t step = 0;
     std::size_t offset = 0; ///< Where it stands in the frame.
-    std::size_t stretch =
-        0; ///< Of a text that is not in the frame: bytes of the frame from here to the next such field.
+    /// Of a text that is not in the frame: bytes of the frame from here to the next such field.
+    std::size_t stretch = 0;
 
     /// Whether the frame holds the text, but for what changes.
     bool IsInFrame() const noexcept { return shape <= Shape::Pieces; }
@@ -215,7 +215,8 @@ private:
     void AddFrameFields(IndexField field, const std::vector<Piece>& pieces);
     void AddDetails(IndexField& field, const FieldDetails& details);
     Slice AddPieces(const std::vector<Piece>& pieces);
-    void SetNumber(IndexField& field, FieldDetails& details, const HexCounter& counter, std::size_t words);
+    void SetNumber(IndexField& field, FieldDetails& details, const HexCounter& counter, const std::vector<BitRun>& runs,
+                   std::size_t words);
 
     std::shared_ptr<IndexProgram> mProgram;
     std::optional<OpenStretch> mOpen;

@@ -107,7 +107,7 @@ char* WriteText(const IndexProgram& program, const IndexField& field, std::uint6
             WritePieces(program, field, turn, out);
             return out + details.fullSize;
         }
-        std::memcpy(out, program.texts.data() + details.firstText.first, details.firstText.count);
+        CopyText(out, program.texts.data() + details.firstText.first, details.firstText.count);
         return out + details.firstText.count;
     }
     char text[kHexGroupsRoom]; // as these writers touch bytes behind the text

@@ -176,6 +176,18 @@ constexpr Uint128 SumByWords(const Uint128& left, const Uint128& right) noexcept
     return sum;
 }
 
+/// Whether Hexfield may lose a carry when it adds a step to a field of so many bytes: if a 32-bit word of the step is full
+/// that is neither its lowest one nor the topmost one of the field. Such a word passes no carry on where the field's own
+/// word is full too.
+/// \param step  its 64-bit words, the lowest one first, as many as the field takes.
+inline bool LosesCarries(const std::uint64_t* step, std::size_t size) noexcept
+{
+    for (std::size_t word = 1; word + 1 < (size + 3) / 4; ++word) {
+        if ((step[word / 2] >> 32 * (word % 2) & 0xffffffff) == 0xffffffff) return true;
+    }
+    return false;
+}
+
 /// How a hex counter of any width counts. A counter that is kept as a number has this too if it has a mask, to compute
 /// its values at an index.
 struct FieldDefinition {
@@ -186,6 +198,13 @@ struct FieldDefinition {
     Hexfield fixed;
     bool hasMask = false;
     Cycle cycle;
+
+    /// In bytes, from the first change on.
+    std::size_t GetFullSize() const noexcept
+    {
+        const std::size_t size = std::max(start.GetSize(), step.GetSize());
+        return hasMask ? std::max<std::size_t>({size, mask.GetSize(), fixed.GetSize()}) : size;
+    }
 
     /// Adds \a addend to \a value, within the mask.
     void Add(Hexfield& value, const Hexfield& addend) const

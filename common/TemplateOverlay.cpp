@@ -18,15 +18,6 @@ std::vector<const std::string*> NamesOf(const Program& program)
     return names;
 }
 
-/// A length as it shows.
-std::string LengthText(std::size_t length, const LengthDefinition& definition)
-{
-    if (definition.size == 0) return std::to_string(length);
-    std::string text(definition.size, '\0');
-    WriteLengthBytes(text.data(), text.size(), length, definition.isBigEndian);
-    return text;
-}
-
 } // namespace
 
 const std::string* FindVariable(const Variables& variables, std::string_view lowerName) noexcept
@@ -61,7 +52,7 @@ void RenderOverlaid(const std::vector<Layer>& below, const Layer& top, const Var
                 mark = pos;
             } else {
                 const LengthDefinition& definition = program.lengths[part.item];
-                text = LengthText(mark + growth - pos - len, definition);
+                text = LengthText(definition, mark + growth - pos - len);
                 if (!definition.isInFront) {
                     out.insert(mark + growth, text);
                     text.clear();

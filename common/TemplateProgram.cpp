@@ -33,20 +33,6 @@ std::size_t MaxHexSize(HexFormat format, std::size_t bytes)
     }
 }
 
-std::size_t FullSize(const FieldDefinition& field)
-{
-    std::size_t size = std::max(field.start.GetSize(), field.step.GetSize());
-    if (field.hasMask) size = std::max<std::size_t>({size, field.mask.GetSize(), field.fixed.GetSize()});
-    return size;
-}
-
-/// Whether Hexfield may lose a carry when it adds a step: in a full word that is neither the lowest nor the topmost.
-bool LosesCarries(const Uint128& step, std::size_t fullSize)
-{
-    constexpr std::uint64_t kFull = 0xffffffff;
-    return step.low >> 32 == kFull || (fullSize > 12 && (step.high & kFull) == kFull);
-}
-
 } // namespace
 
 std::size_t MaxSizeOf(const Program& program, const Part& part) noexcept
@@ -57,7 +43,7 @@ std::size_t MaxSizeOf(const Program& program, const Part& part) noexcept
     case Op::Bytes:
     case Op::Text: return MaxHexSize(part.format, program.numbers[part.item].fullSize);
     case Op::Wide: return MaxHexSize(part.format, program.wideNumbers[part.item].fullSize);
-    case Op::Field: return MaxHexSize(part.format, FullSize(program.fields[part.item]));
+    case Op::Field: return MaxHexSize(part.format, program.fields[part.item].GetFullSize());
     default: return 0;
     }
 }
@@ -114,7 +100,7 @@ NumberDefinition<Word> ProgramBuilder::NumberOfField(const FieldDefinition& fiel
     NumberDefinition<Word> number;
     number.start = NumberOf<Word>(field.start);
     number.step = NumberOf<Word>(field.step);
-    number.mask = LowBytes<Word>(FullSize(field));
+    number.mask = LowBytes<Word>(field.GetFullSize());
     number.hasMask = field.hasMask;
     if (field.hasMask) {
         number.mask = NumberOf<Word>(field.mask);
@@ -123,7 +109,7 @@ NumberDefinition<Word> ProgramBuilder::NumberOfField(const FieldDefinition& fiel
     }
     number.cycle = field.cycle;
     number.startSize = static_cast<std::uint8_t>(field.start.GetSize());
-    number.fullSize = static_cast<std::uint8_t>(FullSize(field));
+    number.fullSize = static_cast<std::uint8_t>(field.GetFullSize());
     number.stepMask = LowBytes<Word>(field.step.GetSize());
     return number;
 }
@@ -131,12 +117,16 @@ NumberDefinition<Word> ProgramBuilder::NumberOfField(const FieldDefinition& fiel
 void ProgramBuilder::AddHex(const PartPlace& place, FieldDefinition field, HexFormat format)
 {
     Program& program = *mProgram;
-    const std::size_t size = FullSize(field);
+    const std::size_t size = field.GetFullSize();
     const bool sameSize = field.start.GetSize() == size;
     Part part;
     part.format = format;
     part.op = size > 16 ? Op::Field : size > 8 ? Op::Wide : format >= HexFormat::Hex ? Op::Text : Op::Bytes;
-    if (part.op == Op::Wide && LosesCarries(NumberOf<Uint128>(field.step), size)) part.op = Op::Field;
+    if (part.op == Op::Wide) {
+        const auto step = NumberOf<Uint128>(field.step);
+        const std::uint64_t words[] = {step.low, step.high};
+        if (LosesCarries(words, size)) part.op = Op::Field;
+    }
     if (part.op == Op::Field) {
         part.item = static_cast<std::uint32_t>(program.fields.size());
         program.fields.push_back(std::move(field));

@@ -151,6 +151,14 @@ template <class NumberSource>
 
 } // namespace
 
+std::string LengthText(const LengthDefinition& definition, std::size_t length)
+{
+    if (definition.size == 0) return std::to_string(length);
+    std::string text(definition.size, '\0');
+    WriteLengthBytes(text.data(), text.size(), length, definition.isBigEndian);
+    return text;
+}
+
 void WriteLengthBytes(char* out, std::size_t size, std::uint64_t length, bool isBigEndian) noexcept
 {
     std::memset(out, 0, size);

@@ -64,6 +64,9 @@ char* RenderAt(const Program& program, const IndexedValues& values, const Variab
 /// gap.
 std::string TextOf(const Program& program, const Part& part, const Values& values);
 
+/// A length as it shows.
+std::string LengthText(const LengthDefinition& definition, std::size_t length);
+
 /// Writes a length as \a size bytes. Bytes that the type of the length does not have are 0.
 void WriteLengthBytes(char* out, std::size_t size, std::uint64_t length, bool isBigEndian) noexcept;
 
