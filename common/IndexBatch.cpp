@@ -197,7 +197,11 @@ void WriteFrames(const IndexProgram& program, const IndexList& indexes, const Fr
         }
         if (!isPatch) CopyFrame(program.frame, chunk);
         for (const IndexField& field : program.fields) WriteField(program, field, chunk);
-        WriteChecksums(program, chunk.frames, chunk.count);
+        if (chunk.indexes) {
+            WriteChecksums(program, chunk.frames, chunk.count);
+        } else {
+            WriteChecksumsInSequence(program, chunk.first, chunk.frames, chunk.count);
+        }
         done += chunk.count;
     }
 }

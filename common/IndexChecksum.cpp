@@ -53,6 +53,46 @@ void Check(const IndexProgram& program, const std::vector<ChecksumField>& fields
     }
 }
 
+/// Checksums of many counters, and counters that start anew all the time, are summed by what the frames hold.
+constexpr std::size_t kMostCounters = 8;
+constexpr std::uint64_t kLongRun = 32;
+
+/// Whether a field is a counter that goes on by the same step for many indexes.
+bool IsSteppedCounter(const IndexField& field)
+{
+    const std::uint64_t interval = field.turns.interval.GetNumber();
+    const std::uint64_t run = interval != 1 ? interval : field.turns.count.GetNumber() - 1; // 0 is without end
+    return field.shape == Shape::Piece && field.rule == NumberRule::Linear && field.notation <= Notation::Little &&
+           run >= kLongRun;
+}
+
+/// Lists the counters that a checksum covers, or none if it covers anything else that changes.
+Slice AddCounters(IndexProgram& program, const ChecksumField& checksum)
+{
+    std::vector<SummedCounter> counters;
+    for (const ByteSpan& covered : checksum.covered) {
+        for (const IndexChecksum& other : program.checksums) {
+            if (Overlap(covered, {other.at, 2})) return {};
+        }
+        for (const Piece& piece : program.pieces) {
+            if (Overlap(covered, {piece.offset, piece.size})) return {};
+        }
+        for (std::uint32_t i = 0; i < program.fields.size(); ++i) {
+            const IndexField& field = program.fields[i];
+            const ByteSpan span = {field.offset, field.size};
+            if (field.shape != Shape::Piece || !Overlap(covered, span)) continue;
+            if (!IsSteppedCounter(field) || Common(covered, span) != span || counters.size() == kMostCounters)
+                return {};
+            const bool isBig = field.notation == Notation::Big;
+            const std::size_t lowest = span.offset - covered.offset + (isBig ? span.size - 1 : 0);
+            counters.push_back({i, lowest % 2 != 0});
+        }
+    }
+    const Slice slice = {program.summedCounters.size(), counters.size()};
+    program.summedCounters.insert(program.summedCounters.end(), counters.begin(), counters.end());
+    return slice;
+}
+
 } // namespace
 
 void AddChecksums(IndexProgram& program, const std::vector<ChecksumField>& fields)
@@ -89,6 +129,7 @@ void AddChecksums(IndexProgram& program, const std::vector<ChecksumField>& field
             }
         }
         checksum.pieces.count = program.summedPieces.size() - checksum.pieces.first;
+        if (checksum.sum != 0) checksum.counters = AddCounters(program, field);
         if (checksum.pieces.count == 0) {
             const std::uint16_t held = ChecksumOf(checksum.sum, field.complement, field.zeroIsAllOnes);
             std::memcpy(program.frame.data() + field.at, &held, sizeof held);
@@ -101,9 +142,6 @@ void AddChecksums(IndexProgram& program, const std::vector<ChecksumField>& field
 }
 
 namespace {
-
-/// How many frames are summed at a time.
-constexpr std::size_t kMaxChunk = 256;
 
 /// Adds a piece of each frame to the frame's sum.
 template <unsigned int Size>
@@ -124,23 +162,100 @@ using PieceAdder = void (*)(const SummedPiece&, unsigned char* const*, std::size
 constexpr PieceAdder kPieceAdders[] = {AddPiece<1>, AddPiece<2>, AddPiece<3>, AddPiece<4>,
                                        AddPiece<5>, AddPiece<6>, AddPiece<7>, AddPiece<8>};
 
+/// Sums what the frames hold.
+void WriteBySums(const IndexProgram& program, const IndexChecksum& checksum, unsigned char* const* frames,
+                 std::size_t count)
+{
+    std::uint64_t sums[kMaxSummedFrames];
+    std::fill_n(sums, count, checksum.sum);
+    for (std::size_t i = 0; i < checksum.pieces.count; ++i) {
+        const SummedPiece& piece = program.summedPieces[checksum.pieces.first + i];
+        kPieceAdders[piece.size - 1u](piece, frames, count, sums);
+    }
+    for (std::size_t k = 0; k < count; ++k) {
+        const std::uint16_t held = ChecksumOf(sums[k], checksum.complement, checksum.zeroIsAllOnes);
+        std::memcpy(frames[k] + checksum.at, &held, sizeof held);
+    }
+}
+
+/// A counter from some index on.
+struct CounterRun {
+    CounterRun(const IndexField& field, std::uint64_t index) noexcept
+    {
+        const std::uint64_t mask = LowBits(8u * field.size);
+        const std::uint64_t turn = field.turns.At(index);
+        const std::uint64_t interval = field.turns.interval.GetNumber();
+        value = (field.start + turn * field.step) >> field.shift & mask;
+        if (interval != 1) {
+            more = interval - 1 - field.turns.interval.Remainder(index);
+            return;
+        }
+        more = field.turns.count.GetNumber() - 1 - turn; // without a count, this is beyond any chunk
+        up = (((field.start + field.step) >> field.shift) - (field.start >> field.shift)) & mask;
+        if (up > mask / 2) {
+            down = mask - up + 1;
+            up = 0;
+        }
+        // Up to where its bytes wrap. Counters seldom do, so that the division is left out in most cases.
+        if (Product{up} * kMaxSummedFrames > mask - value) more = std::min(more, (mask - value) / up);
+        if (Product{down} * kMaxSummedFrames > value) more = std::min(more, value / down);
+    }
+
+    std::uint64_t value;
+    std::uint64_t up = 0;   ///< What each index adds, or
+    std::uint64_t down = 0; ///< takes away.
+    std::uint64_t more;     ///< For how many more indexes that is so.
+};
+
+/// Steps the sum itself: what counters add to it is a counter modulo 65535.
+void WriteBySteps(const IndexProgram& program, const IndexChecksum& checksum, std::uint64_t first,
+                  unsigned char* const* frames, std::size_t count)
+{
+    using Lanes = std::uint32_t __attribute__((vector_size(16)));
+    std::uint32_t held[kMaxSummedFrames + 4];
+    const SummedCounter* const counters = program.summedCounters.data() + checksum.counters.first;
+    for (std::size_t k = 0; k < count;) {
+        std::uint64_t sum = checksum.sum;
+        std::uint64_t step = 0;
+        std::uint64_t more = count - k - 1;
+        for (std::size_t i = 0; i < checksum.counters.count; ++i) {
+            const CounterRun run(program.fields[counters[i].field], first + k);
+            const int shift = counters[i].startsSecond ? 8 : 0;
+            sum += std::uint64_t{FoldSum(run.value)} << shift;
+            step += std::uint64_t{run.down != 0 ? 0xffffu - FoldSum(run.down) : FoldSum(run.up)} << shift;
+            more = std::min(more, run.more);
+        }
+        const std::uint32_t start = FoldSum(sum);
+        const std::uint32_t by = FoldSum(step);
+        const std::uint32_t flip = checksum.complement ? 0xffff : 0;
+        const std::uint32_t zero = checksum.zeroIsAllOnes ? 0xffff : 0;
+        Lanes sums = {start, start + by, start + 2 * by, start + 3 * by}; // which stay below 2^25
+        for (std::size_t i = 0; i <= more; i += 4, sums += 4 * by) {
+            Lanes folded = (sums & 0xffff) + (sums >> 16);
+            folded = ((folded & 0xffff) + (folded >> 16)) ^ flip;
+            folded |= reinterpret_cast<Lanes>(folded == 0) & zero;
+            std::memcpy(held + i, &folded, sizeof folded);
+        }
+        for (std::size_t i = 0; i <= more; ++i) std::memcpy(frames[k + i] + checksum.at, held + i, 2);
+        k += more + 1;
+    }
+}
+
 } // namespace
 
 void WriteChecksums(const IndexProgram& program, unsigned char* const* frames, std::size_t count) noexcept
 {
-    std::uint64_t sums[kMaxChunk];
-    for (std::size_t done = 0; done < count && !program.checksums.empty(); done += kMaxChunk) {
-        const std::size_t chunk = std::min(count - done, kMaxChunk);
-        for (const IndexChecksum& checksum : program.checksums) {
-            std::fill_n(sums, chunk, checksum.sum);
-            for (std::size_t i = 0; i < checksum.pieces.count; ++i) {
-                const SummedPiece& piece = program.summedPieces[checksum.pieces.first + i];
-                kPieceAdders[piece.size - 1u](piece, frames + done, chunk, sums);
-            }
-            for (std::size_t k = 0; k < chunk; ++k) {
-                const std::uint16_t held = ChecksumOf(sums[k], checksum.complement, checksum.zeroIsAllOnes);
-                std::memcpy(frames[done + k] + checksum.at, &held, sizeof held);
-            }
+    for (const IndexChecksum& checksum : program.checksums) WriteBySums(program, checksum, frames, count);
+}
+
+void WriteChecksumsInSequence(const IndexProgram& program, std::uint64_t first, unsigned char* const* frames,
+                              std::size_t count) noexcept
+{
+    for (const IndexChecksum& checksum : program.checksums) {
+        if (checksum.counters.count != 0) {
+            WriteBySteps(program, checksum, first, frames, count);
+        } else {
+            WriteBySums(program, checksum, frames, count);
         }
     }
 }

@@ -17,8 +17,15 @@ namespace zor::common::detail {
 /// span that reaches beyond the frame, a field that overlaps another one or stands over an expression.
 void AddChecksums(IndexProgram& program, const std::vector<ChecksumField>& fields);
 
-/// Writes the checksums of frames in which everything else is as it should be.
+/// The most frames that checksums are written into at a time.
+inline constexpr std::size_t kMaxSummedFrames = 256;
+
+/// Writes the checksums of up to kMaxSummedFrames frames in which everything else is as it should be.
 void WriteChecksums(const IndexProgram& program, unsigned char* const* frames, std::size_t count) noexcept;
+
+/// The same for frames of indexes from \a first on, none above 2^64 - 1.
+void WriteChecksumsInSequence(const IndexProgram& program, std::uint64_t first, unsigned char* const* frames,
+                              std::size_t count) noexcept;
 
 } // namespace zor::common::detail
 

@@ -104,11 +104,19 @@ struct SummedPiece {
     bool startsSecond = false; ///< Whether the first byte is the second one of its word.
 };
 
+/// A linear counter, written as bytes, that a checksum covers as a whole.
+struct SummedCounter {
+    std::uint32_t field = 0; ///< Its place in IndexProgram::fields.
+    bool startsSecond =
+        false; ///< Whether its least significant byte is the second one of a word as it stands in memory.
+};
+
 /// A checksum that follows what it covers.
 struct IndexChecksum {
     std::size_t at = 0;
     std::uint64_t sum = 0; ///< Of all that never changes, as in InternetSum.h.
     Slice pieces;
+    Slice counters; ///< All that changes, if that is linear counters alone; otherwise none.
     bool zeroIsAllOnes = false;
     bool complement = true;
 };
@@ -128,6 +136,7 @@ struct IndexProgram {
 
     std::vector<IndexChecksum> checksums; ///< Each one before those that cover it.
     std::vector<SummedPiece> summedPieces;
+    std::vector<SummedCounter> summedCounters;
 
     std::size_t minSize = 0; ///< Of a value, in bytes.
     std::size_t maxSize = 0;

@@ -33,6 +33,14 @@ TEST(CompiledTemplate, BatchesHoldSingleValues)
     }
 }
 
+TEST(CompiledTemplate, ChecksumsFollowCountersInSequence)
+{
+    Random random(44);
+    for (int round = 0; round < 700; ++round) {
+        ASSERT_NO_FATAL_FAILURE(test::CheckSummedFrames(random)) << "round " << round;
+    }
+}
+
 std::string SpansOf(const CompiledTemplate& compiled)
 {
     std::string text;

@@ -150,6 +150,38 @@ inline std::string DrawFrameTemplate(Random& random)
     return text + random.Text("0123456789abcdef", 2 * random.Below(30));
 }
 
+/// Checksums of counters that go up and down and wrap, in sequence, are those of all bytes.
+inline void CheckSummedFrames(Random& random)
+{
+    std::string text = "@h 000000000000";
+    for (std::size_t i = 1 + random.Below(3); i > 0; --i) {
+        static constexpr const char* kSteps[] = {"1", "1", "2", "3", "e", "f", "f"}; // the last digit; f goes down
+        const std::size_t digits = 2 * (1 + random.Below(4));
+        const std::string step = kSteps[random.Below(7)];
+        const std::string start = std::string(digits - 2, "0f"[random.Below(2)]) + random.Text("00ff7", 2);
+        text += "@$(" + start + "," + std::to_string(random.Below(2) * (30 + random.Below(200))) + "," +
+                std::string(digits - 1, step < "e" ? '0' : 'f') + step + (random.Below(3) == 0 ? ",little," : ",big,") +
+                (random.Below(3) == 0 ? "40" : "0") + ")" + std::string(2 * random.Below(3), '0');
+    }
+    const std::size_t size = CompiledTemplate(text).GetMaxSize();
+    std::vector<ChecksumField> fields;
+    for (std::size_t at = 0; at < 6; at += 2) {
+        const std::size_t from = at == 0 ? 6 : random.Below(7);
+        fields.push_back({at, {{from, size - from}}, 0, random.Below(2) == 0, random.Below(3) != 0});
+        fields.back().initial = random.Below(2) == 0 ? 0 : static_cast<std::uint32_t>(random.Below(0x20000));
+    }
+    const CompiledTemplate plain(text);
+    const CompiledTemplate summed(Wildcards(text, "@"), fields);
+    const IndexRange range{DrawIndex(random), 300};
+    std::string frames(300 * size, '\0');
+    ASSERT_TRUE(summed.RenderFrames(range, {reinterpret_cast<unsigned char*>(frames.data()), size}));
+    for (std::uint64_t k = 0; k < range.count; ++k) {
+        std::string expected = ValueAt(plain, range.first + k);
+        SetChecksums(fields, expected);
+        ASSERT_EQ(frames.substr(k * size, size), expected) << text << " at index " << range.first + k;
+    }
+}
+
 /// Batches give what single values are, wherever they go, and write nothing else.
 inline void CheckFrames(Random& random)
 {
