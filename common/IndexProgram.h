@@ -96,6 +96,26 @@ struct IndexField {
 };
 static_assert(sizeof(IndexField) <= 80);
 
+/// Bytes that batches write into a frame at a time: those of a linear counter, or of a part of it. The top bytes of
+/// start + turn * step are written.
+struct Lane {
+    TurnRule turns;
+    std::uint64_t start = 0;
+    std::uint64_t step = 0;
+    std::size_t offset = 0;   ///< In the frame.
+    std::uint8_t size = 0;    ///< 8, 6, 4, 2 or 1 bytes.
+    bool isLittle = false;    ///< Whether the least significant byte comes first.
+    bool hasLongRuns = false; ///< Whether at least kLongRun indexes one behind the other go on by the same step.
+
+    static constexpr std::uint64_t kLongRun = 64;
+};
+
+/// What batches write into a frame, in this order.
+struct BatchPlan {
+    std::vector<Lane> lanes;         ///< Big-endian ones first; of those, larger ones first, then those in front.
+    std::vector<std::uint32_t> rest; ///< Places of the fields that have no lanes.
+};
+
 /// What changes, in the order of the frame. It never changes once it is built and points at nothing outside, so any
 /// number of threads may share one. Numbers that never change, variables, escapes and the lengths of stretches of a fixed
 /// size are part of the frame.
@@ -108,6 +128,8 @@ struct IndexProgram {
     std::vector<BitRun> runs;
     std::vector<std::uint64_t> startWords;
     std::string texts;
+    BatchPlan rendering; ///< After a copy of the frame. A lane of 8 bytes may write what stands behind its field.
+    BatchPlan patching;  ///< Writes bytes of the fields alone.
 
     std::size_t minSize = 0; ///< Of a value, in bytes.
     std::size_t maxSize = 0;
@@ -195,6 +217,7 @@ private:
     Slice AddPieces(const std::vector<Piece>& pieces);
     void SetNumber(IndexField& field, FieldDetails& details, const HexCounter& counter, std::size_t words);
     void FindChangingSpans();
+    void PlanBatches();
 
     std::shared_ptr<IndexProgram> mProgram;
     std::optional<OpenStretch> mOpen;
