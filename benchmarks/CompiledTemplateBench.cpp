@@ -4,6 +4,7 @@
 #include <common/CompiledTemplate.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <memory>
 #include <numeric>
@@ -42,11 +43,13 @@ struct Packet {
         compiled.GetValueAt(0, frame);
         const auto* const bytes = reinterpret_cast<const unsigned char*>(frame.data());
         summed = CompiledTemplate(Wildcards(Text(size), "@"), FindChecksums(bytes, frame.size()));
+        frame.copy(copied.data(), copied.size());
     }
 
     CompiledTemplate compiled;
-    CompiledTemplate summed = compiled; ///< With the checksums of IPv4 and UDP.
-    std::string frame;                  ///< Value 0.
+    CompiledTemplate summed = compiled;             ///< With the checksums of IPv4 and UDP.
+    std::string frame;                              ///< Value 0.
+    alignas(64) std::array<char, 1500> copied = {}; ///< The same for peers, where no cache line is split by luck.
 };
 
 /// What a sender does that patches frames by hand: copies the packet and writes four counters, which it steps.
@@ -62,11 +65,13 @@ public:
 
     void Write(unsigned char* frame)
     {
-        const std::uint64_t mac = __builtin_bswap64(mMac++ << 16);
+        const std::uint32_t macHead = __builtin_bswap32(static_cast<std::uint32_t>(mMac >> 16));
+        const std::uint16_t macTail = __builtin_bswap16(static_cast<std::uint16_t>(mMac++));
         const std::uint32_t address = __builtin_bswap32(Packet::kAddress + mAddress);
         const std::uint16_t port = __builtin_bswap16(static_cast<std::uint16_t>(Packet::kPort + mPort));
         const std::uint32_t number = __builtin_bswap32(mNumber++);
-        std::memcpy(frame + 6, &mac, 6);
+        std::memcpy(frame + 6, &macHead, 4); // a copy of six bytes goes through memory
+        std::memcpy(frame + 10, &macTail, 2);
         std::memcpy(frame + 30, &address, 4);
         std::memcpy(frame + 34, &port, 2);
         std::memcpy(frame + 42, &number, 4);
@@ -212,8 +217,11 @@ struct ByMemcpy {
     void operator()(const Packet& packet, std::uint64_t, const Layout& layout, unsigned char* const* places,
                     const FrameBuffers&) const
     {
-        for (std::size_t k = 0; k < layout.batch; ++k) {
-            std::memcpy(places[k], packet.frame.data(), packet.frame.size());
+        const char* const frame = packet.copied.data(); // here and below, what a barrier would have read anew
+        const std::size_t size = packet.frame.size();
+        const std::size_t batch = layout.batch;
+        for (std::size_t k = 0; k < batch; ++k) {
+            std::memcpy(places[k], frame, size);
             Barrier();
         }
     }
@@ -226,9 +234,13 @@ struct ByHand {
     {
         HandCounters counters;
         counters.MoveTo(first);
-        for (std::size_t k = 0; k < layout.batch; ++k) {
-            std::memcpy(places[k], packet.frame.data(), packet.frame.size());
-            counters.Write(places[k]);
+        const char* const frame = packet.copied.data();
+        const std::size_t size = packet.frame.size();
+        const std::size_t batch = layout.batch;
+        for (std::size_t k = 0; k < batch; ++k) {
+            unsigned char* const place = places[k];
+            std::memcpy(place, frame, size);
+            counters.Write(place);
             Barrier();
         }
     }

@@ -1,6 +1,7 @@
 #include "CompiledTemplate.h"
 
 #include "IndexBatch.h"
+#include "IndexCompiler.h"
 #include "IndexRender.h"
 #include "WildcardsImpl.h"
 

@@ -60,6 +60,9 @@ public:
     /// The pointers; null if the buffers have a stride.
     unsigned char* const* GetEach() const noexcept { return mEach; }
 
+    /// The distance between two buffers, in bytes, unless there are pointers.
+    std::size_t GetStride() const noexcept { return mStride; }
+
     /// Whether a frame of \a size bytes ends before the next buffer, where that is known.
     bool CanHold(std::size_t size) const noexcept { return mEach || mStride >= size; }
 

@@ -2,21 +2,22 @@
 
 #include "IndexChecksum.h"
 #include "IndexRender.h"
+#include "TemplateRender.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <string>
 #include <type_traits>
+#include <utility>
 
 namespace zor::common::detail {
 
 namespace {
 
-/// Frames are written in chunks, and a chunk field by field. So the frame that a field has brought into the first cache
-/// is there for the next field, and what is prepared for a field serves many frames.
+/// Frames are written in chunks, so that what is prepared serves many frames, and so that a frame is still in a near
+/// cache when the fields are written that the first pass leaves out.
 constexpr std::size_t kMaxChunk = 256;
-constexpr std::size_t kMinChunk = 16;
+constexpr std::size_t kMinChunk = 64;
 constexpr std::size_t kChunkBytes = 16384;
 
 struct Chunk {
@@ -28,144 +29,228 @@ struct Chunk {
     std::uint64_t IndexAt(std::size_t k) const noexcept { return indexes ? indexes[k] : first + k; }
 };
 
-/// Writes the bytes of a piece of a linear counter into frames.
-///
-/// What stands below a piece never changes, or the piece would begin there. So the bits from its lowest one on are a
-/// linear counter too.
-template <unsigned int Size, bool IsBigEndian>
-class LinearPiece {
-    using Word = std::conditional_t<(Size <= 4), std::uint32_t, std::uint64_t>;
+/// Ways to bring literal text into a frame before its lanes are written.
+struct NoCopy {
+    void operator()(unsigned char*) const noexcept {}
+};
 
+/// Copies a frame of 32 to 64 bytes from registers.
+class ShortCopy {
 public:
-    explicit LinearPiece(const IndexField& field) noexcept
-        : mStart(Shifted(field.start >> field.shift)),
-          mStep(Shifted(((field.start + field.step) >> field.shift) - (field.start >> field.shift))),
-          mOffset(field.offset)
+    explicit ShortCopy(const std::string& frame) noexcept : mBackOffset(frame.size() - sizeof mBack)
     {
+        std::memcpy(mFront, frame.data(), sizeof mFront);
+        std::memcpy(mBack, frame.data() + mBackOffset, sizeof mBack);
     }
 
-    /// Writes the same turn into frames from \a k to \a end.
-    void Hold(unsigned char* const* frames, std::size_t k, std::size_t end, std::uint64_t turn) const noexcept
+    void operator()(unsigned char* out) const noexcept
     {
-        const Word word = At(turn);
-        for (; k < end; ++k) Store(frames[k], word);
-    }
-
-    /// Writes a turn and those after it.
-    void Count(unsigned char* const* frames, std::size_t k, std::size_t end, std::uint64_t turn) const noexcept
-    {
-        Word word = At(turn);
-#pragma GCC unroll 4
-        for (; k < end; ++k, word += mStep) Store(frames[k], word);
-    }
-
-    /// Writes the turns that \a turnOf gives for listed indexes.
-    template <class TurnOf>
-    void List(const Chunk& chunk, TurnOf turnOf) const noexcept
-    {
-#pragma GCC unroll 4
-        for (std::size_t k = 0; k < chunk.count; ++k) Store(chunk.frames[k], At(turnOf(chunk.indexes[k])));
+        std::memcpy(out, mFront, sizeof mFront);
+        std::memcpy(out + mBackOffset, mBack, sizeof mBack); // which may overlap
     }
 
 private:
-    /// Moves the bytes to the top of a word, where swapping brings them to the low end.
-    static Word Shifted(std::uint64_t number) noexcept
-    {
-        return static_cast<Word>(IsBigEndian ? number << 8 * (sizeof(Word) - Size) : number);
-    }
-
-    Word At(std::uint64_t turn) const noexcept
-    {
-        return static_cast<Word>(mStart + static_cast<Word>(turn) * mStep);
-    }
-
-    void Store(unsigned char* frame, Word word) const noexcept
-    {
-        if constexpr (IsBigEndian) {
-            if constexpr (sizeof(Word) == 4) {
-                word = __builtin_bswap32(word);
-            } else {
-                word = __builtin_bswap64(word);
-            }
-        }
-        std::memcpy(frame + mOffset, &word, Size);
-    }
-
-    Word mStart;
-    Word mStep;
-    std::size_t mOffset;
+    WordPair mFront[2];
+    WordPair mBack[2];
+    std::size_t mBackOffset;
 };
 
-template <unsigned int Size, bool IsBigEndian>
-void WriteLinear(const IndexField& field, const Chunk& chunk)
+class LongCopy {
+public:
+    explicit LongCopy(const std::string& frame) noexcept : mText(frame.data()), mSize(frame.size()) {}
+
+    void operator()(unsigned char* out) const noexcept { std::memcpy(out, mText, mSize); }
+
+private:
+    const char* mText;
+    std::size_t mSize;
+};
+
+/// How the top bytes of a word are written.
+template <unsigned int Size>
+struct BigEndian {
+    static void Store(unsigned char* out, std::uint64_t word) noexcept
+    {
+        word = __builtin_bswap64(word);
+        std::memcpy(out, &word, Size);
+    }
+};
+
+template <unsigned int Size>
+struct LittleEndian {
+    static void Store(unsigned char* out, std::uint64_t word) noexcept
+    {
+        word >>= 8 * (8 - Size);
+        std::memcpy(out, &word, Size);
+    }
+};
+
+/// A lane from some index on: the word there, what each index adds, and for how many more indexes it does.
+struct LaneRun {
+    LaneRun(const Lane& lane, std::uint64_t index) noexcept
+    {
+        const std::uint64_t interval = lane.turns.interval.GetNumber();
+        const std::uint64_t turn = lane.turns.At(index);
+        word = lane.start + turn * lane.step;
+        step = interval == 1 ? lane.step : 0;
+        more = interval == 1 ? lane.turns.count.GetNumber() - 1 - turn // without a count, this is beyond any chunk
+                             : interval - 1 - lane.turns.interval.Remainder(index);
+    }
+
+    std::uint64_t word;
+    std::uint64_t step;
+    std::uint64_t more;
+};
+
+/// Writes frames in which each lane goes on by its step.
+///
+/// The words of four lanes stay in registers. A frame of 64 bytes with four counters takes 1.7 ns; it took 2.9 ns with a
+/// pass over the frames for the copy and one for each counter.
+template <class... Stores, class Copy, std::size_t... Is>
+void StepLanes(const Lane* lanes, const LaneRun* runs, unsigned char* const* frames, unsigned char* const* end,
+               const Copy copy, std::index_sequence<Is...>)
 {
-    const LinearPiece<Size, IsBigEndian> piece(field);
-    const Divisor interval = field.turns.interval;
-    const Divisor count = field.turns.count;
-    if (chunk.indexes) {
-        if (interval.GetNumber() != 1) {
-            piece.List(chunk, [turns = field.turns](std::uint64_t index) { return turns.At(index); });
-        } else if (count.GetNumber() != 0) { // in drawn order, no branch could be predicted
-            piece.List(chunk, [count](std::uint64_t index) { return count.Remainder(index); });
-        } else {
-            piece.List(chunk, [](std::uint64_t index) { return index; });
-        }
-        return;
-    }
-    std::uint64_t turn = field.turns.At(chunk.first);
-    if (interval.GetNumber() == 1) {
-        for (std::size_t k = 0; k < chunk.count; turn = 0) {
-            std::uint64_t run = chunk.count - k;
-            if (count.GetNumber() != 0) run = std::min(run, count.GetNumber() - turn);
-            piece.Count(chunk.frames, k, k + run, turn);
-            k += run;
-        }
-        return;
-    }
-    std::uint64_t held = interval.Remainder(chunk.first);
-    for (std::size_t k = 0; k < chunk.count; held = 0) {
-        const std::uint64_t run = std::min<std::uint64_t>(chunk.count - k, interval.GetNumber() - held);
-        piece.Hold(chunk.frames, k, k + run, turn);
-        k += run;
-        turn = turn + 1 == count.GetNumber() ? 0 : turn + 1;
+    std::uint64_t word[] = {runs[Is].word...};
+    const std::uint64_t step[] = {runs[Is].step...};
+    const std::size_t offset[] = {lanes[Is].offset...};
+#pragma GCC unroll 4 // which saves an eighth of the time
+    for (; frames != end; ++frames) {
+        unsigned char* const frame = *frames;
+        copy(frame);
+        ((Stores::Store(frame + offset[Is], word[Is]), word[Is] += step[Is]), ...);
     }
 }
 
-using LinearWriter = void (*)(const IndexField&, const Chunk&);
+/// Writes frames whose turns follow from each index alone.
+template <class... Stores, class Copy, class TurnAt, std::size_t... Is>
+void ListLanes(const Lane* lanes, const Chunk chunk, const Copy copy, TurnAt turnAt, std::index_sequence<Is...>)
+{
+    const Lane lane[] = {lanes[Is]...}; // which no write to a frame can change
+    for (std::size_t k = 0; k < chunk.count; ++k) {
+        const std::uint64_t index = chunk.IndexAt(k);
+        unsigned char* const frame = chunk.frames[k];
+        copy(frame);
+        (Stores::Store(frame + lane[Is].offset, lane[Is].start + turnAt(lane[Is].turns, index) * lane[Is].step), ...);
+    }
+}
 
-template <bool IsBigEndian>
-constexpr std::array<LinearWriter, 8> kLinearWriters = {
-    WriteLinear<1, IsBigEndian>, WriteLinear<2, IsBigEndian>, WriteLinear<3, IsBigEndian>, WriteLinear<4, IsBigEndian>,
-    WriteLinear<5, IsBigEndian>, WriteLinear<6, IsBigEndian>, WriteLinear<7, IsBigEndian>, WriteLinear<8, IsBigEndian>};
+/// Whether a lane goes on by the same step in most of a chunk.
+bool IsStepped(const Lane& lane, const Chunk& chunk)
+{
+    return !chunk.indexes && lane.hasLongRuns;
+}
+
+/// Writes lanes that are stepped.
+template <class... Stores, class Copy, std::size_t... Is>
+std::size_t WriteStepped(const Lane* lanes, const Chunk& chunk, const Copy& copy, std::index_sequence<Is...> places)
+{
+    for (std::size_t k = 0; k < chunk.count;) {
+        const LaneRun runs[] = {LaneRun(lanes[Is], chunk.first + k)...};
+        std::uint64_t more = chunk.count - k - 1;
+        ((more = std::min(more, runs[Is].more)), ...);
+        unsigned char* const* const frames = chunk.frames + k;
+        StepLanes<Stores...>(lanes, runs, frames, frames + more + 1, copy, places);
+        k += more + 1;
+    }
+    return sizeof...(Stores);
+}
+
+/// Copies the frame, if it is not there yet, and writes any lanes. Returns how many, here and below.
+template <class... Stores, class Copy, std::size_t... Is>
+std::size_t WriteLanes(const Lane* lanes, const Chunk& chunk, const Copy& copy, std::index_sequence<Is...> places)
+{
+    if ((IsStepped(lanes[Is], chunk) && ...)) return WriteStepped<Stores...>(lanes, chunk, copy, places);
+    // In drawn order, whether an index is below the count could not be predicted, so the remainder is always taken.
+    const auto turnOf = [](const TurnRule& turns, std::uint64_t changes) {
+        return turns.count.GetNumber() == 0 ? changes : turns.count.Remainder(changes);
+    };
+    if (((lanes[Is].turns.interval.GetNumber() == 1) && ...)) { // asking in the loop took a sixth more time
+        ListLanes<Stores...>(lanes, chunk, copy, turnOf, places);
+    } else {
+        const auto at = [turnOf](const TurnRule& turns, std::uint64_t index) {
+            return turnOf(turns, turns.ChangesAt(index));
+        };
+        ListLanes<Stores...>(lanes, chunk, copy, at, places);
+    }
+    return sizeof...(Stores);
+}
+
+template <class... Stores, class Copy>
+std::size_t WriteLanes(const Lane* lanes, const Chunk& chunk, const Copy& copy)
+{
+    return WriteLanes<Stores...>(lanes, chunk, copy, std::index_sequence_for<Stores...>());
+}
+
+/// Copies the frame and writes the first lanes if they have 8 bytes.
+template <class Copy>
+std::size_t CopyAndWriteLanes(const std::vector<Lane>& lanes, const Chunk& chunk, const Copy& copy)
+{
+    using Word = BigEndian<8>;
+    std::size_t count = 0;
+    while (count < std::min<std::size_t>(lanes.size(), 4) && lanes[count].size == 8 && !lanes[count].isLittle) ++count;
+    switch (count) {
+    case 4: return WriteLanes<Word, Word, Word, Word>(lanes.data(), chunk, copy);
+    case 3: return WriteLanes<Word, Word, Word>(lanes.data(), chunk, copy);
+    case 2: return WriteLanes<Word, Word>(lanes.data(), chunk, copy);
+    case 1: return WriteLanes<Word>(lanes.data(), chunk, copy);
+    default: break;
+    }
+    for (std::size_t k = 0; k < chunk.count; ++k) copy(chunk.frames[k]);
+    return 0;
+}
+
+/// Calls \a visit with the size of a lane as a constant.
+template <class Visit>
+std::size_t WithSize(const Lane& lane, Visit visit)
+{
+    switch (lane.size) {
+    case 8: return visit(std::integral_constant<unsigned int, 8>());
+    case 6: return visit(std::integral_constant<unsigned int, 6>());
+    case 4: return visit(std::integral_constant<unsigned int, 4>());
+    case 2: return visit(std::integral_constant<unsigned int, 2>());
+    default: return visit(std::integral_constant<unsigned int, 1>());
+    }
+}
+
+/// Writes two lanes that are stepped, or one lane.
+std::size_t WriteNextLanes(const Lane* lane, const Lane* end, const Chunk& chunk)
+{
+    if (lane->isLittle) {
+        return WithSize(*lane, [&](auto size) { return WriteLanes<LittleEndian<size>>(lane, chunk, NoCopy()); });
+    }
+    if (end - lane == 1 || lane[1].isLittle || !IsStepped(lane[0], chunk) || !IsStepped(lane[1], chunk)) {
+        return WithSize(*lane, [&](auto size) { return WriteLanes<BigEndian<size>>(lane, chunk, NoCopy()); });
+    }
+    return WithSize(lane[0], [&](auto first) {
+        return WithSize(lane[1], [&](auto second) {
+            constexpr unsigned int kFirst = decltype(first)::value;
+            constexpr unsigned int kSecond = std::min(kFirst, decltype(second)::value); // as lanes are sorted
+            using Places = std::index_sequence_for<int, int>;
+            return WriteStepped<BigEndian<kFirst>, BigEndian<kSecond>>(lane, chunk, NoCopy(), Places());
+        });
+    });
+}
 
 void WriteField(const IndexProgram& program, const IndexField& field, const Chunk& chunk)
 {
-    if (field.shape == Shape::Piece && field.rule == NumberRule::Linear && field.notation <= Notation::Little) {
-        const auto& writers = field.notation == Notation::Big ? kLinearWriters<true> : kLinearWriters<false>;
-        return writers[field.size - 1u](field, chunk);
-    }
     for (std::size_t k = 0; k < chunk.count; ++k) {
         WriteInFrame(program, field, chunk.IndexAt(k), reinterpret_cast<char*>(chunk.frames[k]));
     }
 }
 
-/// Copies the frame into each buffer. A short one stays in registers meanwhile.
-void CopyFrame(const std::string& frame, const Chunk& chunk)
+void WriteChunk(const IndexProgram& program, const Chunk& chunk, bool isPatch)
 {
-    using Vector = unsigned long __attribute__((vector_size(16)));
-    const std::size_t size = frame.size();
-    if (size < 32 || size > 64) {
-        for (std::size_t k = 0; k < chunk.count; ++k) std::memcpy(chunk.frames[k], frame.data(), size);
-        return;
+    const BatchPlan& plan = isPatch ? program.patching : program.rendering;
+    std::size_t written = 0;
+    if (!isPatch) {
+        const std::string& frame = program.frame;
+        const bool isShort = frame.size() >= 32 && frame.size() <= 64;
+        written = isShort ? CopyAndWriteLanes(plan.lanes, chunk, ShortCopy(frame))
+                          : CopyAndWriteLanes(plan.lanes, chunk, LongCopy(frame));
     }
-    Vector first[2]; // the last two may overlap the first two
-    Vector last[2];
-    std::memcpy(first, frame.data(), sizeof first);
-    std::memcpy(last, frame.data() + size - sizeof last, sizeof last);
-    for (std::size_t k = 0; k < chunk.count; ++k) {
-        std::memcpy(chunk.frames[k], first, sizeof first);
-        std::memcpy(chunk.frames[k] + size - sizeof last, last, sizeof last);
-    }
+    const Lane* const end = plan.lanes.data() + plan.lanes.size();
+    for (const Lane* lane = plan.lanes.data() + written; lane != end;) lane += WriteNextLanes(lane, end, chunk);
+    for (const std::uint32_t place : plan.rest) WriteField(program, program.fields[place], chunk);
 }
 
 } // namespace
@@ -192,11 +277,12 @@ void WriteFrames(const IndexProgram& program, const IndexList& indexes, const Fr
         if (frames.GetEach()) {
             chunk.frames = frames.GetEach() + done;
         } else {
-            for (std::size_t k = 0; k < chunk.count; ++k) framesOfChunk[k] = frames[done + k];
+            unsigned char* frame = frames[done];
+            const std::size_t stride = frames.GetStride();
+            for (std::size_t k = 0; k < chunk.count; ++k, frame += stride) framesOfChunk[k] = frame;
             chunk.frames = framesOfChunk;
         }
-        if (!isPatch) CopyFrame(program.frame, chunk);
-        for (const IndexField& field : program.fields) WriteField(program, field, chunk);
+        WriteChunk(program, chunk, isPatch);
         if (chunk.indexes) {
             WriteChecksums(program, chunk.frames, chunk.count);
         } else {

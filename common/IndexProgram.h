@@ -6,9 +6,9 @@
 
 #include "ByteSpan.h"
 #include "ChecksumField.h"
-#include "IndexSequence.h"
-#include "TemplateCompiler.h"
-#include "TemplateOverlay.h"
+#include "IndexCounter.h"
+#include "IndexLanes.h"
+#include "TemplateProgram.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -106,9 +106,8 @@ struct SummedPiece {
 
 /// A linear counter, written as bytes, that a checksum covers as a whole.
 struct SummedCounter {
-    std::uint32_t field = 0; ///< Its place in IndexProgram::fields.
-    bool startsSecond =
-        false; ///< Whether its least significant byte is the second one of a word as it stands in memory.
+    std::uint32_t field = 0;   ///< Its place in IndexProgram::fields.
+    bool startsSecond = false; ///< Whether its least significant byte is the second one of its word.
 };
 
 /// A checksum that follows what it covers.
@@ -133,6 +132,8 @@ struct IndexProgram {
     std::vector<BitRun> runs;
     std::vector<std::uint64_t> startWords;
     std::string texts;
+    BatchPlan rendering; ///< After a copy of the frame. A lane of 8 bytes may write what stands behind its field.
+    BatchPlan patching;  ///< Writes bytes of the fields alone.
 
     std::vector<IndexChecksum> checksums; ///< Each one before those that cover it.
     std::vector<SummedPiece> summedPieces;
@@ -157,27 +158,6 @@ struct IndexProgram {
         const Divisor& modulus = DetailsOf(field).modulus;
         return modulus.Remainder(field.start + modulus.Remainder(turn) * field.step);
     }
-};
-
-/// A decimal counter.
-struct DecimalCounter {
-    std::uint32_t start = 0;
-    std::uint32_t step = 0;
-    std::uint32_t modulus = 0; ///< 0 is without.
-    std::uint8_t width = 0;    ///< The least number of digits.
-    TurnRule turns;
-};
-
-/// A counter of any number of bytes. Words are the lowest one first, as many as the size takes.
-struct HexCounter {
-    std::vector<std::uint64_t> start;
-    std::vector<std::uint64_t> step;
-    std::vector<std::uint64_t> mask;  ///< All bits of the size without a mask.
-    std::vector<std::uint64_t> fixed; ///< The bits outside the mask from turn 1 on.
-    std::size_t startSize = 0;
-    std::size_t size = 0; ///< From turn 1 on.
-    bool hasMask = false;
-    TurnRule turns;
 };
 
 /// Builds a program from the first byte to the last. It knows nothing of the grammar.
@@ -236,15 +216,6 @@ private:
 
 /// Ascending spans that do not touch, of the same bytes.
 std::vector<ByteSpan> JoinSpans(std::vector<ByteSpan> spans);
-
-/// The least common multiple; 0 where that is 2^64 or more, or where one of both is 0.
-std::uint64_t CommonPeriod(std::uint64_t left, std::uint64_t right) noexcept;
-
-/// Compiles a program with the settings and variables as they are. Those that come later change nothing. Throws
-/// std::invalid_argument for checksums that do not fit.
-std::shared_ptr<const IndexProgram> CompileForIndexes(const Program& program, const PacketContext& context,
-                                                      const Variables& variables,
-                                                      const std::vector<ChecksumField>& checksums);
 
 } // namespace zor::common::detail
 

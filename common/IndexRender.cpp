@@ -142,7 +142,16 @@ void WriteInFrame(const IndexProgram& program, const IndexField& field, std::uin
 {
     const std::uint64_t turn = field.turns.At(index);
     if (field.shape == Shape::Pieces) return WritePieces(program, field, turn, frame);
-    WriteBits(frame + field.offset, field.notation, program.NumberAt(field, turn) >> field.shift, field.size);
+    char* const out = frame + field.offset;
+    if (field.rule != NumberRule::Linear) {
+        return WriteBits(out, field.notation, program.NumberAt(field, turn) >> field.shift, field.size);
+    }
+    const std::uint64_t number = field.start + turn * field.step; // of whose bits the piece shows none too many
+    if (field.notation == Notation::Decimal) { // most fields; looking for these first saves a tenth of the time
+        WriteDigits(out, static_cast<std::uint32_t>(number), field.size);
+    } else {
+        WriteBits(out, field.notation, number >> field.shift, field.size);
+    }
 }
 
 std::size_t MeasureIndex(const IndexProgram& program, std::uint64_t index) noexcept
@@ -165,8 +174,28 @@ std::size_t MeasureIndex(const IndexProgram& program, std::uint64_t index) noexc
     return program.frame.size() + more;
 }
 
+namespace {
+
+/// Writes a value of a program of fixed size.
+char* RenderFrame(const IndexProgram& program, std::uint64_t index, char* out)
+{
+    CopyText(out, program.frame.data(), program.frame.size());
+    for (const Lane& lane : program.rendering.lanes) {
+        const std::uint64_t word = lane.start + lane.turns.At(index) * lane.step;
+        const std::uint64_t bytes = lane.isLittle ? word >> 8 * (8 - lane.size) : __builtin_bswap64(word);
+        StoreLittleBytes(reinterpret_cast<unsigned char*>(out + lane.offset), bytes, lane.size);
+    }
+    for (const std::uint32_t place : program.rendering.rest) WriteInFrame(program, program.fields[place], index, out);
+    auto* const frame = reinterpret_cast<unsigned char*>(out);
+    WriteChecksums(program, &frame, 1);
+    return out + program.frame.size();
+}
+
+} // namespace
+
 char* RenderIndex(const IndexProgram& program, std::uint64_t index, char* out) noexcept
 {
+    if (program.isFixedSize) return RenderFrame(program, index, out);
     const char* const frame = program.frame.data();
     char* base = out; // where offset 0 of the frame would be, after the sizes of the texts so far
     char* measuredFrom = nullptr;
@@ -190,8 +219,6 @@ char* RenderIndex(const IndexProgram& program, std::uint64_t index, char* out) n
         base += end - place;
         CopyText(end, frame + field.offset, field.stretch);
     }
-    auto* const frame0 = reinterpret_cast<unsigned char*>(out);
-    WriteChecksums(program, &frame0, 1); // of a frame of fixed size
     return base + program.frame.size();
 }
 
