@@ -12,6 +12,8 @@
 
 namespace zor::common {
 
+using Access = detail::BatchAccess;
+
 /// What all copies share.
 struct CompiledTemplate::Impl {
     Impl(const std::string& templ, const std::string& opening, const detail::PacketContext& settings,
@@ -85,17 +87,19 @@ bool CompiledTemplate::IsFixedSize() const noexcept
 
 bool CompiledTemplate::RenderFrames(const IndexList& indexes, const FrameBuffers& frames) const noexcept
 {
-    if (indexes.GetCount() == 0) return true;
-    if (!IsFixedSize() || !frames.CanHold(GetMaxSize())) return false;
-    detail::WriteFrames(*mImpl->program, indexes, frames, false);
+    const std::uint64_t count = Access::CountOf(indexes);
+    if (count == 0) return true;
+    if (!IsFixedSize() || !Access::CanHold(frames, GetMaxSize())) return false;
+    detail::WriteFrames(*mImpl->program, indexes, count, frames, false);
     return true;
 }
 
 bool CompiledTemplate::PatchFrames(const IndexList& indexes, const FrameBuffers& frames) const noexcept
 {
-    if (indexes.GetCount() == 0) return true;
-    if (!IsFixedSize() || !frames.CanHold(GetMaxSize())) return false;
-    detail::WriteFrames(*mImpl->program, indexes, frames, true);
+    const std::uint64_t count = Access::CountOf(indexes);
+    if (count == 0) return true;
+    if (!IsFixedSize() || !Access::CanHold(frames, GetMaxSize())) return false;
+    detail::WriteFrames(*mImpl->program, indexes, count, frames, true);
     return true;
 }
 
@@ -103,15 +107,15 @@ bool CompiledTemplate::RenderFrames(const IndexList& indexes, const FrameBuffers
                                     std::uint32_t* sizes) const noexcept
 {
     constexpr std::size_t kMax = std::numeric_limits<std::uint32_t>::max();
-    const std::uint64_t count = indexes.GetCount();
+    const std::uint64_t count = Access::CountOf(indexes);
     if (IsFixedSize() && GetMaxSize() <= room) {
         std::fill_n(sizes, count, static_cast<std::uint32_t>(std::min(GetMaxSize(), kMax)));
-        detail::WriteFrames(*mImpl->program, indexes, frames, false);
+        detail::WriteFrames(*mImpl->program, indexes, count, frames, false);
         return true;
     }
     bool haveAllFitted = true;
     for (std::uint64_t k = 0; k < count; ++k) {
-        const std::size_t size = Render(indexes[k], frames[k], room);
+        const std::size_t size = Render(Access::IndexAt(indexes, k), Access::FrameAt(frames, k), room);
         sizes[k] = static_cast<std::uint32_t>(std::min(size, kMax));
         haveAllFitted = haveAllFitted && size <= room;
     }
@@ -127,24 +131,34 @@ std::size_t CompiledTemplate::RenderBatch(const IndexList& indexes, unsigned cha
                                           std::vector<std::size_t>& offsets) const
 {
     const detail::IndexProgram& program = *mImpl->program;
-    std::uint64_t most = indexes.GetCount();
-    if (program.minSize != 0) most = std::min<std::uint64_t>(most, room / program.minSize);
-    std::vector<std::size_t> starts;
-    if (offsets.capacity() > most) {
-        offsets.swap(starts); // then nothing fails below
-    } else if (program.minSize != 0) {
-        if (most >= starts.max_size()) throw std::bad_alloc();
-        starts.reserve(static_cast<std::size_t>(most) + 1);
+    const std::size_t size = program.frame.size(); // of each value, if they have one size
+    std::uint64_t count = Access::CountOf(indexes);
+    if (program.isFixedSize) {
+        if (size != 0) count = std::min<std::uint64_t>(count, room / size);
+    } else {
+        std::size_t left = room;
+        std::uint64_t fitting = 0;
+        for (std::size_t next = 0; fitting < count; ++fitting, left -= next) {
+            next = detail::MeasureIndex(program, Access::IndexAt(indexes, fitting));
+            if (next > left) break;
+        }
+        count = fitting;
     }
-    starts.assign(1, 0);
-    for (std::uint64_t k = 0; k < most; ++k) {
-        const std::size_t from = starts.back();
-        const std::size_t size = Render(indexes[k], out + from, room - from);
-        if (size > room - from) break;
-        starts.push_back(from + size);
+    if (count >= offsets.max_size()) throw std::bad_alloc();
+    offsets.reserve(static_cast<std::size_t>(count) + 1); // from here on nothing fails
+    offsets.assign(1, 0);
+    if (program.isFixedSize) {
+        detail::WriteFrames(program, indexes, count, FrameBuffers(out, size), false);
+        for (std::uint64_t k = 0; k < count; ++k) offsets.push_back(offsets.back() + size);
+    } else {
+        char* next = reinterpret_cast<char*>(out);
+        for (std::uint64_t k = 0; k < count; ++k) {
+            char* const end = detail::RenderIndex(program, Access::IndexAt(indexes, k), next);
+            offsets.push_back(offsets.back() + static_cast<std::size_t>(end - next));
+            next = end;
+        }
     }
-    offsets.swap(starts);
-    return offsets.size() - 1;
+    return static_cast<std::size_t>(count);
 }
 
 bool CompiledTemplate::StepsAlike() const noexcept

@@ -18,35 +18,29 @@
 
 namespace zor::common {
 
-/// Which values a batch holds: those of a range, or listed ones. It points at the listed indexes and copies none.
+namespace detail {
+struct BatchAccess;
+} // namespace detail
+
+/// Which values a batch holds: those of a range, or listed ones. It points at the listed indexes, which must stay as they
+/// are for the call that it is passed to.
 class IndexList {
 public:
     /// \param range  a count of 0 is no value.
     IndexList(const IndexRange& range) noexcept : mRange(range) {} // implicit, so that a range serves as a list
 
-    /// \param indexes  in any order, also more than once; may be null if \a count is 0.
+    /// \param indexes  \a count of them, in any order, also more than once; may be null if \a count is 0.
     IndexList(const std::uint64_t* indexes, std::size_t count) noexcept : mRange{0, count, 1}, mListed(indexes) {}
 
-    std::uint64_t GetCount() const noexcept { return mRange.count; }
-
-    /// The index of place \a k, which must be below the count.
-    std::uint64_t operator[](std::uint64_t k) const noexcept
-    {
-        return mListed ? mListed[k] : mRange.first + k * mRange.every;
-    }
-
-    /// The listed indexes; null for a range.
-    const std::uint64_t* GetListed() const noexcept { return mListed; }
-
-    /// Whether each index is the one before plus 1, modulo 2^64.
-    bool IsInSequence() const noexcept { return !mListed && mRange.every == 1; }
-
 private:
+    friend struct detail::BatchAccess;
+
     IndexRange mRange;
     const std::uint64_t* mListed = nullptr;
 };
 
-/// Where the frames of a batch go. It points at the buffers, which must not overlap.
+/// Where the frames of a batch go. It points at the buffers, which must not overlap, and at the pointers to them, which
+/// must stay as they are for the call that it is passed to.
 class FrameBuffers {
 public:
     /// Frame k goes to \a first + k * \a stride.
@@ -55,18 +49,9 @@ public:
     /// Frame k goes to \a each[k]: pointers gathered from packet buffers or iovecs.
     explicit FrameBuffers(unsigned char* const* each) noexcept : mEach(each) {}
 
-    unsigned char* operator[](std::uint64_t k) const noexcept { return mEach ? mEach[k] : mFirst + k * mStride; }
-
-    /// The pointers; null if the buffers have a stride.
-    unsigned char* const* GetEach() const noexcept { return mEach; }
-
-    /// The distance between two buffers, in bytes, unless there are pointers.
-    std::size_t GetStride() const noexcept { return mStride; }
-
-    /// Whether a frame of \a size bytes ends before the next buffer, where that is known.
-    bool CanHold(std::size_t size) const noexcept { return mEach || mStride >= size; }
-
 private:
+    friend struct detail::BatchAccess;
+
     unsigned char* mFirst = nullptr;
     std::size_t mStride = 0;
     unsigned char* const* mEach = nullptr;
@@ -93,7 +78,8 @@ private:
 ///
 /// A frame is a value of a template whose values all have one size.
 ///
-/// One object serves any number of threads at once, without locks. Copying shares and does not allocate. A malformed
+/// One object serves any number of threads at once, without locks. Copying shares and does not allocate, and so does
+/// moving, which leaves the source as it was. A malformed
 /// argument list raises std::out_of_range, and checksum fields that do not fit raise std::invalid_argument; apart from
 /// that nothing fails but memory.
 class ZOR_COMMON_API CompiledTemplate {
@@ -147,8 +133,8 @@ public:
 
     /// \}
     /// \name Batches
-    /// Buffers are written from the start, and not a byte around the frames. The functions allocate nothing, but for
-    /// RenderBatch().
+    /// A frame is written from the start of its buffer, and no byte around it is touched. Nothing is allocated, but for the
+    /// offsets of RenderBatch().
     /// \{
 
     /// Writes one frame to each buffer.
@@ -159,7 +145,8 @@ public:
     /// The same for buffers that hold frames of this template, of any index: writes bytes of GetChangingSpans() only.
     bool PatchFrames(const IndexList& indexes, const FrameBuffers& frames) const noexcept;
 
-    /// Writes values of any size, one to each buffer of \a room bytes. One that is larger is not written.
+    /// Writes values of any size, one to each buffer of \a room bytes, whatever their stride. One that is larger is not
+    /// written.
     /// \param sizes  gets the size of each value in bytes, also of one that is not written; 2^32 - 1 for one above that.
     /// \return       whether all values were written.
     bool RenderFrames(const IndexList& indexes, const FrameBuffers& frames, std::size_t room,
@@ -172,7 +159,8 @@ public:
     const std::vector<ByteSpan>& GetChangingSpans() const noexcept;
 
     /// Writes values one behind the other, as long as each fits into \a room bytes completely.
-    /// \param offsets  is set to where each value starts and, last, where the last one ends. As it was if memory runs out.
+    /// \param offsets  is set to where each value starts and, last, where the last one ends. Its capacity is used again. If
+    ///                 memory runs out, it is as it was and nothing is written.
     /// \return         how many values were written.
     std::size_t RenderBatch(const IndexList& indexes, unsigned char* out, std::size_t room,
                             std::vector<std::size_t>& offsets) const;
@@ -183,15 +171,19 @@ public:
 
     /// Whether stepping a Wildcards surely gives the same numbers below index 2^32. False for a template with one of
     /// these, where the sums are exact here and not there, even if no value shows it:
-    /// - a hex counter wider than 8 bytes, with a count other than 1, whose step has a 32-bit word ffffffff that is
-    ///   neither its lowest one nor the topmost one of the counter: stepping may lose carries;
-    /// - a decimal counter with a maximum and a count other than 1 for which the larger of start and maximum plus the
-    ///   step reaches 2^32: stepping wraps there before it takes the sum modulo maximum + 1.
+    /// - a hex counter wider than 8 bytes, by the widest of start, step and mask, with a count other than 1, whose step
+    ///   has a 32-bit word ffffffff that is neither its lowest one nor the topmost one of the counter: stepping may lose
+    ///   carries;
+    /// - a decimal counter with a maximum (other than 4294967295, which is none; that of a VLAN tag, VPI or VCI is 65534)
+    ///   and a count other than 1, for which the larger of start and maximum plus the step reaches 2^32: stepping wraps
+    ///   there before it takes the sum modulo maximum + 1.
     bool StepsAlike() const noexcept;
 
     /// The number of indexes after which all expressions show their numbers of index 0 and start again: the least common
     /// multiple of the periods of all numbers. It is a period of the values, the least one if each text shows its whole
-    /// number. 0 where it is 2^64 or more, and where some first number never comes back.
+    /// number. 0 where it is 2^64 or more, and where the first number of an expression without a count never comes back:
+    /// a start above the maximum, narrower than step or mask, or with bits set above its mask's width; a MAC address whose
+    /// bits outside the mask are not those of Wildcards::SetEtherParams().
     std::uint64_t GetPeriod() const noexcept;
 
     /// The same for some of the expressions alone.

@@ -255,30 +255,32 @@ void WriteChunk(const IndexProgram& program, const Chunk& chunk, bool isPatch)
 
 } // namespace
 
-void WriteFrames(const IndexProgram& program, const IndexList& indexes, const FrameBuffers& frames,
+void WriteFrames(const IndexProgram& program, const IndexList& indexes, std::uint64_t count, const FrameBuffers& frames,
                  bool isPatch) noexcept
 {
+    if (program.frame.empty()) return;
+    using Access = BatchAccess;
     unsigned char* framesOfChunk[kMaxChunk];
     std::uint64_t indexesOfChunk[kMaxChunk];
     const std::size_t most =
-        isPatch ? kMaxChunk : std::clamp<std::size_t>(kChunkBytes / (program.frame.size() + 1), kMinChunk, kMaxChunk);
-    for (std::uint64_t done = 0; done < indexes.GetCount();) {
+        isPatch ? kMaxChunk : std::clamp<std::size_t>(kChunkBytes / program.frame.size(), kMinChunk, kMaxChunk);
+    for (std::uint64_t done = 0; done < count;) {
         Chunk chunk;
-        chunk.count = static_cast<std::size_t>(std::min<std::uint64_t>(most, indexes.GetCount() - done));
-        chunk.first = indexes[done];
-        if (indexes.IsInSequence()) { // up to the end of all indexes
+        chunk.count = static_cast<std::size_t>(std::min<std::uint64_t>(most, count - done));
+        chunk.first = Access::IndexAt(indexes, done);
+        if (Access::IsInSequence(indexes)) { // up to the end of all indexes
             chunk.count = static_cast<std::size_t>(std::min<std::uint64_t>(chunk.count - 1, ~chunk.first) + 1);
-        } else if (indexes.GetListed()) {
-            chunk.indexes = indexes.GetListed() + done;
+        } else if (Access::ListedOf(indexes)) {
+            chunk.indexes = Access::ListedOf(indexes) + done;
         } else {
-            for (std::size_t k = 0; k < chunk.count; ++k) indexesOfChunk[k] = indexes[done + k];
+            for (std::size_t k = 0; k < chunk.count; ++k) indexesOfChunk[k] = Access::IndexAt(indexes, done + k);
             chunk.indexes = indexesOfChunk;
         }
-        if (frames.GetEach()) {
-            chunk.frames = frames.GetEach() + done;
+        if (Access::EachOf(frames)) {
+            chunk.frames = Access::EachOf(frames) + done;
         } else {
-            unsigned char* frame = frames[done];
-            const std::size_t stride = frames.GetStride();
+            unsigned char* frame = Access::FrameAt(frames, done);
+            const std::size_t stride = Access::StrideOf(frames);
             for (std::size_t k = 0; k < chunk.count; ++k, frame += stride) framesOfChunk[k] = frame;
             chunk.frames = framesOfChunk;
         }

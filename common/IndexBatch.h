@@ -7,11 +7,46 @@
 #include "CompiledTemplate.h"
 #include "IndexProgram.h"
 
+#include <cstddef>
+#include <cstdint>
+
 namespace zor::common::detail {
 
-/// Writes the values of a program of fixed size, one to a buffer.
+/// What the lists of a batch hold.
+struct BatchAccess {
+    static std::uint64_t CountOf(const IndexList& list) noexcept { return list.mRange.count; }
+
+    /// The index of a place below the count.
+    static std::uint64_t IndexAt(const IndexList& list, std::uint64_t k) noexcept
+    {
+        return list.mListed ? list.mListed[k] : list.mRange.first + k * list.mRange.every;
+    }
+
+    /// Null for a range.
+    static const std::uint64_t* ListedOf(const IndexList& list) noexcept { return list.mListed; }
+
+    /// Whether each index is the one before plus 1, modulo 2^64.
+    static bool IsInSequence(const IndexList& list) noexcept { return !list.mListed && list.mRange.every == 1; }
+
+    static unsigned char* FrameAt(const FrameBuffers& frames, std::uint64_t k) noexcept
+    {
+        return frames.mEach ? frames.mEach[k] : frames.mFirst + k * frames.mStride;
+    }
+
+    /// Null if the buffers have a stride.
+    static unsigned char* const* EachOf(const FrameBuffers& frames) noexcept { return frames.mEach; }
+    static std::size_t StrideOf(const FrameBuffers& frames) noexcept { return frames.mStride; }
+
+    /// Whether a frame ends before the next buffer, as far as that is known.
+    static bool CanHold(const FrameBuffers& frames, std::size_t size) noexcept
+    {
+        return frames.mEach || frames.mStride >= size;
+    }
+};
+
+/// Writes the first \a count values of a list, of a program of fixed size, one to a buffer.
 /// \param isPatch  whether the buffers hold values already, so that only the changing spans are written.
-void WriteFrames(const IndexProgram& program, const IndexList& indexes, const FrameBuffers& frames,
+void WriteFrames(const IndexProgram& program, const IndexList& indexes, std::uint64_t count, const FrameBuffers& frames,
                  bool isPatch) noexcept;
 
 } // namespace zor::common::detail

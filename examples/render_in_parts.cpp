@@ -5,6 +5,11 @@
 #include <common/CompiledTemplate.h>
 
 #include <atomic>
+#include <cstdint>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -26,10 +31,11 @@ void RenderInParts()
 
     // Each part of the range is known from the range alone, and so is each frame: the threads share a number.
     std::atomic<std::uint64_t> next{0};
+    std::atomic<bool> allWritten{true};
     const auto work = [&] {
         for (std::uint64_t part; (part = next++) < kParts;) {
             const IndexRange range = Block({0, kCount}, part, kParts);
-            frames.RenderFrames(range, {memory.data() + range.first * size, size});
+            allWritten = frames.RenderFrames(range, {memory.data() + range.first * size, size}) && allWritten;
         }
     };
     std::thread other(work);
@@ -46,7 +52,7 @@ void RenderInParts()
     }
     std::cout << same << " of " << kCount << " frames of " << size << " bytes, rendered in " << kParts
               << " parts by 2 threads, are those of one walk\n";
-    if (same != kCount) throw std::runtime_error("the parts differ from the walk");
+    if (same != kCount || !allWritten) throw std::runtime_error("the parts differ from the walk");
 }
 
 } // namespace

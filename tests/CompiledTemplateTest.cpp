@@ -168,6 +168,13 @@ TEST(CompiledTemplate, RefusesBuffersThatOverlap)
     EXPECT_TRUE(compiled.RenderFrames(IndexRange{}, {out, 2})) << "no frame at all";
     EXPECT_TRUE(compiled.RenderFrames(IndexList(nullptr, 0), FrameBuffers(nullptr)));
     EXPECT_TRUE(compiled.RenderFrames(IndexRange{0, 2}, {out, 3}));
+
+    const CompiledTemplate nothing("");
+    EXPECT_TRUE(nothing.RenderFrames(IndexRange{0, 3}, FrameBuffers(nullptr, 0)));
+    EXPECT_EQ(CompiledTemplate("@$(zz,0,01,big)").Render(0, nullptr, 0), 0u) << "value 0 is empty, all others are not";
+    std::vector<std::size_t> offsets;
+    EXPECT_EQ(nothing.RenderBatch(IndexRange{0, 3}, nullptr, 0, offsets), 3u);
+    EXPECT_EQ(offsets, (std::vector<std::size_t>(4)));
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 #include "Random.h"
 
 #include <common/ChecksumField.h>
+#include <common/Wildcards.h>
 
 #include <gtest/gtest.h>
 
@@ -92,17 +93,16 @@ inline void CheckAdjustment(Random& random)
 /// none but those of the uncut one, as lengths are those of the headers.
 inline void CheckFoundChecksums(Random& random)
 {
-    static const std::string kFrames[] = {
-        std::string("\x81\x00\x00\x64\x88\xa8\x00\x05\x08\x00\x46\x00\x00\x28\x00\x00\x00\x00\x40\x11\x00\x00"
-                    "\x0a\x00\x00\x01\x0a\x00\x00\x02\x01\x01\x01\x00\x04\x00\x00\x35\x00\x10\x00\x00"
-                    "12345678",
-                    52),
-        std::string(
-            "\x86\xdd\x60\x00\x00\x00\x00\x2c\x00\x40 source address destination addr"
-            "\x2b\x00\x01\x04\x00\x00\x00\x00\x06\x02\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00",
-            66) +
-            std::string("\x04\x00\x00\x50........\x50\x10\x20\x00\x00\x00\x00\x00", 20)};
-    std::string frame = "dst..src..??" + kFrames[random.Below(2)];
+    static constexpr const char* kFrames[] = {
+        // Two tags, IPv4 with an option, UDP.
+        "81000064 88a80005 0800 46000028 00000000 40110000 0a000001 0a000002 01010100 04000035 00100000 "
+        "3132333435363738",
+        // IPv6, a routing header, destination options, TCP.
+        "86dd 60000000 002c2b40 20010db8000000000000000000000001 20010db8000000000000000000000002 3c00010400000000"
+        "0601000000000000 0000000000000000 04000050 00000001 00000002 50102000 00000000",
+    };
+    std::string frame;
+    Wildcards::ConvertAsciiHexToBin(std::string("020000000001 020000000002 ") + kFrames[random.Below(2)], frame);
     for (std::size_t edits = random.Below(5); edits > 0; --edits) {
         frame[12 + random.Below(frame.size() - 12)] =
             static_cast<char>(random.Below(2) == 0 ? random.Below(8) : random.Byte());

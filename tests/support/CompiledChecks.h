@@ -205,7 +205,10 @@ inline void CheckFrames(Random& random)
     const IndexRange range{DrawIndex(random), count, random.Below(3) == 0 ? random.Number() : 1};
     std::vector<std::uint64_t> listed;
     for (std::size_t k = 0; k < count; ++k) listed.push_back(DrawIndex(random));
-    const IndexList indexes = random.Below(2) == 0 ? IndexList(range) : IndexList(listed.data(), count);
+    const bool isRange = random.Below(2) == 0;
+    const IndexList list = isRange ? IndexList(range) : IndexList(listed.data(), count);
+    std::vector<std::uint64_t> indexes = listed;
+    for (std::size_t k = 0; isRange && k < count; ++k) indexes[k] = range.first + k * range.every;
 
     const std::size_t stride = size + random.Below(20);
     GuardedBytes bytes(count * stride);
@@ -213,13 +216,14 @@ inline void CheckFrames(Random& random)
     for (std::size_t k = 0; k < count; ++k) each.push_back(bytes.Data() + stride * (count - 1 - k));
     const bool isListed = random.Below(2) == 0;
     const FrameBuffers frames = isListed ? FrameBuffers(each.data()) : FrameBuffers(bytes.Data(), stride);
-    const auto frameAt = [&](std::uint64_t k) { return std::string(reinterpret_cast<const char*>(frames[k]), size); };
+    for (std::size_t k = 0; !isListed && k < count; ++k) each[k] = bytes.Data() + stride * k;
+    const auto frameAt = [&](std::uint64_t k) { return std::string(reinterpret_cast<const char*>(each[k]), size); };
     const std::string untouched(stride, '\xa5');
 
     std::vector<std::uint32_t> sizes(count, 77);
     const std::size_t room = random.Below(3) == 0 ? random.Below(size + 1) : size;
     bool haveAllFitted = true;
-    ASSERT_EQ(compiled->RenderFrames(indexes, frames, room, sizes.data()), [&] {
+    ASSERT_EQ(compiled->RenderFrames(list, frames, room, sizes.data()), [&] {
         for (std::size_t k = 0; k < count; ++k) {
             haveAllFitted = haveAllFitted && ValueAt(*compiled, indexes[k]).size() <= room;
         }
@@ -235,7 +239,7 @@ inline void CheckFrames(Random& random)
     std::vector<std::size_t> offsets;
     GuardedBytes values(count * size);
     const std::size_t batchRoom = random.Below(count * size + 1);
-    const std::size_t fitting = compiled->RenderBatch(indexes, values.Data(), batchRoom, offsets);
+    const std::size_t fitting = compiled->RenderBatch(list, values.Data(), batchRoom, offsets);
     std::string joined;
     for (std::size_t k = 0; k < count; ++k) {
         const std::string value = ValueAt(*compiled, indexes[k]);
@@ -254,8 +258,8 @@ inline void CheckFrames(Random& random)
 
     if (!compiled->IsFixedSize()) {
         GuardedBytes other(count * stride);
-        ASSERT_EQ(compiled->RenderFrames(indexes, FrameBuffers(other.Data(), stride)), count == 0);
-        ASSERT_EQ(compiled->PatchFrames(indexes, FrameBuffers(other.Data(), stride)), count == 0);
+        ASSERT_EQ(compiled->RenderFrames(list, FrameBuffers(other.Data(), stride)), count == 0);
+        ASSERT_EQ(compiled->PatchFrames(list, FrameBuffers(other.Data(), stride)), count == 0);
         ASSERT_TRUE(other.IsIntactBehind(0)) << "nothing is written";
         ASSERT_TRUE(compiled->GetChangingSpans().empty());
         return;
@@ -264,20 +268,20 @@ inline void CheckFrames(Random& random)
         return std::any_of(compiled->GetChangingSpans().begin(), compiled->GetChangingSpans().end(),
                            [at](const ByteSpan& span) { return at >= span.offset && at - span.offset < span.size; });
     };
-    ASSERT_TRUE(compiled->RenderFrames(indexes, frames));
+    ASSERT_TRUE(compiled->RenderFrames(list, frames));
     for (std::size_t k = 0; k < count; ++k) {
         std::string summed = ValueAt(without, indexes[k]);
         SetChecksums(checksums, summed);
         ASSERT_EQ(ValueAt(*compiled, indexes[k]), summed) << "with checksums, index " << indexes[k];
         ASSERT_EQ(frameAt(k), ValueAt(*compiled, indexes[k])) << "frame " << k << " index " << indexes[k];
         for (std::size_t at = 0; at < size; ++at) {
-            ASSERT_TRUE(isChanging(at) || frames[k][at] == frames[0][at]) << "byte " << at << " changes";
+            ASSERT_TRUE(isChanging(at) || each[k][at] == each[0][at]) << "byte " << at << " changes";
         }
     }
     for (std::size_t k = 0; k < count; ++k) { // as if the whole buffer held something else
-        for (std::size_t at = 0; at < size; ++at) frames[k][at] = isChanging(at) ? 0x5a : 0x3c;
+        for (std::size_t at = 0; at < size; ++at) each[k][at] = isChanging(at) ? 0x5a : 0x3c;
     }
-    ASSERT_TRUE(compiled->PatchFrames(indexes, frames));
+    ASSERT_TRUE(compiled->PatchFrames(list, frames));
     for (std::size_t k = 0; k < count; ++k) {
         std::string expected = ValueAt(*compiled, indexes[k]);
         for (std::size_t at = 0; at < size; ++at) expected[at] = isChanging(at) ? expected[at] : '\x3c';
