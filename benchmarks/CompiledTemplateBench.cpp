@@ -23,6 +23,15 @@ inline void Barrier()
     asm volatile("" ::: "memory");
 }
 
+/// The same elements in drawn order.
+template <class Element>
+std::vector<Element> Shuffled(std::vector<Element> elements, std::uint64_t seed)
+{
+    std::mt19937_64 random(seed);
+    std::shuffle(elements.begin(), elements.end(), random);
+    return elements;
+}
+
 /// A frame with a MAC address, an IPv4 address and a port with a count each, and a sequence number.
 struct Packet {
     static constexpr std::uint64_t kMac = 0x020000000001;
@@ -147,7 +156,7 @@ public:
             mPlaces[k] = first + k * stride;
             std::memcpy(mPlaces[k], mPacket->frame.data(), mLayout.size); // which patches need
         }
-        if (mLayout.isPool) std::shuffle(mPlaces.begin(), mPlaces.end(), std::mt19937_64(7));
+        if (mLayout.isPool) mPlaces = Shuffled(std::move(mPlaces), 7);
     }
 
     auto operator()(std::uint32_t batch)
@@ -250,11 +259,10 @@ void FrameRows()
 {
     std::vector<std::uint64_t> drawn(65536);
     std::iota(drawn.begin(), drawn.end(), std::uint64_t{0});
-    std::shuffle(drawn.begin(), drawn.end(), std::mt19937_64(5));
-    const ByList listed{std::make_shared<const std::vector<std::uint64_t>>(drawn)};
+    const ByList listed{std::make_shared<const std::vector<std::uint64_t>>(Shuffled(std::move(drawn), 5))};
     for (const std::size_t size : {std::size_t{64}, std::size_t{1500}}) {
         const auto packet = std::make_shared<const Packet>(size);
-        for (const std::size_t burst : {0, 8, 32, 64}) {
+        for (const std::size_t burst : {std::size_t{0}, std::size_t{8}, std::size_t{32}, std::size_t{64}}) {
             const bool isPool = burst != 0;
             const Layout layout{size, isPool ? burst : 256, isPool};
             const std::string of = std::to_string(layout.batch) + " frames, " + (size == 64 ? "64" : "1,500") +

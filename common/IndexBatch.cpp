@@ -123,9 +123,10 @@ void StepLanes(const Lane* lanes, const LaneRun* runs, unsigned char* const* fra
 
 /// Writes frames whose turns follow from each index alone.
 template <class... Stores, class Copy, class TurnAt, std::size_t... Is>
-void ListLanes(const Lane* lanes, const Chunk chunk, const Copy copy, TurnAt turnAt, std::index_sequence<Is...>)
+void ListLanes(const Lane* lanes, const Chunk& given, const Copy copy, TurnAt turnAt, std::index_sequence<Is...>)
 {
-    const Lane lane[] = {lanes[Is]...}; // which no write to a frame can change
+    const Chunk chunk = given; // copies, which no write to a frame can change
+    const Lane lane[] = {lanes[Is]...};
     for (std::size_t k = 0; k < chunk.count; ++k) {
         const std::uint64_t index = chunk.IndexAt(k);
         unsigned char* const frame = chunk.frames[k];

@@ -45,6 +45,7 @@ private:
     /// The quotient, or one less.
     constexpr std::uint64_t Estimate(std::uint64_t dividend) const noexcept
     {
+        // cppcheck-suppress shiftTooManyBits; a product has 128
         return static_cast<std::uint64_t>(Product{dividend} * mInverse >> 64);
     }
 

@@ -284,7 +284,7 @@ TEST(Allocation, CompiledTemplatesAllocateOnlyToCompile)
     const long before = gAllocations;
     CompiledTemplate copy = varying;
     copy = frames;
-    copy = std::move(copy);
+    copy = static_cast<const CompiledTemplate&>(copy);
     for (const std::uint64_t index : listed) {
         varying.GetValueAt(index, value);
         varying.Render(index, bytes.data(), bytes.size());

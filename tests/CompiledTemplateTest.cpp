@@ -91,18 +91,17 @@ TEST(CompiledTemplate, PeriodsAndSpansOfSmallCountersAreExact)
     for (int round = 0; round < 600; ++round) {
         const auto byte = [&](std::size_t digits) { return random.Text("0000123478f", digits); };
         const auto number = [&](std::size_t limit) { return std::to_string(random.Below(limit)); };
-        const std::string count = random.Below(2) == 0 ? "0" : number(300);
-        const std::string repeat = number(3);
-        std::string text = "@x(" + number(9) + "," + count + "," + number(12) + ",0," + repeat + "," + number(13) + ")";
         const bool isHex = random.Below(4) != 0;
         const bool hasMask = isHex && random.Below(2) == 0;
-        if (isHex) {
-            // The high byte of the start stands above the mask of one byte.
-            const std::string start = random.Below(4) == 0 ? byte(4) : "00" + byte(2);
-            text =
-                "@$(" + start + "," + count + "," + byte(2) + ",hex," + repeat + (hasMask ? "," + byte(2) : "") + ")";
-            if (!hasMask && random.Below(2) == 0) text.replace(text.find(count + ","), count.size(), number(300));
-        }
+        const bool hasCount = random.Below(2) == 0 || (isHex && !hasMask && random.Below(2) == 0);
+        // The high byte of the start stands above the mask of one byte.
+        std::vector<std::string> words = {random.Below(4) == 0 ? byte(4) : "00" + byte(2), hasCount ? number(300) : "0",
+                                          byte(2), "hex", number(3)};
+        if (hasMask) words.push_back(byte(2));
+        if (!isHex) words = {number(9), words[1], number(12), "0", words[4], number(13)};
+        std::string text = isHex ? "@$(" : "@x(";
+        for (std::size_t i = 0; i < words.size(); ++i) text.append(i == 0 ? "" : ",").append(words[i]);
+        text += ')';
         const CompiledTemplate compiled(text);
         if (!hasMask && compiled.GetPeriod() > 900) continue;
         const std::uint64_t expected = PeriodByComparison(compiled, 2000);

@@ -115,7 +115,8 @@ TEST(Threads, OneCompiledTemplateForAll)
     const std::size_t size = compiled.GetMaxSize();
     constexpr std::size_t kFrames = 700;
     const auto use = [&](std::uint64_t part) {
-        const CompiledTemplate copy = compiled;
+        CompiledTemplate copy("");
+        copy = compiled;
         const IndexRange range = Block({0, 8 * kFrames}, part, 8);
         std::vector<unsigned char> ring(kFrames * size);
         EXPECT_TRUE(copy.RenderFrames(range, {ring.data(), size}) && copy.PatchFrames(range, {ring.data(), size}));
