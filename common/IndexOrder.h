@@ -22,8 +22,8 @@ namespace zor::common {
 /// order.GetIndexesAt(IndexRange{0, 32}, burst);         // the first 32 at once, in less time each
 /// \endcode
 /// The order follows from size and seed alone. It is the same on every machine and in every release. Nothing is stored
-/// but the keys: an order of 2^64 indexes takes as much memory as one of 10. Seeds that are close to each other, and
-/// sizes, give unrelated orders. An order is no cipher: who sees enough of its indexes can find the seed.
+/// but the keys: an order of 2^64 indexes takes as much memory as one of 10. Seeds that are close to each other
+/// give unrelated orders, and so do sizes. An order is no cipher: anyone who sees enough of its indexes can find the seed.
 ///
 /// An index of a size of 128 and more costs two permutations of a number at most, on average over all positions, and one
 /// where the size is a power of two from 256 on. Smaller sizes are cut out of 256 numbers and cost 256 / size.
