@@ -229,14 +229,19 @@ void WriteBySteps(const IndexProgram& program, const IndexChecksum& checksum, st
         const std::uint32_t by = FoldSum(step);
         const std::uint32_t flip = checksum.complement ? 0xffff : 0;
         const std::uint32_t zero = checksum.zeroIsAllOnes ? 0xffff : 0;
-        Lanes sums = {start, start + by, start + 2 * by, start + 3 * by}; // which stay below 2^25
-        for (std::size_t i = 0; i <= more; i += 4, sums += 4 * by) {
-            Lanes folded = (sums & 0xffff) + (sums >> 16);
-            folded = ((folded & 0xffff) + (folded >> 16)) ^ flip;
-            folded |= reinterpret_cast<Lanes>(folded == 0) & zero;
-            std::memcpy(held + i, &folded, sizeof folded);
+        const std::uint32_t byFour = FoldSum(4 * std::uint64_t{by});
+        Lanes sums = {start, FoldSum(start + by), FoldSum(start + 2 * by), FoldSum(start + 3 * by)};
+        for (std::size_t i = 0; i <= more; i += 4) {
+            Lanes next = sums ^ flip;
+            next |= reinterpret_cast<Lanes>(next == 0) & zero;
+            std::memcpy(held + i, &next, sizeof next);
+            sums += byFour;
+            sums = (sums & 0xffff) + (sums >> 16);
         }
-        for (std::size_t i = 0; i <= more; ++i) std::memcpy(frames[k + i] + checksum.at, held + i, 2);
+        unsigned char* const* const run = frames + k;
+        const std::size_t at = checksum.at;
+#pragma GCC unroll 4
+        for (std::size_t i = 0; i <= more; ++i) std::memcpy(run[i] + at, held + i, 2);
         k += more + 1;
     }
 }
