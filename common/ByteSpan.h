@@ -14,10 +14,12 @@ struct ByteSpan {
     std::size_t size = 0;   ///< In bytes.
 };
 
+/// Whether both are the same bytes.
 constexpr bool operator==(const ByteSpan& left, const ByteSpan& right) noexcept
 {
     return left.offset == right.offset && left.size == right.size;
 }
+/// Whether they are not.
 constexpr bool operator!=(const ByteSpan& left, const ByteSpan& right) noexcept
 {
     return !(left == right);

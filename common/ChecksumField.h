@@ -27,11 +27,13 @@ struct ChecksumField {
                             ///< itself is: what a card wants that finishes the checksum (checksum offload).
 };
 
+/// Whether both stand at the same place and hold the same, with their spans in the same order.
 inline bool operator==(const ChecksumField& left, const ChecksumField& right) noexcept
 {
     return left.at == right.at && left.covered == right.covered && left.initial == right.initial &&
            left.zeroIsAllOnes == right.zeroIsAllOnes && left.complement == right.complement;
 }
+/// Whether they differ.
 inline bool operator!=(const ChecksumField& left, const ChecksumField& right) noexcept
 {
     return !(left == right);

@@ -107,7 +107,7 @@ public:
 
     /// Whether text, marker, settings, variables and checksum fields are the same.
     bool operator==(const CompiledTemplate& other) const noexcept;
-    bool operator!=(const CompiledTemplate& other) const noexcept { return !(*this == other); }
+    bool operator!=(const CompiledTemplate& other) const noexcept { return !(*this == other); } ///< The opposite.
 
     /// \}
     /// \name One value
