@@ -25,7 +25,8 @@ FrameBuilder::~FrameBuilder() = default;
 
 FrameBuilder& FrameBuilder::operator=(const FrameBuilder& other)
 {
-    mStack = std::make_unique<FrameStack>(*other.mStack);
+    FrameBuilder copy(other);
+    mStack.swap(copy.mStack);
     return *this;
 }
 

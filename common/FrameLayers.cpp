@@ -224,8 +224,7 @@ std::uint64_t FrameStack::CountFlows() const
     others.erase(std::remove_if(others.begin(), others.end(), [](const auto& f) { return f.CountValues() == 1; }),
                  others.end());
     if (others.size() == 1) return others[0].CountValues();
-    std::stable_sort(others.begin(), others.end(),
-                     [](const auto& l, const auto& r) { return l.interval < r.interval; });
+    std::sort(others.begin(), others.end(), [](const auto& l, const auto& r) { return l.interval < r.interval; });
     std::uint64_t turns = 1;                                      // of the fields that have the present interval
     std::uint64_t period = 1;                                     // in indexes
     bool isOdometer = !others.empty() && others[0].HasOwnTurns(); // whether each interval is full turns of those below
