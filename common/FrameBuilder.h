@@ -27,10 +27,12 @@ namespace zor::common {
 /// and more, such as from one /64 network to the next.
 class CountingStep {
 public:
+    /// A number, as it is.
     constexpr CountingStep(std::int64_t number) noexcept // implicit, so that a number serves as a step
         : mNumber{number < 0 ? ~std::uint64_t{0} : 0, static_cast<std::uint64_t>(number)}
     {
     }
+    /// The number that an address is; one above 2^127 - 1 counts down.
     CountingStep(const CIpv6Address& distance) noexcept
     {
         unsigned char bytes[16];
@@ -64,10 +66,10 @@ struct Counting {
     {
     }
 
-    Value first;
-    std::uint64_t count;
-    CountingStep step;
-    std::uint64_t repeat;
+    Value first;          ///< What index 0 shows.
+    std::uint64_t count;  ///< How many values there are; 0 is without end.
+    CountingStep step;    ///< Added at each turn.
+    std::uint64_t repeat; ///< How often a value is shown again.
 };
 
 namespace detail {
@@ -100,6 +102,7 @@ struct FrameLayer;
 /// takes it, so an integer of any type will do.
 class FrameNumber {
 public:
+    /// A constant, of 0 or above.
     template <class Integer, std::enable_if_t<std::is_integral_v<Integer>, int> = 0>
     constexpr FrameNumber(Integer constant) noexcept : mTypeSize(sizeof(Integer))
     {
@@ -107,12 +110,14 @@ public:
         mValue.isNegative = constant < Integer{0};
     }
 
+    /// A number that counts, from 0 or above.
     template <class Integer, std::enable_if_t<std::is_integral_v<Integer>, int> = 0>
     constexpr FrameNumber(const Counting<Integer>& counting) noexcept : FrameNumber(counting.first)
     {
         detail::SetCounting(mValue, counting);
     }
 
+    /// For the layers: the number as one of 128 bits.
     constexpr const detail::FrameValue& GetValue() const noexcept { return mValue; }
 
     /// The bytes of the integer type that it was given as.
@@ -128,17 +133,20 @@ private:
 template <class Address>
 class FrameAddress {
 public:
+    /// A constant.
     FrameAddress(const Address& constant) noexcept
     {
         unsigned char bytes[16] = {};
         constant.CopyTo(bytes + 16 - kSize);
         mValue.first = {detail::LoadBig64(bytes), detail::LoadBig64(bytes + 8)};
     }
+    /// An address that counts, as one number.
     FrameAddress(const Counting<Address>& counting) noexcept : FrameAddress(counting.first)
     {
         detail::SetCounting(mValue, counting);
     }
 
+    /// For the layers: the address as one number of 128 bits.
     const detail::FrameValue& GetValue() const noexcept { return mValue; }
 
 private:
@@ -154,10 +162,12 @@ private:
 /// refused.
 /// \{
 
+/// What an Ethernet header says beside its addresses.
 struct EthernetOptions {
     std::uint16_t etherType = 0x88b5; ///< Where no header follows that has a type: by default local experiments.
 };
 
+/// What a VLAN tag says beside its id.
 struct VlanOptions {
     unsigned int priority = 0;        ///< From 0 to 7 (IEEE 802.1Q PCP).
     bool isDropEligible = false;      ///< DEI.
@@ -165,6 +175,7 @@ struct VlanOptions {
     std::uint16_t etherType = 0x88b5; ///< As in EthernetOptions.
 };
 
+/// What an ARP message says beside the sender and the address asked for.
 struct ArpOptions {
     std::uint16_t operation = 1;                            ///< 1 asks, 2 answers (RFC 826).
     FrameAddress<CMacAddress> targetMac = CMacAddress(0ul); ///< Not known to one who asks.
@@ -172,7 +183,7 @@ struct ArpOptions {
 
 /// RFC 791. By default an atomic datagram (RFC 6864): not to be fragmented, identification 0.
 struct Ipv4Options {
-    FrameNumber ttl = 64;
+    FrameNumber ttl = 64;             ///< Time to live, 8 bits.
     FrameNumber dscp = 0;             ///< From 0 to 63 (RFC 2474).
     unsigned int ecn = 0;             ///< From 0 to 3 (RFC 3168).
     FrameNumber id = 0;               ///< Identification, 16 bits.
@@ -184,31 +195,32 @@ struct Ipv4Options {
 
 /// RFC 8200.
 struct Ipv6Options {
-    FrameNumber hopLimit = 64;
+    FrameNumber hopLimit = 64;      ///< 8 bits.
     FrameNumber flowLabel = 0;      ///< 20 bits.
     unsigned int dscp = 0;          ///< From 0 to 63.
     unsigned int ecn = 0;           ///< From 0 to 3.
     unsigned char nextHeader = 253; ///< As Ipv4Options::protocol.
 };
 
+/// What a UDP header says beside its ports.
 struct UdpOptions {
     bool hasChecksum = true; ///< Without one the field is 0, which IPv4 alone allows (RFC 768, RFC 8200).
 };
 
 /// RFC 9293. The header has no options.
 struct TcpOptions {
-    FrameNumber seq = 0;        ///< Sequence number, 32 bits.
-    FrameNumber ack = 0;        ///< Acknowledgment number, 32 bits.
-    unsigned char flags = 0x10; ///< FIN 01, SYN 02, RST 04, PSH 08, ACK 10, URG 20, ECE 40, CWR 80.
-    FrameNumber window = 65535; ///< 16 bits.
-    std::uint16_t urgentPointer = 0;
+    FrameNumber seq = 0;             ///< Sequence number, 32 bits.
+    FrameNumber ack = 0;             ///< Acknowledgment number, 32 bits.
+    unsigned char flags = 0x10;      ///< FIN 01, SYN 02, RST 04, PSH 08, ACK 10, URG 20, ECE 40, CWR 80.
+    FrameNumber window = 65535;      ///< 16 bits.
+    std::uint16_t urgentPointer = 0; ///< Counts with the flag URG.
 };
 
 /// RFC 792, and RFC 4443 for IPv6. The four bytes behind the checksum are those of an echo.
 struct IcmpOptions {
-    unsigned char code = 0;
-    FrameNumber id = 0;  ///< Identifier, 16 bits.
-    FrameNumber seq = 0; ///< Sequence number, 16 bits.
+    unsigned char code = 0; ///< Of the type; 0 for echoes.
+    FrameNumber id = 0;     ///< Identifier, 16 bits.
+    FrameNumber seq = 0;    ///< Sequence number, 16 bits.
 };
 
 /// \}
@@ -263,9 +275,9 @@ enum class FramePattern : unsigned char {
 /// used in distinct threads.
 class ZOR_COMMON_API FrameBuilder {
 public:
-    FrameBuilder();
-    FrameBuilder(const FrameBuilder& other);
-    FrameBuilder& operator=(const FrameBuilder& other);
+    FrameBuilder();                                     ///< A frame without bytes.
+    FrameBuilder(const FrameBuilder& other);            ///< Copies all layers.
+    FrameBuilder& operator=(const FrameBuilder& other); ///< Copies all layers.
     ~FrameBuilder();
 
     /// \name Headers
@@ -316,12 +328,13 @@ public:
     /// \param size  in bytes, from 1 to 8; 0 is the size of the integer type that \a value is given as.
     FrameBuilder& Number(const FrameNumber& value, std::size_t size = 0);
 
-    FrameBuilder& Bytes(std::string_view bytes); ///< The bytes as they are, zeros included.
-    FrameBuilder& Bytes(const unsigned char* bytes, std::size_t size);
+    FrameBuilder& Bytes(std::string_view bytes);                       ///< The bytes as they are, zeros included.
+    FrameBuilder& Bytes(const unsigned char* bytes, std::size_t size); ///< \a bytes may be null if \a size is 0.
 
     /// The same byte, \a size times.
     FrameBuilder& Fill(std::size_t size, unsigned char byte = 0);
 
+    /// So many bytes of a pattern, from its beginning.
     FrameBuilder& Pattern(std::size_t size, FramePattern pattern = FramePattern::Incrementing);
 
     /// Pads the frame with zeros to a size in bytes, as a card pads Ethernet frames to 60 bytes. Padding belongs to no
@@ -361,7 +374,7 @@ public:
     /// a field: its count is above 2^32 - 1, or a value is shown more than 2^32 times in succession.
     std::optional<std::string> GetTemplate() const;
 
-    /// The checksum fields, in the order of the frame.
+    /// The checksum fields, in the order in which they are worked out: one that another covers stands before it.
     std::vector<ChecksumField> GetChecksums() const;
 
     /// The size of the frame so far, in bytes.
