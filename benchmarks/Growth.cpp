@@ -8,6 +8,7 @@
 #include <common/AddressText.h>
 #include <common/CompiledTemplate.h>
 #include <common/FieldExtractor.h>
+#include <common/FrameBuilder.h>
 #include <common/GoogleProtoBuf.h>
 #include <common/Hexfield.h>
 #include <common/Integer.h>
@@ -161,6 +162,17 @@ const std::vector<Group> kGroups = {
       {"@m@v(1)@=(port)"},
       {"@_(1,2)text@x(1,19)@_"},
       {"7", "@$(", ",0,0fff,big)"}}},
+    {{{"frame of tags and numbers", // four bytes a layer
+       [](auto& text) {
+           const Count count;
+           FrameBuilder frame;
+           frame.Ethernet(CMacAddress(1ul), CMacAddress(2ul));
+           for (std::size_t i = 0; i < text.size(); i += 4) frame.Vlan(Counting<int>(1, 9));
+           for (std::size_t i = 0; i < text.size(); i += 4) frame.Number(Counting<int>(1, 0));
+           frame.Cross({"vlan#2.id", "number#3"}).Compile();
+           if (frame.GetFlowCount() == 1) throw std::logic_error("fields are lost");
+       }}},
+     {{"text"}}},
     {{{"200 lengths",
        [](auto& text) {
            std::string all;

@@ -16,12 +16,19 @@ using Access = detail::BatchAccess;
 
 /// What all copies share.
 struct CompiledTemplate::Impl {
+    /// \param built  a program that was not compiled from the text; null for one that is.
     Impl(const std::string& templ, const std::string& opening, const detail::PacketContext& settings,
-         const detail::Variables& values, const std::vector<ChecksumField>& fields)
+         const detail::Variables& values, const std::vector<ChecksumField>& fields,
+         std::shared_ptr<const detail::IndexProgram> built = nullptr)
         : text(templ), marker(opening), context(settings), variables(values), checksums(fields),
-          program(
-              detail::CompileForIndexes(*detail::CompileTemplate(text, marker, context), context, variables, checksums))
+          program(built ? std::move(built) : Compile())
     {
+    }
+
+    std::shared_ptr<const detail::IndexProgram> Compile() const
+    {
+        return detail::CompileForIndexes(*detail::CompileTemplate(text, marker, context), context, variables,
+                                         checksums);
     }
 
     std::string text;
@@ -40,6 +47,13 @@ CompiledTemplate::CompiledTemplate(const std::string& text, const std::string& m
 CompiledTemplate::CompiledTemplate(const Wildcards& source, const std::vector<ChecksumField>& checksums)
     : mImpl(std::make_shared<const Impl>(source.mImpl->GetText(), source.mImpl->GetMarker(), source.mImpl->GetContext(),
                                          source.mImpl->GetVariables(), checksums))
+{
+}
+
+CompiledTemplate::CompiledTemplate(const Wildcards& source, const std::vector<ChecksumField>& checksums,
+                                   std::shared_ptr<const detail::IndexProgram> built)
+    : mImpl(std::make_shared<const Impl>(source.mImpl->GetText(), source.mImpl->GetMarker(), source.mImpl->GetContext(),
+                                         source.mImpl->GetVariables(), checksums, std::move(built)))
 {
 }
 

@@ -20,6 +20,7 @@ namespace zor::common {
 
 namespace detail {
 struct BatchAccess;
+struct IndexProgram;
 } // namespace detail
 
 /// Which values a batch holds: those of a range, or listed ones. It points at the listed indexes, which must stay as they
@@ -105,7 +106,8 @@ public:
     CompiledTemplate& operator=(const CompiledTemplate& other) noexcept; ///< Shares; allocates nothing.
     ~CompiledTemplate();                                                 ///< The last one that shares releases memory.
 
-    /// Whether text, marker, settings, variables and checksum fields are the same.
+    /// Whether text, marker, settings, variables and checksum fields are the same. FrameBuilder says what that is for its
+    /// frames.
     bool operator==(const CompiledTemplate& other) const noexcept;
     bool operator!=(const CompiledTemplate& other) const noexcept { return !(*this == other); } ///< The opposite.
 
@@ -193,7 +195,12 @@ public:
     /// \}
 
 private:
+    friend class FrameBuilder;
     struct Impl;
+
+    /// Takes a program that was not compiled from a text. Source and checksum fields say what it equals.
+    ZOR_COMMON_LOCAL CompiledTemplate(const Wildcards& source, const std::vector<ChecksumField>& checksums,
+                                      std::shared_ptr<const detail::IndexProgram> built);
 
     std::shared_ptr<const Impl> mImpl;
 };

@@ -7,6 +7,7 @@
 #include <common/AddressText.h>
 #include <common/CompiledTemplate.h>
 #include <common/FieldExtractor.h>
+#include <common/FrameBuilder.h>
 #include <common/GoogleProtoBuf.h>
 #include <common/Ipv6Address.h>
 #include <common/MacroExpander.h>
@@ -320,6 +321,28 @@ TEST(Allocation, FailuresLeaveOffsetsAndSourcesAsTheyWere)
                        [](Batch& b) { b.compiled = CompiledTemplate(b.source); },
                        [](Batch& b) { b.compiled = CompiledTemplate("@h 01 @$(0102030405060708090a,0,01,2,0,f0)"); },
                        [](Batch& b) { CompiledTemplate(kLong + kLong).GetValueAt(7, b.value); });
+}
+
+TEST(Allocation, FailuresLeaveFrameBuildersAsTheyWere)
+{
+    const auto make = [] {
+        FrameBuilder frame;
+        frame.Ethernet(CMacAddress(1ul), CMacAddress(2ul)).Ipv4(Counting(CIpAddress(1u), 9), CIpAddress(2u));
+        return frame.Udp(Counting<std::uint16_t>(1, 9), Counting<std::uint16_t>(0, 5, 1, 3));
+    };
+    const auto seen = [](const FrameBuilder& frame) {
+        std::string value;
+        frame.Compile().GetValueAt(7, value);
+        return value + *frame.GetTemplate() + std::to_string(frame.GetFlowCount() + frame.GetChecksums().size());
+    };
+    const FrameBuilder other = make().Number(7).Cross({"ipv4.src"});
+    FailEachAllocation(
+        make, seen, [](auto& f) { f.Number(Counting<int>(0, 0)); }, [](auto& f) { f.Bytes(kLong); },
+        [](auto& f) { f.Pattern(100); }, [](auto& f) { f.PadTo(100); },
+        [](auto& f) {
+            f.Cross({"udp.sport", "ipv4.src"});
+        },
+        [&](auto& f) { f = other; }, [](auto& f) { f.GetFlowCount(); });
 }
 
 TEST(Allocation, FailuresLeaveAddressesAndErrorTextsAsTheyWere)

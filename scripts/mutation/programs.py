@@ -19,6 +19,8 @@ ADDITIONAL = {
     "DiUnsigned": ["Ipv6AddressTest"],
     "Digits": ["AddressShapeTest", "AllocationTest", "IpAddressFuzz", "Ipv6AddressFuzz", "MacAddressFuzz"],
     "FieldExtractor": ["AllocationTest"],
+    "FrameBuilder": ["AllocationTest"],
+    "FrameLayers": ["FrameBuilderTest", "AllocationTest", "FrameBuilderFuzz"],
     "GenericFieldModifierImpl": ["FieldTypeHelperTest"],
     "GoogleProtoBuf": ["AllocationTest", "EncoderFuzz"],
     "GoogleProtoBufFieldInfo": ["GoogleProtoBufTest", "AllocationTest", "SchemaStepsFuzz"],

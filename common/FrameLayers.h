@@ -1,0 +1,124 @@
+#ifndef ZOR_COMMON_FRAME_LAYERS_H
+#define ZOR_COMMON_FRAME_LAYERS_H
+
+/// \file
+/// Internal: the layers of a frame, and the bytes, counters and checksums that they come to.
+
+#include "FrameBuilder.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace zor::common::detail {
+
+enum class LayerKind : std::uint8_t {
+    Ethernet,
+    Vlan,
+    Arp,
+    Ipv4,
+    Ipv6,
+    Udp,
+    Tcp,
+    Icmp,
+    Icmpv6,
+    Number,
+    Bytes,
+    Fill,
+    Pattern,
+    Padding
+};
+constexpr std::size_t kLayerKinds = 14;
+
+/// Bytes of the frame with a name, as one number in network order.
+struct FrameField {
+    std::string name;           ///< Before the layer has its place, the part behind the dot.
+    std::size_t offset = 0;     ///< In the layer; of an assembled frame, in that.
+    std::size_t size = 0;       ///< From 1 to 16.
+    Uint128 first{0, 0};        ///< With the other bits of the bytes.
+    Uint128 step{0, 0};         ///< Modulo the width.
+    std::uint64_t count = 1;    ///< 0 is without end.
+    std::uint64_t interval = 1; ///< How many indexes a turn lasts.
+    bool isCounting = false;
+    bool isCrossed = false;
+
+    /// After how many turns the sum shows the first value again; 0 for 2^64 and more.
+    std::uint64_t CountSums() const noexcept;
+};
+
+struct FrameLayer {
+    LayerKind kind = LayerKind::Bytes;
+    std::string bytes;              ///< At index 0; what other layers decide is 0.
+    std::vector<FrameField> fields; ///< In the order of the bytes.
+    unsigned int tagType = 0;       ///< Of a VLAN tag, the number that the header in front says it by.
+    bool isFragment = false;
+    bool hasChecksum = true;
+    std::size_t offset = 0; ///< In the frame.
+};
+
+/// All layers of a builder.
+struct FrameStack {
+    std::vector<FrameLayer> layers;
+    std::size_t counts[kLayerKinds] = {};  ///< How many there are of each kind.
+    std::size_t end = 0;                   ///< Of what is no padding, in bytes.
+    std::size_t size = 0;                  ///< Of the frame, in bytes.
+    std::size_t most = ~std::size_t{0};    ///< Where a length becomes too large for its field.
+    LayerKind narrowest = LayerKind::Ipv4; ///< Whose length that is.
+    bool isCrossed = false;
+
+    /// Throws std::invalid_argument if a layer of that size makes the frame too large.
+    void CheckSize(LayerKind kind, std::size_t added) const;
+
+    /// Adds a layer. Throws std::invalid_argument, which says why it cannot be.
+    void Add(FrameLayer&& layer);
+
+    /// How many flows there are, as FrameBuilder says.
+    std::uint64_t CountFlows() const;
+};
+
+/// What a stack of layers comes to.
+struct AssembledFrame {
+    explicit AssembledFrame(const FrameStack& stack);
+
+    std::string bytes;              ///< At index 0, with 0 in the place of checksums.
+    std::vector<FrameField> fields; ///< Those that count, in the order of the bytes.
+    std::vector<ChecksumField> checksums;
+};
+
+/// Throws std::invalid_argument.
+[[noreturn]] void RefuseLayer(LayerKind kind, const std::string& why);
+
+/// Writes a header from its first byte to its last.
+class LayerWriter {
+public:
+    explicit LayerWriter(LayerKind kind) { mLayer.kind = kind; }
+
+    /// A number that never counts, in so many bytes.
+    LayerWriter& Put(std::uint64_t number, std::size_t size);
+
+    /// A number that has to fit bits which are written with others.
+    LayerWriter& Check(const char* name, std::uint64_t number, std::uint64_t most);
+
+    /// A field of whole bytes.
+    LayerWriter& PutField(const char* name, const FrameValue& value, std::size_t size)
+    {
+        return PutBits(name, value, size, 8 * size, 0, 0);
+    }
+
+    /// A field that shares its bytes with bits that never change.
+    /// \param bits    its width.
+    /// \param shift   where its lowest bit stands in the bytes.
+    /// \param others  the bytes without the field.
+    LayerWriter& PutBits(const char* name, const FrameValue& value, std::size_t size, std::size_t bits,
+                         unsigned int shift, std::uint64_t others);
+
+    FrameLayer& GetLayer() noexcept { return mLayer; }
+
+private:
+    FrameLayer mLayer;
+};
+
+} // namespace zor::common::detail
+
+#endif // ZOR_COMMON_FRAME_LAYERS_H

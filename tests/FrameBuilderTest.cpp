@@ -1,0 +1,229 @@
+#include "support/FrameChecks.h"
+
+#include <functional>
+
+using namespace zor::common;
+using test::Random;
+using test::ReadBig;
+using test::ValueAt;
+
+namespace {
+
+const CMacAddress kSource(0x020000000001);
+const CMacAddress kDestination(0x0200000000fe);
+const CIpAddress kHere(10, 0, 0, 1);
+const CIpAddress kThere(192, 168, 0, 1);
+
+FrameBuilder UdpFrame()
+{
+    FrameBuilder frame;
+    frame.Ethernet(kSource, kDestination)
+        .Vlan(Counting<std::uint16_t>(100, 4))
+        .Ipv4(Counting(kHere, 250), kThere)
+        .Udp(Counting<std::uint16_t>(1024, 60000), 53)
+        .Number(Counting<std::uint32_t>(0, 0))
+        .PadTo(60);
+    return frame;
+}
+
+TEST(FrameBuilder, CountsFieldsTogetherOrCrossed)
+{
+    FrameBuilder frame = UdpFrame();
+    EXPECT_EQ(frame.GetFlowCount(), 60000u);
+    frame.Cross({"udp.sport", "ipv4.src", "vlan.id"});
+    EXPECT_EQ(frame.GetFlowCount(), 60000000u);
+    const CompiledTemplate packets = frame.Compile();
+    ASSERT_EQ(packets.GetMaxSize(), 60u);
+    const std::string value = ValueAt(packets, 60000ull * 250 * 3 + 60000ull * 249 + 59999);
+    EXPECT_EQ(ReadBig(value, 14, 2), 103u);
+    EXPECT_EQ(ReadBig(value, 30, 4), 0x0a0000fau);
+    EXPECT_EQ(ReadBig(value, 38, 2), 61023u);
+    EXPECT_EQ(ReadBig(value, 46, 4), 59999999u);
+    EXPECT_EQ(ValueAt(packets, 60000000).substr(14, 28), ValueAt(packets, 0).substr(14, 28));
+}
+
+TEST(FrameBuilder, CountsFlowsAsTheyAreShown)
+{
+    using Count = std::pair<std::uint64_t, std::uint64_t>; // and repeat
+    const struct {
+        std::vector<Count> fields;
+        std::uint64_t flows;
+    } rows[] = {
+        {{}, 1},
+        {{{0, 0}}, 65536},
+        {{{70000, 3}}, 65536},
+        {{{1, 9}, {7, 3}}, 7},
+        {{{4, 0}, {6, 0}}, 12},
+        {{{4, 5}, {6, 5}, {10, 5}}, 60},
+        {{{4, 0}, {6, 3}, {5, 23}}, 120}, // an odometer
+        {{{4, 0}, {6, 0}, {5, 23}}, 60},  // with two digits that move together
+        {{{2, 2}, {5, 1}}, 10},           // out of step
+        {{{100000, 0}, {3, 0}}, 0},       // out of step for too long
+        {{{65536, 0}, {65536, 65535}, {65536, 0xffffffff}, {65536, 0xffffffffffff}}, 0}, // 2^64
+        {{{65536, 0}, {65536, 65535}, {65536, 0xffffffff}, {65535, 0xffffffffffff}}, 0xffff000000000000},
+    };
+    for (const auto& row : rows) {
+        FrameBuilder frame;
+        frame.Ipv4(kHere, kThere);
+        std::vector<Counting<std::uint16_t>> fields(4, {1, 1});
+        for (std::size_t i = 0; i < row.fields.size(); ++i) {
+            fields[i].count = row.fields[i].first;
+            fields[i].repeat = row.fields[i].second;
+        }
+        TcpOptions options;
+        options.seq = Counting<std::uint32_t>(fields[2].first, fields[2].count, 65536, fields[2].repeat);
+        options.window = fields[3];
+        frame.Tcp(fields[0], fields[1], options).Number(Counting<std::uint8_t>(0, 200));
+        std::set<std::string> seen;
+        const CompiledTemplate packets = frame.Compile();
+        if (row.flows != 0 && row.flows < 1000) {
+            for (std::uint64_t i = 0; i < 10000; ++i) seen.insert(ValueAt(packets, i).substr(20, 16));
+            EXPECT_EQ(seen.size(), row.flows);
+        }
+        EXPECT_EQ(frame.GetFlowCount(), row.flows) << "row " << &row - rows;
+    }
+}
+
+/// What cannot be: each call is refused with its text and leaves the builder as it was.
+TEST(FrameBuilder, RefusesWhatCannotBe)
+{
+    FrameBuilder ethernet, ip, fragment, ip6, arp, full, padded, repeated;
+    ethernet.Ethernet(kSource, kDestination);
+    ip.Ipv4(kHere, kThere);
+    Ipv4Options more;
+    more.isMoreFragments = true;
+    fragment.Ipv4(kHere, kThere, more);
+    ip6.Ipv6(CIpv6Address(0, 1), CIpv6Address(0, 2));
+    (arp = ethernet).Arp(kSource, kHere, kThere);
+    (full = ip6).Udp(1, 2).Fill(65527);
+    (padded = ethernet).PadTo(60);
+    (repeated = ip).Udp(Counting<int>(1, 2, 1, 1), Counting<int>(5, 0)).Number(Counting<std::uint64_t>(0, ~0ul, 2));
+    Ipv4Options ecn, offset, dscp;
+    ecn.ecn = 4;
+    offset.fragmentOffset = 8192;
+    dscp.dscp = Counting<int>(60, 5);
+    Ipv6Options flow;
+    flow.flowLabel = 1 << 20;
+    VlanOptions priority;
+    priority.priority = 8;
+    const struct {
+        FrameBuilder frame;
+        std::function<void(FrameBuilder&)> call;
+        const char* error;
+    } rows[] = {
+        {ethernet, [](auto& f) { f.Vlan(4096); }, "Vlan: id 4096 is above 4095"},
+        {ethernet, [](auto& f) { f.Vlan(Counting<std::uint16_t>(4000, 97)); }, "Vlan: id counts past 4095"},
+        {ethernet, [](auto& f) { f.Vlan(Counting<int>(9, 11, -1)); }, "Vlan: id counts past 0"},
+        {ethernet, [](auto& f) { f.Vlan(Counting<int>(0, 0)); }, "Vlan: id counts past 4095"},
+        {ethernet, [&](auto& f) { f.Vlan(1, priority); }, "Vlan: priority 8 is above 7"},
+        {{}, [](auto& f) { f.Vlan(1); }, "Vlan: cannot be first, it stands behind Ethernet or Vlan"},
+        {ethernet, [](auto& f) { f.Udp(1, 2); }, "Udp: cannot stand behind Ethernet, but behind Ipv4 or Ipv6"},
+        {ethernet, [](auto& f) { f.Ethernet(kSource, kSource); }, "Ethernet: cannot stand behind Ethernet"},
+        {ip6, [](auto& f) { f.Icmp(); }, "Icmp: cannot stand behind Ipv6, but behind Ipv4"},
+        {ip, [](auto& f) { f.Icmpv6(); }, "Icmpv6: cannot stand behind Ipv4, but behind Ipv6"},
+        {arp, [](auto& f) { f.Bytes("x"); },
+         "Bytes: cannot stand behind Arp, but behind Ethernet or Vlan or Ipv4 or Ipv6"},
+        {padded, [](auto& f) { f.Number(1); },
+         "Number: cannot stand behind PadTo, but behind Ethernet or Vlan or Ipv4 or Ipv6"},
+        {fragment, [](auto& f) { f.Tcp(1, 2); },
+         "Tcp: cannot stand behind a fragment of Ipv4, which carries a piece of a packet"},
+        {ip6, [](auto& f) { f.Udp(1, 2, {false}); }, "Udp: needs its checksum behind Ipv6"},
+        {ip, [](auto& f) { f.Udp(65536, 2); }, "Udp: sport 65536 is above 65535"},
+        {ip, [](auto& f) { f.Udp(1, -2); }, "Udp: dport is below 0"},
+        {ip, [](auto& f) { f.Udp(1, Counting<int>(1, 2, 1, ~0ul)); }, "Udp: dport has a repeat above 2^64 - 2"},
+        {ethernet, [&](auto& f) { f.Ipv4(kHere, kThere, ecn); }, "Ipv4: ecn 4 is above 3"},
+        {ethernet, [&](auto& f) { f.Ipv4(kHere, kThere, offset); }, "Ipv4: fragmentOffset 8192 is above 8191"},
+        {ethernet, [&](auto& f) { f.Ipv4(kHere, kThere, dscp); }, "Ipv4: dscp counts past 63"},
+        {ethernet, [&](auto& f) { f.Ipv6(CIpv6Address(), CIpv6Address(), flow); },
+         "Ipv6: flow 1048576 is above 1048575"},
+        {ip, [](auto& f) { f.Number(256, 1); }, "Number: the number 256 is above 255"},
+        {ip, [](auto& f) { f.Number(256, 9); }, "Number: has more than 8 bytes"},
+        {ip, [](auto& f) { f.Fill(65516); }, "Fill: makes the length of Ipv4 more than 65535"},
+        {full, [](auto& f) { f.Bytes("x"); }, "Bytes: makes the length of Ipv6 more than 65535"},
+        {ethernet, [](auto& f) { f.Pattern(262131); }, "Pattern: makes a frame of more than 262144 bytes"},
+        {ethernet, [](auto& f) { f.PadTo(~0ul); }, "PadTo: makes a frame of more than 262144 bytes"},
+        {padded, [](auto& f) { f.PadTo(59); }, "PadTo: 59 bytes are below the 60 of the frame"},
+        {repeated, [](auto& f) { f.Cross({}); }, "Cross: no field is named"},
+        {repeated,
+         [](auto& f) {
+             f.Cross({"number", "vlan.id"});
+         },
+         "Cross: \"vlan.id\" is no field of the frame"},
+        {repeated, [](auto& f) { f.Cross({"ipv4.src"}); }, "Cross: \"ipv4.src\" does not count"},
+        {repeated,
+         [](auto& f) {
+             f.Cross({"number", "udp.sport"});
+         },
+         "Cross: \"udp.sport\" has a repeat of its own"},
+        {repeated,
+         [](auto& f) {
+             f.Cross({"number", "number"});
+         },
+         "Cross: \"number\" is named twice"},
+        {repeated,
+         [](auto& f) {
+             f.Cross({"udp.dport", "number"});
+         },
+         "Cross: \"udp.dport\" counts without end and is not the last one"},
+        {UdpFrame().Cross({"vlan.id"}), [](auto& f) { f.Cross({"udp.sport"}); }, "Cross: fields are crossed already"},
+    };
+    for (const auto& row : rows) {
+        FrameBuilder frame = row.frame;
+        std::string error;
+        try {
+            row.call(frame);
+        } catch (const std::invalid_argument& found) {
+            error = found.what();
+        }
+        EXPECT_EQ(error, row.error);
+        EXPECT_EQ(frame.Compile(), row.frame.Compile()) << row.error;
+        EXPECT_EQ(frame.GetFlowCount(), row.frame.GetFlowCount()) << row.error;
+    }
+    EXPECT_NO_THROW(full.PadTo(262144));
+}
+
+TEST(FrameBuilder, NamesTheSecondOfAKind)
+{
+    FrameBuilder frame;
+    frame.Ethernet(kSource, kDestination)
+        .Vlan(Counting<int>(1, 2))
+        .Vlan(Counting<int>(1, 4094))
+        .Number(Counting<int>(0, 1000))
+        .Number(Counting(std::uint64_t{0}, 1ul << 60))
+        .Cross({"vlan#2.id", "vlan.id", "number", "number#2"});
+    EXPECT_EQ(frame.GetFlowCount(), 0u); // 2^64 and more
+    EXPECT_FALSE(frame.GetTemplate()) << "a count above 32 bits";
+    const std::string value = ValueAt(frame.Compile(), 4094ull * 2 * 1000 * 1000000 + 4094);
+    EXPECT_EQ(ReadBig(value, 14, 2), 2u);
+    EXPECT_EQ(ReadBig(value, 18, 2), 1u);
+    EXPECT_EQ(ReadBig(value, 22, 4), 0u);
+    EXPECT_EQ(ReadBig(value, 26, 8), 1000000u);
+    EXPECT_NE(frame.Compile(), FrameBuilder(UdpFrame()).Compile());
+    EXPECT_EQ(frame.Compile(), FrameBuilder(frame).Compile());
+}
+
+/// The sequence by its rule: each bit is the sum of those 28 and 31 places before it, and ones come before the first.
+TEST(FrameBuilder, PatternsAreTheirSequences)
+{
+    const std::string bytes = ValueAt(FrameBuilder().Pattern(300).Pattern(300, FramePattern::Prbs31).Compile(), 0);
+    std::vector<int> bits(31, 1);
+    for (std::size_t i = 0; i < 300; ++i) {
+        EXPECT_EQ(ReadBig(bytes, i, 1), i % 256);
+        for (std::size_t bit = 0; bit < 8; ++bit) {
+            bits.push_back(bits[bits.size() - 28] ^ bits[bits.size() - 31]);
+            ASSERT_EQ(ReadBig(bytes, 300 + i, 1) >> (7 - bit) & 1, bits.back() == 0 ? 1u : 0u) << i;
+        }
+    }
+}
+
+TEST(FrameBuilder, DrawnFramesAreThoseOfTheModel)
+{
+    Random random(91);
+    for (int round = 0; round < 3000; ++round) {
+        ASSERT_NO_FATAL_FAILURE(test::CheckFrameBuilder(random)) << "round " << round;
+        ASSERT_FALSE(HasFailure()) << "round " << round;
+    }
+    EXPECT_GT(random.accepted, 500);
+}
+
+} // namespace

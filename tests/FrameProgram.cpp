@@ -1,0 +1,158 @@
+// Writes a capture file of each stack of layers, for judges that know the protocols: FrameProgram <directory>. The frames
+// are those of indexes where counters start, carry and wrap; their times are the indexes, in nanoseconds.
+
+#include <common/AddressLiterals.h>
+#include <common/FrameBuilder.h>
+
+#include <cstdint>
+#include <fstream>
+#include <string>
+#include <vector>
+
+using namespace zor::common;
+using namespace zor::common::literals;
+
+namespace {
+
+const auto kSource = "02:00:00:00:00:01"_mac;
+const auto kDestination = "02:00:00:00:00:fe"_mac;
+
+void Append32(std::string& out, std::uint64_t number)
+{
+    for (int shift = 0; shift < 32; shift += 8) out += static_cast<char>(number >> shift);
+}
+
+std::vector<std::uint64_t> Indexes()
+{
+    std::vector<std::uint64_t> indexes;
+    for (std::uint64_t i = 0; i < 300; ++i) indexes.push_back(i);
+    for (const int power : {12, 16, 20, 24, 32, 40, 48, 56, 60}) {
+        for (std::uint64_t i = 0; i < 8; ++i) indexes.push_back((std::uint64_t{1} << power) - 4 + i);
+    }
+    return indexes;
+}
+
+void Write(const std::string& path, const CompiledTemplate& packets)
+{
+    constexpr std::uint64_t kNanoseconds = 1000000000;
+    std::string file;
+    for (const std::uint64_t number : {0xa1b23c4dul, 0x00040002ul, 0ul, 0ul, 262144ul, 1ul}) Append32(file, number);
+    std::string frame;
+    for (const std::uint64_t index : Indexes()) {
+        packets.GetValueAt(index, frame);
+        Append32(file, index / kNanoseconds);
+        Append32(file, index % kNanoseconds);
+        Append32(file, frame.size());
+        Append32(file, frame.size());
+        file += frame;
+    }
+    std::ofstream(path, std::ios::binary) << file;
+}
+
+/// The checksums of what the builder has no layer for are found in the first frame.
+CompiledTemplate WithChecksums(const std::string& text)
+{
+    const Wildcards source(text, "@");
+    std::string first;
+    CompiledTemplate(source).GetValueAt(0, first);
+    return CompiledTemplate(source, FindChecksums(reinterpret_cast<const unsigned char*>(first.data()), first.size()));
+}
+
+FrameBuilder Ethernet()
+{
+    return FrameBuilder().Ethernet(kSource, kDestination);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc != 2) return 2;
+    const std::string directory = std::string(argv[1]) + '/';
+    const auto write = [&](const char* name, const FrameBuilder& frame) {
+        Write(directory + name + ".pcap", frame.Compile());
+    };
+    write("udp", Ethernet()
+                     .Vlan(Counting<std::uint16_t>(100, 4))
+                     .Ipv4(Counting("10.0.0.1"_ip4, 250), "192.168.0.1"_ip4)
+                     .Udp(Counting<std::uint16_t>(1024, 60000), 53)
+                     .Number(Counting<std::uint32_t>(0, 0))
+                     .PadTo(60)
+                     .Cross({"udp.sport", "ipv4.src", "vlan.id"}));
+    {
+        VlanOptions outer, inner;
+        outer.priority = 7;
+        outer.tagType = 0x88a8;
+        inner.priority = 2;
+        inner.isDropEligible = true;
+        Ipv4Options ip;
+        ip.dscp = Counting<int>(0, 64);
+        ip.ecn = 1;
+        ip.id = Counting<int>(0xfff0, 0);
+        ip.ttl = Counting<int>(3, 0, -1);
+        ip.isDontFragment = false;
+        TcpOptions tcp;
+        tcp.seq = Counting<std::uint32_t>(0xffff0000, 0, 1460);
+        tcp.ack = Counting<int>(1, 0, 1, 2);
+        tcp.flags = 0x3a;
+        tcp.window = Counting<int>(65535, 0, -3);
+        tcp.urgentPointer = 9;
+        write("qinq-tcp", FrameBuilder()
+                              .Ethernet(Counting(kSource, 65536, 0x10000), Counting(kDestination, 7))
+                              .Vlan(Counting<int>(4095, 4096, -1), outer)
+                              .Vlan(Counting<int>(2, 2000, 2, 1), inner)
+                              .Ipv4(Counting("10.0.0.250"_ip4, 0, 257), Counting("10.255.255.250"_ip4, 0), ip)
+                              .Tcp(Counting<int>(65530, 0), Counting<int>(80, 5, 1000), tcp)
+                              .Bytes("odd"));
+    }
+    ArpOptions answer;
+    answer.operation = 2;
+    answer.targetMac = Counting(kDestination, 0, -1);
+    write("arp", Ethernet()
+                     .Vlan(1)
+                     .Arp(kSource, Counting("10.0.0.1"_ip4, 0), Counting("10.1.0.1"_ip4, 5, -2), answer)
+                     .PadTo(64));
+    {
+        Ipv6Options ip;
+        ip.flowLabel = Counting<int>(0xffff0, 16);
+        ip.hopLimit = Counting<int>(250, 0);
+        ip.dscp = 46;
+        ip.ecn = 2;
+        write("ipv6-udp", Ethernet()
+                              .Ipv6(Counting("2001:db8::1"_ip6, 65536, CIpv6Address(1, 0)),
+                                    Counting("2001:db8:0:ffff:ffff:ffff:ffff:fff0"_ip6, 0), ip)
+                              .Udp(Counting<int>(5, 0, 3), 9)
+                              .Number(Counting<std::uint64_t>(0xfffffe, 0), 3)
+                              .Pattern(40));
+    }
+    write("ipv6-tcp", Ethernet().Ipv6("2001:db8::1"_ip6, Counting("::1"_ip6, 0, -2)).Tcp(Counting<int>(1, 9), 443));
+    IcmpOptions echo;
+    echo.id = Counting<int>(0xff00, 0);
+    echo.seq = Counting<int>(0, 0, 1, 9);
+    write("icmp", Ethernet().Ipv4("10.0.0.1"_ip4, "10.0.0.2"_ip4).Icmp(8, echo).Pattern(57, FramePattern::Prbs31));
+    write("icmpv6", Ethernet().Ipv6("fe80::1"_ip6, Counting("fe80::2"_ip6, 0)).Icmpv6(129, echo).Fill(9, 0xa5));
+    write("udp-unsummed", Ethernet().Ipv4("10.0.0.1"_ip4, "10.0.0.2"_ip4).Udp(Counting<int>(1, 0), 2, {false}).Fill(3));
+    Ipv4Options fragment;
+    fragment.isDontFragment = false;
+    fragment.isMoreFragments = true;
+    fragment.fragmentOffset = 1480 / 8;
+    fragment.id = Counting<int>(1, 0);
+    fragment.protocol = 17;
+    write("fragment", Ethernet().Ipv4("10.0.0.1"_ip4, "10.0.0.2"_ip4, fragment).Fill(80, 0x40));
+    write("no-protocol",
+          Ethernet().Ipv4("10.0.0.1"_ip4, Counting("10.0.0.2"_ip4, 0, 65536)).Number(Counting<int>(0, 0)));
+    write("no-header", Ethernet().Number(Counting<std::uint64_t>(0, 0, -1)).PadTo(60));
+
+    const std::string ethernet = "@h 0200000000fe 020000000001 ";
+    // Options of IPv4: a router alert, no operation, and a route to be recorded. UDP, eight bytes.
+    Write(directory + "ipv4-options.pcap",
+          WithChecksums(ethernet + "0800 48 00 0030 @$(fff0,0,0001,big) 4000 40 11 0000 @$(0a0000f0,0,00000101,big)"
+                                   "c0a80001 94040000 01 07 07 04 00000000"
+                                   "@$(fff0,0,0001,big) 0035 0010 0000 @$(00000000,0,ffffffff,big) 00000000"));
+    // Extension headers of IPv6: hop-by-hop options, a routing header that is used up, destination options. TCP.
+    Write(directory + "ipv6-extensions.pcap",
+          WithChecksums(ethernet + "86dd 60000000 003c 00 40 20010db8000000000000000000000001"
+                                   "@$(20010db800000000fffffffffffffff0,0,00000000000000000000000000000001,big)"
+                                   "2b00010400000000 3c02040000000000 20010db8000000000000000000000007 0600010400000000"
+                                   "0400 0050 @$(fffffff0,0,00000001,big) 00000000 5010 2000 0000 0000"));
+}
