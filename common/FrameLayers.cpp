@@ -1,7 +1,7 @@
 #include "FrameLayers.h"
 
 #include "BigEndian.h"
-#include "IndexProgram.h"
+#include "IndexCounter.h"
 
 #include <algorithm>
 #include <limits>
