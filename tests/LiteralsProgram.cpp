@@ -4,10 +4,10 @@
 
 using namespace zor::common::literals;
 
-constexpr auto kIp = "10.0.0.1"_ip4;
-constexpr auto kIpv6 = "::ffff:10.0.0.1"_ip6;
-constexpr auto kMac = "001a.2b3c.4d5e"_mac;
-constexpr auto kName = "20-00-00-25-b5-00-00-01"_wwn;
+[[maybe_unused]] constexpr auto kIp = "10.0.0.1"_ip4;
+[[maybe_unused]] constexpr auto kIpv6 = "::ffff:10.0.0.1"_ip6;
+[[maybe_unused]] constexpr auto kMac = "001a.2b3c.4d5e"_mac;
+[[maybe_unused]] constexpr auto kName = "20-00-00-25-b5-00-00-01"_wwn;
 
 #ifdef WRONG_LITERALS
 constexpr auto kWrong01 = ""_ip4;                           // wrong
