@@ -63,8 +63,9 @@ ZOR_COMMON_API void AdjustChecksum(const ChecksumField& field, unsigned char* fr
 ///
 /// Lengths are those of the headers, so padding is not covered. What the fields hold does not matter. A UDP checksum is
 /// found where it is 0 too. Left out is what is cut short or not known: a UDP length below 8 or beyond the packet, TCP
-/// with a data offset below 5 words or beyond the segment, ICMP and ICMPv6 of fewer than 8 bytes, and what has an address
-/// in its pseudo header that is not in place yet (an IPv4 source route or an IPv6 routing header that is not used up).
+/// with a data offset below 5 words or beyond the segment, ICMP and ICMPv6 of fewer than 8 bytes, and all that is behind an
+/// IPv4 source route or an IPv6 routing header that is not used up, as the final destination is not in place yet. A home
+/// address (RFC 6275) is not looked for.
 ///
 /// \param frame  from the destination address on, without the frame check sequence. A template's value 0 serves:
 ///               `CompiledTemplate(source, FindChecksums(...))`.

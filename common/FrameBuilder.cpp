@@ -46,6 +46,7 @@ FrameBuilder& FrameBuilder::Ethernet(const FrameAddress<CMacAddress>& source,
 
 FrameBuilder& FrameBuilder::Vlan(const FrameNumber& id, const VlanOptions& options)
 {
+    if (options.tagType == 0) RefuseLayer(LayerKind::Vlan, "has tagType 0, which is no tag");
     LayerWriter writer(LayerKind::Vlan);
     const std::uint64_t dropEligible = options.isDropEligible ? 1 : 0;
     writer.Check("priority", options.priority, 7)

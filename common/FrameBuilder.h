@@ -24,7 +24,8 @@
 namespace zor::common {
 
 /// How far a counting field moves at each change: a number, negative to count down, or an IPv6 address for steps of 2^64
-/// and more, such as from one /64 network to the next.
+/// and more, such as from one /64 network to the next. A number of 2^63 and more is the negative one that is the same
+/// modulo 2^64.
 class CountingStep {
 public:
     /// A number, as it is.
@@ -171,7 +172,7 @@ struct EthernetOptions {
 struct VlanOptions {
     unsigned int priority = 0;        ///< From 0 to 7 (IEEE 802.1Q PCP).
     bool isDropEligible = false;      ///< DEI.
-    std::uint16_t tagType = 0x8100;   ///< 0x88a8 for a service tag (IEEE 802.1ad).
+    std::uint16_t tagType = 0x8100;   ///< 0x88a8 for a service tag (IEEE 802.1ad); not 0.
     std::uint16_t etherType = 0x88b5; ///< As in EthernetOptions.
 };
 
@@ -228,8 +229,8 @@ struct IcmpOptions {
 /// What FrameBuilder::Pattern() writes.
 enum class FramePattern : unsigned char {
     Incrementing, ///< 00 01 02 ... ff 00 ...
-    Prbs31        ///< The pseudo-random bits of x^31 + x^28 + 1 (ITU-T O.150: inverted, from a register of all ones),
-                  ///< the first one the most significant bit of the first byte.
+    Prbs31 ///< The pseudo-random bits of x^31 + x^28 + 1 (ITU-T O.150: inverted), those that follow a register of
+           ///< all ones, the first one the most significant bit of the first byte.
 };
 
 /// Frames by the names of their headers, from the first byte to the last. Lengths, types and checksums are right by
@@ -349,16 +350,17 @@ public:
     /// Makes fields count like the digits of an odometer: the first one at each index, each other one when all before it
     /// have shown all their values. Fields that are not named go on as they are.
     ///
-    /// \param fields  names of fields that count and have no repeat; each one but the last has a count other than 0. Layers
-    ///                may still follow. std::invalid_argument is raised if fields are crossed already, and if the counts
-    ///                of all but the last one multiply to 2^64 or more.
+    /// \param fields  at least one name of fields that count and have no repeat; each one but the last has a count other
+    ///                than 0. Layers may still follow. std::invalid_argument is raised if fields are crossed already, and if
+    ///                the counts of all but the last one multiply to 2^64 or more.
     FrameBuilder& Cross(const std::vector<std::string>& fields);
 
     /// How many flows there are: the number of different combinations of values of the crossed fields; without Cross(), of
     /// all fields but those of Number().
     ///
     /// \return  at least 1; 0 for 2^64 and more. Also 0 if fields that are not crossed have different repeats, which are
-    ///          no odometer, and show their combination of index 0 together again only after more than 65,536 indexes.
+    ///          no odometer, or one of them counts further than it has different values, and they show their combination
+    ///          of index 0 together again only after more than 65,536 indexes.
     std::uint64_t GetFlowCount() const;
 
     /// \}

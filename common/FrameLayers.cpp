@@ -63,7 +63,7 @@ const LayerTraits& TraitsOf(LayerKind kind)
     return kTraits[static_cast<std::size_t>(kind)];
 }
 
-/// "Ipv4 or Ipv6"; nothing for what stands behind most.
+/// "Ipv4 or Ipv6".
 std::string ListOf(unsigned int kinds)
 {
     std::string list;
@@ -82,7 +82,7 @@ void CheckPlace(const FrameStack& stack, const FrameLayer& layer)
     }
     const FrameLayer& previous = stack.layers.back();
     if ((behind & Bit(previous.kind)) == 0) {
-        const std::string needed = ListOf(behind & (kLinks | kIp));
+        const std::string needed = behind == kCarriers ? "" : ListOf(behind); // which for payload are most
         RefuseLayer(layer.kind, std::string("cannot stand behind ") + TraitsOf(previous.kind).call +
                                     (needed.empty() ? "" : ", but behind " + needed));
     }
