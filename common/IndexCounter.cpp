@@ -119,7 +119,6 @@ std::size_t PeriodPower(const std::vector<BitRun>& runs)
             const std::uint64_t bitsFound = (hasCarry ? ~run.step : run.step) & LowBits(run.bits);
             isFound = bitsFound != 0;
             if (isFound) lowest = bits + static_cast<std::size_t>(__builtin_ctzll(bitsFound));
-            hasCarry = hasCarry && !isFound;
         }
         bits += run.bits;
     }
