@@ -73,9 +73,9 @@ bool CompiledTemplate::operator==(const CompiledTemplate& other) const noexcept
 void CompiledTemplate::GetValueAt(std::uint64_t index, std::string& out) const
 {
     const detail::IndexProgram& program = *mImpl->program;
-    const std::size_t size = detail::MeasureIndex(program, index);
-    out.resize(size);
-    detail::RenderIndex(program, index, out.data());
+    // Where there is room for any value, this one need not be measured first.
+    out.resize(out.capacity() < program.maxSize ? detail::MeasureIndex(program, index) : program.maxSize);
+    out.resize(static_cast<std::size_t>(detail::RenderIndex(program, index, out.data()) - out.data()));
 }
 
 std::size_t CompiledTemplate::Render(std::uint64_t index, unsigned char* out, std::size_t room) const noexcept
@@ -99,22 +99,27 @@ bool CompiledTemplate::IsFixedSize() const noexcept
     return mImpl->program->isFixedSize;
 }
 
-bool CompiledTemplate::RenderFrames(const IndexList& indexes, const FrameBuffers& frames) const noexcept
+namespace {
+
+bool WriteAll(const detail::IndexProgram& program, const IndexList& indexes, const FrameBuffers& frames, bool isPatch)
 {
     const std::uint64_t count = Access::CountOf(indexes);
     if (count == 0) return true;
-    if (!IsFixedSize() || !Access::CanHold(frames, GetMaxSize())) return false;
-    detail::WriteFrames(*mImpl->program, indexes, count, frames, false);
+    if (!program.isFixedSize || !Access::CanHold(frames, program.maxSize)) return false;
+    detail::WriteFrames(program, indexes, count, frames, isPatch);
     return true;
+}
+
+} // namespace
+
+bool CompiledTemplate::RenderFrames(const IndexList& indexes, const FrameBuffers& frames) const noexcept
+{
+    return WriteAll(*mImpl->program, indexes, frames, false);
 }
 
 bool CompiledTemplate::PatchFrames(const IndexList& indexes, const FrameBuffers& frames) const noexcept
 {
-    const std::uint64_t count = Access::CountOf(indexes);
-    if (count == 0) return true;
-    if (!IsFixedSize() || !Access::CanHold(frames, GetMaxSize())) return false;
-    detail::WriteFrames(*mImpl->program, indexes, count, frames, true);
-    return true;
+    return WriteAll(*mImpl->program, indexes, frames, true);
 }
 
 bool CompiledTemplate::RenderFrames(const IndexList& indexes, const FrameBuffers& frames, std::size_t room,

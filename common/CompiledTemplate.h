@@ -60,7 +60,8 @@ private:
 
 /// An immutable form of a template: the value at each index from 0 to 2^64 - 1, in any order.
 /// \code
-/// const CompiledTemplate packets("@h 02 00 00 00 00 fe @$(020000000001,0,000000000001,big) 88b5 @$(00000000,0,00000001,big)");
+/// const CompiledTemplate packets("@h 0200000000fe @$(020000000001,0,000000000001,big)"
+///                                " 88b5 @$(00000000,0,00000001,big)");
 /// unsigned char frame[18];
 /// packets.Render(1000000, frame, sizeof frame); // ... 02 00 00 0f 42 41 88 b5 00 0f 42 40
 /// \endcode
@@ -79,10 +80,11 @@ private:
 ///
 /// A frame is a value of a template whose values all have one size.
 ///
-/// One object serves any number of threads at once, without locks. Copying shares and does not allocate, and so does
-/// moving, which leaves the source as it was. A malformed
-/// argument list raises std::out_of_range, and checksum fields that do not fit raise std::invalid_argument; apart from
-/// that nothing fails but memory.
+/// One object serves any number of threads at once, without locks. A copy shares the program and allocates nothing. To move
+/// is to copy: the source stays as it was.
+///
+/// A malformed argument list raises std::out_of_range, and checksum fields that do not fit raise std::invalid_argument.
+/// Apart from that nothing fails but memory.
 class ZOR_COMMON_API CompiledTemplate {
 public:
     /// \name Construction

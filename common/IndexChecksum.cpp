@@ -60,10 +60,8 @@ constexpr std::uint64_t kLongRun = 32;
 /// Whether a field is a counter that goes on by the same step for many indexes.
 bool IsSteppedCounter(const IndexField& field)
 {
-    const std::uint64_t interval = field.turns.interval.GetNumber();
-    const std::uint64_t run = interval != 1 ? interval : field.turns.count.GetNumber() - 1; // 0 is without end
     return field.shape == Shape::Piece && field.rule == NumberRule::Linear && field.notation <= Notation::Little &&
-           run >= kLongRun;
+           field.turns.GetRun() >= kLongRun;
 }
 
 /// Lists the counters that a checksum covers, or none if it covers anything else that changes.

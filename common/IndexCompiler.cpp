@@ -2,7 +2,7 @@
 
 #include "TemplateRender.h"
 
-#include <algorithm>
+#include <string>
 #include <string_view>
 
 namespace zor::common::detail {

@@ -19,8 +19,6 @@ std::optional<Lane> LaneOf(const IndexField& field)
     const bool isInBytes = field.notation == Notation::Big || field.notation == Notation::Little;
     if (field.shape != Shape::Piece || field.rule != NumberRule::Linear || !isInBytes) return std::nullopt;
     const unsigned int above = 8 * (8u - field.size);
-    const std::uint64_t interval = field.turns.interval.GetNumber();
-    const std::uint64_t run = interval == 1 ? field.turns.count.GetNumber() : interval;
     Lane lane;
     lane.turns = field.turns;
     lane.start = field.start >> field.shift << above;
@@ -28,7 +26,7 @@ std::optional<Lane> LaneOf(const IndexField& field)
     lane.offset = field.offset;
     lane.size = field.size;
     lane.isLittle = field.notation == Notation::Little;
-    lane.hasLongRuns = run == 0 || run >= Lane::kLongRun;
+    lane.hasLongRuns = field.turns.GetRun() >= Lane::kLongRun;
     return lane;
 }
 

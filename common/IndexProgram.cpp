@@ -6,7 +6,6 @@
 #include "TemplateRender.h"
 
 #include <algorithm>
-#include <iterator>
 #include <numeric>
 #include <utility>
 
@@ -98,61 +97,74 @@ void IndexProgramBuilder::AddDecimal(const DecimalCounter& counter, std::string_
 
 namespace {
 
+/// Joins digits or bytes of a number, the lowest one first, to pieces.
+class PieceJoiner {
+public:
+    PieceJoiner(Notation notation, std::size_t bitsOfUnit) : mNotation(notation), mBitsOfUnit(bitsOfUnit) {}
+
+    /// The next digit or byte, which stands at \a offset, changes. It extends the last piece if that has the one before
+    /// and both are of one word.
+    void Add(std::size_t unit, std::size_t offset)
+    {
+        const std::size_t bit = unit * mBitsOfUnit;
+        if (mIsOpen && bit % kWordBits != 0) {
+            mPieces.back().offset = std::min(mPieces.back().offset, offset);
+            ++mPieces.back().size;
+            return;
+        }
+        Piece piece;
+        piece.offset = offset;
+        piece.word = static_cast<std::uint32_t>(bit / kWordBits);
+        piece.shift = static_cast<std::uint8_t>(bit % kWordBits);
+        piece.size = 1;
+        piece.notation = mNotation;
+        mPieces.push_back(piece);
+        mIsOpen = true;
+    }
+
+    /// What stands here does not change, or is no part of the number.
+    void Separate() { mIsOpen = false; }
+
+    const std::vector<Piece>& GetPieces() const { return mPieces; }
+
+private:
+    Notation mNotation;
+    std::size_t mBitsOfUnit;
+    std::vector<Piece> mPieces;
+    bool mIsOpen = false; ///< Whether the next one may extend the last piece.
+};
+
 /// The pieces of a text whose digits change, as hex digits. What is no digit separates them.
 std::vector<Piece> PiecesOfDigits(const std::vector<bool>& changing, std::string_view text, std::size_t offset,
                                   bool isUpperCase)
 {
-    std::vector<Piece> pieces;
-    bool isOpen = false; // whether the next digit may extend the last piece
+    PieceJoiner joiner(isUpperCase ? Notation::UpperHex : Notation::LowerHex, 4);
     std::size_t digit = 0;
     for (std::size_t at = text.size(); at-- > 0;) {
-        if (HexDigitValue(text[at]) > 15) {
-            isOpen = false;
-            continue;
+        const bool isDigit = HexDigitValue(text[at]) <= 15;
+        if (isDigit && changing[digit]) {
+            joiner.Add(digit, offset + at);
+        } else {
+            joiner.Separate();
         }
-        isOpen = isOpen && digit % kWordDigits != 0 && changing[digit];
-        if (isOpen) {
-            --pieces.back().offset;
-            ++pieces.back().size;
-        } else if (changing[digit]) {
-            Piece piece;
-            piece.offset = offset + at;
-            piece.word = static_cast<std::uint32_t>(digit / kWordDigits);
-            piece.shift = static_cast<std::uint8_t>(4 * (digit % kWordDigits));
-            piece.size = 1;
-            piece.notation = isUpperCase ? Notation::UpperHex : Notation::LowerHex;
-            pieces.push_back(piece);
-            isOpen = true;
-        }
-        ++digit;
+        digit += isDigit ? 1 : 0;
     }
-    return pieces;
+    return joiner.GetPieces();
 }
 
 /// The pieces of bytes that change.
 std::vector<Piece> PiecesOfBytes(const std::vector<bool>& changing, std::size_t offset, bool isBigEndian)
 {
-    std::vector<Piece> pieces;
-    bool isOpen = false;
+    PieceJoiner joiner(isBigEndian ? Notation::Big : Notation::Little, 8);
     const std::size_t size = changing.size() / 2;
     for (std::size_t byte = 0; byte < size; ++byte) {
-        const bool isChanging = changing[2 * byte] || changing[2 * byte + 1];
-        isOpen = isOpen && byte % kWordBytes != 0 && isChanging;
-        if (isOpen) {
-            pieces.back().offset -= isBigEndian ? 1 : 0;
-            ++pieces.back().size;
-        } else if (isChanging) {
-            Piece piece;
-            piece.offset = offset + (isBigEndian ? size - 1 - byte : byte);
-            piece.word = static_cast<std::uint32_t>(byte / kWordBytes);
-            piece.shift = static_cast<std::uint8_t>(8 * (byte % kWordBytes));
-            piece.size = 1;
-            piece.notation = isBigEndian ? Notation::Big : Notation::Little;
-            pieces.push_back(piece);
-            isOpen = true;
+        if (changing[2 * byte] || changing[2 * byte + 1]) {
+            joiner.Add(byte, offset + (isBigEndian ? size - 1 - byte : byte));
+        } else {
+            joiner.Separate();
         }
     }
-    return pieces;
+    return joiner.GetPieces();
 }
 
 } // namespace

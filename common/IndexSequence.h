@@ -69,6 +69,13 @@ struct TurnRule {
         return changes < count.GetNumber() || count.GetNumber() == 0 ? changes : count.Remainder(changes);
     }
 
+    /// For how many indexes in sequence a number goes on by the same step, 0 included.
+    std::uint64_t GetRun() const noexcept
+    {
+        if (interval.GetNumber() != 1) return interval.GetNumber();
+        return count.GetNumber() == 0 ? ~std::uint64_t{0} : count.GetNumber();
+    }
+
     /// The last turn that any index shows.
     std::uint64_t Last() const noexcept
     {
