@@ -126,7 +126,7 @@ enum class Extent : std::uint8_t {
     InFrame,      ///< The frame holds it.
     Digits,       ///< Before the first character that is no decimal digit.
     DottedDigits, ///< Behind four groups of these.
-    HexGroups,    ///< Behind eight groups of up to four hex digits.
+    HexGroups,    ///< Before the first character that is neither a hex digit nor a colon.
     TwoSizes,     ///< One size at turn 0 and one at all others.
     LengthBytes,  ///< A length of a fixed number of bytes.
     LengthDigits, ///< A length in decimal digits.

@@ -26,6 +26,20 @@ struct IndexBounds {
     std::uint64_t last = ~std::uint64_t{0};
 };
 
+/// The least index of a residue within bounds.
+/// \param modulus  0 is 2^64.
+inline std::optional<std::uint64_t> FirstOfResidue(std::uint64_t residue, std::uint64_t modulus,
+                                                   IndexBounds bounds) noexcept
+{
+    if (residue < bounds.first) {
+        if (modulus == 0) return std::nullopt;
+        const std::uint64_t rest = (bounds.first - residue) % modulus;
+        if (rest != 0 && __builtin_add_overflow(bounds.first, modulus - rest, &residue)) return std::nullopt;
+        if (rest == 0) residue = bounds.first;
+    }
+    return residue <= bounds.last ? std::optional(residue) : std::nullopt;
+}
+
 /// Finds the indexes at which given cycles have given turns.
 ///
 /// A turn leaves a block of as many indexes as a turn lasts, which comes back with the period of the cycle. Residues of
@@ -54,6 +68,9 @@ public:
     std::size_t GetQuickCount() const noexcept { return mQuickCount; }
     std::uint32_t GetQuickCycle(std::size_t place) const noexcept { return mSteps[place].cycle; }
     std::uint64_t GetQuickModulus() const noexcept { return mQuickModulus; } ///< Of all of them; 0 is 2^64.
+
+    /// Whether these cycles tell all others too, so that all indexes of their residue have the same texts or none has.
+    bool IsQuick() const noexcept { return mIsQuick; }
 
     /// The residue by the turn of one more. Where no index has all the turns, some number.
     std::uint64_t JoinQuick(std::size_t place, std::uint64_t residue, std::uint64_t turn) const noexcept
@@ -101,6 +118,7 @@ private:
     std::size_t mQuickCount = 0;
     std::uint64_t mQuickModulus = 1;
     bool mIsComplete = true;
+    bool mIsQuick = true;
 };
 
 } // namespace zor::common::detail

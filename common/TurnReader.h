@@ -45,7 +45,7 @@ public:
     const TurnCycle& GetCycle() const noexcept { return mCycle; }
 
     /// Whether texts differ.
-    bool IsMoving() const noexcept { return mCycle.turns != 1; }
+    bool IsMoving() const noexcept { return mCycle.turns != 1 || mCycle.startsApart; }
 
     /// The turn, modulo the unit of the cycle. Nothing where the text is none that the number shows; but not each such
     /// text is noticed.
