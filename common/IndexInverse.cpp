@@ -48,10 +48,11 @@ std::size_t EndOfText(const IndexExpression& expression, std::string_view value,
 IndexInverse::IndexInverse(const IndexProgram& program, const std::vector<bool>& isLeftOut, const IndexRange& grid)
     : mProgram(&program)
 {
+    if (!program.isFixedSize) TellApart();
     std::vector<TurnCycle> cycles;
     for (std::uint32_t i = 0; i < program.expressions.size(); ++i) {
         const IndexExpression& expression = program.expressions[i];
-        if (!expression.reader.IsMoving() || (!isLeftOut.empty() && isLeftOut[i])) continue;
+        if (!expression.reader.IsMoving() || !IsRead(i) || (!isLeftOut.empty() && isLeftOut[i])) continue;
         const TurnCycle& cycle = expression.reader.GetCycle();
         mRead.push_back(i);
         mPlaces.push_back({expression.text.offset, expression.text.size, cycle.unit - 1, &expression.reader});
@@ -62,11 +63,16 @@ IndexInverse::IndexInverse(const IndexProgram& program, const std::vector<bool>&
     mGridTurn = grid.every == 0 ? 0 : grid.first % grid.every;
     cycles.push_back(every);
     mSolver = IndexSolver(cycles);
-    mAreToldApart = program.isFixedSize || AreToldApart();
 }
 
-/// Whether the end of each text can be seen.
-bool IndexInverse::AreToldApart()
+/// Whether it is known where the text of an expression begins and ends.
+bool IndexInverse::IsRead(std::size_t expression) const
+{
+    return expression < mUntold || expression >= mLastVarying;
+}
+
+/// Finds the texts whose end can be seen.
+void IndexInverse::TellApart()
 {
     const IndexProgram& program = *mProgram;
     std::vector<bool> isChanging(program.frame.size() + 1);
@@ -81,30 +87,33 @@ bool IndexInverse::AreToldApart()
             mark(program.pieces[pieces.first + i].offset, program.pieces[pieces.first + i].size);
         }
     }
-    const IndexExpression* next = nullptr; // the text behind, if it is not in the frame
+    const IndexExpression* behind = nullptr; // the next text, if it is not in the frame
     for (std::size_t i = program.expressions.size(); i-- > 0;) {
         const IndexExpression& expression = program.expressions[i];
-        const IndexExpression* const behind = next;
         if (expression.extent == Extent::InFrame || expression.extent == Extent::Nowhere) continue;
-        next = &expression;
-        if (expression.extent == Extent::LengthBytes) continue;
+        mLastVarying = std::max(mLastVarying, i + 1);
         const std::size_t end = expression.text.offset;
-        bool isOpenEnded = expression.extent == Extent::TwoSizes;
-        if (!isOpenEnded && behind && behind->text.offset == end) {
-            // What is behind a length of bytes may be a digit by chance.
-            if (behind->extent != Extent::LengthBytes) return false;
-            isOpenEnded = true;
-        } else if (!isOpenEnded && end != program.frame.size()) {
+        const bool isBeforeText = behind && behind->text.offset == end;
+        // What is behind a length of bytes may be a digit by chance.
+        const bool isBeforeBytes = isBeforeText && behind->extent == Extent::LengthBytes;
+        behind = &expression;
+        if (expression.extent == Extent::LengthBytes) continue;
+        if (expression.extent == Extent::TwoSizes || isBeforeBytes) {
+            if (mOpenEnded != kNone) mUntold = i;
+            mOpenEnded = i;
+            mLargestOpenEnd = expression.maxSize;
+        } else if (isBeforeText) {
+            mUntold = i;
+        } else if (end != program.frame.size()) {
             const char c = program.frame[end];
-            if (isChanging[end] || (expression.extent == Extent::HexGroups ? IsOfHexGroups(c) : IsDigit(c)))
-                return false;
+            const bool isOfText = expression.extent == Extent::HexGroups ? IsOfHexGroups(c) : IsDigit(c);
+            if (isOfText || isChanging[end]) mUntold = i;
         }
-        if (!isOpenEnded) continue;
-        if (mOpenEnded) return false;
-        mOpenEnded = static_cast<std::uint32_t>(i);
-        mLargestOpenEnd = expression.maxSize;
     }
-    return true;
+    if (mUntold == kNone) return;
+    mUntold = std::min(mUntold, mOpenEnded);
+    mOpenEnded = kNone;
+    mLargestOpenEnd = 0;
 }
 
 bool IndexInverse::ReadTurn(const Place& place, std::string_view text, KnownTurn& turn)
@@ -127,15 +136,21 @@ bool IndexInverse::ReadFrame(std::string_view value, std::vector<KnownTurn>& tur
 /// \param openEnd  the size of the text whose end cannot be seen.
 bool IndexInverse::ReadText(std::string_view value, std::size_t openEnd, std::vector<KnownTurn>& turns) const
 {
-    std::size_t longer = 0; // than the frame, up to the present expression
+    std::size_t shift = 0; // from places in the frame to places in the value, modulo 2^64
     std::size_t cycle = 0;
-    for (std::uint32_t i = 0; i < mProgram->expressions.size(); ++i) {
+    for (std::size_t i = 0; i < mProgram->expressions.size(); ++i) {
+        if (i == mUntold) { // what is behind the last such text is read from the end
+            i = mLastVarying;
+            shift = value.size() - mProgram->frame.size();
+            if (i == mProgram->expressions.size()) break;
+        }
         const IndexExpression& expression = mProgram->expressions[i];
-        const std::size_t start = expression.text.offset + longer;
+        const std::size_t start = expression.text.offset + shift;
+        if (start > value.size()) return false;
         std::size_t end = start + expression.text.size;
         if (expression.extent != Extent::InFrame && expression.extent != Extent::Nowhere) {
             end = mOpenEnded == i ? start + openEnd : EndOfText(expression, value, start);
-            longer += end - start;
+            shift += end - start;
         }
         if (end > value.size()) return false;
         if (cycle < mRead.size() && mRead[cycle] == i) {
@@ -143,7 +158,7 @@ bool IndexInverse::ReadText(std::string_view value, std::size_t openEnd, std::ve
             ++cycle;
         }
     }
-    return value.size() == mProgram->frame.size() + longer;
+    return value.size() == mProgram->frame.size() + shift;
 }
 
 } // namespace zor::common::detail

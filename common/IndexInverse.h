@@ -29,10 +29,10 @@ public:
                           const IndexRange& grid = {});
 
     /// Every index below can be found; 0 is 2^64. For 1, only index 0 can be.
-    std::uint64_t GetLimit() const noexcept { return mAreToldApart ? mSolver.GetLimit() : 1; }
+    std::uint64_t GetLimit() const noexcept { return mUntold == kNone ? mSolver.GetLimit() : mSolver.GetDistance(); }
 
     /// Indexes of the same texts are at least so far apart; 0 is 2^64.
-    std::uint64_t GetDistance() const noexcept { return mAreToldApart ? mSolver.GetDistance() : 1; }
+    std::uint64_t GetDistance() const noexcept { return mSolver.GetDistance(); }
 
     /// A residue that all indexes with the turns in a frame have. Nothing where the frame is no value.
     struct Residue {
@@ -67,14 +67,13 @@ public:
     template <class Visit>
     void VisitReadings(std::string_view value, Visit visit) const
     {
-        if (!mAreToldApart) return;
         std::vector<KnownTurn> turns(mPlaces.size() + 1);
         turns.back().turn = mGridTurn;
         if (mProgram->isFixedSize) {
             if (ReadFrame(value, turns)) visit(turns);
             return;
         }
-        for (std::size_t size = mOpenEnded ? mLargestOpenEnd : 0;; --size) {
+        for (std::size_t size = mLargestOpenEnd;; --size) {
             if (ReadText(value, size, turns)) visit(turns);
             if (size == 0) return;
         }
@@ -92,7 +91,10 @@ private:
         const TurnReader* reader;
     };
 
-    bool AreToldApart();
+    static constexpr std::size_t kNone = ~std::size_t{0};
+
+    void TellApart();
+    bool IsRead(std::size_t expression) const;
     bool ReadFrame(std::string_view value, std::vector<KnownTurn>& turns) const;
     bool ReadText(std::string_view value, std::size_t openEnd, std::vector<KnownTurn>& turns) const;
     static bool ReadTurn(const Place& place, std::string_view text, KnownTurn& turn);
@@ -101,8 +103,9 @@ private:
     std::vector<std::uint32_t> mRead; ///< Places in IndexProgram::expressions, one for each cycle but that of the grid.
     std::vector<Place> mPlaces;       ///< For each of these.
     std::uint64_t mGridTurn = 0;
-    bool mAreToldApart = true;
-    std::optional<std::uint32_t> mOpenEnded; ///< The expression whose size nothing but the size of the value tells.
+    std::size_t mUntold = kNone;    ///< The first expression whose text has no end that can be seen.
+    std::size_t mLastVarying = 0;   ///< Behind the last expression whose text is not in the frame.
+    std::size_t mOpenEnded = kNone; ///< The expression whose size nothing but the size of the value tells.
     std::size_t mLargestOpenEnd = 0;
     IndexSolver mSolver;
 };
