@@ -24,7 +24,7 @@ CompiledTemplate::Impl::Impl(const std::string& templ, const std::string& openin
                                                 checksums)),
       inverse(*program)
 {
-    if (program->isFixedSize) matcher = detail::FrameMatcher(*program);
+    if (program->isFixedSize) matcher = detail::FrameMatcher(*program, inverse);
 }
 
 CompiledTemplate::CompiledTemplate(const std::string& text, const std::string& marker)
@@ -203,38 +203,48 @@ std::uint64_t CompiledTemplate::GetReadableCount() const noexcept
     return limit == 1 ? 0 : limit == 0 ? std::numeric_limits<std::uint64_t>::max() : limit;
 }
 
-std::optional<std::uint64_t> CompiledTemplate::FindIndex(std::string_view value, std::uint64_t from) const
+namespace {
+
+/// The least index within bounds of a value, when all its texts are read.
+[[gnu::noinline]] std::optional<std::uint64_t> FindByAllTexts(const CompiledTemplate& compiled,
+                                                              const detail::IndexInverse& inverse,
+                                                              std::string_view value, const detail::IndexBounds& bounds)
 {
-    const detail::IndexProgram& program = *mImpl->program;
-    const detail::IndexInverse& inverse = mImpl->inverse;
-    const std::uint64_t limit = inverse.GetLimit();
-    if (limit == 1 || (limit != 0 && from >= limit)) return std::nullopt;
-    const detail::IndexBounds bounds = {from, limit - 1};
-    if (program.isFixedSize) {
-        const auto* const frame = reinterpret_cast<const unsigned char*>(value.data());
-        if (value.size() != program.frame.size() || !mImpl->matcher.HasConstants(frame)) return std::nullopt;
-        const auto residue = inverse.ReadQuickly(value.data());
-        if (!residue) return std::nullopt;
-        const auto index = detail::FirstOfResidue(residue->value, residue->modulus, bounds);
-        if (!index) return std::nullopt;
-        if (mImpl->matcher.HasChanging(frame, *index)) return index;
-        if (inverse.IsQuick()) return std::nullopt;
-    }
     std::optional<std::uint64_t> least;
     std::string text;
     inverse.VisitReadings(value, [&](const std::vector<detail::KnownTurn>& turns) {
         const std::optional<std::uint64_t> index = inverse.GetSolver().FindFirst(turns, bounds);
         if (!index || (least && *least <= *index)) return;
-        GetValueAt(*index, text);
+        compiled.GetValueAt(*index, text);
         if (text == value) least = index;
     });
     return least;
 }
 
+} // namespace
+
+std::optional<std::uint64_t> CompiledTemplate::FindIndex(std::string_view value, std::uint64_t from) const
+{
+    return FindIndex(reinterpret_cast<const unsigned char*>(value.data()), value.size(), from);
+}
+
 std::optional<std::uint64_t> CompiledTemplate::FindIndex(const unsigned char* value, std::size_t size,
                                                          std::uint64_t from) const
 {
-    return FindIndex(std::string_view(reinterpret_cast<const char*>(value), size), from);
+    const Impl& impl = *mImpl;
+    const detail::IndexInverse& inverse = impl.inverse;
+    const std::uint64_t limit = inverse.GetLimit();
+    if (limit == 1 || (limit != 0 && from >= limit)) return std::nullopt;
+    const detail::IndexBounds bounds = {from, limit - 1};
+    if (impl.program->isFixedSize) {
+        if (size != impl.program->frame.size() || !impl.matcher.HasConstants(value)) return std::nullopt;
+        std::uint64_t index = 0; // first the residue of all indexes that may be meant
+        if (!inverse.ReadQuickly(value, index)) return std::nullopt;
+        if (!detail::RaiseToFirst(index, inverse.GetQuickModulus(), bounds)) return std::nullopt;
+        if (impl.matcher.HasChanging(value, index)) return index;
+        if (inverse.IsQuick()) return std::nullopt;
+    }
+    return FindByAllTexts(*this, inverse, std::string_view(reinterpret_cast<const char*>(value), size), bounds);
 }
 
 } // namespace zor::common

@@ -15,32 +15,28 @@ constexpr std::size_t kWord = 8;
 constexpr std::size_t kLongStretch = 64; ///< Of bytes that never change: from here on memcmp is faster than a mask.
 constexpr std::size_t kSmallFrame = 512; ///< Up to which no memory is allocated.
 
-std::uint64_t LoadWord(const unsigned char* bytes)
-{
-    std::uint64_t word = 0;
-    std::memcpy(&word, bytes, sizeof word);
-    return word;
-}
-
 /// Whether bytes are the same where a mask has ones.
 bool AreSame(const unsigned char* left, const unsigned char* right, const unsigned char* mask, std::size_t size)
 {
-    std::uint64_t difference = 0;
-    if (size < kWord) {
-        for (std::size_t i = 0; i < size; ++i) difference |= (left[i] ^ right[i]) & mask[i];
-        return difference == 0;
-    }
-    const auto add = [&](std::size_t at) {
-        difference |= (LoadWord(left + at) ^ LoadWord(right + at)) & LoadWord(mask + at);
+    const auto difference = [&](auto from, std::size_t at) {
+        auto one = from;
+        auto other = from;
+        std::memcpy(&one, left + at, sizeof one);
+        std::memcpy(&other, right + at, sizeof other);
+        std::memcpy(&from, mask + at, sizeof from);
+        return (one ^ other) & from;
     };
-    std::size_t at = 0;
-    for (; at + 2 * kWord <= size; at += 2 * kWord) {
-        add(at);
-        add(at + kWord);
+    using Pair = std::uint64_t __attribute__((vector_size(16)));
+    if (size >= sizeof(Pair)) {
+        Pair differences = difference(Pair{}, size - sizeof(Pair)); // which may overlap others
+        for (std::size_t at = 0; at < size - sizeof(Pair); at += sizeof(Pair)) differences |= difference(Pair{}, at);
+        return (differences[0] | differences[1]) == 0;
     }
-    if (at + kWord <= size) add(at);
-    add(size - kWord); // which may overlap
-    return difference == 0;
+    if (size >= kWord) return (difference(std::uint64_t{}, 0) | difference(std::uint64_t{}, size - kWord)) == 0;
+    for (std::size_t at = 0; at < size; ++at) {
+        if (((left[at] ^ right[at]) & mask[at]) != 0) return false;
+    }
+    return true;
 }
 
 bool HasLane(const unsigned char* packet, const Lane& lane, std::uint64_t index)
@@ -64,7 +60,8 @@ auto WithBuffer(std::size_t size, Visit visit)
 
 } // namespace
 
-FrameMatcher::FrameMatcher(const IndexProgram& program, const std::vector<ByteSpan>& ignored)
+FrameMatcher::FrameMatcher(const IndexProgram& program, const IndexInverse& inverse,
+                           const std::vector<ByteSpan>& ignored)
     : mProgram(&program), mConstants(program.frame.size(), 0xff), mChanging(program.frame.size()),
       mExpressions(program.frame.size())
 {
@@ -81,7 +78,7 @@ FrameMatcher::FrameMatcher(const IndexProgram& program, const std::vector<ByteSp
     for (const ByteSpan& span : ignored) {
         for (std::vector<unsigned char>* mask : {&mConstants, &mChanging, &mExpressions}) fill(*mask, span, 0);
     }
-    PlanLanes();
+    PlanLanes(inverse);
     for (std::size_t at = 0; at < size;) {
         const auto first = mConstants.begin() + static_cast<std::ptrdiff_t>(at);
         const auto end = std::find(first, mConstants.end(), 0);
@@ -99,7 +96,7 @@ FrameMatcher::FrameMatcher(const IndexProgram& program, const std::vector<ByteSp
 
 /// Takes the lanes and checksums that are compared, or notes that they cannot be: something else changes, one is ignored in
 /// part, or a checksum covers bytes that are ignored.
-void FrameMatcher::PlanLanes()
+void FrameMatcher::PlanLanes(const IndexInverse& inverse)
 {
     const auto compared = [this](std::size_t offset, std::size_t size) {
         const auto first = mChanging.begin() + static_cast<std::ptrdiff_t>(offset);
@@ -108,7 +105,12 @@ void FrameMatcher::PlanLanes()
     mIsRendered = !mProgram->patching.rest.empty();
     for (const Lane& lane : mProgram->patching.lanes) {
         const std::size_t bytes = compared(lane.offset, lane.size);
-        if (bytes == lane.size) mLanes.push_back(lane);
+        bool isProven = false; // by what was read
+        for (std::size_t i = 0; i < mProgram->expressions.size(); ++i) {
+            const ByteSpan& text = mProgram->expressions[i].text;
+            isProven = isProven || (lane.offset - text.offset < text.size && inverse.IsProven(i));
+        }
+        if (bytes == lane.size && !isProven) mLanes.push_back(lane);
         mIsRendered = mIsRendered || (bytes != 0 && bytes != lane.size);
     }
     for (const IndexChecksum& checksum : mProgram->checksums) {
@@ -121,6 +123,7 @@ void FrameMatcher::PlanLanes()
             mIsRendered = mIsRendered || compared(piece.offset, piece.size) != piece.size;
         }
     }
+    mIsProven = !mIsRendered && mLanes.empty() && mChecksums.empty();
 }
 
 bool FrameMatcher::HasConstants(const unsigned char* packet) const noexcept
@@ -136,7 +139,7 @@ bool FrameMatcher::HasConstants(const unsigned char* packet) const noexcept
     return true;
 }
 
-bool FrameMatcher::HasChanging(const unsigned char* packet, std::uint64_t index) const
+bool FrameMatcher::CompareChanging(const unsigned char* packet, std::uint64_t index) const
 {
     if (!mIsRendered) {
         for (const Lane& lane : mLanes) {

@@ -5,6 +5,7 @@
 /// Internal: whether a packet is the frame of an index.
 
 #include "ByteSpan.h"
+#include "IndexInverse.h"
 #include "IndexProgram.h"
 
 #include <cstddef>
@@ -19,15 +20,19 @@ public:
     FrameMatcher() = default;
 
     /// \param program  must outlive the object.
+    /// \param inverse  what reads packets before they are compared with HasChanging().
     /// \param ignored  bytes that may differ; those behind the frame do not matter.
-    explicit FrameMatcher(const IndexProgram& program, const std::vector<ByteSpan>& ignored = {});
+    FrameMatcher(const IndexProgram& program, const IndexInverse& inverse, const std::vector<ByteSpan>& ignored = {});
 
     /// Whether everything that never changes is as it should be.
     /// \param packet  of the size of the frame.
     bool HasConstants(const unsigned char* packet) const noexcept;
 
-    /// Whether everything else is as it should be at an index.
-    bool HasChanging(const unsigned char* packet, std::uint64_t index) const;
+    /// Whether everything else is as it should be at an index whose residue was read from the packet.
+    bool HasChanging(const unsigned char* packet, std::uint64_t index) const
+    {
+        return mIsProven || CompareChanging(packet, index);
+    }
 
     /// How far a packet is the frame of an index.
     enum class Likeness : std::uint8_t {
@@ -46,7 +51,8 @@ private:
         bool isMasked; ///< Whether some of them are left out.
     };
 
-    void PlanLanes();
+    void PlanLanes(const IndexInverse& inverse);
+    bool CompareChanging(const unsigned char* packet, std::uint64_t index) const;
 
     const IndexProgram* mProgram = nullptr;
     std::vector<unsigned char> mConstants;   ///< For each byte ff if it never changes and is compared, otherwise 0.
@@ -55,6 +61,7 @@ private:
     std::vector<Stretch> mStretches;
     std::vector<Lane> mLanes;
     std::vector<IndexChecksum> mChecksums;
+    bool mIsProven = false;   ///< Whether what was read tells all.
     bool mIsRendered = false; ///< Whether frames are rendered to be compared, as lanes do not hold all that changes.
 };
 

@@ -63,6 +63,23 @@ IndexInverse::IndexInverse(const IndexProgram& program, const std::vector<bool>&
     mGridTurn = grid.every == 0 ? 0 : grid.first % grid.every;
     cycles.push_back(every);
     mSolver = IndexSolver(cycles);
+    mQuickModulus = Divisor(mSolver.GetQuickModulus());
+    for (const IndexSolver::QuickStep& step : mSolver.GetQuickSteps()) {
+        if (step.cycle == mPlaces.size()) {
+            mQuickTexts.push_back({step, {}, 0, 0, nullptr});
+        } else {
+            const Place& place = mPlaces[step.cycle];
+            mQuickTexts.push_back({step, place.reader->GetWord(), place.offset, place.size, place.reader});
+        }
+    }
+    if (!mQuickTexts.empty()) mQuickTexts.front().isResidue = mQuickTexts.front().step.interval == 1;
+}
+
+bool IndexInverse::IsProven(std::size_t expression) const noexcept
+{
+    return std::any_of(mQuickTexts.begin(), mQuickTexts.end(), [&](const QuickText& text) {
+        return text.word.size != 0 && text.reader == &mProgram->expressions[expression].reader;
+    });
 }
 
 /// Whether it is known where the text of an expression begins and ends.

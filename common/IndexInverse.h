@@ -34,30 +34,34 @@ public:
     /// Indexes of the same texts are at least so far apart; 0 is 2^64.
     std::uint64_t GetDistance() const noexcept { return mSolver.GetDistance(); }
 
-    /// A residue that all indexes with the turns in a frame have. Nothing where the frame is no value.
-    struct Residue {
-        std::uint64_t value;
-        std::uint64_t modulus; ///< 0 is 2^64.
-    };
-
     /// Reads the turns that need no division to be joined.
-    /// \param frame  a frame of the size of the program's.
-    std::optional<Residue> ReadQuickly(const char* frame) const noexcept
+    /// \param frame    of the size of the program's frame.
+    /// \param residue  that of all indexes of the frame, modulo GetQuickModulus().
+    /// \return         false if the frame is that of no index.
+    bool ReadQuickly(const unsigned char* frame, std::uint64_t& residue) const noexcept
     {
-        std::uint64_t residue = 0;
-        for (std::size_t place = 0; place < mSolver.GetQuickCount(); ++place) {
-            const std::uint32_t cycle = mSolver.GetQuickCycle(place);
-            std::uint64_t turn = mGridTurn;
-            if (cycle < mPlaces.size()) {
-                const Place& text = mPlaces[cycle];
-                const std::optional<std::uint64_t> read = text.reader->Read(frame + text.offset, text.size);
-                if (!read || *read > text.lastTurn) return std::nullopt;
-                turn = *read;
+        residue = 0;
+        for (const QuickText& text : mQuickTexts) {
+            std::optional<std::uint64_t> turn = mGridTurn;
+            if (text.word.size != 0) {
+                turn = text.word.Read(frame + text.offset);
+            } else if (text.reader) {
+                turn = text.reader->Read(reinterpret_cast<const char*>(frame) + text.offset, text.size);
             }
-            residue = mSolver.JoinQuick(place, residue, turn);
+            if (!turn || *turn > text.step.lastTurn) return false;
+            if (text.isResidue) {
+                residue = *turn;
+            } else if (!text.step.Join(residue, *turn)) {
+                return false;
+            }
         }
-        return Residue{residue, mSolver.GetQuickModulus()};
+        return true;
     }
+    const Divisor& GetQuickModulus() const noexcept { return mQuickModulus; } ///< 0 is 2^64.
+
+    /// Whether indexes of such a residue show what was read, to the last bit.
+    /// \param expression  a place in IndexProgram::expressions.
+    bool IsProven(std::size_t expression) const noexcept;
 
     /// Whether all indexes of that residue are indexes of the value, or none is.
     bool IsQuick() const noexcept { return mSolver.IsQuick(); }
@@ -91,6 +95,16 @@ private:
         const TurnReader* reader;
     };
 
+    /// A text that is read on the fast path.
+    struct QuickText {
+        IndexSolver::QuickStep step;
+        TurnReader::Word word;
+        std::size_t offset;
+        std::size_t size;
+        const TurnReader* reader; ///< Null for the grid.
+        bool isResidue = false;   ///< Whether the turn is the residue: of the first cycle, if a turn lasts one index.
+    };
+
     static constexpr std::size_t kNone = ~std::size_t{0};
 
     void TellApart();
@@ -108,6 +122,8 @@ private:
     std::size_t mOpenEnded = kNone; ///< The expression whose size nothing but the size of the value tells.
     std::size_t mLargestOpenEnd = 0;
     IndexSolver mSolver;
+    std::vector<QuickText> mQuickTexts;
+    Divisor mQuickModulus;
 };
 
 } // namespace zor::common::detail

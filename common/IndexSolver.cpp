@@ -211,7 +211,9 @@ void IndexSolver::Plan(std::vector<std::uint32_t> cycles)
         Join(cycle);
         isQuick = isQuick && isUnique && mSteps.back().rest == 0 && !mCycles[cycle].startsApart;
         if (isQuick) {
-            ++mQuickCount;
+            const TurnCycle& quick = mCycles[cycle];
+            mQuickSteps.push_back(
+                {cycle, quick.interval, std::min(quick.unit - 1, kMaxIndex / quick.interval), mSteps.back().modulus});
             mQuickModulus = mModulus;
         }
         if (isUnique) mDistance = mModulus;

@@ -40,15 +40,11 @@ bool operator==(const AuditOptions& left, const AuditOptions& right)
 struct SequenceAudit::Impl {
     /// How the index is found in packets in which some expressions are left out.
     struct Reading {
-        explicit Reading(IndexInverse&& from)
-            : inverse(std::move(from)), quickModulus(inverse.GetSolver().GetQuickModulus())
-        {
-        }
+        explicit Reading(IndexInverse&& from) : inverse(std::move(from)) {}
 
         IndexInverse inverse;
-        detail::Divisor quickModulus; ///< None is 2^64.
-        bool isCertain = false;       ///< Whether texts of the expressions occur once in the range.
-        bool isUsable = true;         ///< Whether all that tells the index is there.
+        bool isCertain = false; ///< Whether texts of the expressions occur once in the range.
+        bool isUsable = true;   ///< Whether all that tells the index is there.
         /// Whether indexes with the same texts may differ in other bytes that change, so that several have to be compared.
         bool hasOthers = false;
     };
@@ -60,12 +56,13 @@ struct SequenceAudit::Impl {
     };
 
     Impl(const CompiledTemplate& packets, const IndexRange& expected, const AuditOptions& allowed)
-        : of(packets), range(expected), options(allowed), program(*packets.mImpl->program), every(expected.every)
+        : of(packets), range(expected), options(allowed), program(*packets.mImpl->program), every(expected.every),
+          last(expected.first + (expected.count - 1) * expected.every)
     {
         Check();
-        if (program.isFixedSize) matcher = FrameMatcher(program, options.ignored);
         const std::size_t full = program.frame.size();
         whole.emplace(MakeReading(full));
+        if (program.isFixedSize) matcher = FrameMatcher(program, whole->inverse, options.ignored);
         if (program.isFixedSize && options.leastSize != 0 && options.leastSize < full) {
             isCutCertain = MakeReading(options.leastSize).isCertain;
         }
@@ -77,10 +74,11 @@ struct SequenceAudit::Impl {
         if (!program.isFixedSize && !options.ignored.empty()) {
             throw std::invalid_argument("bytes can be ignored in templates of fixed size alone");
         }
-        std::uint64_t last = 0;
         if (range.count == 0) return;
-        if (__builtin_mul_overflow(range.count - 1, range.every, &last) ||
-            __builtin_add_overflow(last, range.first, &last)) {
+        std::uint64_t distance = 0;
+        std::uint64_t end = 0;
+        if (__builtin_mul_overflow(range.count - 1, range.every, &distance) ||
+            __builtin_add_overflow(distance, range.first, &end)) {
             throw std::invalid_argument("an audit needs a range that ends below 2^64");
         }
         const std::uint64_t readable = of.GetReadableCount();
@@ -116,7 +114,7 @@ struct SequenceAudit::Impl {
         const std::uint64_t distance = reading.inverse.GetDistance();
         // Where two indexes of the range cannot be so far apart.
         reading.isCertain =
-            of.GetReadableCount() != 0 && (range.count < 2 || distance == 0 || Last() - range.first < distance);
+            of.GetReadableCount() != 0 && (range.count < 2 || distance == 0 || last - range.first < distance);
         const std::uint64_t limit = reading.inverse.GetLimit();
         reading.isUsable = of.GetReadableCount() != 0 && limit != 1;
         return reading;
@@ -137,7 +135,6 @@ struct SequenceAudit::Impl {
         return reading.isUsable && tellsAsMuch ? &reading : nullptr;
     }
 
-    std::uint64_t Last() const { return range.first + (range.count - 1) * range.every; }
     std::uint64_t PositionOf(std::uint64_t index) const { return every.Quotient(index - range.first); }
 
     /// The position behind the greatest one seen.
@@ -154,34 +151,35 @@ struct SequenceAudit::Impl {
         return PositionOf(*up) - next < next - PositionOf(*down) ? up : down;
     }
 
-    /// Of a frame without fault the index, if it can be found fast.
-    std::optional<std::uint64_t> FindQuickly(const unsigned char* packet) const
+    /// Finds the index of a frame without fault, if that can be done fast.
+    bool FindQuickly(const unsigned char* packet, std::uint64_t& index) const
     {
-        if (!whole->isUsable || range.count == 0 || !matcher.HasConstants(packet)) return std::nullopt;
-        const auto residue = whole->inverse.ReadQuickly(reinterpret_cast<const char*>(packet));
-        if (!residue) return std::nullopt;
-        // The nearest index of the residue. Any index of the packet has it, so if this is one, it is the nearest one.
-        const std::uint64_t next = NextPosition();
-        const std::uint64_t modulus = residue->modulus;
-        std::optional<std::uint64_t> index;
-        if (modulus == 0) {
-            index = residue->value;
-        } else {
-            const std::uint64_t target = next < range.count ? range.first + next * range.every : Last();
-            const std::uint64_t there = whole->quickModulus.Remainder(target);
-            const std::uint64_t up =
-                residue->value >= there ? residue->value - there : residue->value + (modulus - there);
-            const std::uint64_t down = modulus - up;
-            const bool canUp = up <= Last() - target;
-            const bool canDown = down <= target - range.first;
-            if (canUp && (!canDown || up < down))
-                index = target + up;
-            else if (canDown)
-                index = target - down;
+        std::uint64_t residue = 0;
+        if (!whole->isUsable || range.count == 0 || !matcher.HasConstants(packet) ||
+            !whole->inverse.ReadQuickly(packet, residue)) {
+            return false;
         }
-        if (!index || *index < range.first || *index > Last()) return std::nullopt;
-        if (range.every != 1 && every.Remainder(*index - range.first) != 0) return std::nullopt;
-        return matcher.HasChanging(packet, *index) ? index : std::nullopt;
+        // The nearest index of the residue. Any index of the packet has it, so if this is one, it is the nearest one.
+        const detail::Divisor& modulus = whole->inverse.GetQuickModulus();
+        index = residue;
+        if (modulus.GetNumber() != 0) {
+            const std::uint64_t next = NextPosition();
+            const std::uint64_t target = next < range.count ? range.first + next * range.every : last;
+            const std::uint64_t there = modulus.Remainder(target);
+            const std::uint64_t up = residue >= there ? residue - there : residue + (modulus.GetNumber() - there);
+            const std::uint64_t down = modulus.GetNumber() - up;
+            const bool isBelow = down <= target - range.first;
+            if (up <= last - target && (!isBelow || up < down)) {
+                index = target + up;
+            } else if (isBelow) {
+                index = target - down;
+            } else {
+                return false;
+            }
+        }
+        if (index < range.first || index > last) return false;
+        if (range.every != 1 && every.Remainder(index - range.first) != 0) return false;
+        return matcher.HasChanging(packet, index);
     }
 
     /// Calls \a visit with indexes of turns, the nearest ones first, until it returns true.
@@ -190,7 +188,6 @@ struct SequenceAudit::Impl {
     {
         if (range.count == 0) return;
         const std::uint64_t next = NextPosition();
-        const std::uint64_t last = Last();
         std::optional<std::uint64_t> up;
         std::optional<std::uint64_t> down;
         if (next < range.count) up = solver.FindFirst(turns, {range.first + next * range.every, last});
@@ -262,8 +259,11 @@ struct SequenceAudit::Impl {
                 }
             }
         } else if (size >= full && size - full <= options.trailer) {
-            const auto quick = FindQuickly(packet);
-            found = quick ? Found{FrameMatcher::Likeness::Same, *quick} : FindFrame(packet, full);
+            if (FindQuickly(packet, found.index)) {
+                found.likeness = FrameMatcher::Likeness::Same;
+            } else {
+                found = FindFrame(packet, full);
+            }
         } else if (size < full && options.leastSize != 0 && size >= options.leastSize) {
             found = FindFrame(packet, size);
         }
@@ -316,6 +316,7 @@ struct SequenceAudit::Impl {
     const AuditOptions options;
     const detail::IndexProgram& program;
     const detail::Divisor every;
+    const std::uint64_t last; ///< Index of the range, if there is one.
     FrameMatcher matcher;
     std::optional<Reading> whole;       ///< Of packets that were not cut.
     std::map<std::size_t, Reading> cut; ///< Of others, by how many expressions they hold.

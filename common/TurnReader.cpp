@@ -134,9 +134,12 @@ TurnReader::TurnReader(const HexCounter& counter, const std::vector<BitRun>& run
     if (startsApart) mFirst = first;
     const bool isMoving = !mSlices.empty();
     SetCycle(counter.turns, !isMoving ? 1 : mBits < 64 ? std::uint64_t{1} << mBits : 0, startsApart);
-    if (mForm == Form::BigBytes && counter.size <= kWordBytes && mSlices.size() == 1 && !hasTwoSizes) {
-        mWordSize = static_cast<std::uint8_t>(counter.size);
-        mLowest = static_cast<std::uint8_t>(mSlices.front().first);
+    if (format == HexFormat::Big && counter.size <= kWordBytes && !counter.hasMask && !hasTwoSizes && isMoving) {
+        mWord.size = static_cast<std::uint8_t>(counter.size);
+        mWord.lowest = static_cast<std::uint8_t>(mSlices.front().first);
+        mWord.mask = LowBits(mBits);
+        mWord.start = counter.start.front();
+        mWord.inverse = mInverse;
     }
 }
 
@@ -223,7 +226,7 @@ bool TurnReader::ReadNumber(const char* text, std::size_t size, Uint128& number)
     return false;
 }
 
-std::optional<std::uint64_t> TurnReader::ReadText(const char* text, std::size_t size) const noexcept
+std::optional<std::uint64_t> TurnReader::Read(const char* text, std::size_t size) const noexcept
 {
     if (mCycle.startsApart && IsFirst(text, size)) return 0;
     const bool isHex = mForm <= Form::HexDigits;
