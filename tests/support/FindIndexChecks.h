@@ -1,5 +1,5 @@
-#ifndef ZOR_COMMON_TESTS_INVERSE_CHECKS_H
-#define ZOR_COMMON_TESTS_INVERSE_CHECKS_H
+#ifndef ZOR_COMMON_TESTS_FIND_INDEX_CHECKS_H
+#define ZOR_COMMON_TESTS_FIND_INDEX_CHECKS_H
 
 /// \file
 /// Indexes found from values, compared with a search through all indexes.
@@ -124,7 +124,7 @@ inline void CheckFinds(Random& random, const CompiledTemplate& compiled)
     }
 }
 
-inline void CheckInverse(Random& random)
+inline void CheckFindIndex(Random& random)
 {
     const std::uint64_t kind = random.Below(4);
     if (kind < 2) {
@@ -152,4 +152,4 @@ inline void CheckInverse(Random& random)
 
 } // namespace zor::common::test
 
-#endif // ZOR_COMMON_TESTS_INVERSE_CHECKS_H
+#endif // ZOR_COMMON_TESTS_FIND_INDEX_CHECKS_H
