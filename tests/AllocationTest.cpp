@@ -11,6 +11,7 @@
 #include <common/GoogleProtoBuf.h>
 #include <common/Ipv6Address.h>
 #include <common/MacroExpander.h>
+#include <common/TemplateCheck.h>
 #include <common/Wildcards.h>
 #include <common/WorldWideName.h>
 
@@ -321,6 +322,16 @@ TEST(Allocation, FailuresLeaveOffsetsAndSourcesAsTheyWere)
                        [](Batch& b) { b.compiled = CompiledTemplate(b.source); },
                        [](Batch& b) { b.compiled = CompiledTemplate("@h 01 @$(0102030405060708090a,0,01,2,0,f0)"); },
                        [](Batch& b) { CompiledTemplate(kLong + kLong).GetValueAt(7, b.value); });
+}
+
+TEST(Allocation, FailuresOfChecksLeaveNothing)
+{
+    const std::string faults = "@h 0 @d@x(1,,5)@$(10.0.0.1,5,1,ip4,0,zz)@=(nme)@_(1,16) @x 28 31 29@m(";
+    FailEachAllocation([&] { return Drawn(faults, "@"); }, [](Drawn& object) { return object.text; },
+                       [](auto& object) { EXPECT_GE(CheckTemplate(object).size(), 9u); },
+                       [&](auto&) {
+                           ToText({123, {}, 0, faults.size(), kLong, kLong}, faults, kLong);
+                       });
 }
 
 TEST(Allocation, FailuresLeaveFrameBuildersAsTheyWere)
