@@ -511,7 +511,11 @@ TEST(Allocation, FailuresLeaveSchemasAsTheyWere)
     for (const std::size_t room : {0u, 1u, 2u, 9u}) {
         FailEachAllocation([&] { return WithRoom(std::vector(1, other), room); },
                            [](const auto& messages) { return test::Text(messages); },
-                           [&](auto& messages) { EXPECT_TRUE(parser.readProtoFile(file.path, messages)); });
+                           [&](auto& messages) { EXPECT_TRUE(parser.readProtoFile(file.path, messages)); },
+                           [&](auto& messages) {
+                               std::vector<SchemaDiagnostic> found;
+                               EXPECT_TRUE(parser.readProtoFile(file.path, messages, found));
+                           });
     }
 }
 
