@@ -1,9 +1,9 @@
 #include "CompiledTemplate.h"
 
+#include "CompiledTemplateImpl.h"
 #include "IndexBatch.h"
 #include "IndexCompiler.h"
 #include "IndexRender.h"
-#include "WildcardsImpl.h"
 
 #include <algorithm>
 #include <limits>
@@ -14,30 +14,18 @@ namespace zor::common {
 
 using Access = detail::BatchAccess;
 
-/// What all copies share.
-struct CompiledTemplate::Impl {
-    /// \param built  a program that was not compiled from the text; null for one that is.
-    Impl(const std::string& templ, const std::string& opening, const detail::PacketContext& settings,
-         const detail::Variables& values, const std::vector<ChecksumField>& fields,
-         std::shared_ptr<const detail::IndexProgram> built = nullptr)
-        : text(templ), marker(opening), context(settings), variables(values), checksums(fields),
-          program(built ? std::move(built) : Compile())
-    {
-    }
-
-    std::shared_ptr<const detail::IndexProgram> Compile() const
-    {
-        return detail::CompileForIndexes(*detail::CompileTemplate(text, marker, context), context, variables,
-                                         checksums);
-    }
-
-    std::string text;
-    std::string marker;
-    detail::PacketContext context;
-    detail::Variables variables;
-    std::vector<ChecksumField> checksums;
-    std::shared_ptr<const detail::IndexProgram> program;
-};
+CompiledTemplate::Impl::Impl(const std::string& templ, const std::string& opening,
+                             const detail::PacketContext& settings, const detail::Variables& values,
+                             const std::vector<ChecksumField>& fields,
+                             std::shared_ptr<const detail::IndexProgram> built)
+    : text(templ), marker(opening), context(settings), variables(values), checksums(fields),
+      program(built ? std::move(built)
+                    : detail::CompileForIndexes(*detail::CompileTemplate(text, marker, context), context, variables,
+                                                checksums)),
+      inverse(*program)
+{
+    if (program->isFixedSize) matcher = detail::FrameMatcher(*program);
+}
 
 CompiledTemplate::CompiledTemplate(const std::string& text, const std::string& marker)
     : CompiledTemplate(Wildcards(text, marker))
@@ -188,18 +176,65 @@ bool CompiledTemplate::StepsAlike() const noexcept
 std::uint64_t CompiledTemplate::GetPeriod() const noexcept
 {
     std::uint64_t period = 1;
-    for (const std::uint64_t one : mImpl->program->periods) period = detail::CommonPeriod(period, one);
+    for (const detail::IndexExpression& one : mImpl->program->expressions) {
+        period = detail::CommonPeriod(period, one.period);
+    }
     return period;
 }
 
 std::uint64_t CompiledTemplate::GetPeriod(const std::vector<std::size_t>& fields) const
 {
-    const std::vector<std::uint64_t>& periods = mImpl->program->periods;
+    const std::vector<detail::IndexExpression>& expressions = mImpl->program->expressions;
     std::uint64_t period = 1;
     for (const std::size_t field : fields) {
-        if (field < periods.size()) period = detail::CommonPeriod(period, periods[field]);
+        if (field < expressions.size()) period = detail::CommonPeriod(period, expressions[field].period);
     }
     return period;
+}
+
+bool CompiledTemplate::IsReadable() const noexcept
+{
+    return mImpl->inverse.GetLimit() == 0;
+}
+
+std::uint64_t CompiledTemplate::GetReadableCount() const noexcept
+{
+    const std::uint64_t limit = mImpl->inverse.GetLimit();
+    return limit == 1 ? 0 : limit == 0 ? std::numeric_limits<std::uint64_t>::max() : limit;
+}
+
+std::optional<std::uint64_t> CompiledTemplate::FindIndex(std::string_view value, std::uint64_t from) const
+{
+    const detail::IndexProgram& program = *mImpl->program;
+    const detail::IndexInverse& inverse = mImpl->inverse;
+    const std::uint64_t limit = inverse.GetLimit();
+    if (limit == 1 || (limit != 0 && from >= limit)) return std::nullopt;
+    const detail::IndexBounds bounds = {from, limit - 1};
+    if (program.isFixedSize) {
+        const auto* const frame = reinterpret_cast<const unsigned char*>(value.data());
+        if (value.size() != program.frame.size() || !mImpl->matcher.HasConstants(frame)) return std::nullopt;
+        const auto residue = inverse.ReadQuickly(value.data());
+        if (!residue) return std::nullopt;
+        const auto index = detail::FirstOfResidue(residue->value, residue->modulus, bounds);
+        if (!index) return std::nullopt;
+        if (mImpl->matcher.HasChanging(frame, *index)) return index;
+        if (inverse.IsQuick()) return std::nullopt;
+    }
+    std::optional<std::uint64_t> least;
+    std::string text;
+    inverse.VisitReadings(value, [&](const std::vector<detail::KnownTurn>& turns) {
+        const std::optional<std::uint64_t> index = inverse.GetSolver().FindFirst(turns, bounds);
+        if (!index || (least && *least <= *index)) return;
+        GetValueAt(*index, text);
+        if (text == value) least = index;
+    });
+    return least;
+}
+
+std::optional<std::uint64_t> CompiledTemplate::FindIndex(const unsigned char* value, std::size_t size,
+                                                         std::uint64_t from) const
+{
+    return FindIndex(std::string_view(reinterpret_cast<const char*>(value), size), from);
 }
 
 } // namespace zor::common

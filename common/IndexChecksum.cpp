@@ -47,8 +47,8 @@ void Check(const IndexProgram& program, const std::vector<ChecksumField>& fields
         for (std::size_t other = 0; other < i; ++other) {
             if (Overlap(SpanOf(field), SpanOf(fields[other]))) Refuse(i, "overlaps another one");
         }
-        for (const ByteSpan& expression : program.expressions) {
-            if (Overlap(SpanOf(field), expression)) Refuse(i, "stands over an expression");
+        for (const IndexExpression& expression : program.expressions) {
+            if (Overlap(SpanOf(field), expression.text)) Refuse(i, "stands over an expression");
         }
     }
 }
@@ -261,6 +261,20 @@ void WriteChecksumsInSequence(const IndexProgram& program, std::uint64_t first, 
             WriteBySums(program, checksum, frames, count);
         }
     }
+}
+
+bool HasChecksum(const IndexProgram& program, const IndexChecksum& checksum, const unsigned char* frame) noexcept
+{
+    std::uint64_t sum = checksum.sum;
+    for (std::size_t i = 0; i < checksum.pieces.count; ++i) {
+        const SummedPiece& piece = program.summedPieces[checksum.pieces.first + i];
+        const std::uint64_t word = SumOfWord(LoadLittleBytes(frame + piece.offset, piece.size));
+        sum += piece.startsSecond ? word << 8 : word;
+    }
+    const std::uint16_t right = ChecksumOf(sum, checksum.complement, checksum.zeroIsAllOnes);
+    std::uint16_t held = 0;
+    std::memcpy(&held, frame + checksum.at, sizeof held);
+    return held == right;
 }
 
 } // namespace zor::common::detail
