@@ -2,7 +2,8 @@
 #define ZOR_COMMON_TEMPLATE_CHECK_H
 
 /// \file
-/// CheckTemplate(), which says where a template does something else than its writer probably means.
+/// CheckTemplate(), which says where a template does something else than its writer probably means, and Diagram(), which
+/// draws what it shows.
 
 #include "Export.h"
 #include "Wildcards.h"
@@ -60,6 +61,22 @@ ZOR_COMMON_API std::vector<TemplateDiagnostic> CheckTemplate(const Wildcards& so
 /// \param name  what the text is called, such as a path; may be empty.
 /// \return      lines that each end in a newline.
 ZOR_COMMON_API std::string ToText(const TemplateDiagnostic& found, std::string_view text, std::string_view name);
+
+/// How a picture of a template is drawn.
+enum class DiagramStyle : unsigned char {
+    Rfc, ///< In characters, 32 bits a line, as RFCs show headers; below it a line for each field.
+    Svg, ///< An image of the same for documents.
+    Json ///< Size, period, the value at index 0 and all that GetFields() tells, for other programs. Bytes are hex digits.
+};
+
+/// Draws the value of a template at index 0, with its fields; those that count are marked. Long stretches of literal bytes
+/// are cut. Where the size varies, a note says so.
+///
+/// \param names  name k for field k of CompiledTemplate::GetFields(), any bytes; one that is empty or missing is that of
+///               the FrameBuilder, or the kind of the expression.
+/// \return       lines that each end in a newline.
+ZOR_COMMON_API std::string Diagram(const CompiledTemplate& of, DiagramStyle style,
+                                   const std::vector<std::string>& names = {});
 
 } // namespace zor::common
 

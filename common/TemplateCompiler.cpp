@@ -117,23 +117,40 @@ std::string LowerCase(std::string_view name)
     return lower;
 }
 
+namespace {
+
+std::shared_ptr<const Program> Compile(std::string text, SourceMap& places, std::string_view given,
+                                       const std::string& marker, const PacketContext& context)
+{
+    ProgramBuilder builder(marker);
+    TemplateScanner scanner(text, marker);
+    std::size_t from = 0; // where the literal text begins that is not in the frame yet
+    for (ExpressionText found; scanner.Next(found);) {
+        const bool isKind = IsTemplateKind(found.kind);
+        if (isKind ? found.kind == 'v' && !found.hasList : found.kind != marker.front()) continue; // literal text
+        builder.AddLiteral(std::string_view(text).substr(from, found.range.pos - from));
+        AddExpression(builder, found, {found.range, places.Find(given, found.range)}, context);
+        from = found.range.pos + found.range.len;
+    }
+    builder.AddLiteral(std::string_view(text).substr(from));
+    return builder.Finish(std::move(text));
+}
+
+} // namespace
+
 std::shared_ptr<const Program> CompileTemplate(const std::string& text, const std::string& marker,
                                                const PacketContext& context)
 {
     SourceMap places;
     std::string rewritten = IsHexTemplate(text) ? RewriteHexTemplate(text, "@", &places) : text;
-    ProgramBuilder builder(marker);
-    TemplateScanner scanner(rewritten, marker);
-    std::size_t from = 0; // where the literal text begins that is not in the frame yet
-    for (ExpressionText found; scanner.Next(found);) {
-        const bool isKind = IsTemplateKind(found.kind);
-        if (isKind ? found.kind == 'v' && !found.hasList : found.kind != marker.front()) continue; // literal text
-        builder.AddLiteral(std::string_view(rewritten).substr(from, found.range.pos - from));
-        AddExpression(builder, found, {found.range, places.Find(text, found.range)}, context);
-        from = found.range.pos + found.range.len;
-    }
-    builder.AddLiteral(std::string_view(rewritten).substr(from));
-    return builder.Finish(std::move(rewritten));
+    return Compile(std::move(rewritten), places, text, marker, context);
+}
+
+std::shared_ptr<const Program> CompileRewritten(std::string text, const std::string& marker,
+                                                const PacketContext& context)
+{
+    SourceMap places;
+    return Compile(std::move(text), places, {}, marker, context);
 }
 
 } // namespace zor::common::detail

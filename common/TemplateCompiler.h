@@ -65,6 +65,10 @@ std::string LowerCase(std::string_view name);
 std::shared_ptr<const Program> CompileTemplate(const std::string& text, const std::string& marker,
                                                const PacketContext& context);
 
+/// The same for a text that is no hex template, or that has been rewritten already. Places of both kinds are those in it.
+std::shared_ptr<const Program> CompileRewritten(std::string text, const std::string& marker,
+                                                const PacketContext& context);
+
 } // namespace zor::common::detail
 
 #endif // ZOR_COMMON_TEMPLATE_COMPILER_H

@@ -3,9 +3,13 @@
 #include "support/DiagnosticChecks.h"
 #include "support/Rows.h"
 
+#include <common/FrameBuilder.h>
 #include <common/TemplateCheck.h>
 
 #include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
 
 using namespace zor::common;
 using zor::common::test::Random;
@@ -67,6 +71,54 @@ TEST(TemplateCheck, KnowsTheValuesOfCounters)
 {
     Random random(6);
     for (int round = 0; round < 20000; ++round) ASSERT_NO_FATAL_FAILURE(test::CheckCounterFacts(random));
+}
+
+TEST(TemplateCheck, ListsTheFieldsOfATemplate)
+{
+    Random random(7);
+    for (int round = 0; round < 5000; ++round) ASSERT_NO_FATAL_FAILURE(test::CheckFields(random));
+    const auto list = [](const CompiledTemplate& compiled) {
+        std::string all;
+        for (const TemplateField& field : compiled.GetFields()) {
+            const std::string place = std::to_string(field.pos) + '+' + std::to_string(field.len) + ' ' + field.kind;
+            all += place + " at " + std::to_string(field.offset) + (field.isOffsetFixed ? "" : "~") + ' ' +
+                   std::to_string(field.minSize) + '-' + std::to_string(field.maxSize) + ' ' + field.first + ' ' +
+                   field.second + ' ' + field.last + ' ' + std::to_string(field.period) + ' ' + field.name + '\n';
+        }
+        return all;
+    };
+    EXPECT_EQ(list(CompiledTemplate("@@ @x(8,3,2,0,1)@_(0,0)ab@x(9,2)@_ @=(no)@p @$(0A0000FF,0,01,ipv4)@m(1)")),
+              "3+13 x at 2 1-2 8 10 12 6 \n16+7 _ at 3~ 0-0    2 \n25+7 x at 5~ 1-2 9 10 10 2 \n"
+              "32+2 _ at 6~ 1-1 3 4 4 2 \n35+6 = at 8~ 0-0    1 \n41+2 p at 8~ 12-12 Default_Port Default_Port "
+              "Default_Port 1 \n"
+              "44+22 $ at 21~ 7-15 10.0.0.255 10.0.1.0 10.0.0.254 4294967296 \n"
+              "66+5 m at 31~ 14-14 0000.0000.0000 0000.0000.0001 ffff.ffff.ffff 281474976710656 \n");
+    EXPECT_EQ(list(CompiledTemplate("@h 40 @$(41,0,0001,hex) 40 7828 35 29")), "6+17 $ at 1 2-4 41 0042  0 \n");
+    const auto frame =
+        FrameBuilder().Ethernet(CMacAddress(1ul), CMacAddress(2ul)).Number(Counting<std::uint8_t>(65, 3));
+    EXPECT_EQ(list(frame.Compile()), "32+15 $ at 14 1-1 A B C 3 number\n");
+}
+
+TEST(TemplateCheck, DrawsTheFrameOfTheReadme)
+{
+    const FrameBuilder frame = FrameBuilder()
+                                   .Ethernet(CMacAddress(0x020000000001), CMacAddress(0x0200000000fe))
+                                   .Vlan(Counting<std::uint16_t>(100, 4))
+                                   .Ipv4(Counting(CIpAddress(10, 0, 0, 1), 250), CIpAddress(192, 168, 0, 1))
+                                   .Udp(Counting<std::uint16_t>(1024, 60000), 53)
+                                   .Number(Counting<std::uint32_t>(0, 0))
+                                   .PadTo(60)
+                                   .Cross({"udp.sport", "ipv4.src", "vlan.id"});
+    std::ifstream in(ZOR_COMMON_TEST_DATA "/../../docs/frame.svg");
+    const std::string kept((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(Diagram(frame.Compile(), DiagramStyle::Svg), kept);
+    const std::string named = Diagram(CompiledTemplate("@x(1,5)"), DiagramStyle::Svg, {"<a> & \"\xc3\xb6\"\x01\xff"});
+    EXPECT_NE(named.find("&lt;a&gt; &amp; &quot;\xc3\xb6&quot;??: "), std::string::npos) << named;
+    EXPECT_EQ(Diagram(CompiledTemplate("@h @$(07,3,01,big)"), DiagramStyle::Json, {"a\"\n"}),
+              "{\"size\": 1, \"isFixedSize\": true, \"period\": 3, \"first\": \"07\",\n \"fields\": [\n"
+              "  {\"name\": \"a\\\"\\u000a\", \"kind\": \"$\", \"pos\": 3, \"len\": 15, \"offset\": 0, "
+              "\"isOffsetFixed\": true, \"minSize\": 1, \"maxSize\": 1, \"first\": \"07\", \"second\": \"08\", "
+              "\"last\": \"09\", \"period\": 3}]}\n");
 }
 
 TEST(TemplateCheck, ShowsTheLineWithCarets)

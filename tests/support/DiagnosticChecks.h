@@ -51,6 +51,37 @@ inline void CheckDiagnostics(Random& random)
     }
 }
 
+/// What a drawn template says of its fields is so, and a code 104 is found where a length field is left over.
+inline void CheckFields(Random& random)
+{
+    const std::string text = DrawTemplate(random);
+    const std::vector<TemplateDiagnostic> found = CheckTemplate(text);
+    if (HasLongLengthField(text) || Has(found, 1)) return;
+    SCOPED_TRACE('"' + text + '"');
+    const CompiledTemplate compiled(text);
+    const std::vector<TemplateField> fields = compiled.GetFields();
+    std::string value, other;
+    compiled.GetValueAt(0, value);
+    std::size_t lengths = 0, pos = 0, index = 0;
+    for (const TemplateField& field : fields) {
+        lengths += field.kind == '_' ? 1 : 0;
+        ASSERT_TRUE(field.pos >= pos && field.len >= 2 && field.pos + field.len <= text.size());
+        ASSERT_TRUE(text.compare(0, 2, "@h") == 0 || text[field.pos + 1] == field.kind);
+        pos = field.pos;
+        ASSERT_EQ(value.compare(field.offset, field.first.size(), field.first), 0) << field.first;
+        ASSERT_TRUE(field.minSize <= field.first.size() && field.first.size() <= field.maxSize) << field.pos;
+        ASSERT_EQ(field.period, compiled.GetPeriod({index++}));
+        ASSERT_TRUE(field.period != 0 || field.last.empty()) << field.pos;
+        if (field.period == 0 || !field.isOffsetFixed || field.last.empty()) continue;
+        compiled.GetValueAt(field.period - 1, other);
+        ASSERT_EQ(other.compare(field.offset, field.last.size(), field.last), 0) << field.last;
+    }
+    ASSERT_EQ(Has(found, 104), lengths % 2 != 0);
+    for (const DiagramStyle style : {DiagramStyle::Rfc, DiagramStyle::Svg, DiagramStyle::Json}) {
+        ASSERT_EQ(Diagram(compiled, style, {text, value}).back(), '\n');
+    }
+}
+
 /// A counter of few values: the codes that speak of its values are found exactly where the values are so.
 inline void CheckCounterFacts(Random& random)
 {
@@ -80,19 +111,29 @@ inline void CheckCounterFacts(Random& random)
     const std::vector<TemplateDiagnostic> found = CheckTemplate(text);
     const CompiledTemplate compiled(text);
     Wildcards steps(text, "@"), indexes(text, "@");
-    bool agrees = true, isOneSize = true;
-    std::string byStep, byIndex, exact, first;
-    compiled.GetValueAt(0, first);
-    for (std::size_t turn = 0; turn < count && (agrees || isOneSize); ++turn, steps.NextValue()) {
+    bool agrees = true;
+    std::string byStep, byIndex, exact;
+    std::size_t least = 1000, largest = 0;
+    for (std::size_t turn = 0; turn < count; ++turn, steps.NextValue()) {
         steps.GetValue(byStep);
         indexes.GetValueAt(static_cast<int>(turn), byIndex, false);
         compiled.GetValueAt(turn, exact);
         agrees = agrees && byStep == byIndex;
-        isOneSize = isOneSize && exact.size() == first.size();
+        least = std::min(least, exact.size());
+        largest = std::max(largest, exact.size());
     }
     ASSERT_EQ(Has(found, 111), !agrees);
     ASSERT_EQ(Has(found, 125), !compiled.StepsAlike());
-    ASSERT_EQ(Has(found, 114), !isHex && !isOneSize);
+    ASSERT_EQ(Has(found, 114), !isHex && least != largest);
+    const TemplateField field = compiled.GetFields().front();
+    const bool isAddress = text.find(",ip") != std::string::npos;
+    ASSERT_TRUE(isAddress ? field.minSize <= least : field.minSize == least) << field.minSize;
+    ASSERT_TRUE(isAddress ? field.maxSize >= largest : field.maxSize == largest) << field.maxSize;
+    ASSERT_EQ(field.last, exact); // of a period that is the count, or a divisor of it
+    compiled.GetValueAt(0, exact);
+    ASSERT_EQ(field.first, exact);
+    compiled.GetValueAt(1, exact);
+    ASSERT_EQ(field.second, exact);
 }
 
 } // namespace zor::common::test
