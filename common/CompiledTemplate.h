@@ -257,6 +257,7 @@ public:
 private:
     friend class FrameBuilder;
     friend class SequenceAudit;
+    friend ZOR_COMMON_API std::vector<TemplateDiagnostic> CheckTemplate(const CompiledTemplate& of);
     struct Impl;
 
     /// Takes a program that was not compiled from a text. Source and checksum fields say what it equals.

@@ -102,7 +102,7 @@ std::string AtFullWidth(const CheckedExpression& of, std::string_view format)
     words[3] = format;
     const std::size_t size =
         std::max({Hexfield(words[0]).GetSize(), Hexfield(words[2]).GetSize(), static_cast<unsigned short>(1)});
-    for (const std::size_t i : {0, 2, 5}) {
+    for (const std::size_t i : {0u, 2u, 5u}) {
         if (i < words.size() && Hexfield(words[i]).GetSize() != size) {
             words[i] = Resized(OnlyDigits(words[i]), 2 * size);
         }

@@ -483,7 +483,9 @@ private:
     void CheckDecimal(const Expression& of)
     {
         const ArgumentList& arguments = of.arguments;
-        const auto [counter, width] = DecimalOf(of.kind, arguments, mContext);
+        const DecimalExpression decimal = DecimalOf(of.kind, arguments, mContext);
+        const CounterDefinition& counter = decimal.counter;
+        const std::size_t width = decimal.width;
         if (of.kind == 'v') CheckTag(of, counter);
         if (of.kind == 'x') CheckCount(of, counter.count, counter.step > 1);
         const bool startsAbove = counter.modulus != 0 && counter.start >= counter.modulus;
@@ -512,9 +514,9 @@ private:
                  "exact numbers that a CompiledTemplate has.");
         }
         const DigitCounts digits = DigitsOf(counter);
-        if (std::max<std::size_t>(digits.least, width) == std::max<std::size_t>(digits.largest, width)) return;
+        if (std::max(digits.least, width) == std::max(digits.largest, width)) return;
         Note(114, of.text,
-             "The size varies from " + Plural(std::max<std::size_t>({digits.least, width, 1}), "digit") + " to " +
+             "The size varies from " + Plural(std::max(digits.least, width), "digit") + " to " +
                  std::to_string(digits.largest) + ", which a width would make the same.",
              HintFor(of, [&] {
                  const std::size_t place = of.kind == 'x' ? 3 : of.kind == 'v' ? 1 : 0;

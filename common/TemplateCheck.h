@@ -47,6 +47,11 @@ ZOR_COMMON_API std::vector<TemplateDiagnostic> CheckTemplate(const std::string& 
 /// and missing variables count too. The position of \a source does not matter, and does not change.
 ZOR_COMMON_API std::vector<TemplateDiagnostic> CheckTemplate(const Wildcards& source);
 
+/// What the sequence of values of a compiled template is like: codes 126, how many of the combinations of its counters
+/// occur, and 127, that FindIndex() does not find every index. Both are notes that take more time than a check; counters
+/// that go on for 2^32 values and more are taken for sequence numbers and not for flows.
+ZOR_COMMON_API std::vector<TemplateDiagnostic> CheckTemplate(const CompiledTemplate& of);
+
 /// Writes a diagnostic as compilers do: the place, the severity and code, the message; the line of the text with a caret
 /// below each byte that is meant; and what to write instead, if there is a hint.
 /// \code

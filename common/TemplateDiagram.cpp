@@ -221,7 +221,8 @@ std::string DrawRfc(const Picture& picture)
                         (picture.IsCounting(cell) ? " *" : "") + std::string(picture.IsVarying(cell) ? " ~" : "");
                     label = isFirst ? picture.NameOf(cell) : std::string();
                     const std::size_t room = cell.size * kWidth - 1;
-                    if (isFirst) label = label.substr(0, room - std::min(room, marks.size())) + marks;
+                    if (isFirst)
+                        label.resize(std::min(label.size(), room - std::min(room, marks.size()))), label += marks;
                 }
                 text += Centred(std::move(label), cell.size * kWidth - 1) + '|';
             }

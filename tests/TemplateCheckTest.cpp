@@ -27,6 +27,7 @@ std::string Summary(const TemplateDiagnostic& found)
 std::vector<std::string> Summaries(const std::vector<TemplateDiagnostic>& found)
 {
     std::vector<std::string> summaries;
+    summaries.reserve(found.size());
     for (const TemplateDiagnostic& each : found) summaries.push_back(Summary(each));
     return summaries;
 }
@@ -97,6 +98,27 @@ TEST(TemplateCheck, ListsTheFieldsOfATemplate)
     const auto frame =
         FrameBuilder().Ethernet(CMacAddress(1ul), CMacAddress(2ul)).Number(Counting<std::uint8_t>(65, 3));
     EXPECT_EQ(list(frame.Compile()), "32+15 $ at 14 1-1 A B C 3 number\n");
+}
+
+TEST(TemplateCheck, CountsFlowsAndTellsWhatCannotBeRead)
+{
+    const auto messages = [](const std::string& text) {
+        std::string all;
+        for (const TemplateDiagnostic& found : CheckTemplate(CompiledTemplate(text)))
+            all += Summary(found) + ' ' + found.message + '\n';
+        return all;
+    };
+    EXPECT_EQ(messages("@x(1,5,1,1) @$(00000000,0,00000001,big)"), "");
+    EXPECT_EQ(
+        messages("@x(1,6,1,1):@x(1,4,1,1):@x(0,2,1,1)"),
+        "126n 0+11 The counters advance together and show 12 of 48 combinations. For all of them, give the counters "
+        "repeats of 0, 5, 23.\n");
+    EXPECT_EQ(messages("@x(1,5,1,1,4):@x(1,5,1,1)"), "");
+    EXPECT_EQ(messages("@x(1,6):@x(1,5)"), "");
+    EXPECT_EQ(
+        messages("@x(1,0)@x(1,90)"),
+        "127n 0+7 The index cannot be told from a value: values repeat, the end of a text cannot be seen, or it would "
+        "take more than 65536 trials.\n");
 }
 
 TEST(TemplateCheck, DrawsTheFrameOfTheReadme)

@@ -46,6 +46,7 @@ ADDITIONAL = {
     "MacAddress": ["AddressShapeTest"],
     "MacroExpander": ["AllocationTest", "MacroFuzz"],
     "Sequence": ["WildcardsTest", "AllocationTest", "WildcardsFuzz"],
+    "SequenceCheck": ["TemplateCheckTest"],
     "TemplateAdvice": ["TemplateCheckTest", "TemplateCheckFuzz"],
     "TemplateCheck": ["AllocationTest"],
     "TemplateCompiler": ["TemplateProgramTest", "AllocationTest", "WildcardsFuzz"],
