@@ -14,6 +14,7 @@
 #include <sstream>
 #include <string_view>
 #include <system_error>
+#include <tuple>
 #include <utility>
 
 namespace zor::common {
@@ -720,8 +721,9 @@ public:
     void Flush()
     {
         const std::string& text = mLines.Text();
-        std::stable_sort(mOfBlock.begin(), mOfBlock.end(),
-                         [](const auto& left, const auto& right) { return left.first < right.first; });
+        std::sort(mOfBlock.begin(), mOfBlock.end(), [](const auto& left, const auto& right) {
+            return std::tie(left.first, left.second.message) < std::tie(right.first, right.second.message);
+        });
         for (auto& [at, diagnostic] : mOfBlock) {
             for (; mCounted < at; ++mCounted) {
                 if (text[mCounted] == '\n') ++mLine, mLineStart = mCounted + 1;

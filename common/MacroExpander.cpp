@@ -408,8 +408,9 @@ std::vector<MacroDiagnostic> CheckMacro(const std::string& expr, CMacroVarResolv
         }
         found.push_back(std::move(each));
     });
-    std::stable_sort(found.begin(), found.end(),
-                     [](const auto& left, const auto& right) { return left.pos < right.pos; });
+    std::sort(found.begin(), found.end(), [](const auto& left, const auto& right) {
+        return std::pair(left.pos, left.len) < std::pair(right.pos, right.len);
+    });
     return found;
 }
 

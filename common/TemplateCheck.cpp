@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <tuple>
 #include <utility>
 
 namespace zor::common {
@@ -101,8 +102,8 @@ public:
             CheckHexText();
         }
         CheckMarker();
-        std::stable_sort(mFound.begin(), mFound.end(), [](const auto& left, const auto& right) {
-            return std::pair(left.pos, left.code) < std::pair(right.pos, right.code);
+        std::sort(mFound.begin(), mFound.end(), [](const auto& left, const auto& right) {
+            return std::tuple(left.pos, left.code, left.len) < std::tuple(right.pos, right.code, right.len);
         });
         return std::move(mFound);
     }

@@ -85,7 +85,12 @@ struct Picture {
     /// Bytes between two fields: what changes in them is a checksum.
     void AddLiteral(const CompiledTemplate& of, std::size_t from, std::size_t to)
     {
-        for (const ByteSpan& span : of.GetChangingSpans()) {
+        const std::vector<ByteSpan>& spans = of.GetChangingSpans();
+        auto next = std::lower_bound(spans.begin(), spans.end(), from, [](const ByteSpan& span, std::size_t place) {
+            return span.offset + span.size <= place;
+        });
+        for (; next != spans.end() && next->offset < to; ++next) {
+            const ByteSpan& span = *next;
             const std::size_t first = std::max(span.offset, from);
             const std::size_t last = std::min(span.offset + span.size, to);
             if (first >= last) continue;
