@@ -14,6 +14,7 @@
 #include <common/Integer.h>
 #include <common/Ipv6Address.h>
 #include <common/MacroExpander.h>
+#include <common/TemplateCheck.h>
 #include <common/Wildcards.h>
 #include <common/WorldWideName.h>
 
@@ -95,8 +96,20 @@ const std::vector<Group> kGroups = {
                wildcards.ParseExpr();
            } catch (const std::out_of_range&) { // a list that ends in delimiters
            }
+       }},
+      {"check",
+       [](auto& text) {
+           const Count count;
+           for (const TemplateDiagnostic& found : CheckTemplate(text)) {
+               if (found.code == 101) break; // said about each marker of some texts
+               ToText(found, text, "");
+           }
        }}},
-     {{"text "},
+     {{"1,,", "@x(", "1)"},
+      {"@$(0,0,,1,ip)"},
+      {"@x 28 31,29", "@h"},
+      {"@h0 zz "},
+      {"text "},
       {"@"},
       {"("},
       {"@("},

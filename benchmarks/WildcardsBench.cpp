@@ -2,6 +2,7 @@
 #include "Rows.h"
 
 #include <common/CompiledTemplate.h>
+#include <common/TemplateCheck.h>
 #include <common/Wildcards.h>
 
 #include <algorithm>
@@ -265,6 +266,24 @@ void ParseRows()
 #endif
 }
 
+/// Templates without a fault, checked and parsed.
+void CheckRow()
+{
+    static constexpr const char* kTemplates[] = {
+        "host-@x(0,100,1,3) @m @=(name) and text that stands between",
+        "@h 0200000000fe @$(020000000001,0,000000000001,big) 0800 @$(0A000001,60000,00000001,big) @$(0400,9,0001,big)",
+        "@_(1,2)GET /@x(0,1000,1,4)?@$(0A000001,250,00000001,ipv4)@_",
+        "@$(20010db8000000000000000000000001,0,00000000000000000000000000000001,ipv6) @s(10,1,7)"};
+    const auto pick = [](std::uint64_t number) { return std::string(kTemplates[number % 4]); };
+    Row("template check", 2.0, Inputs(pick), [](const std::string& text) {
+        return CheckTemplate(text).size() > 9;
+    }).Against("parse", [](const std::string& text) {
+        Wildcards wildcards(text, "@");
+        wildcards.ParseExpr();
+        return false;
+    });
+}
+
 /// The digits of a hex template to its bytes.
 void HexRows()
 {
@@ -322,6 +341,7 @@ void WildcardsRows()
     FormatRows();
     PacketRows();
     ParseRows();
+    CheckRow();
     HexRows();
     GrowthRows();
 }

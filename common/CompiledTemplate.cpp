@@ -17,8 +17,9 @@ using Access = detail::BatchAccess;
 CompiledTemplate::Impl::Impl(const std::string& templ, const std::string& opening,
                              const detail::PacketContext& settings, const detail::Variables& values,
                              const std::vector<ChecksumField>& fields,
-                             std::shared_ptr<const detail::IndexProgram> built)
-    : text(templ), marker(opening), context(settings), variables(values), checksums(fields),
+                             std::shared_ptr<const detail::IndexProgram> built, std::vector<std::string> fieldNames)
+    : text(templ), marker(opening), context(settings), variables(values), checksums(fields), isBuilt(built != nullptr),
+      names(std::move(fieldNames)),
       program(built ? std::move(built)
                     : detail::CompileForIndexes(*detail::CompileTemplate(text, marker, context), context, variables,
                                                 checksums)),
@@ -39,9 +40,9 @@ CompiledTemplate::CompiledTemplate(const Wildcards& source, const std::vector<Ch
 }
 
 CompiledTemplate::CompiledTemplate(const Wildcards& source, const std::vector<ChecksumField>& checksums,
-                                   std::shared_ptr<const detail::IndexProgram> built)
+                                   std::shared_ptr<const detail::IndexProgram> built, std::vector<std::string> names)
     : mImpl(std::make_shared<const Impl>(source.mImpl->GetText(), source.mImpl->GetMarker(), source.mImpl->GetContext(),
-                                         source.mImpl->GetVariables(), checksums, std::move(built)))
+                                         source.mImpl->GetVariables(), checksums, std::move(built), std::move(names)))
 {
 }
 

@@ -60,6 +60,24 @@ private:
     unsigned char* const* mEach = nullptr;
 };
 
+/// One expression of a template, for tables and pictures. Both expressions of a pair of length fields are fields: place
+/// in the value, sizes and texts are those of the length and stand at the one where it is shown; the other one shows
+/// nothing. An escape is literal text and no field.
+struct TemplateField {
+    std::size_t pos = 0;        ///< Its first byte in the text as it was given, also of a hex template.
+    std::size_t len = 0;        ///< Its bytes there; 0 where a FrameBuilder has no text.
+    char kind = 0;              ///< The kind character.
+    std::size_t offset = 0;     ///< Of its text in the value at index 0, in bytes.
+    bool isOffsetFixed = false; ///< Whether that holds for every value.
+    std::size_t minSize = 0;    ///< Of its text, in bytes. Reached, but for addresses as text and lengths in digits.
+    std::size_t maxSize = 0;    ///< The same.
+    std::string first;          ///< Its text at turn 0, and of a length at index 0.
+    std::string second;         ///< Its text at turn 1, modulo the count, and of a length at index 1.
+    std::string last;           ///< Its text before it starts again; empty where the period is 0.
+    std::uint64_t period = 0;   ///< In indexes, as CompiledTemplate::GetPeriod() has it.
+    std::string name;           ///< Given by a FrameBuilder, such as "ipv4.src"; otherwise empty.
+};
+
 /// An immutable form of a template: the value at each index from 0 to 2^64 - 1, in any order.
 /// \code
 /// const CompiledTemplate packets("@h 0200000000fe @$(020000000001,0,000000000001,big)"
@@ -193,7 +211,7 @@ public:
     std::uint64_t GetPeriod() const noexcept;
 
     /// The same for some of the expressions alone.
-    /// \param fields  places in the list of expressions without escapes, from 0 on. One beyond the end never changes.
+    /// \param fields  places in GetFields(), from 0 on. One beyond the end never changes.
     std::uint64_t GetPeriod(const std::vector<std::size_t>& fields) const;
 
     /// \}
@@ -227,15 +245,26 @@ public:
     std::optional<std::uint64_t> FindIndex(const unsigned char* value, std::size_t size, std::uint64_t from = 0) const;
 
     /// \}
+    /// \name What it says
+    /// \{
+
+    /// All expressions in the order of the text. Each one is compiled by itself, so this takes about as long as the
+    /// template took.
+    std::vector<TemplateField> GetFields() const;
+
+    /// \}
 
 private:
     friend class FrameBuilder;
     friend class SequenceAudit;
+    friend ZOR_COMMON_API std::vector<TemplateDiagnostic> CheckTemplate(const CompiledTemplate& of);
     struct Impl;
 
     /// Takes a program that was not compiled from a text. Source and checksum fields say what it equals.
     ZOR_COMMON_LOCAL CompiledTemplate(const Wildcards& source, const std::vector<ChecksumField>& checksums,
-                                      std::shared_ptr<const detail::IndexProgram> built);
+                                      std::shared_ptr<const detail::IndexProgram> built,
+                                      std::vector<std::string> names);
+    ZOR_COMMON_LOCAL std::vector<TemplateField> GetBuiltFields() const;
 
     std::shared_ptr<const Impl> mImpl;
 };

@@ -349,16 +349,18 @@ CompiledTemplate FrameBuilder::Compile() const
     const AssembledFrame frame(*mStack);
     const std::string_view bytes = frame.bytes;
     detail::IndexProgramBuilder builder;
+    std::vector<std::string> names;
     std::size_t from = 0;
     for (const FrameField& field : frame.fields) {
         builder.AddLiteral(bytes.substr(from, field.offset - from));
         builder.AddHex(CounterOf(field), detail::HexFormat::Big, bytes.substr(field.offset, field.size));
+        names.push_back(field.name);
         from = field.offset + field.size;
     }
     builder.AddLiteral(bytes.substr(from));
     // A text that no Wildcards could read has no marker either, as no template that is read has.
     return CompiledTemplate(Wildcards(TextOf(frame), HasText(frame) ? "@" : ""), frame.checksums,
-                            builder.Finish(frame.checksums));
+                            builder.Finish(frame.checksums), std::move(names));
 }
 
 std::optional<std::string> FrameBuilder::GetTemplate() const

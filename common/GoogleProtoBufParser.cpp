@@ -1,5 +1,7 @@
 #include "GoogleProtoBufParser.h"
 
+#include "TemplateAdvice.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
@@ -12,6 +14,7 @@
 #include <sstream>
 #include <string_view>
 #include <system_error>
+#include <tuple>
 #include <utility>
 
 namespace zor::common {
@@ -28,6 +31,13 @@ void LogError(const Parts&... parts)
 
 constexpr std::size_t kNoPosition = static_cast<std::size_t>(-1);
 
+/// Where a step of the reader has met something, for callers that want to know.
+struct SchemaFault {
+    std::size_t at = 0; ///< In the block.
+    std::string reason; ///< Empty where nothing was met.
+    std::string hint;
+};
+
 /// A message block with a read position and state bits. Each operation moves them as the stream operation of the
 /// same name moves those of a string stream, without its cost a character.
 class Block {
@@ -43,6 +53,40 @@ public:
     }
 
     std::size_t Next() const { return mNext; }
+
+    /// The text from what comes next but for blanks.
+    std::string_view Ahead() const { return mText.substr(std::min(AfterBlanks(mNext), mText.size())); }
+
+    std::string_view From(std::string_view piece) const { return mText.substr(PlaceOf(piece)); }
+
+    /// What stands behind the last character before a piece that is not blank.
+    std::string_view Behind(std::string_view piece) const
+    {
+        std::size_t place = PlaceOf(piece);
+        while (place > 0 && IsBlank(mText[place - 1])) --place;
+        return mText.substr(place);
+    }
+
+    std::string_view EndingBrace() const { return mText.substr(std::min(mText.find('}'), mText.size())); }
+
+    std::size_t PlaceOf(std::string_view piece) const { return static_cast<std::size_t>(piece.data() - mText.data()); }
+
+    /// Whether the last character that was read, the end of a token, and the one behind it stand together.
+    bool IsGlued() const { return mNext < mText.size() && !IsBlank(mText[mNext]) && !IsDelimiter(mText[mNext]); }
+
+    /// Where faults are kept. Each one that is met takes the place of the one before.
+    SchemaFault* fault = nullptr;
+    std::vector<SchemaFault>* notes = nullptr;
+
+    void Meet(std::string_view at, std::string reason, std::string hint = {})
+    {
+        if (fault) *fault = {PlaceOf(at), std::move(reason), std::move(hint)};
+    }
+    void Note(std::string_view at, std::string text, std::string hint = {})
+    {
+        if (notes) notes->push_back({PlaceOf(at), std::move(text), std::move(hint)});
+    }
+
     std::ios::iostate State() const { return mState; }
     bool AtEnd() const { return (mState & std::ios::eofbit) != 0; }
 
@@ -201,37 +245,111 @@ bool ReadType(Block& block, CGoogleProtoBufFieldInfo::FieldType& type, std::stri
     return found != CGoogleProtoBufFieldInfo::TypeNone;
 }
 
+/// Says what stands where something else is expected.
+/// \param expected  a symbol in quotes is missing behind what stands before.
+void MeetOther(Block& block, std::string_view ahead, const char* expected, std::string hint = {})
+{
+    if (!block.fault) return;
+    if (ahead.empty()) {
+        block.Meet(block.EndingBrace(),
+                   std::string("the block ends with the line of this \"}\", and ") + expected +
+                       " is missing before that",
+                   "comments without braces");
+    } else if (ahead.starts_with("/*")) {
+        block.Meet(ahead, "comments in \"/*\" are not read", "//");
+    } else if (ahead.starts_with("//")) {
+        block.Meet(ahead, "a comment stands where none may stand: one may follow each field but the last",
+                   "comments above the message");
+    } else {
+        block.Meet(*expected == '"' ? block.Behind(ahead) : ahead, std::string(expected) + " is missing",
+                   std::move(hint));
+    }
+}
+
+void MeetUnknownType(Block& block, std::string_view word)
+{
+    if (!block.fault) return;
+    static constexpr std::string_view kOthers[] = {"enum",  "extend", "extensions", "import", "map",     "message",
+                                                   "oneof", "option", "reserved",   "rpc",    "service", "group"};
+    const std::string_view outer = word.substr(0, word.find('<'));
+    if (std::find(std::begin(kOthers), std::end(kOthers), outer) != std::end(kOthers)) {
+        return block.Meet(word, '"' + std::string(outer) + "\" is not read: a message has fields of scalar types only",
+                          "a schema without it");
+    }
+    std::vector<std::string_view> known = {"optional", "required", "repeated"};
+    for (const auto& [name, type] : CGoogleProtoBufFieldInfo::FieldTypeDataLut) {
+        if (type != CGoogleProtoBufFieldInfo::TypeNone) known.push_back(name);
+    }
+    block.Meet(word, detail::Quote(word) + " is neither a label nor a type", std::string(detail::Nearest(word, known)));
+}
+
+/// Says what a number of a field looks like but is not.
+void NoteNumber(Block& block, std::string_view word, std::int32_t number)
+{
+    constexpr std::int32_t kLargest = 536870911;
+    if (!block.notes) return;
+    if (!IsNumber(word)) {
+        block.Note(word, "The field number " + detail::Quote(word) + " is read as " + std::to_string(number) + '.');
+    } else if (number < 1 || number > kLargest || word.size() > 10) {
+        block.Note(word, "The field number " + detail::Quote(word) + " is not one from 1 to 536870911.");
+    }
+}
+
 bool ReadField(Block& block, CGoogleProtoBufFieldInfo& field)
 {
     field.reset();
+    bool hasLabel = true;
     if (block.TryToken("optional")) {
         field.optional = true;
     } else if (block.TryToken("required")) {
         field.optional = false;
     } else if (block.TryToken("repeated")) {
         field.repeated = true;
+    } else {
+        hasLabel = false;
+    }
+    if (hasLabel && block.notes && block.IsGlued()) {
+        block.Note(block.Ahead(), "The word begins with a label, which is read as one.", "a blank behind the label");
     }
     std::string_view word;
-    if (!block.Word(word)) return false; // like an unknown type, reported nowhere
+    if (!block.Word(word)) { // like an unknown type, reported nowhere
+        MeetOther(block, block.Ahead(), "a field");
+        return false;
+    }
     field.type = CGoogleProtoBufFieldInfo::stringToFieldType(std::string(word));
-    if (field.type == CGoogleProtoBufFieldInfo::TypeNone) return false;
+    if (field.type == CGoogleProtoBufFieldInfo::TypeNone) {
+        if (word.starts_with('/')) {
+            MeetOther(block, block.From(word), "a field");
+        } else {
+            MeetUnknownType(block, word);
+        }
+        return false;
+    }
     if (!block.Word(word)) {
         LogError("ParseFieldFromStream failed to get field name");
+        MeetOther(block, block.Ahead(), "the name of the field");
         return false;
     }
     field.name = word;
+    const std::string example = block.fault ? field.name + " = 1;" : std::string();
     if (!block.TryToken("=") || !block.Word(word)) {
         LogError("ParseFieldFromStream failed to get field tag");
+        MeetOther(block, block.Ahead(), "\"=\" and a field number", example);
         return false;
     }
     field.tag = ToNumber(word);
-    return block.TryToken(";");
+    NoteNumber(block, word, field.tag);
+    if (block.TryToken(";")) return true;
+    MeetOther(block, block.Ahead(), "\";\" behind the field number",
+              block.fault ? field.name + " = " + std::string(word) + ';' : example);
+    return false;
 }
 
 bool DropComment(Block& block)
 {
     if (block.DropLine()) return true;
     LogError("ParseMessageFromStream failed to read comment");
+    MeetOther(block, block.Ahead(), "the end of the comment");
     return false;
 }
 
@@ -245,17 +363,28 @@ bool ReadMessage(Block& block, CGoogleProtoBufMessageInfo& message)
         if (!block.TryToken("//")) {
             block.Word(word);
             LogError("ParseMessageFromStream failed to read message at token ", word);
+            if (!word.empty()) {
+                block.Meet(word, "a line that is neither a comment nor blank stands above it: " + detail::Quote(word),
+                           "such lines above a \"package\" line");
+            }
             return false;
         }
         if (!DropComment(block)) return false;
     }
+    const bool isGlued = block.notes && block.IsGlued();
     if (!block.Word(word)) {
         LogError("ParseMessageFromStream failed to read message name");
+        MeetOther(block, block.Ahead(), "the name of the message");
         return false;
     }
     message.name = word;
+    if (isGlued) {
+        block.Note(word, "The word begins with \"message\", and what follows is the name " + detail::Quote(word) + '.',
+                   "message " + message.name);
+    }
     if (!block.TryToken("{")) {
         LogError("ParseMessageFromStream failed to read message {");
+        MeetOther(block, block.Ahead(), "\"{\"", "message " + message.name + " {");
         return false;
     }
     CGoogleProtoBufFieldInfo field;
@@ -287,6 +416,7 @@ bool ReadTlvType(Block& block, std::int32_t& tlv)
         if (!block.Word(word)) return false;
     } while (!IsNumber(word));
     tlv = ToNumber(word);
+    block.Note(word, {}); // where it stands
     return true;
 }
 
@@ -434,24 +564,260 @@ private:
     std::size_t mNext = 0;
 };
 
-void AppendMessages(std::FILE* file, std::vector<CGoogleProtoBufMessageInfo>& messages)
+/// The lines of a text that is there as a whole.
+class WholeLines {
+public:
+    explicit WholeLines(std::string text) : mText(std::move(text))
+    {
+        if (!mText.empty() && mText.back() != '\n') mText += '\n';
+    }
+
+    std::string_view Line() const { return std::string_view(mText).substr(mLine, mLineEnd - mLine); }
+    std::string_view Kept() const { return std::string_view(mText).substr(mBlock, mLineEnd + 1 - mBlock); }
+    void Empty() { mBlock = mNext; }
+    void Keep() {}
+    void GiveBackAfter(std::size_t brace) { mNext = mLine + brace + 1; }
+
+    bool Read()
+    {
+        if (mNext >= mText.size()) return false;
+        mLineEnd = mText.find('\n', mNext);
+        mLine = mNext;
+        mNext = mLineEnd + 1;
+        return true;
+    }
+
+    const std::string& Text() const { return mText; }
+    std::size_t BlockStart() const { return mBlock; }
+
+private:
+    std::string mText;
+    std::size_t mBlock = 0;
+    std::size_t mLine = 0;
+    std::size_t mLineEnd = 0;
+    std::size_t mNext = 0;
+};
+
+/// What nobody wants to know.
+struct NoReport {
+    void Watch(Block& /*block*/) {}
+    void NoTlvType(Block& /*block*/) {}
+    void LeftOut(const CGoogleProtoBufMessageInfo& /*message*/) {}
+    void TakeIn(const CGoogleProtoBufMessageInfo& /*message*/) {}
+};
+
+template <class Lines, class Report>
+void AppendMessages(Lines& lines, Report& report, std::vector<CGoogleProtoBufMessageInfo>& messages)
 {
     const auto& characters = std::use_facet<Block::Characters>(std::locale::classic());
-    BufferedLines lines(file);
     std::int32_t tlv = 0;
     while (CutBlock(lines)) {
         CGoogleProtoBufMessageInfo message;
         // Messages tend to be alike, and the limit keeps the room small that those which are not leave unused.
         if (!messages.empty()) message.fields.reserve(std::min<std::size_t>(messages.back().fields.size(), 8));
         Block forTlv(lines.Kept(), characters);
+        report.Watch(forTlv);
         if (!ReadTlvType(forTlv, tlv)) {
             LogError("Failed to find tlvType", '\n');
+            report.NoTlvType(forTlv);
             return;
         }
         Block forMessage(lines.Kept(), characters);
-        if (!ReadMessage(forMessage, message)) continue;
+        report.Watch(forMessage);
+        if (!ReadMessage(forMessage, message)) {
+            report.LeftOut(message);
+            continue;
+        }
         message.tlvType = tlv;
+        report.TakeIn(message);
         messages.push_back(std::move(message));
+    }
+}
+
+/// Turns what the reader meets into diagnostics.
+class SchemaReport {
+public:
+    using Severity = SchemaDiagnostic::Severity;
+
+    SchemaReport(const WholeLines& lines, std::vector<SchemaDiagnostic>& diagnostics)
+        : mLines(lines), mDiagnostics(diagnostics)
+    {
+    }
+
+    void Watch(Block& block)
+    {
+        mFault = {};
+        block.fault = &mFault;
+        block.notes = &mNotes;
+    }
+
+    void NoTlvType(Block& /*block*/)
+    {
+        const std::string_view block = mLines.Kept();
+        const std::size_t message = FindMessage(block);
+        const bool isMessage = block.substr(message).starts_with("message");
+        Add(Severity::Error, message,
+            !isMessage
+                ? "No message stands in the block that begins here, so reading ends here, and nothing that follows is "
+                  "read."
+                : "No number stands in the comment directly above this message, so reading ends here, and nothing that "
+                  "follows "
+                  "is read.",
+            isMessage ? "// 1" : "");
+        mNotes.clear();
+        Flush();
+    }
+
+    void LeftOut(const CGoogleProtoBufMessageInfo& message)
+    {
+        const std::string name = message.name.empty() ? "A block" : "The message " + detail::Quote(message.name);
+        AddNotes();
+        if (mFault.reason.empty()) mFault.reason = "it cannot be read";
+        Add(Severity::Warning, mFault.at, name + " is left out: " + mFault.reason + '.', mFault.hint);
+        Flush();
+    }
+
+    void TakeIn(const CGoogleProtoBufMessageInfo& message)
+    {
+        if (message.name.empty()) {
+            Add(Severity::Warning, 0, "This block has no message, and is read as one without a name and fields.");
+        }
+        std::vector<std::int32_t> numbers;
+        for (const CGoogleProtoBufFieldInfo& field : message.fields) numbers.push_back(field.tag);
+        std::sort(numbers.begin(), numbers.end());
+        const auto twice = std::adjacent_find(numbers.begin(), numbers.end());
+        AddNotes();
+        if (twice != numbers.end()) {
+            Add(Severity::Warning, FindMessage(mLines.Kept()),
+                "The message " + detail::Quote(message.name) + " has several fields of the number " +
+                    std::to_string(*twice) + '.');
+        }
+        Flush();
+    }
+
+    /// Behind the last block: says where it begins if the file ends within one.
+    void EndOfFile()
+    {
+        const std::string_view rest = std::string_view(mLines.Text()).substr(mLines.BlockStart());
+        std::size_t line = 0;
+        while (line < rest.size()) {
+            const std::size_t first = rest.find_first_not_of(" \t\r\v\f", line);
+            if (first == std::string_view::npos) return;
+            if (rest[first] != '\n' && !rest.substr(first).starts_with("//")) {
+                return Add(Severity::Error, first,
+                           "The file ends before a \"}\" closes what begins here, so it is not read.", "}");
+            }
+            line = rest.find('\n', first) + 1;
+        }
+    }
+
+    void Add(Severity severity, std::size_t inBlock, std::string message, std::string hint = {})
+    {
+        const std::size_t at = std::min(mLines.BlockStart() + inBlock, mLines.Text().size());
+        mOfBlock.push_back({at, {severity, 1, 1, std::move(message), std::move(hint)}});
+    }
+
+    /// Ends a block: its diagnostics come in the order of the file, so that lines are counted once.
+    void Flush()
+    {
+        const std::string& text = mLines.Text();
+        std::sort(mOfBlock.begin(), mOfBlock.end(), [](const auto& left, const auto& right) {
+            return std::tie(left.first, left.second.message) < std::tie(right.first, right.second.message);
+        });
+        for (auto& [at, diagnostic] : mOfBlock) {
+            for (; mCounted < at; ++mCounted) {
+                if (text[mCounted] == '\n') ++mLine, mLineStart = mCounted + 1;
+            }
+            diagnostic.line = mLine;
+            diagnostic.column = at - mLineStart + 1;
+            mHasEnded = mHasEnded || diagnostic.severity == Severity::Error;
+            mDiagnostics.push_back(std::move(diagnostic));
+        }
+        mOfBlock.clear();
+    }
+
+    bool HasEnded() const { return mHasEnded; } ///< Whether reading has ended before the file did.
+
+private:
+    /// Where the word stands that a message begins with, or the first character that is not blank.
+    static std::size_t FindMessage(std::string_view block)
+    {
+        for (std::size_t line = 0; line < block.size(); line = block.find('\n', line) + 1) {
+            const std::size_t first = block.find_first_not_of(" \t", line);
+            if (first < block.size() && block.substr(first).starts_with("message")) return first;
+        }
+        return std::min(block.find_first_not_of(" \t\r\n"), block.size());
+    }
+
+    /// The first note of a block is where its TLV type stands.
+    void AddNotes()
+    {
+        for (const SchemaFault& note : mNotes) {
+            if (note.reason.empty()) {
+                AddTlvType(note.at);
+            } else {
+                Add(Severity::Warning, note.at, note.reason, note.hint);
+            }
+        }
+        mNotes.clear();
+    }
+
+    /// A number that stands in its comment alone was meant as the type.
+    void AddTlvType(std::size_t at)
+    {
+        const std::string_view block = mLines.Kept();
+        const std::size_t start = block.rfind('\n', at) + 1;
+        const std::size_t end = std::min(block.find('\n', at), block.size());
+        std::string_view line = block.substr(start, end - start);
+        const std::size_t digits = std::min(block.find_first_not_of("0123456789", at), block.size());
+        const std::size_t comment = line.find("//");
+        if (comment < at - start) line.remove_prefix(comment + 2);
+        while (!line.empty() && (line.front() == ' ' || line.front() == '\t')) line.remove_prefix(1);
+        while (!line.empty() && (line.back() == ' ' || line.back() == '\t' || line.back() == '\r'))
+            line.remove_suffix(1);
+        if (IsNumber(line)) return;
+        line = line.substr(0, static_cast<std::size_t>(block.data() + digits - line.data()));
+        const std::string number(block.substr(at, digits - at));
+        Add(Severity::Note, at, "TLV type " + number + " taken from " + detail::Quote(line) + '.', "// " + number);
+    }
+
+    const WholeLines& mLines;
+    std::vector<SchemaDiagnostic>& mDiagnostics;
+    SchemaFault mFault;
+    std::vector<SchemaFault> mNotes;
+    std::vector<std::pair<std::size_t, SchemaDiagnostic>> mOfBlock; ///< By place in the text.
+    bool mHasEnded = false;
+    std::size_t mCounted = 0; ///< Bytes of the text of which the lines are counted.
+    std::size_t mLine = 1;
+    std::size_t mLineStart = 0;
+};
+
+/// Reads up to the end of a file or to an error.
+std::string ReadAll(std::FILE* file)
+{
+    std::string text;
+    std::size_t got = 0;
+    do {
+        const std::size_t size = text.size();
+        text.resize(size + 65536);
+        got = std::fread(text.data() + size, 1, 65536, file);
+        text.resize(size + got);
+        if (std::ferror(file) && errno == EINTR) std::clearerr(file);
+    } while (!std::feof(file) && !std::ferror(file));
+    return text;
+}
+
+/// Makes a call that appends to lists, and takes back what it has appended if it fails.
+template <class Call, class... Lists>
+void AppendAllOrNone(Call call, Lists&... lists)
+{
+    const std::size_t before[] = {lists.size()...};
+    try {
+        call();
+    } catch (...) {
+        const std::size_t* size = before;
+        (lists.erase(lists.begin() + static_cast<std::ptrdiff_t>(*size++), lists.end()), ...);
+        throw;
     }
 }
 
@@ -468,13 +834,37 @@ bool CGoogleProtoBufParser::readProtoFile(const std::string& path, std::vector<C
         return false;
     }
     std::setvbuf(file.get(), nullptr, _IONBF, 0);
-    const std::size_t before = messages.size();
-    try {
-        AppendMessages(file.get(), messages);
-    } catch (...) {
-        messages.erase(messages.begin() + static_cast<std::ptrdiff_t>(before), messages.end());
-        throw;
+    AppendAllOrNone(
+        [&] {
+            BufferedLines lines(file.get());
+            NoReport report;
+            AppendMessages(lines, report, messages);
+        },
+        messages);
+    return true;
+}
+
+bool CGoogleProtoBufParser::readProtoFile(const std::string& path, std::vector<CGoogleProtoBufMessageInfo>& messages,
+                                          std::vector<SchemaDiagnostic>& diagnostics)
+{
+    const File file(std::fopen(path.c_str(), "r"));
+    if (!file) {
+        diagnostics.push_back({SchemaDiagnostic::Severity::Error, 1, 1, "The file cannot be opened.", {}});
+        return false;
     }
+    AppendAllOrNone(
+        [&] {
+            WholeLines lines(ReadAll(file.get()));
+            SchemaReport report(lines, diagnostics);
+            AppendMessages(lines, report, messages);
+            if (std::ferror(file.get())) {
+                report.Add(SchemaDiagnostic::Severity::Error, lines.Text().size(), "The file cannot be read.");
+            } else if (!report.HasEnded()) {
+                report.EndOfFile();
+            }
+            report.Flush();
+        },
+        messages, diagnostics);
     return true;
 }
 

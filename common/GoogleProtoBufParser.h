@@ -7,6 +7,7 @@
 #include "Export.h"
 #include "GoogleProtoBufMessageInfo.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <iosfwd>
 #include <string>
@@ -17,6 +18,22 @@ namespace zor::common {
 /// Where the parser hands every error text. It discards the text, on purpose: nothing is logged anywhere, and
 /// callers see the boolean results alone.
 ZOR_COMMON_API void GoogleProtoBufLogError(std::ostringstream& text);
+
+/// What readProtoFile() has not read, or has read in another way than it was probably meant.
+struct SchemaDiagnostic {
+    /// How much it matters.
+    enum class Severity : unsigned char {
+        Note,    ///< Read; worth knowing.
+        Warning, ///< A message is left out, or is read in another way than it was probably meant.
+        Error    ///< Nothing further is read.
+    };
+
+    Severity severity = Severity::Note;
+    std::size_t line = 1;   ///< From 1 on.
+    std::size_t column = 1; ///< In bytes, from 1 on.
+    std::string message;    ///< What is so.
+    std::string hint;       ///< What to write instead, or what to do; may be empty.
+};
 
 /// Reads schema files in a small subset of the protocol-buffer language: flat messages of scalar fields, each
 /// below a comment that holds its TLV type number.
@@ -86,6 +103,13 @@ public:
     /// \return          false if the file cannot be opened; true in every other case, be it that no message
     ///                  was found.
     bool readProtoFile(const std::string& path, std::vector<CGoogleProtoBufMessageInfo>& messages);
+
+    /// The same, and says what was left out and why: each block and the field in it that cannot be read, where reading
+    /// ends, and numbers that are not what they look like. What is read is the same.
+    ///
+    /// \param diagnostics  appended to, in the order of the file.
+    bool readProtoFile(const std::string& path, std::vector<CGoogleProtoBufMessageInfo>& messages,
+                       std::vector<SchemaDiagnostic>& diagnostics);
 
     /// Moves the next message block of a file into \a block, which is emptied and gets a clean state before.
     ///

@@ -1,5 +1,7 @@
 #include "MacroExpander.h"
 
+#include "TemplateAdvice.h"
+
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -159,6 +161,57 @@ public:
     {
     }
 
+    /// A "$" with what belongs to it, or a character at which something is wrong.
+    struct Place {
+        std::size_t pos;
+        std::size_t len;
+        const char* fault;     ///< Null for a variable or a literal "$".
+        bool isLiteral;        ///< Of a "$".
+        std::string_view name; ///< Of a variable, or the character that might be the name behind a literal "$".
+    };
+
+    /// Scans all of the expression, goes on behind each fault, and calls \a visit for each place. A name stays for the call.
+    template <class Visit>
+    void VisitPlaces(Visit visit)
+    {
+        bool isFaulty = false; // what is wrong with its parentheses hides that a name is unknown
+        std::size_t start = 0;
+        std::size_t open = 0;
+        const auto endVariable = [&] {
+            if (!isFaulty) visit(Place{start, mNext - start, nullptr, false, mGathered});
+            isFaulty = false;
+            Drop();
+        };
+        while (mNext < mExpr.size()) {
+            if (mState != kVariable) {
+                Drop();
+                const std::size_t dollar = mExpr.find('$', mNext);
+                ScanText();
+                if (mState == kLiteral && dollar != std::string_view::npos && dollar + 1 < mExpr.size()) {
+                    visit(Place{dollar, mNext - dollar, nullptr, true, mExpr.substr(dollar + 1, 1)});
+                }
+                start = dollar;
+                continue;
+            }
+            const bool wasInside = mParenthesis;
+            const char* const fault = ScanName(false);
+            if (!wasInside && mParenthesis) open = mNext - 1;
+            if (fault) {
+                visit(Place{mNext, 1, fault, false, {}});
+                ++mNext;
+                isFaulty = true;
+                if (!mParenthesis) endVariable();
+            } else if (mEnded) {
+                endVariable();
+            }
+        }
+        if (mParenthesis) {
+            visit(Place{start, open + 1 - start, kMissing, false, mGathered});
+        } else if (mState == kVariable) {
+            endVariable();
+        }
+    }
+
     /// Scans all of the expression and returns null, or stops at a fault and returns its message.
     const char* Scan()
     {
@@ -168,6 +221,8 @@ public:
     }
 
 private:
+    static constexpr const char* kMissing = "Missing closing parenthesis.";
+
     const char* ScanAll()
     {
         while (mNext < mExpr.size()) {
@@ -177,7 +232,7 @@ private:
                 return message;
             }
         }
-        if (mParenthesis) return "Missing closing parenthesis.";
+        if (mParenthesis) return kMissing;
         Emit();
         return nullptr;
     }
@@ -203,8 +258,9 @@ private:
     }
 
     /// Gathers a variable's name up to a character with a meaning, and acts on that.
-    const char* ScanName()
+    const char* ScanName(bool emit = true)
     {
+        mEnded = false;
         const unsigned char ending = mParenthesis ? kEndsNameInParentheses : kEndsBareName;
         std::size_t end = mNext;
         while (end < mExpr.size() && (kEnds[static_cast<unsigned char>(mExpr[end])] & ending) == 0) ++end;
@@ -217,10 +273,12 @@ private:
         } else if (mExpr[end] == ')') {
             if (!mParenthesis) return "Mismatched closing parenthesis before opening parenthesis.";
             mParenthesis = false;
-            Emit();
+            mEnded = true;
+            if (emit) Emit();
             ++mNext;
         } else {
-            Emit(); // white space or "$", which starts the next token
+            mEnded = true;
+            if (emit) Emit(); // white space or "$", which starts the next token
         }
         return nullptr;
     }
@@ -247,6 +305,12 @@ private:
             if (mCount == mTokens.size()) mTokens.emplace_back();
             mTokens[mCount++] = std::move(token);
         }
+        Drop();
+    }
+
+    /// Forgets what is gathered.
+    void Drop()
+    {
         mGathered = {};
         mJoined.clear();
         mState = kBetweenTokens;
@@ -274,9 +338,81 @@ private:
     std::size_t mNext = 0;
     ParserState mState = kBetweenTokens;
     bool mParenthesis = false;
+    bool mEnded = false;        ///< Whether the last piece of a name ended it.
     std::string_view mGathered; ///< A piece of the expression, or mJoined.
     std::string mJoined;        ///< Pieces that do not stand together.
 };
+
+namespace {
+
+/// The known name that a text was probably meant to be: the longest one that it begins with, where something follows
+/// that could not stand in a name.
+std::string_view KnownPrefix(const std::vector<std::string>& sorted, std::string_view text)
+{
+    const auto isName = [](char c) {
+        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
+    };
+    std::size_t end = 0;
+    while (end < text.size() && isName(text[end])) ++end;
+    return Contains(sorted, std::string(text.substr(0, end))) ? text.substr(0, end) : std::string_view();
+}
+
+std::string InParentheses(std::string_view name)
+{
+    return "$(" + std::string(name) + ")";
+}
+
+} // namespace
+
+std::vector<MacroDiagnostic> CheckMacro(const std::string& expr, CMacroVarResolver* resolver)
+{
+    const std::vector<std::string> names = SortedNames(resolver);
+    std::vector<std::string_view> views(names.begin(), names.end());
+    std::vector<MacroDiagnostic> found;
+    CMacroExpander::Tokens none;
+    CMacroExpander::Scanner scanner(nullptr, expr, none);
+    const std::string_view text = expr;
+    scanner.VisitPlaces([&](const CMacroExpander::Scanner::Place& place) {
+        MacroDiagnostic each = {place.pos, place.len, {}, {}};
+        if (place.fault) {
+            each.message = place.fault;
+            if (place.len > 1) { // an open one
+                const std::string_view inside = text.substr(place.pos + place.len);
+                const std::string_view known = KnownPrefix(names, inside);
+                if (!known.empty()) {
+                    each.len += known.size();
+                    each.hint = InParentheses(known);
+                }
+            }
+        } else if (place.isLiteral) {
+            const bool isDropped = place.len > 1 && place.name != "$";
+            const bool isName = Contains(names, std::string(place.name));
+            if (!isDropped && !isName) return;
+            each.len = 2;
+            each.message = isDropped
+                               ? "This \"$\" is literal, as another one stands two places after it, and the character "
+                                 "between them is lost."
+                               : "This \"$\" is literal, as white space stands two places after it.";
+            if (isName) each.hint = InParentheses(place.name);
+        } else if (!Contains(names, std::string(place.name))) {
+            each.message = "Variable \"" + std::string(place.name) + "\" is not supported.";
+            const std::string_view known = KnownPrefix(names, place.name);
+            const std::string_view near = known.empty() ? detail::Nearest(place.name, views) : known;
+            if (!near.empty()) {
+                const bool isBare = text.substr(place.pos, place.len) == "$" + std::string(place.name);
+                each.hint = InParentheses(near);
+                if (!known.empty() && isBare) each.hint += place.name.substr(known.size());
+            }
+        } else {
+            return;
+        }
+        found.push_back(std::move(each));
+    });
+    std::sort(found.begin(), found.end(), [](const auto& left, const auto& right) {
+        return std::pair(left.pos, left.len) < std::pair(right.pos, right.len);
+    });
+    return found;
+}
 
 CMacroExpander::CMacroExpander(CMacroVarResolver* resolver) : mResolver(resolver) {}
 

@@ -6,6 +6,7 @@
 
 #include "Export.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -84,6 +85,22 @@ private:
     Identity mIdentity;
     std::map<std::string, std::string> mValues;
 };
+
+/// Something that is wrong with a macro expression.
+struct MacroDiagnostic {
+    std::size_t pos = 0; ///< The first byte that is meant.
+    std::size_t len = 0; ///< How many bytes are meant.
+    std::string message; ///< What is so.
+    std::string hint;    ///< What to write instead of these bytes, ready to paste; empty if only the writer knows.
+};
+
+/// Says all that is wrong with an expression, and where, and not what is wrong first alone: what CMacroExpander refuses,
+/// in its words, and a "$" that is literal although a variable of the resolver has the name behind it, or that makes the
+/// character behind it disappear. An expression without an entry is accepted, and expands as it is written.
+///
+/// \param resolver  asked for its names once; null knows none.
+/// \return          in the order of their places.
+ZOR_COMMON_API std::vector<MacroDiagnostic> CheckMacro(const std::string& expr, CMacroVarResolver* resolver);
 
 /// A piece of a parsed expression.
 class ZOR_COMMON_API CMacroExpanderToken {
@@ -252,6 +269,7 @@ public:
     void ClearTokens();
 
 private:
+    friend ZOR_COMMON_API std::vector<MacroDiagnostic> CheckMacro(const std::string& expr, CMacroVarResolver* resolver);
     class Scanner;
     using Tokens = std::vector<std::unique_ptr<CMacroExpanderToken>>;
 

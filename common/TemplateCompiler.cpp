@@ -19,8 +19,60 @@ NumberDefinition<std::uint64_t> DecimalNumber(const CounterDefinition& counter)
     return number;
 }
 
-/// The counter that the kind `v` shows; null for a tag that is not defined.
-const CounterDefinition* FindTag(const ArgumentList& arguments, const PacketContext& context)
+void AddExpression(ProgramBuilder& builder, const ExpressionText& found, const PartPlace& place,
+                   const PacketContext& context)
+{
+    const ArgumentList arguments = found.hasList ? ArgumentList(found.list) : ArgumentList();
+    const unsigned int(&a)[ArgumentList::kMaxWords] = arguments.numbers;
+    switch (found.kind) {
+    case 'm':
+    case 'M':
+        builder.AddMac(place, context.macRepeat, arguments.isGiven && a[0] != 0 ? 1 : 0, found.kind == 'M');
+        return;
+    case '$': builder.AddHex(place, HexCounterOf(arguments), FormatOf(arguments)); return;
+    case 'p': builder.AddVariable(place, "port"); return;
+    case '=': builder.AddVariable(place, LowerCase(arguments.words[0])); return;
+    case '_': builder.AddLength(place, {a[0] != 0, a[1], a[2] == 1}); return;
+    default: break;
+    }
+    if (!IsDecimalKind(found.kind)) return builder.AddEscape(place);
+    const DecimalExpression decimal = DecimalOf(found.kind, arguments, context);
+    builder.AddDecimal(place, DecimalNumber(decimal.counter), decimal.width);
+}
+
+} // namespace
+
+bool IsDecimalKind(char kind) noexcept
+{
+    return kind == 'x' || kind == 'b' || kind == 's' || kind == 'S' || kind == 'v';
+}
+
+DecimalExpression DecimalOf(char kind, const ArgumentList& arguments, const PacketContext& context) noexcept
+{
+    const unsigned int(&a)[ArgumentList::kMaxWords] = arguments.numbers;
+    CounterDefinition counter = {
+        .start = a[0], .step = a[2], .repeat = a[4], .count = a[1], .modulus = a[5] == 0 ? 0 : a[5] + 1};
+    auto width = static_cast<std::uint8_t>(arguments.isGiven ? a[0] : 0);
+    switch (kind) {
+    case 'b':
+        counter.start = context.firstBase;
+        counter.count = 1;
+        break;
+    case 'v':
+        counter.start = counter.step = counter.count = 0;
+        if (const CounterDefinition* const tag = FindTag(arguments, context)) counter = *tag;
+        width = static_cast<std::uint8_t>(a[1]);
+        break;
+    case 'x': width = static_cast<std::uint8_t>(a[3]); break;
+    default:
+        counter.start = context.secondBase;
+        counter.count = 0;
+        break;
+    }
+    return {counter, width};
+}
+
+const CounterDefinition* FindTag(const ArgumentList& arguments, const PacketContext& context) noexcept
 {
     const unsigned int tag = arguments.numbers[0];
     if (tag == 0) return nullptr;
@@ -29,18 +81,18 @@ const CounterDefinition* FindTag(const ArgumentList& arguments, const PacketCont
     return tag <= context.vlanTags.size() ? &context.vlanTags[tag - 1] : nullptr;
 }
 
-HexFormat FormatOf(const ArgumentList& arguments)
+HexFormat FormatOf(const ArgumentList& arguments) noexcept
 {
-    static constexpr std::string_view kFormats[] = {"little", "big", "hex", "mac", "ipv4", "ipv6"};
     const auto number = static_cast<unsigned char>(arguments.numbers[3]);
     if (arguments.numbers[3] != 0) {
-        return number < std::size(kFormats) ? static_cast<HexFormat>(number) : HexFormat::Little;
+        return number < std::size(kFormatWords) ? static_cast<HexFormat>(number) : HexFormat::Little;
     }
-    const auto* const word = std::find(std::begin(kFormats), std::end(kFormats), arguments.words[3]); // a name or "0"
-    return word == std::end(kFormats) ? HexFormat::Little : static_cast<HexFormat>(word - kFormats);
+    const auto* const word =
+        std::find(std::begin(kFormatWords), std::end(kFormatWords), arguments.words[3]); // a name or "0"
+    return word == std::end(kFormatWords) ? HexFormat::Little : static_cast<HexFormat>(word - kFormatWords);
 }
 
-FieldDefinition HexCounter(const ArgumentList& arguments)
+FieldDefinition HexCounterOf(const ArgumentList& arguments)
 {
     const auto word = [&arguments](std::size_t i) { return Hexfield(std::string(arguments.words[i])); };
     FieldDefinition field;
@@ -56,45 +108,6 @@ FieldDefinition HexCounter(const ArgumentList& arguments)
     return field;
 }
 
-void AddExpression(ProgramBuilder& builder, const ExpressionText& found, const PartPlace& place,
-                   const PacketContext& context)
-{
-    const ArgumentList arguments = found.hasList ? ArgumentList(found.list) : ArgumentList();
-    const unsigned int(&a)[ArgumentList::kMaxWords] = arguments.numbers;
-    CounterDefinition counter = {
-        .start = a[0], .step = a[2], .repeat = a[4], .count = a[1], .modulus = a[5] == 0 ? 0 : a[5] + 1};
-    auto width = static_cast<std::uint8_t>(arguments.isGiven ? a[0] : 0);
-    switch (found.kind) {
-    case 'x': width = static_cast<std::uint8_t>(a[3]); break;
-    case 'b':
-        counter.start = context.firstBase;
-        counter.count = 1;
-        break;
-    case 's':
-    case 'S':
-        counter.start = context.secondBase;
-        counter.count = 0;
-        break;
-    case 'v':
-        counter.start = counter.step = counter.count = 0;
-        if (const CounterDefinition* const tag = FindTag(arguments, context)) counter = *tag;
-        width = static_cast<std::uint8_t>(a[1]);
-        break;
-    case 'm':
-    case 'M':
-        builder.AddMac(place, context.macRepeat, arguments.isGiven && a[0] != 0 ? 1 : 0, found.kind == 'M');
-        return;
-    case '$': builder.AddHex(place, HexCounter(arguments), FormatOf(arguments)); return;
-    case 'p': builder.AddVariable(place, "port"); return;
-    case '=': builder.AddVariable(place, LowerCase(arguments.words[0])); return;
-    case '_': builder.AddLength(place, {a[0] != 0, a[1], a[2] == 1}); return;
-    default: builder.AddEscape(place); return;
-    }
-    builder.AddDecimal(place, DecimalNumber(counter), width);
-}
-
-} // namespace
-
 std::string LowerCase(std::string_view name)
 {
     std::string lower(name);
@@ -104,23 +117,40 @@ std::string LowerCase(std::string_view name)
     return lower;
 }
 
+namespace {
+
+std::shared_ptr<const Program> Compile(std::string text, SourceMap& places, std::string_view given,
+                                       const std::string& marker, const PacketContext& context)
+{
+    ProgramBuilder builder(marker);
+    TemplateScanner scanner(text, marker);
+    std::size_t from = 0; // where the literal text begins that is not in the frame yet
+    for (ExpressionText found; scanner.Next(found);) {
+        const bool isKind = IsTemplateKind(found.kind);
+        if (isKind ? found.kind == 'v' && !found.hasList : found.kind != marker.front()) continue; // literal text
+        builder.AddLiteral(std::string_view(text).substr(from, found.range.pos - from));
+        AddExpression(builder, found, {found.range, places.Find(given, found.range)}, context);
+        from = found.range.pos + found.range.len;
+    }
+    builder.AddLiteral(std::string_view(text).substr(from));
+    return builder.Finish(std::move(text));
+}
+
+} // namespace
+
 std::shared_ptr<const Program> CompileTemplate(const std::string& text, const std::string& marker,
                                                const PacketContext& context)
 {
     SourceMap places;
     std::string rewritten = IsHexTemplate(text) ? RewriteHexTemplate(text, "@", &places) : text;
-    ProgramBuilder builder(marker);
-    TemplateScanner scanner(rewritten, marker);
-    std::size_t from = 0; // where the literal text begins that is not in the frame yet
-    for (ExpressionText found; scanner.Next(found);) {
-        const bool isKind = IsTemplateKind(found.kind);
-        if (isKind ? found.kind == 'v' && !found.hasList : found.kind != marker.front()) continue; // literal text
-        builder.AddLiteral(std::string_view(rewritten).substr(from, found.range.pos - from));
-        AddExpression(builder, found, {found.range, places.Find(text, found.range)}, context);
-        from = found.range.pos + found.range.len;
-    }
-    builder.AddLiteral(std::string_view(rewritten).substr(from));
-    return builder.Finish(std::move(rewritten));
+    return Compile(std::move(rewritten), places, text, marker, context);
+}
+
+std::shared_ptr<const Program> CompileRewritten(std::string text, const std::string& marker,
+                                                const PacketContext& context)
+{
+    SourceMap places;
+    return Compile(std::move(text), places, {}, marker, context);
 }
 
 } // namespace zor::common::detail

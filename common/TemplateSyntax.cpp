@@ -5,6 +5,7 @@
 #include "WideSteps.h"
 
 #include <algorithm>
+#include <iterator>
 #include <stdexcept>
 
 namespace zor::common::detail {
@@ -13,49 +14,13 @@ namespace {
 
 constexpr std::size_t kNone = std::string_view::npos;
 
-/// Whether a character stands between the arguments of a list.
-bool IsDelimiter(char c)
-{
-    return c == ' ' || c == '\t' || c == '\n' || c == ',' || c == ';';
-}
-
 bool IsHexDigit(char c)
 {
     return HexDigitValue(c) != kNoDigit;
 }
 
-/// Reads a number as extraction from a stream does: white space, a sign, then all digits that follow. It has to fit
-/// 32 bits.
-unsigned int ReadNumber(std::string_view word, unsigned int otherwise)
-{
-    std::size_t i = 0;
-    while (i < word.size() && (word[i] == '\v' || word[i] == '\f' || word[i] == '\r')) ++i;
-    const bool negative = i < word.size() && word[i] == '-';
-    if (i < word.size() && (word[i] == '-' || word[i] == '+')) ++i;
-    const std::size_t first = i;
-    std::uint64_t number = 0;
-    for (; i < word.size() && DecimalDigitValue(word[i]) <= 9; ++i) {
-        number = 10 * number + DecimalDigitValue(word[i]);
-        if (number > 0xffffffff) return otherwise;
-    }
-    if (i == first) return otherwise;
-    return static_cast<unsigned int>(negative ? 0 - number : number);
-}
-
 /// How many characters one step of a scan takes.
 constexpr std::size_t kHexScanStep = 16;
-
-/// The end of the run of hex digits at \a from.
-std::size_t EndOfRun(std::string_view text, std::size_t from)
-{
-    for (; text.size() - from >= kHexScanStep; from += kHexScanStep) {
-        const std::uint64_t digits = ScanHex(text.data() + from, kHexScanStep, ' ').digits;
-        if (digits != (std::uint64_t{1} << kHexScanStep) - 1)
-            return from + static_cast<std::size_t>(__builtin_ctzll(~digits));
-    }
-    while (from < text.size() && IsHexDigit(text[from])) ++from;
-    return from;
-}
 
 /// Appends bytes. The first character of each \a marker among them is doubled.
 void AppendEscaped(std::string_view bytes, std::string_view marker, std::string& result)
@@ -89,6 +54,23 @@ bool IsTemplateKind(char c) noexcept
     }
 }
 
+NumberForm ReadNumber(std::string_view word, unsigned int& number) noexcept
+{
+    std::size_t i = 0;
+    while (i < word.size() && (word[i] == '\v' || word[i] == '\f' || word[i] == '\r')) ++i;
+    const bool negative = i < word.size() && word[i] == '-';
+    if (i < word.size() && (word[i] == '-' || word[i] == '+')) ++i;
+    const std::size_t first = i;
+    std::uint64_t read = 0;
+    for (; i < word.size() && DecimalDigitValue(word[i]) <= 9; ++i) {
+        read = 10 * read + DecimalDigitValue(word[i]);
+        if (read > 0xffffffff) return NumberForm::TooLarge;
+    }
+    if (i == first) return NumberForm::None;
+    number = static_cast<unsigned int>(negative ? 0 - read : read);
+    return i == word.size() ? NumberForm::Whole : NumberForm::WithTail;
+}
+
 bool TemplateScanner::Next(ExpressionText& found) noexcept
 {
     if (mMarker.empty()) return false;
@@ -109,19 +91,37 @@ bool TemplateScanner::Next(ExpressionText& found) noexcept
     return true;
 }
 
-ArgumentList::ArgumentList(std::string_view list) : isGiven(true)
+ArgumentList::ArgumentList(std::string_view list)
 {
+    if (!Split(list)) throw std::out_of_range("wildcard argument list ends in delimiters");
+}
+
+bool ArgumentList::Split(std::string_view list) noexcept
+{
+    isGiven = true;
     for (std::size_t pos = 0; pos < list.size(); ++pos) {
-        while (pos < list.size() && IsDelimiter(list[pos])) ++pos;
-        if (pos == list.size()) throw std::out_of_range("wildcard argument list ends in delimiters");
+        while (pos < list.size() && IsArgumentDelimiter(list[pos])) ++pos;
+        if (pos == list.size()) return false;
         const std::size_t start = pos;
-        while (pos < list.size() && !IsDelimiter(list[pos])) ++pos;
+        while (pos < list.size() && !IsArgumentDelimiter(list[pos])) ++pos;
         if (wordCount < kMaxWords) {
             words[wordCount] = list.substr(start, pos - start);
-            numbers[wordCount] = ReadNumber(words[wordCount], numbers[wordCount]);
+            ReadNumber(words[wordCount], numbers[wordCount]);
         }
         ++wordCount;
     }
+    return true;
+}
+
+std::size_t EndOfHexRun(std::string_view text, std::size_t from) noexcept
+{
+    for (; text.size() - from >= kHexScanStep; from += kHexScanStep) {
+        const std::uint64_t digits = ScanHex(text.data() + from, kHexScanStep, ' ').digits;
+        if (digits != (std::uint64_t{1} << kHexScanStep) - 1)
+            return from + static_cast<std::size_t>(__builtin_ctzll(~digits));
+    }
+    while (from < text.size() && IsHexDigit(text[from])) ++from;
+    return from;
 }
 
 void AppendHexBytes(std::string_view digits, std::string& bytes)
@@ -134,7 +134,7 @@ void AppendHexBytes(std::string_view digits, std::string& bytes)
             ++next;
             continue;
         }
-        const std::size_t end = EndOfRun(digits, next);
+        const std::size_t end = EndOfHexRun(digits, next);
         if ((end - next) % 2 != 0) out[size++] = static_cast<char>(HexDigitValue(digits[next++]));
         for (; end - next >= 16; next += 16, size += 8) {
             unsigned long long lane = 0;
@@ -182,7 +182,7 @@ TextRange SourceMap::FindByte(std::string_view source, std::size_t rewritten)
     const auto walk = [&](std::size_t from, bool behindByte) {
         std::size_t next = from;
         while (!IsHexDigit(source[next])) ++next, behindByte = false;
-        const bool isOdd = !behindByte && (EndOfRun(source, next) - next) % 2 != 0;
+        const bool isOdd = !behindByte && (EndOfHexRun(source, next) - next) % 2 != 0;
         mByte = {next, isOdd ? 1u : 2u};
     };
     if (isNew) {
@@ -196,6 +196,14 @@ TextRange SourceMap::FindByte(std::string_view source, std::size_t rewritten)
         mRewritten += shown;
         walk(mByte.pos + mByte.len, true);
     }
+}
+
+bool SourceMap::IsCopied(const TextRange& rewritten) const noexcept
+{
+    const auto next = std::upper_bound(mPieces.begin(), mPieces.end(), rewritten.pos,
+                                       [](std::size_t pos, const Piece& piece) { return pos < piece.rewritten; });
+    return next == mPieces.begin() ||
+           (!std::prev(next)->isBytes && (next == mPieces.end() || rewritten.pos + rewritten.len <= next->rewritten));
 }
 
 TextRange SourceMap::Find(std::string_view source, const TextRange& rewritten)

@@ -22,6 +22,19 @@ struct TextRange {
 /// Whether a character behind a marker opens an expression.
 bool IsTemplateKind(char c) noexcept;
 
+/// Whether a character stands between the arguments of a list.
+inline bool IsArgumentDelimiter(char c) noexcept
+{
+    return c == ' ' || c == '\t' || c == '\n' || c == ',' || c == ';';
+}
+
+/// How much of a word is a number.
+enum class NumberForm : unsigned char { Whole, WithTail, None, TooLarge };
+
+/// Reads a number as extraction from a stream does: white space, a sign, then all digits that follow. It has to fit
+/// 32 bits. Where there is none, or one that is too large, \a number stays as it is.
+NumberForm ReadNumber(std::string_view word, unsigned int& number) noexcept;
+
 /// A marker in a text, with the character behind it and, if that is a kind, the closed list that follows directly.
 struct ExpressionText {
     char kind = 0; ///< The character after the marker's first one, whether it is a kind or not.
@@ -54,6 +67,9 @@ struct ArgumentList {
     /// Splits a list. Throws std::out_of_range if it ends in two delimiters or holds nothing but delimiters.
     explicit ArgumentList(std::string_view list);
 
+    /// The same for an object that holds no list yet. Returns false where the list is malformed.
+    bool Split(std::string_view list) noexcept;
+
     bool isGiven = false;
     std::size_t wordCount = 0; ///< How many the list has, kept or not.
     std::string_view words[kMaxWords];
@@ -73,6 +89,12 @@ public:
     /// reaches from the first digit of the first byte to the last digit of the last. Call it in ascending order.
     TextRange Find(std::string_view source, const TextRange& rewritten);
 
+    /// Whether a range of the rewritten text was copied from the source and is not made of bytes.
+    bool IsCopied(const TextRange& rewritten) const noexcept;
+
+    /// The same for one byte. Call it in ascending order.
+    TextRange FindByte(std::string_view source, std::size_t rewritten);
+
 private:
     struct Piece {
         std::size_t rewritten;
@@ -80,13 +102,14 @@ private:
         bool isBytes;
     };
 
-    TextRange FindByte(std::string_view source, std::size_t rewritten);
-
     std::vector<Piece> mPieces;
     std::size_t mPiece = 0;     ///< The piece that was found last.
     std::size_t mRewritten = 0; ///< Where the byte of mByte stands in the rewritten text.
     TextRange mByte;
 };
+
+/// The end of the run of hex digits at \a from.
+std::size_t EndOfHexRun(std::string_view text, std::size_t from) noexcept;
 
 /// Appends the bytes that runs of hex digits stand for, an odd run with a zero in front; other characters end a run.
 void AppendHexBytes(std::string_view digits, std::string& bytes);

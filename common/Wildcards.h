@@ -15,6 +15,7 @@
 namespace zor::common {
 
 class CompiledTemplate;
+struct TemplateDiagnostic;
 
 /// Expands a template that holds counters and variables into its successive values, by step or by index.
 /// \code
@@ -231,6 +232,7 @@ public:
 
 private:
     friend class CompiledTemplate;
+    friend ZOR_COMMON_API std::vector<TemplateDiagnostic> CheckTemplate(const Wildcards& source);
     class Impl;
 
     std::unique_ptr<Impl> mImpl;

@@ -4,6 +4,7 @@
 /// \file
 /// What the example programs share: numbers and files from the command line, and one way to report a mistake.
 
+#include <common/TemplateCheck.h>
 #include <common/Wildcards.h>
 
 #include <charconv>
@@ -79,9 +80,14 @@ void ForEachValue(zor::common::Wildcards& wildcards, std::uint32_t count, Use us
     }
 }
 
-/// Parses a template whose argument lists the user may have got wrong.
-inline void ParseTemplate(zor::common::Wildcards& wildcards)
+/// Parses a template that the user may have got wrong, and says on standard error what is wrong and what is doubtful.
+/// \param text  as it was given.
+/// \param name  what it is called.
+inline void ParseTemplate(zor::common::Wildcards& wildcards, const std::string& text, const std::string& name)
 {
+    for (const zor::common::TemplateDiagnostic& found : CheckTemplate(wildcards)) {
+        if (found.severity != zor::common::TemplateDiagnostic::Severity::Note) std::cerr << ToText(found, text, name);
+    }
     try {
         wildcards.ParseExpr();
     } catch (const std::out_of_range&) {

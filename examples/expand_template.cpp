@@ -114,7 +114,7 @@ void ExpandTemplate(int argc, char** argv)
         wildcards.AddVar(std::string(pair.substr(0, equals)), std::string(pair.substr(equals + 1)));
     }
 
-    examples::ParseTemplate(wildcards);
+    examples::ParseTemplate(wildcards, text, options.file.value_or("template"));
     if (options.index) wildcards.SetReadCursor(static_cast<int>(*options.index));
     examples::ForEachValue(wildcards, count, [&](const std::string& value) { Print(value, options.hex); });
 }

@@ -23,8 +23,9 @@ void PacketsToPcap(int argc, char** argv)
         return;
     }
     if (argc < 3 || argc > 4) throw UsageError("two files and perhaps a count are expected");
-    Wildcards packets(examples::ReadTemplate(argv[1]), "@");
-    examples::ParseTemplate(packets);
+    const std::string text = examples::ReadTemplate(argv[1]);
+    Wildcards packets(text, "@");
+    examples::ParseTemplate(packets, text, argv[1]);
     const std::uint32_t count = argc == 4 ? examples::ReadNumber("the count", argv[3]) : 1000;
 
     examples::CaptureWriter out(argv[2]);

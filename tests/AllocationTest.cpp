@@ -12,6 +12,7 @@
 #include <common/Ipv6Address.h>
 #include <common/MacroExpander.h>
 #include <common/SequenceAudit.h>
+#include <common/TemplateCheck.h>
 #include <common/Wildcards.h>
 #include <common/WorldWideName.h>
 
@@ -391,6 +392,16 @@ TEST(Allocation, FailuresLeaveAuditsAsTheyWere)
         [&](auto&) { varying.FindIndex(packet(varying, 77777)); });
 }
 
+TEST(Allocation, FailuresOfChecksLeaveNothing)
+{
+    const std::string faults = "@h 0 @d@x(1,,5)@$(10.0.0.1,5,1,ip4,0,zz)@=(nme)@_(1,16) @x 28 31 29@m(";
+    FailEachAllocation([&] { return Drawn(faults, "@"); }, [](Drawn& object) { return object.text; },
+                       [](auto& object) { EXPECT_GE(CheckTemplate(object).size(), 9u); },
+                       [&](auto&) {
+                           ToText({123, {}, 0, faults.size(), kLong, kLong}, faults, kLong);
+                       });
+}
+
 TEST(Allocation, FailuresLeaveFrameBuildersAsTheyWere)
 {
     const auto make = [] {
@@ -568,7 +579,11 @@ TEST(Allocation, FailuresLeaveSchemasAsTheyWere)
     for (const std::size_t room : {0u, 1u, 2u, 9u}) {
         FailEachAllocation([&] { return WithRoom(std::vector(1, other), room); },
                            [](const auto& messages) { return test::Text(messages); },
-                           [&](auto& messages) { EXPECT_TRUE(parser.readProtoFile(file.path, messages)); });
+                           [&](auto& messages) { EXPECT_TRUE(parser.readProtoFile(file.path, messages)); },
+                           [&](auto& messages) {
+                               std::vector<SchemaDiagnostic> found;
+                               EXPECT_TRUE(parser.readProtoFile(file.path, messages, found));
+                           });
     }
 }
 

@@ -163,4 +163,20 @@ TEST(GoogleProtoBufParser, LongFilesAreReadWhole)
     EXPECT_EQ(SchemaFile(text).Read(), expected);
 }
 
+TEST(GoogleProtoBufParser, SaysWhatIsNotRead)
+{
+    for (const auto& row : test::Rows("protobuf-faults.txt")) {
+        std::string expected;
+        for (std::size_t i = 1; i < row.size(); ++i) expected += row[i] + '\n';
+        std::vector<CGoogleProtoBufMessageInfo> messages;
+        EXPECT_EQ(test::SchemaFile(row[0]).Faults(messages), expected) << row[0];
+    }
+    std::vector<CGoogleProtoBufMessageInfo> messages;
+    std::vector<SchemaDiagnostic> found;
+    EXPECT_FALSE(CGoogleProtoBufParser().readProtoFile("", messages, found));
+    EXPECT_TRUE(CGoogleProtoBufParser().readProtoFile("/", messages, found));
+    ASSERT_EQ(found.size(), 2u);
+    EXPECT_EQ(found[1].message, "The file cannot be read.");
+}
+
 } // namespace

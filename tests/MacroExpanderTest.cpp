@@ -157,4 +157,25 @@ TEST(MacroVarMapResolver, ListsInByteOrderAndEmptiesUnknownValues)
     EXPECT_EQ(value, "text");
 }
 
+TEST(MacroExpander, SaysAllFaultsWithTheirPlaces)
+{
+    CMacroVarMapResolver variables;
+    for (const char* name : {"n", "host", "port", "a name"}) variables.SetValue(name, "");
+    const auto faults = [&](const std::string& expr) {
+        std::string all;
+        for (const MacroDiagnostic& found : CheckMacro(expr, &variables)) {
+            all += std::to_string(found.pos) + '+' + std::to_string(found.len) + ' ' + found.message.substr(0, 12) +
+                   (found.hint.empty() ? "" : " -> ") + found.hint + '\n';
+        }
+        return all;
+    };
+    EXPECT_EQ(faults("$(host):$(port) $host $(a name) cost $5 $( x $5 "), "");
+    EXPECT_EQ(faults("$host:80 $(hots)\n$x) $((b) $(port and"),
+              "0+8 Variable \"ho -> $(host):80\n9+7 Variable \"ho -> $(host)\n19+1 Mismatched c\n23+1 Can not nest\n"
+              "27+6 Missing clos -> $(port)\n");
+    EXPECT_EQ(faults("$n of $x$n $$ "),
+              "0+2 This \"$\" is  -> $(n)\n6+2 This \"$\" is \n8+2 This \"$\" is  -> $(n)\n12+1 Variable \"\" \n");
+    EXPECT_EQ(faults("$$host $(ab$(host) $x(y"), "0+1 Variable \"\" \n12+1 Can not nest\n19+3 Missing clos\n");
+}
+
 } // namespace

@@ -60,6 +60,7 @@ public:
         std::string value = "old", error, freshError;
         CMacroExpander fresh(mReferences[mCurrent]);
         const bool valid = fresh.ParseExpr(expr, freshError);
+        CompareFaults(expr, valid, freshError);
         switch (operation) {
         case 0:
         case 1:
@@ -96,6 +97,21 @@ public:
     }
 
 private:
+    /// What is refused has a fault with those words, and what is accepted has none but about a literal "$".
+    void CompareFaults(const std::string& expr, bool valid, const std::string& error) const
+    {
+        bool isRefused = false, isSaid = valid;
+        std::size_t pos = 0;
+        for (const MacroDiagnostic& found : zor::common::CheckMacro(expr, mReferences[mCurrent])) {
+            isRefused = isRefused || found.message.compare(0, 4, "This") != 0;
+            isSaid = isSaid || error.compare(0, found.message.size(), found.message) == 0;
+            ASSERT_TRUE(found.pos >= pos && found.len > 0 && found.pos + found.len <= expr.size()) << found.message;
+            pos = found.pos;
+        }
+        ASSERT_EQ(isRefused, !valid);
+        ASSERT_TRUE(isSaid) << error;
+    }
+
     static constexpr const char* kNames[] = {"A", "BC", "x", "a name that is longer than any string keeps inside"};
 
     static std::string Expression(Random& random)

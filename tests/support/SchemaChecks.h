@@ -50,7 +50,24 @@ public:
     {
         std::vector<MessageInfo> messages;
         EXPECT_TRUE(CGoogleProtoBufParser().readProtoFile(path, messages));
+        std::vector<MessageInfo> same;
+        Faults(same);
+        EXPECT_EQ(Text(messages), Text(same));
         return Text(messages);
+    }
+
+    /// What is said of the file: "3:5 w message -> hint", each on a line.
+    std::string Faults(std::vector<MessageInfo>& messages) const
+    {
+        std::vector<SchemaDiagnostic> found;
+        EXPECT_TRUE(CGoogleProtoBufParser().readProtoFile(path, messages, found));
+        std::string faults;
+        for (const SchemaDiagnostic& each : found) {
+            faults += std::to_string(each.line) + ':' + std::to_string(each.column) + ' ' +
+                      "nwe"[static_cast<std::size_t>(each.severity)] + ' ' + each.message +
+                      (each.hint.empty() ? "" : " -> ") + each.hint + '\n';
+        }
+        return faults;
     }
 
     const std::string path = testing::TempDir() + "zor-" + std::to_string(getpid()) + ".proto";

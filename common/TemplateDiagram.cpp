@@ -1,0 +1,410 @@
+#include "CompiledTemplate.h"
+#include "TemplateCheck.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <utility>
+
+namespace zor::common {
+
+namespace {
+
+constexpr std::size_t kRowBytes = 4;
+constexpr std::size_t kNone = ~std::size_t{0};
+
+std::string HexOf(std::string_view bytes, const char* between = "")
+{
+    std::string text;
+    for (const char c : bytes) {
+        if (!text.empty()) text += between;
+        const auto byte = static_cast<unsigned char>(c);
+        text += {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
+    }
+    return text;
+}
+
+/// The text of a field, in digits where it is not text.
+std::string Readable(const std::string& text)
+{
+    const bool isText = std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c <= '~'; });
+    return isText ? text : "0x" + HexOf(text);
+}
+
+/// Bytes of the value at index 0 that belong together.
+struct Cell {
+    std::size_t offset = 0;
+    std::size_t size = 0;
+    std::size_t field = kNone; ///< Its place in GetFields(); none for literal text and checksums.
+    bool isChecksum = false;
+
+    bool IsLiteral() const { return field == kNone && !isChecksum; }
+    bool IsOfSame(const Cell& other) const
+    {
+        return field == other.field && isChecksum == other.isChecksum && field != kNone;
+    }
+};
+
+/// What all styles show.
+struct Picture {
+    Picture(const CompiledTemplate& of, const std::vector<std::string>& names)
+        : fields(of.GetFields()), isFixedSize(of.IsFixedSize()), period(of.GetPeriod()), maxSize(of.GetMaxSize())
+    {
+        of.GetValueAt(0, value);
+        for (std::size_t i = 0; i < fields.size(); ++i) {
+            TemplateField& field = fields[i];
+            if (i < names.size() && !names[i].empty()) field.name = names[i];
+            if (field.name.empty()) field.name = NameOf(field.kind);
+        }
+        std::size_t end = 0;
+        for (std::size_t i = 0; i < fields.size(); ++i) {
+            if (fields[i].first.empty()) continue;
+            AddLiteral(of, end, fields[i].offset);
+            cells.push_back({fields[i].offset, fields[i].first.size(), i, false});
+            end = fields[i].offset + fields[i].first.size();
+        }
+        AddLiteral(of, end, value.size());
+    }
+
+    static const char* NameOf(char kind)
+    {
+        switch (kind) {
+        case 'x': return "number";
+        case 'b': return "first base";
+        case 's':
+        case 'S': return "second base";
+        case 'm':
+        case 'M': return "MAC address";
+        case 'v': return "VLAN";
+        case 'p': return "port";
+        case '=': return "variable";
+        case '_': return "length";
+        default: return "counter";
+        }
+    }
+
+    /// Bytes between two fields: what changes in them is a checksum.
+    void AddLiteral(const CompiledTemplate& of, std::size_t from, std::size_t to)
+    {
+        const std::vector<ByteSpan>& spans = of.GetChangingSpans();
+        auto next = std::lower_bound(spans.begin(), spans.end(), from, [](const ByteSpan& span, std::size_t place) {
+            return span.offset + span.size <= place;
+        });
+        for (; next != spans.end() && next->offset < to; ++next) {
+            const ByteSpan& span = *next;
+            const std::size_t first = std::max(span.offset, from);
+            const std::size_t last = std::min(span.offset + span.size, to);
+            if (first >= last) continue;
+            if (first > from) cells.push_back({from, first - from, kNone, false});
+            cells.push_back({first, last - first, kNone, true});
+            from = last;
+        }
+        if (from < to) cells.push_back({from, to - from, kNone, false});
+    }
+
+    bool IsCounting(const Cell& cell) const
+    {
+        return cell.isChecksum || (cell.field != kNone && fields[cell.field].period != 1);
+    }
+
+    bool IsVarying(const Cell& cell) const
+    {
+        return cell.field != kNone && fields[cell.field].minSize != fields[cell.field].maxSize;
+    }
+
+    std::string NameOf(const Cell& cell) const
+    {
+        return cell.isChecksum ? "checksum" : cell.field == kNone ? std::string() : fields[cell.field].name;
+    }
+
+    /// Calls \a row with the cells of each row, cut at its ends, and \a skipped with the bytes of rows that hold nothing but
+    /// literal text, where there are many.
+    template <class Row, class Skipped>
+    void VisitRows(Row row, Skipped skipped) const
+    {
+        constexpr std::size_t kMost = 8 * kRowBytes;
+        std::size_t next = 0; // of the cells
+        for (std::size_t from = 0; from < value.size();) {
+            while (cells[next].offset + cells[next].size <= from) ++next;
+            const std::size_t end = cells[next].offset + cells[next].size;
+            if (cells[next].IsLiteral() && end - from > kMost) {
+                const std::size_t count = (end - from) / kRowBytes * kRowBytes - kRowBytes;
+                row(from, CellsFrom(next, from));
+                skipped(from + kRowBytes, count - kRowBytes);
+                from += count;
+                continue;
+            }
+            row(from, CellsFrom(next, from));
+            from += kRowBytes;
+        }
+    }
+
+    std::vector<Cell> CellsFrom(std::size_t next, std::size_t from) const
+    {
+        std::vector<Cell> found;
+        const std::size_t to = std::min(from + kRowBytes, value.size());
+        for (; next < cells.size() && cells[next].offset < to; ++next) {
+            Cell cell = cells[next];
+            const std::size_t end = std::min(cell.offset + cell.size, to);
+            cell.offset = std::max(cell.offset, from);
+            cell.size = end - cell.offset;
+            found.push_back(cell);
+        }
+        return found;
+    }
+
+    /// A field in a line: where it stands, and its values.
+    std::string Describe(const TemplateField& field) const
+    {
+        std::string text = field.isOffsetFixed ? "offset " : "at first offset ";
+        text += std::to_string(field.offset) + ", " + std::to_string(field.minSize);
+        if (field.maxSize != field.minSize) text += " to " + std::to_string(field.maxSize);
+        text += field.maxSize == 1 ? " byte: " : " bytes: ";
+        text += Readable(field.first);
+        if (field.period == 1) return text;
+        text += ", " + Readable(field.second);
+        if (field.period == 0) return text + " and on";
+        return text + " to " + Readable(field.last) + ", the same again after " + std::to_string(field.period);
+    }
+
+    std::string value;
+    std::vector<TemplateField> fields;
+    std::vector<Cell> cells; ///< All bytes of the value, in their order.
+    bool isFixedSize;
+    std::uint64_t period;
+    std::size_t maxSize;
+};
+
+// ---- characters
+
+std::string Centred(std::string text, std::size_t width)
+{
+    for (char& c : text) {
+        if (c >= 0 && (c < ' ' || c == 0x7f)) c = '?';
+    }
+    if (text.size() > width) text.resize(width);
+    text.insert(0, (width - text.size()) / 2, ' ');
+    return text.append(width - text.size(), ' ');
+}
+
+std::string DrawRfc(const Picture& picture)
+{
+    constexpr std::size_t kWidth = 16; // characters for a byte
+    std::string text;
+    text += "  0                   1                   2                   3\n";
+    text += "  0 1 2 3 4 5 6 7 8 9 0 1 2 3 4 5 6 7 8 9 0 1 2 3 4 5 6 7 8 9 0 1\n";
+    std::vector<Cell> before;
+    // The line above a row is open between two rows of one field, but for its ends.
+    const auto addLine = [&](std::size_t bytes, std::size_t from, const std::vector<Cell>& row) {
+        std::string line = " +";
+        for (std::size_t i = 0; i < bytes; ++i) line += "-+-+-+-+-+-+-+-+";
+        for (const Cell& cell : row) {
+            const bool goesOn = std::any_of(before.begin(), before.end(), [&](const Cell& above) {
+                return above.IsOfSame(cell) && above.offset + kRowBytes <= cell.offset + cell.size;
+            });
+            if (!goesOn) continue;
+            const Cell& above =
+                *std::find_if(before.begin(), before.end(), [&](const Cell& each) { return each.IsOfSame(cell); });
+            const std::size_t first = std::max(above.offset + kRowBytes, cell.offset) - from;
+            const std::size_t last = std::min(above.offset + above.size + kRowBytes, cell.offset + cell.size) - from;
+            if (first >= last) continue;
+            line.replace(2 + first * kWidth, (last - first) * kWidth - 1, (last - first) * kWidth - 1, ' ');
+        }
+        text += line + '\n';
+    };
+    std::size_t lastBytes = 0;
+    picture.VisitRows(
+        [&](std::size_t from, const std::vector<Cell>& row) {
+            std::size_t bytes = 0;
+            for (const Cell& cell : row) bytes += cell.size;
+            addLine(std::max(bytes, lastBytes), from, row);
+            text += " |";
+            for (const Cell& cell : row) {
+                std::string label = HexOf(std::string_view(picture.value).substr(cell.offset, cell.size), " ");
+                if (!cell.IsLiteral()) {
+                    const bool isFirst = cell.isChecksum || picture.fields[cell.field].offset >= cell.offset;
+                    const std::string marks =
+                        (picture.IsCounting(cell) ? " *" : "") + std::string(picture.IsVarying(cell) ? " ~" : "");
+                    label = isFirst ? picture.NameOf(cell) : std::string();
+                    const std::size_t room = cell.size * kWidth - 1;
+                    if (isFirst)
+                        label.resize(std::min(label.size(), room - std::min(room, marks.size()))), label += marks;
+                }
+                text += Centred(std::move(label), cell.size * kWidth - 1) + '|';
+            }
+            text += '\n';
+            lastBytes = bytes;
+            before = row;
+        },
+        [&](std::size_t, std::size_t bytes) {
+            text += " +-+-+-+-+-+-+-+-+-+-+-+-+-+-+-+-+-+-+-+-+-+-+-+-+-+-+-+-+-+-+-+-+\n |";
+            text += Centred(std::to_string(bytes) + " bytes", kRowBytes * kWidth - 1) + "|\n";
+            before.clear();
+        });
+    if (lastBytes != 0) addLine(lastBytes, 0, {});
+    for (std::size_t i = 0; i < picture.fields.size(); ++i) {
+        const TemplateField& field = picture.fields[i];
+        if (field.maxSize == 0) continue;
+        text += field.period == 1 ? "   " : " * ";
+        text += field.name + ": " + picture.Describe(field) + '\n';
+    }
+    if (!picture.isFixedSize) text += " ~ The size varies, up to " + std::to_string(picture.maxSize) + " bytes.\n";
+    return text;
+}
+
+// ---- SVG
+
+/// Text in XML, in which no control characters may stand, and no bytes that are not UTF-8.
+std::string Escaped(std::string_view text)
+{
+    std::string result;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        // What may start a character of UTF-8, and how many bytes follow.
+        const std::size_t following = byte < 0xc2 ? 0 : byte < 0xe0 ? 1 : byte < 0xf0 ? 2 : byte < 0xf5 ? 3 : 0;
+        if (byte == '&') {
+            result += "&amp;";
+        } else if (byte == '<') {
+            result += "&lt;";
+        } else if (byte == '>') {
+            result += "&gt;";
+        } else if (byte == '"') {
+            result += "&quot;";
+        } else if (byte >= ' ' && byte < 0x7f) {
+            result += text[i];
+        } else if (following != 0 && byte < 0xed && byte != 0xe0 && i + following < text.size() &&
+                   std::all_of(text.begin() + static_cast<std::ptrdiff_t>(i + 1),
+                               text.begin() + static_cast<std::ptrdiff_t>(i + 1 + following),
+                               [](char c) { return (static_cast<unsigned char>(c) & 0xc0) == 0x80; })) {
+            result += text.substr(i, following + 1);
+            i += following;
+        } else {
+            result += '?';
+        }
+    }
+    return result;
+}
+
+std::string DrawSvg(const Picture& picture)
+{
+    constexpr std::size_t kLeft = 44; // in pixels, as all below
+    constexpr std::size_t kTop = 24;
+    constexpr std::size_t kByte = 150;
+    constexpr std::size_t kRow = 40;
+    constexpr std::size_t kCharacter = 7; // of the names, about
+    std::string rows;
+    std::size_t y = kTop;
+    const auto addText = [&rows](std::size_t x, std::size_t at, const char* style, const std::string& text) {
+        rows += "<text x=\"" + std::to_string(x) + "\" y=\"" + std::to_string(at) + "\" class=\"" + style + "\">" +
+                Escaped(text) + "</text>\n";
+    };
+    const auto addBox = [&](std::size_t x, std::size_t width, const char* style, const std::string& title) {
+        rows += "<rect x=\"" + std::to_string(x) + "\" y=\"" + std::to_string(y) + "\" width=\"" +
+                std::to_string(width) + "\" height=\"" + std::to_string(kRow) + "\" class=\"" + style + "\"><title>" +
+                Escaped(title) + "</title></rect>\n";
+    };
+    picture.VisitRows(
+        [&](std::size_t from, const std::vector<Cell>& row) {
+            addText(kLeft - 8, y + kRow / 2 + 4, "o", std::to_string(from));
+            for (const Cell& cell : row) {
+                const std::size_t x = kLeft + (cell.offset - from) * kByte;
+                const std::size_t width = cell.size * kByte;
+                const std::size_t middle = x + width / 2;
+                const std::string bytes = HexOf(std::string_view(picture.value).substr(cell.offset, cell.size), " ");
+                const bool isCounting = picture.IsCounting(cell);
+                addBox(x, width,
+                       cell.IsLiteral() ? "l"
+                       : isCounting     ? "c"
+                                        : "f",
+                       cell.field == kNone
+                           ? cell.isChecksum ? "checksum" : "literal"
+                           : picture.fields[cell.field].name + ": " + picture.Describe(picture.fields[cell.field]));
+                if (cell.IsLiteral()) {
+                    addText(middle, y + kRow / 2 + 4, "h", bytes);
+                    continue;
+                }
+                std::string name = picture.NameOf(cell);
+                const std::size_t room = width / kCharacter - 4;
+                if (name.size() > room) name = name.substr(0, room) + "...";
+                if (isCounting) name += " \xe2\x86\xbb"; // a circle with an arrow
+                addText(middle, y + 17, "n", name);
+                addText(middle, y + 33, "h", bytes);
+            }
+            y += kRow;
+        },
+        [&](std::size_t from, std::size_t bytes) {
+            addText(kLeft - 8, y + kRow / 2 + 4, "o", std::to_string(from));
+            addBox(kLeft, kRowBytes * kByte, "l", "literal");
+            addText(kLeft + kRowBytes * kByte / 2, y + kRow / 2 + 4, "n", std::to_string(bytes) + " bytes");
+            y += kRow;
+        });
+    for (std::size_t i = 0; i < kRowBytes; ++i)
+        addText(kLeft + i * kByte + kByte / 2, 16, "o m", '+' + std::to_string(i));
+    std::string note = "\xe2\x86\xbb counts";
+    if (picture.period != 0) note += "; the same again after " + std::to_string(picture.period);
+    if (!picture.isFixedSize) note += "; the size varies, up to " + std::to_string(picture.maxSize) + " bytes";
+    addText(kLeft, y + 20, "n s", note);
+    const std::string width = std::to_string(kLeft + kRowBytes * kByte + 8);
+    const std::string height = std::to_string(y + 32);
+    return "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + width + "\" height=\"" + height +
+           "\" viewBox=\"0 0 " + width + ' ' + height +
+           "\" role=\"img\">\n"
+           "<style>rect{stroke:#445;stroke-width:1}.l{fill:#f2f2f4}.f{fill:#dbe7f6}.c{fill:#ffe3b0}"
+           "text{font-family:sans-serif;font-size:12px;text-anchor:middle;fill:#1c1c22}"
+           ".h{font-family:monospace}.n{font-weight:bold}.o{text-anchor:end;fill:#667}.m{text-anchor:middle}"
+           ".s{text-anchor:start;font-weight:normal}</style>\n"
+           "<rect x=\"0\" y=\"0\" width=\"100%\" height=\"100%\" style=\"fill:#fff;stroke:none\"/>\n" +
+           rows + "</svg>\n";
+}
+
+// ---- JSON
+
+/// A text in quotes. Bytes that are no ASCII come as the code points of the same numbers.
+std::string QuotedJson(std::string_view text)
+{
+    std::string result = "\"";
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == '"' || c == '\\') result += '\\';
+        if (byte >= ' ' && byte < 0x7f) {
+            result += c;
+        } else {
+            result += "\\u00" + HexOf(std::string_view(&c, 1));
+        }
+    }
+    return result + '"';
+}
+
+std::string DrawJson(const Picture& picture)
+{
+    const auto boolean = [](bool is) { return is ? "true" : "false"; };
+    std::string text = "{\"size\": " + std::to_string(picture.maxSize);
+    text += ", \"isFixedSize\": " + std::string(boolean(picture.isFixedSize));
+    text += ", \"period\": " + std::to_string(picture.period) + ", \"first\": \"" + HexOf(picture.value);
+    text += "\",\n \"fields\": [";
+    for (std::size_t i = 0; i < picture.fields.size(); ++i) {
+        const TemplateField& field = picture.fields[i];
+        text += (i == 0 ? "\n  {\"name\": " : ",\n  {\"name\": ") + QuotedJson(field.name);
+        text += ", \"kind\": " + QuotedJson(std::string(1, field.kind));
+        text += ", \"pos\": " + std::to_string(field.pos) + ", \"len\": " + std::to_string(field.len);
+        text += ", \"offset\": " + std::to_string(field.offset);
+        text += ", \"isOffsetFixed\": " + std::string(boolean(field.isOffsetFixed));
+        text += ", \"minSize\": " + std::to_string(field.minSize) + ", \"maxSize\": " + std::to_string(field.maxSize);
+        text += ", \"first\": \"" + HexOf(field.first) + "\", \"second\": \"" + HexOf(field.second);
+        text += "\", \"last\": \"" + HexOf(field.last) + "\", \"period\": " + std::to_string(field.period) + '}';
+    }
+    return text + "]}\n";
+}
+
+} // namespace
+
+std::string Diagram(const CompiledTemplate& of, DiagramStyle style, const std::vector<std::string>& names)
+{
+    const Picture picture(of, names);
+    switch (style) {
+    case DiagramStyle::Svg: return DrawSvg(picture);
+    case DiagramStyle::Json: return DrawJson(picture);
+    default: return DrawRfc(picture);
+    }
+}
+
+} // namespace zor::common

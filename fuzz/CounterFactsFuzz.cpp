@@ -1,0 +1,4 @@
+#include "../tests/support/DiagnosticChecks.h"
+#include "Fuzz.h"
+
+ZOR_FUZZ_TARGET(CheckCounterFacts)
