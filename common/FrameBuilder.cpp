@@ -106,14 +106,30 @@ FrameBuilder& FrameBuilder::Ipv6(const FrameAddress<CIpv6Address>& source,
     return Add(std::move(writer.GetLayer()));
 }
 
-FrameBuilder& FrameBuilder::Udp(const FrameNumber& sourcePort, const FrameNumber& destinationPort,
-                                const UdpOptions& options)
+namespace {
+
+LayerWriter UdpHeader(const FrameNumber& sourcePort, const FrameNumber& destinationPort, const UdpOptions& options)
 {
     LayerWriter writer(LayerKind::Udp);
     writer.PutField("sport", sourcePort.GetValue(), 2)
         .PutField("dport", destinationPort.GetValue(), 2)
         .Put(0, 4); // length and checksum
     writer.GetLayer().hasChecksum = options.hasChecksum;
+    return writer;
+}
+
+} // namespace
+
+FrameBuilder& FrameBuilder::Udp(const FrameNumber& sourcePort, const FrameNumber& destinationPort,
+                                const UdpOptions& options)
+{
+    return Add(std::move(UdpHeader(sourcePort, destinationPort, options).GetLayer()));
+}
+
+FrameBuilder& FrameBuilder::Udp(const FrameNumber& sourcePort, const UdpOptions& options)
+{
+    LayerWriter writer = UdpHeader(sourcePort, 0, options);
+    writer.GetLayer().hasPort = false;
     return Add(std::move(writer.GetLayer()));
 }
 

@@ -16,6 +16,7 @@ namespace zor::common::detail {
 enum class LayerKind : std::uint8_t {
     Ethernet,
     Vlan,
+    Mpls,
     Arp,
     Ipv4,
     Ipv6,
@@ -23,19 +24,46 @@ enum class LayerKind : std::uint8_t {
     Tcp,
     Icmp,
     Icmpv6,
+    Gre,
+    Vxlan,
+    GtpU,
     Number,
     Bytes,
     Fill,
     Pattern,
     Padding
 };
-constexpr std::size_t kLayerKinds = 14;
+constexpr std::size_t kLayerKinds = 18;
+
+constexpr unsigned int Bit(LayerKind kind) noexcept
+{
+    return 1u << static_cast<unsigned int>(kind);
+}
+
+/// What is known of a kind of layer. An offset of 0 is none.
+struct LayerTraits {
+    const char* call = "";      ///< The function that adds it.
+    const char* name = "";      ///< The first part of the names of its fields.
+    unsigned int behind = 0;    ///< What it may stand behind.
+    unsigned int etherType = 0; ///< What says in front that it follows, where that is an EtherType; 0 is none.
+    unsigned int protocol = 0;  ///< The same as a protocol number of IP.
+    unsigned int port = 0;      ///< The same as a destination port of UDP.
+    std::size_t typeAt = 0;     ///< Where the EtherType of the next header stands.
+    std::size_t protocolAt = 0; ///< Where its protocol number stands.
+    std::size_t lengthAt = 0;   ///< Where the length stands, in two bytes.
+    std::size_t lengthFrom = 0; ///< From where on it counts.
+    std::size_t checksumAt = 0;
+};
+
+const LayerTraits& TraitsOf(LayerKind kind) noexcept;
 
 /// Bytes of the frame with a name, as one number in network order.
 struct FrameField {
     std::string name;           ///< Before the layer has its place, the part behind the dot.
     std::size_t offset = 0;     ///< In the layer; of an assembled frame, in that.
     std::size_t size = 0;       ///< From 1 to 16.
+    std::size_t bits = 0;       ///< Of the number; the others of its bytes never change.
+    unsigned int shift = 0;     ///< Where the lowest one stands in the bytes.
     Uint128 first{0, 0};        ///< With the other bits of the bytes.
     Uint128 step{0, 0};         ///< Modulo the width.
     std::uint64_t count = 1;    ///< 0 is without end.
@@ -53,6 +81,8 @@ struct FrameLayer {
     std::vector<FrameField> fields; ///< In the order of the bytes.
     unsigned int tagType = 0;       ///< Of a VLAN tag, the number that the header in front says it by.
     bool isFragment = false;
+    bool isPseudowire = false; ///< Of an MPLS label with a control word behind it.
+    bool hasPort = true;       ///< Whether a destination port was given. Otherwise the next layer says it.
     bool hasChecksum = true;
     std::size_t offset = 0; ///< In the frame.
 };
@@ -81,9 +111,9 @@ struct FrameStack {
 struct AssembledFrame {
     explicit AssembledFrame(const FrameStack& stack);
 
-    std::string bytes;              ///< At index 0, with 0 in the place of checksums.
-    std::vector<FrameField> fields; ///< Those that count, in the order of the bytes.
-    std::vector<ChecksumField> checksums;
+    std::string bytes;                    ///< At index 0, with 0 in the place of checksums.
+    std::vector<FrameField> fields;       ///< Those that count, in the order of the bytes.
+    std::vector<ChecksumField> checksums; ///< Each one before those that cover it.
 };
 
 /// Throws std::invalid_argument.

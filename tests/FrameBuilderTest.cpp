@@ -87,7 +87,7 @@ TEST(FrameBuilder, CountsFlowsAsTheyAreShown)
 /// What cannot be: each call is refused with its text and leaves the builder as it was.
 TEST(FrameBuilder, RefusesWhatCannotBe)
 {
-    FrameBuilder ethernet, ip, fragment, ip6, arp, full, padded, repeated;
+    FrameBuilder ethernet, ip, fragment, ip6, arp, full, padded, repeated, unsummed, pseudowire, tunnel;
     ethernet.Ethernet(kSource, kDestination);
     ip.Ipv4(kHere, kThere);
     Ipv4Options more;
@@ -97,6 +97,11 @@ TEST(FrameBuilder, RefusesWhatCannotBe)
     (arp = ethernet).Arp(kSource, kHere, kThere);
     (full = ip6).Udp(1, 2).Fill(65527);
     (padded = ethernet).PadTo(60);
+    (unsummed = ip6).Udp(1, UdpOptions{false});
+    (tunnel = unsummed).GtpU(1);
+    MplsOptions control;
+    control.hasControlWord = true;
+    (pseudowire = ethernet).Mpls(16, control);
     (repeated = ip).Udp(Counting<int>(1, 2, 1, 1), Counting<int>(5, 0)).Number(Counting<std::uint64_t>(0, ~0ul, 2));
     Ipv4Options ecn, offset, dscp;
     ecn.ecn = 4;
@@ -123,14 +128,29 @@ TEST(FrameBuilder, RefusesWhatCannotBe)
          "Vlan: has tagType 0, which is no tag"},
         {{}, [](auto& f) { f.Vlan(1); }, "Vlan: cannot be first, it stands behind Ethernet or Vlan"},
         {ethernet, [](auto& f) { f.Udp(1, 2); }, "Udp: cannot stand behind Ethernet, but behind Ipv4 or Ipv6"},
-        {ethernet, [](auto& f) { f.Ethernet(kSource, kSource); }, "Ethernet: cannot stand behind Ethernet"},
+        {ethernet, [](auto& f) { f.Ethernet(kSource, kSource); },
+         "Ethernet: cannot stand behind Ethernet, but behind Mpls or Gre or Vxlan or GtpU"},
         {ip6, [](auto& f) { f.Icmp(); }, "Icmp: cannot stand behind Ipv6, but behind Ipv4"},
         {ip, [](auto& f) { f.Icmpv6(); }, "Icmpv6: cannot stand behind Ipv4, but behind Ipv6"},
         {arp, [](auto& f) { f.Bytes("x"); }, "Bytes: cannot stand behind Arp"},
         {padded, [](auto& f) { f.Number(1); }, "Number: cannot stand behind PadTo"},
         {fragment, [](auto& f) { f.Tcp(1, 2); },
          "Tcp: cannot stand behind a fragment of Ipv4, which carries a piece of a packet"},
-        {ip6, [](auto& f) { f.Udp(1, 2, {false}); }, "Udp: needs its checksum behind Ipv6"},
+        {unsummed, [](auto& f) { f.Bytes("x"); },
+         "Bytes: cannot stand behind Udp without a checksum over Ipv6, which tunnels alone can"},
+        {fragment, [](auto& f) { f.Gre(); },
+         "Gre: cannot stand behind a fragment of Ipv4, which carries a piece of a packet"},
+        {pseudowire, [](auto& f) { f.Ipv6(CIpv6Address(), CIpv6Address()); },
+         "Ipv6: cannot stand behind the control word of Mpls, which Ethernet follows"},
+        {ip, [](auto& f) { f.Vxlan(1); }, "Vxlan: cannot stand behind Ipv4, but behind Udp"},
+        {unsummed, [](auto& f) { f.Vxlan(1 << 24); }, "Vxlan: vni 16777216 is above 16777215"},
+        {ethernet, [](auto& f) { f.Mpls(Counting<int>(1, 1 << 20)); }, "Mpls: label counts past 1048575"},
+        {unsummed,
+         [](auto& f) {
+             f.GtpU(1, {{}, 64});
+         },
+         "GtpU: qfi 64 is above 63"},
+        {tunnel, [](auto& f) { f.Fill(65536); }, "Fill: makes the length of Ipv6 more than 65535"},
         {ip, [](auto& f) { f.Udp(65536, 2); }, "Udp: sport 65536 is above 65535"},
         {ip, [](auto& f) { f.Udp(1, -2); }, "Udp: dport is below 0"},
         {ip, [](auto& f) { f.Udp(1, Counting<int>(1, 2, 1, ~0ul)); }, "Udp: dport has a repeat above 2^64 - 2"},

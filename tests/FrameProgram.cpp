@@ -63,6 +63,99 @@ FrameBuilder Ethernet()
     return FrameBuilder().Ethernet(kSource, kDestination);
 }
 
+FrameBuilder Ethernet4()
+{
+    return Ethernet().Ipv4("10.0.0.1"_ip4, "10.0.0.2"_ip4);
+}
+
+FrameBuilder Ethernet6()
+{
+    return Ethernet().Ipv6("2001:db8::1"_ip6, "2001:db8::2"_ip6);
+}
+
+/// Each tunnel, with something that counts inside and outside of it.
+template <class Write>
+void WriteTunnels(Write write)
+{
+    const UdpOptions unsummed{false};
+    const FrameNumber port = Counting<int>(0xfff0, 0);
+    const FrameNumber number = Counting<std::uint32_t>(0xfffffff0, 0);
+    const auto inner = Counting("10.1.0.250"_ip4, 0);
+    const auto inner6 = Counting("2001:db8::1:ffff:fff0"_ip6, 0);
+    write("vxlan", Ethernet4()
+                       .Udp(Counting<int>(0xc000, 0x4000), unsummed)
+                       .Vxlan(Counting<int>(0xfffff0, 0))
+                       .Ethernet(Counting(kSource, 65536), kDestination)
+                       .Vlan(Counting<int>(1, 4094))
+                       .Ipv4(inner, "10.1.0.2"_ip4)
+                       .Udp(port, 9)
+                       .Number(number));
+    write("vxlan-ipv6", Ethernet6()
+                            .Udp(0xc000, 4789, unsummed)
+                            .Vxlan(7)
+                            .Ethernet(kSource, kDestination)
+                            .Ipv6(inner6, "2001:db8::3"_ip6)
+                            .Tcp(port, 9)
+                            .PadTo(150));
+    write("vxlan-arp",
+          Ethernet4().Udp(0xc000).Vxlan(7).Ethernet(kSource, kDestination).Arp(kSource, inner, "10.1.0.2"_ip4));
+    GreOptions gre;
+    gre.key = number;
+    gre.seq = Counting<int>(0, 0, 1, 1);
+    gre.hasChecksum = true;
+    write("gre", Ethernet4().Gre(gre).Ipv6(inner6, "2001:db8::3"_ip6).Udp(port, 9).Bytes("odd"));
+    write(
+        "gre-ethernet",
+        Ethernet6().Gre().Ethernet(kSource, kDestination).Ipv4(inner, "10.1.0.2"_ip4).Icmp().Number(number).PadTo(120));
+    gre.key.reset();
+    MplsOptions label;
+    label.trafficClass = 5;
+    label.ttl = Counting<int>(250, 0);
+    const FrameNumber labels = Counting<int>(16, 65535, 16);
+    write("gre-mpls", Ethernet4().Gre(gre).Mpls(labels).Mpls(17, label).Ipv4(inner, "10.1.0.2"_ip4).Tcp(port, 9));
+    write("mpls", Ethernet().Vlan(5).Mpls(labels, label).Ipv6(inner6, "2001:db8::3"_ip6).Udp(port, 9).Fill(3));
+    MplsOptions control;
+    control.hasControlWord = true;
+    write("mpls-pseudowire", Ethernet()
+                                 .Mpls(labels)
+                                 .Mpls(18, control)
+                                 .Ethernet(Counting(kSource, 65536), kDestination)
+                                 .Ipv4(inner, "10.1.0.2"_ip4)
+                                 .Udp(port, 9));
+    write("mpls-udp", Ethernet6()
+                          .Udp(Counting<int>(0xc000, 0x4000))
+                          .Mpls(labels)
+                          .Ipv4(inner, "10.1.0.2"_ip4)
+                          .Udp(7, 9)
+                          .Number(number));
+    write("mpls-ipv4", Ethernet4().Mpls(labels).Ipv4(inner, "10.1.0.2"_ip4).Udp(port, 9));
+    write("gre-udp", Ethernet4().Udp(0xc000).Gre(gre).Ipv4(inner, "10.1.0.2"_ip4).Udp(port, 9).Number(number));
+    write("gtp", Ethernet4().Udp(2152).GtpU(number).Ipv4(inner, "10.1.0.2"_ip4).Udp(port, 9).Number(number));
+    GtpUOptions session;
+    session.seq = port;
+    session.qfi = Counting<int>(0, 64);
+    session.isUplink = true;
+    write("gtp-session", Ethernet6().Udp(2152).GtpU(number, session).Ipv6(inner6, "2001:db8::3"_ip6).Tcp(port, 9));
+    write("ip-in-ip", Ethernet4()
+                          .Ipv4(inner, "10.1.0.2"_ip4)
+                          .Ipv6(inner6, "2001:db8::3"_ip6)
+                          .Ipv6("2001:db8::4"_ip6, "2001:db8::5"_ip6)
+                          .Ipv4("10.2.0.1"_ip4, inner)
+                          .Udp(port, 9));
+    write("deep", Ethernet4()
+                      .Udp(0xc000)
+                      .Vxlan(7)
+                      .Ethernet(kSource, kDestination)
+                      .Ipv4("10.2.0.1"_ip4, "10.2.0.2"_ip4)
+                      .Gre(gre)
+                      .Ipv4("10.3.0.1"_ip4, "10.3.0.2"_ip4)
+                      .Udp(2152)
+                      .GtpU(7)
+                      .Ipv4(inner, "10.1.0.2"_ip4)
+                      .Tcp(port, 9)
+                      .Number(number));
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -142,6 +235,8 @@ int main(int argc, char** argv)
     write("no-protocol",
           Ethernet().Ipv4("10.0.0.1"_ip4, Counting("10.0.0.2"_ip4, 0, 65536)).Number(Counting<int>(0, 0)));
     write("no-header", Ethernet().Number(Counting<std::uint64_t>(0, 0, -1)).PadTo(60));
+
+    WriteTunnels(write);
 
     const std::string ethernet = "@h 0200000000fe 020000000001 ";
     // Options of IPv4: a router alert, no operation, and a route to be recorded. UDP, eight bytes.
