@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <limits>
 #include <stdexcept>
-#include <unordered_map>
 #include <utility>
 
 namespace zor::common {
@@ -236,47 +235,15 @@ FrameBuilder& FrameBuilder::PadTo(std::size_t size)
     return Add(PayloadOf(LayerKind::Padding, std::string(added, '\0')));
 }
 
-namespace {
-
-[[noreturn]] void RefuseCross(const std::string& name, const std::string& why)
+FrameBuilder FrameBuilder::FromPacket(const unsigned char* bytes, std::size_t size)
 {
-    throw std::invalid_argument("Cross: \"" + name + "\" " + why);
-}
-
-} // namespace
-
-FrameBuilder& FrameBuilder::Cross(const std::vector<std::string>& fields)
-{
-    if (fields.empty()) throw std::invalid_argument("Cross: no field is named");
-    std::unordered_map<std::string_view, FrameField*> named;
-    for (FrameLayer& layer : mStack->layers) {
-        for (FrameField& field : layer.fields) named.emplace(field.name, &field);
+    if (size > detail::kMaxFrame) {
+        throw std::invalid_argument("FromPacket: the packet has more than " + std::to_string(detail::kMaxFrame) +
+                                    " bytes");
     }
-    std::vector<std::pair<FrameField*, std::uint64_t>> intervals;
-    std::uint64_t interval = 1;
-    for (const std::string& name : fields) {
-        const auto found = named.find(name);
-        if (found == named.end()) RefuseCross(name, "is no field of the frame");
-        FrameField* const field = found->second;
-        if (!field) RefuseCross(name, "is named twice");
-        if (field->isCrossed) RefuseCross(name, "is crossed already");
-        if (!field->isCounting) RefuseCross(name, "does not count");
-        if (field->interval != 1) RefuseCross(name, "has a repeat of its own");
-        intervals.emplace_back(field, interval);
-        found->second = nullptr;
-        if (&name == &fields.back()) break;
-        if (field->count == 0) RefuseCross(name, "counts without end and is not the last one");
-        if (__builtin_mul_overflow(interval, field->count, &interval)) {
-            RefuseCross(name, "makes the next field wait for 2^64 indexes or more");
-        }
-    }
-    if (mStack->isCrossed) throw std::invalid_argument("Cross: fields are crossed already");
-    for (const auto& [field, length] : intervals) { // from here on nothing fails
-        field->interval = length;
-        field->isCrossed = true;
-    }
-    mStack->isCrossed = true;
-    return *this;
+    FrameBuilder builder;
+    *builder.mStack = detail::TakeApart({reinterpret_cast<const char*>(bytes), size});
+    return builder;
 }
 
 std::uint64_t FrameBuilder::GetFlowCount() const

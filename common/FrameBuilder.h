@@ -86,6 +86,21 @@ public:
     FrameBuilder& operator=(const FrameBuilder& other); ///< Copies all layers.
     ~FrameBuilder();
 
+    /// Takes a captured Ethernet frame apart into the layers of the table above, with the names of their fields, for
+    /// Vary() and Cross(). What is not known becomes Bytes; layers may still follow.
+    ///
+    /// Unchanged, the frame compiles to the same bytes if its checksums were right; those that were not are made right,
+    /// and a UDP checksum of 0, which is none, stays. IP and TCP options, extension headers of IPv6, padding and trailers
+    /// stay as they are. Where a length is not that of what is there, as of a packet that was cut, the header of IP keeps
+    /// it and Bytes follow. The same is true of fragments, and of packets whose final destination is not in place yet (a
+    /// source route), whose checksums cannot be known. Tunnels are found by their EtherTypes, protocol numbers and UDP
+    /// ports. What an MPLS label or GTP-U carries is told by its looks, and only if its header is in order. Behind 64
+    /// headers, all else is Bytes.
+    ///
+    /// \param bytes  from the destination address on, without the frame check sequence; may be null if \a size is 0.
+    /// \param size   std::invalid_argument is raised above 262,144.
+    static FrameBuilder FromPacket(const unsigned char* bytes, std::size_t size);
+
     /// \name Headers
     /// Options follow the fields that each header of a kind has to be told.
     /// \{
@@ -176,6 +191,16 @@ public:
     /// \}
     /// \name Flows
     /// \{
+
+    /// Gives a field of the frame another value, constant or counting. Checksums follow.
+    /// \param name  std::invalid_argument is raised for a name that the frame does not have and for a crossed field.
+    FrameBuilder& Vary(const std::string& name, const FrameVariation& variation);
+
+    /// The same for bytes at any place of the frame as it is so far, as one number in network order. Their name is
+    /// "bytes@26", with their offset.
+    /// \param span  from 1 to 16 bytes. std::invalid_argument is raised for bytes of a length or a checksum that the
+    ///              builder makes, or of a field that counts. The same span may be varied again.
+    FrameBuilder& Vary(const ByteSpan& span, const FrameVariation& variation);
 
     /// Makes fields count like the digits of an odometer: the first one at each index, each other one when all before it
     /// have shown all their values. Fields that are not named go on as they are.

@@ -61,13 +61,15 @@ std::uint64_t FrameStack::CountFlows() const
 {
     std::vector<FlowField> crossed;
     std::vector<FlowField> others;
+    const auto add = [&](const FrameField& field, bool isNumber) {
+        if (!field.isCounting) return;
+        if (field.isCrossed) crossed.emplace_back(field);
+        if (!isNumber) others.emplace_back(field);
+    };
     for (const FrameLayer& layer : layers) {
-        for (const FrameField& field : layer.fields) {
-            if (!field.isCounting) continue;
-            if (field.isCrossed) crossed.emplace_back(field);
-            if (layer.kind != LayerKind::Number) others.emplace_back(field);
-        }
+        for (const FrameField& field : layer.fields) add(field, layer.kind == LayerKind::Number);
     }
+    for (const FrameField& field : spans) add(field, false);
     std::uint64_t flows = 1;
     for (const FlowField& field : crossed) flows = Multiplied(flows, field.CountValues());
     if (!crossed.empty()) return flows;

@@ -12,9 +12,6 @@ namespace zor::common::detail {
 
 namespace {
 
-/// The greatest size of a frame in bytes: what tools that read captures take.
-constexpr std::size_t kMaxFrame = 262144;
-
 constexpr unsigned int kIsFirst = 1u << kLayerKinds; ///< Stands for nothing in front.
 
 constexpr unsigned int kLinks = Bit(LayerKind::Ethernet) | Bit(LayerKind::Vlan);
@@ -119,8 +116,8 @@ std::size_t MostOf(const FrameLayer& layer)
 {
     constexpr std::size_t kMaxLength = 65535;
     const LayerTraits& traits = TraitsOf(layer.kind);
-    return traits.lengthAt == 0 ? std::numeric_limits<std::size_t>::max()
-                                : layer.offset + traits.lengthFrom + kMaxLength;
+    return traits.lengthAt == 0 || !layer.hasLength ? std::numeric_limits<std::size_t>::max()
+                                                    : layer.offset + traits.lengthFrom + kMaxLength;
 }
 
 } // namespace
@@ -135,15 +132,6 @@ void RefuseLayer(LayerKind kind, const std::string& why)
     throw std::invalid_argument(std::string(TraitsOf(kind).call) + ": " + why);
 }
 
-std::uint64_t FrameField::CountSums() const noexcept
-{
-    const std::size_t zeros = step.low != 0    ? static_cast<std::size_t>(__builtin_ctzll(step.low))
-                              : step.high != 0 ? 64 + static_cast<std::size_t>(__builtin_ctzll(step.high))
-                                               : 8 * size;
-    const std::size_t power = 8 * size - zeros;
-    return power < 64 ? std::uint64_t{1} << power : 0;
-}
-
 void FrameStack::CheckSize(LayerKind kind, std::size_t added) const
 {
     if (added > kMaxFrame - size) {
@@ -154,23 +142,26 @@ void FrameStack::CheckSize(LayerKind kind, std::size_t added) const
 void FrameStack::Add(FrameLayer&& layer)
 {
     CheckPlace(*this, layer);
-    const LayerTraits& traits = TraitsOf(layer.kind);
-    const auto kind = static_cast<std::size_t>(layer.kind);
-    const std::size_t added = layer.bytes.size();
-    CheckSize(layer.kind, added);
-    layer.offset = size;
-    if (layer.kind != LayerKind::Padding && size + added > most) {
+    CheckSize(layer.kind, layer.bytes.size());
+    if (layer.kind != LayerKind::Padding && size + layer.bytes.size() > most) {
         RefuseLayer(layer.kind, std::string("makes the length of ") + TraitsOf(narrowest).call + " more than 65535");
     }
+    Append(std::move(layer));
+}
+
+void FrameStack::Append(FrameLayer&& layer)
+{
+    const LayerTraits& traits = TraitsOf(layer.kind);
+    const auto kind = static_cast<std::size_t>(layer.kind);
     const std::string number = counts[kind] == 0 ? "" : '#' + std::to_string(counts[kind] + 1);
     for (FrameField& field : layer.fields) {
         field.name = traits.name + number + (field.name.empty() ? "" : '.' + field.name);
     }
+    layer.offset = size;
     const std::size_t mostOf = MostOf(layer);
     layers.push_back(std::move(layer)); // from here on nothing fails
     ++counts[kind];
-    size += added;
-    if (layers.back().kind != LayerKind::Padding) end = size;
+    size += layers.back().bytes.size();
     if (mostOf < most) {
         most = mostOf;
         narrowest = layers.back().kind;
@@ -192,65 +183,18 @@ LayerWriter& LayerWriter::Check(const char* name, std::uint64_t number, std::uin
     return *this;
 }
 
-namespace {
-
-__extension__ typedef __int128 SignedProduct;
-
-Uint128 Truncated(const Uint128& number, std::size_t size)
-{
-    if (size >= 8) return {size >= 16 ? number.high : 0, number.low};
-    return {0, number.low & LowBits(static_cast<unsigned int>(8 * size))};
-}
-
-/// Whether first + turn * step stays from 0 to \a most at all turns.
-bool StaysBelow(const FrameValue& value, std::uint64_t most)
-{
-    const auto step = static_cast<SignedProduct>(Product{value.step.high} << 64 | value.step.low);
-    if (step == 0) return true;
-    if (value.count == 0) return false;
-    const Product distance = step < 0 ? -static_cast<Product>(step) : static_cast<Product>(step);
-    const std::uint64_t room = step < 0 ? value.first.low : most - value.first.low;
-    return value.count - 1 <= room / distance;
-}
-
-} // namespace
-
 LayerWriter& LayerWriter::PutBits(const char* name, const FrameValue& value, std::size_t size, std::size_t bits,
                                   unsigned int shift, std::uint64_t others)
 {
-    const char* const shown = *name == '\0' ? "the number" : name;
-    if (value.isNegative) RefuseLayer(mLayer.kind, std::string(shown) + " is below 0");
-    if (bits < 64) {
-        const std::uint64_t most = LowBits(static_cast<unsigned int>(bits));
-        Check(shown, value.first.low, most);
-        if (value.isCounting && bits < 8 * size && !StaysBelow(value, most)) {
-            const bool isDown = value.step.high >> 63 != 0;
-            RefuseLayer(mLayer.kind, std::string(shown) + " counts past " + std::to_string(isDown ? 0 : most));
-        }
-    }
-    if (value.repeat == std::numeric_limits<std::uint64_t>::max()) {
-        RefuseLayer(mLayer.kind, std::string(shown) + " has a repeat above 2^64 - 2");
-    }
-    FrameField field;
-    field.name = name;
-    field.offset = mLayer.bytes.size();
-    field.size = size;
-    field.bits = bits;
-    field.shift = shift;
-    field.first = value.first;
-    field.step = value.step;
-    if (bits < 64) {
-        field.first.low = value.first.low << shift | others;
-        field.step.low = value.step.low << shift;
-    }
-    field.step = Truncated(field.step, size);
-    field.count = value.count;
-    field.interval = value.repeat + 1;
-    field.isCounting = value.isCounting;
-    unsigned char text[16];
-    StoreBig128(text, field.first);
-    mLayer.bytes.append(reinterpret_cast<const char*>(text) + 16 - size, size);
-    mLayer.fields.push_back(std::move(field));
+    FrameField place;
+    place.name = name;
+    place.offset = mLayer.bytes.size();
+    place.size = size;
+    place.bits = bits;
+    place.shift = shift;
+    place.others = others;
+    mLayer.fields.push_back(FieldOf(TraitsOf(mLayer.kind).call, value, std::move(place)));
+    mLayer.bytes += mLayer.fields.back().GetText();
     return *this;
 }
 

@@ -9,9 +9,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace zor::common::detail {
+
+/// The greatest size of a frame in bytes: what tools that read captures take.
+constexpr std::size_t kMaxFrame = 262144;
 
 enum class LayerKind : std::uint8_t {
     Ethernet,
@@ -64,12 +68,18 @@ struct FrameField {
     std::size_t size = 0;       ///< From 1 to 16.
     std::size_t bits = 0;       ///< Of the number; the others of its bytes never change.
     unsigned int shift = 0;     ///< Where the lowest one stands in the bytes.
+    std::uint64_t others = 0;   ///< The bytes without the number, where it shares them.
     Uint128 first{0, 0};        ///< With the other bits of the bytes.
     Uint128 step{0, 0};         ///< Modulo the width.
     std::uint64_t count = 1;    ///< 0 is without end.
     std::uint64_t interval = 1; ///< How many indexes a turn lasts.
     bool isCounting = false;
     bool isCrossed = false;
+
+    std::size_t GetEnd() const noexcept { return offset + size; }
+
+    /// What the bytes hold at index 0.
+    std::string GetText() const;
 
     /// After how many turns the sum shows the first value again; 0 for 2^64 and more.
     std::uint64_t CountSums() const noexcept;
@@ -84,14 +94,19 @@ struct FrameLayer {
     bool isPseudowire = false; ///< Of an MPLS label with a control word behind it.
     bool hasPort = true;       ///< Whether a destination port was given. Otherwise the next layer says it.
     bool hasChecksum = true;
-    std::size_t offset = 0; ///< In the frame.
+    bool hasLength = true;      ///< Whether the length follows from what is there. Of a captured packet it may not.
+    bool isTaken = false;       ///< Whether it is that of a captured packet.
+    bool zeroIsAllOnes = false; ///< Whether its sender writes a checksum of 0000 as ffff, as UDP does.
+    std::size_t protocolAt = 0; ///< Where the protocol number stands, if it stands elsewhere than usual.
+    std::size_t closes = 0;     ///< Of padding: which layer it ends, with all behind that one.
+    std::size_t offset = 0;     ///< In the frame.
 };
 
 /// All layers of a builder.
 struct FrameStack {
     std::vector<FrameLayer> layers;
+    std::vector<FrameField> spans;         ///< Bytes that are varied by their place in the frame.
     std::size_t counts[kLayerKinds] = {};  ///< How many there are of each kind.
-    std::size_t end = 0;                   ///< Of what is no padding, in bytes.
     std::size_t size = 0;                  ///< Of the frame, in bytes.
     std::size_t most = ~std::size_t{0};    ///< Where a length becomes too large for its field.
     LayerKind narrowest = LayerKind::Ipv4; ///< Whose length that is.
@@ -102,6 +117,9 @@ struct FrameStack {
 
     /// Adds a layer. Throws std::invalid_argument, which says why it cannot be.
     void Add(FrameLayer&& layer);
+
+    /// Adds a layer of which is known that it can be.
+    void Append(FrameLayer&& layer);
 
     /// How many flows there are, as FrameBuilder says.
     std::uint64_t CountFlows() const;
@@ -115,6 +133,14 @@ struct AssembledFrame {
     std::vector<FrameField> fields;       ///< Those that count, in the order of the bytes.
     std::vector<ChecksumField> checksums; ///< Each one before those that cover it.
 };
+
+/// What a field is to show.
+/// \param who    whom a std::invalid_argument names, if the value does not fit the field.
+/// \param place  the field with its place.
+FrameField FieldOf(const std::string& who, const FrameValue& value, FrameField place);
+
+/// A captured frame, taken apart. Whatever the bytes, nothing but memory fails.
+FrameStack TakeApart(std::string_view frame);
 
 /// Throws std::invalid_argument.
 [[noreturn]] void RefuseLayer(LayerKind kind, const std::string& why);

@@ -74,7 +74,8 @@ struct FrameValue {
     std::uint64_t count = 1;
     std::uint64_t repeat = 0;
     bool isCounting = false;
-    bool isNegative = false; ///< Whether the first value is a number below 0, which no field can show.
+    bool isNegative = false;     ///< Whether the first value is a number below 0, which no field can show.
+    std::size_t addressSize = 0; ///< Of an address, in bytes; 0 for numbers.
 };
 
 template <class Value>
@@ -128,6 +129,7 @@ public:
     {
         unsigned char bytes[16] = {};
         constant.CopyTo(bytes + 16 - kSize);
+        mValue.addressSize = kSize;
         mValue.first = {detail::LoadBig64(bytes), detail::LoadBig64(bytes + 8)};
     }
     /// An address that counts, as one number.
@@ -144,6 +146,38 @@ private:
                                          : std::is_same_v<Address, CIpAddress> ? 4
                                                                                : 16;
 
+    detail::FrameValue mValue;
+};
+
+/// What FrameBuilder::Vary() gives to a field: whatever a FrameNumber or a FrameAddress is made of. An address has to have
+/// the size of the field.
+class FrameVariation {
+public:
+    /// A number or an address that is a constant or counts.
+    template <class Value, std::enable_if_t<std::is_convertible_v<const Value&, FrameNumber>, int> = 0>
+    FrameVariation(const Value& value) : mValue(FrameNumber(value).GetValue())
+    {
+    }
+    /// An Ethernet address.
+    template <class Value, std::enable_if_t<std::is_convertible_v<const Value&, FrameAddress<CMacAddress>>, long> = 0>
+    FrameVariation(const Value& value) : mValue(FrameAddress<CMacAddress>(value).GetValue())
+    {
+    }
+    /// An IPv4 address.
+    template <class Value, std::enable_if_t<std::is_convertible_v<const Value&, FrameAddress<CIpAddress>>, char> = 0>
+    FrameVariation(const Value& value) : mValue(FrameAddress<CIpAddress>(value).GetValue())
+    {
+    }
+    /// An IPv6 address.
+    template <class Value, std::enable_if_t<std::is_convertible_v<const Value&, FrameAddress<CIpv6Address>>, bool> = 0>
+    FrameVariation(const Value& value) : mValue(FrameAddress<CIpv6Address>(value).GetValue())
+    {
+    }
+
+    /// For the builder: the value as a number of 128 bits.
+    const detail::FrameValue& GetValue() const noexcept { return mValue; }
+
+private:
     detail::FrameValue mValue;
 };
 

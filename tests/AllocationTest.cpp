@@ -342,7 +342,14 @@ TEST(Allocation, FailuresLeaveFrameBuildersAsTheyWere)
         [](auto& f) {
             f.Cross({"udp.sport", "ipv4.src"});
         },
-        [&](auto& f) { f = other; }, [](auto& f) { f.GetFlowCount(); });
+        [&](auto& f) { f = other; }, [](auto& f) { f.GetFlowCount(); },
+        [](auto& f) { f.Vary("ipv4.dst", CIpAddress(9u)); },
+        [](auto& f) {
+            f.Vary(ByteSpan{6, 6}, Counting(CMacAddress(3ul), 5));
+        },
+        [](auto& f) {
+            f = FrameBuilder::FromPacket(reinterpret_cast<const unsigned char*>(kLong.data()), kLong.size());
+        });
 }
 
 TEST(Allocation, FailuresLeaveAddressesAndErrorTextsAsTheyWere)

@@ -87,7 +87,7 @@ TEST(FrameBuilder, CountsFlowsAsTheyAreShown)
 /// What cannot be: each call is refused with its text and leaves the builder as it was.
 TEST(FrameBuilder, RefusesWhatCannotBe)
 {
-    FrameBuilder ethernet, ip, fragment, ip6, arp, full, padded, repeated, unsummed, pseudowire, tunnel;
+    FrameBuilder ethernet, ip, fragment, ip6, arp, full, padded, repeated, unsummed, pseudowire, tunnel, varied;
     ethernet.Ethernet(kSource, kDestination);
     ip.Ipv4(kHere, kThere);
     Ipv4Options more;
@@ -103,6 +103,7 @@ TEST(FrameBuilder, RefusesWhatCannotBe)
     control.hasControlWord = true;
     (pseudowire = ethernet).Mpls(16, control);
     (repeated = ip).Udp(Counting<int>(1, 2, 1, 1), Counting<int>(5, 0)).Number(Counting<std::uint64_t>(0, ~0ul, 2));
+    (varied = repeated).Vary(ByteSpan{18, 2}, Counting<int>(7, 3));
     Ipv4Options ecn, offset, dscp;
     ecn.ecn = 4;
     offset.fragmentOffset = 8192;
@@ -189,6 +190,46 @@ TEST(FrameBuilder, RefusesWhatCannotBe)
          },
          "Cross: \"udp.dport\" counts without end and is not the last one"},
         {UdpFrame().Cross({"vlan.id"}), [](auto& f) { f.Cross({"udp.sport"}); }, "Cross: fields are crossed already"},
+        {UdpFrame().Cross({"vlan.id"}), [](auto& f) { f.Vary("vlan.id", 1); }, "Vary: \"vlan.id\" is crossed already"},
+        {UdpFrame(), [](auto& f) { f.Vary("vlan#2.id", 1); }, "Vary: \"vlan#2.id\" is no field of the frame"},
+        {UdpFrame(), [](auto& f) { f.Vary("vlan.id", 4096); }, "Vlan: id 4096 is above 4095"},
+        {UdpFrame(), [](auto& f) { f.Vary("ipv4.src", CMacAddress(1ul)); }, "Ipv4: src has 4 bytes, and the address 6"},
+        {varied, [](auto& f) { f.Vary("ipv4.dst", 5); }, "Vary: \"ipv4.dst\" stands where \"bytes@18\" does"},
+        {varied,
+         [](auto& f) {
+             f.Vary(ByteSpan{8, 3}, 0);
+         },
+         "Vary: \"bytes@8\" stands where the checksum of Ipv4 does"},
+        {varied,
+         [](auto& f) {
+             f.Vary(ByteSpan{3, 1}, 0);
+         },
+         "Vary: \"bytes@3\" stands where the length of Ipv4 does"},
+        {varied,
+         [](auto& f) {
+             f.Vary(ByteSpan{21, 2}, 0);
+         },
+         "Vary: \"bytes@21\" stands where \"udp.sport\" does"},
+        {varied,
+         [](auto& f) {
+             f.Vary(ByteSpan{16, 3}, 0);
+         },
+         "Vary: \"bytes@16\" stands where \"bytes@18\" does"},
+        {varied,
+         [](auto& f) {
+             f.Vary(ByteSpan{18, 2}, 65536);
+         },
+         "Vary: bytes@18 65536 is above 65535"},
+        {varied,
+         [](auto& f) {
+             f.Vary(ByteSpan{36, 2}, 0);
+         },
+         "Vary: \"bytes@36\" reaches beyond the frame"},
+        {varied,
+         [](auto& f) {
+             f.Vary(ByteSpan{20, 0}, 0);
+         },
+         "Vary: \"bytes@20\" has not from 1 to 16 bytes"},
     };
     for (const auto& row : rows) {
         FrameBuilder frame = row.frame;
@@ -247,6 +288,37 @@ TEST(FrameBuilder, DrawnFramesAreThoseOfTheModel)
         ASSERT_FALSE(HasFailure()) << "round " << round;
     }
     EXPECT_GT(random.accepted, 500);
+}
+
+TEST(FrameBuilder, VariesPlacesAndNames)
+{
+    FrameBuilder frame;
+    frame.Ipv4(kHere, kThere).Udp(7, 9).Fill(40);
+    frame.Vary(ByteSpan{30, 12}, Counting(std::uint64_t{~0ul}, 0)).Vary("udp.dport", 53);
+    frame.Vary(ByteSpan{12, 8}, Counting<std::uint64_t>(0x0a000001c0a80001, 3, 1 << 16)).Vary(ByteSpan{50, 2}, 7);
+    frame.Vary("bytes@30", Counting<std::uint64_t>(~0ul, 4)).Cross({"bytes@30", "bytes@12"});
+    EXPECT_EQ(frame.GetFlowCount(), 12u);
+    const CompiledTemplate packets = frame.Compile();
+    EXPECT_EQ(packets, CompiledTemplate(Wildcards(*frame.GetTemplate(), "@"), frame.GetChecksums()));
+    const std::string value = ValueAt(packets, 5);
+    EXPECT_EQ(ReadBig(value, 12, 8), 0x0a000001c0a90001u);
+    EXPECT_EQ(ReadBig(value, 22, 2), 53u);
+    EXPECT_EQ(ReadBig(value, 30, 4), 1u);
+    EXPECT_EQ(ReadBig(value, 34, 8), 0u);
+    EXPECT_EQ(ReadBig(value, 50, 2), 7u);
+    for (const ChecksumField& field : frame.GetChecksums()) {
+        EXPECT_EQ(ReadBig(value, field.at, 2), test::PlainChecksum(field, value));
+    }
+}
+
+TEST(FrameBuilder, TakenPacketsStayAsTheyAre)
+{
+    Random random(92);
+    for (int round = 0; round < 3000; ++round) {
+        ASSERT_NO_FATAL_FAILURE(test::CheckTakenPacket(random)) << "round " << round;
+        ASSERT_FALSE(HasFailure()) << "round " << round;
+    }
+    EXPECT_GT(random.accepted, 100);
 }
 
 } // namespace

@@ -1,11 +1,15 @@
 // Writes a capture file of each stack of layers, for judges that know the protocols: FrameProgram <directory>. The frames
 // are those of indexes where counters start, carry and wrap; their times are the indexes, in nanoseconds.
+//
+// FrameProgram <capture> <capture> takes the frames of the first file apart and writes what they compile to.
 
 #include <common/AddressLiterals.h>
 #include <common/FrameBuilder.h>
 
 #include <cstdint>
+#include <cstring>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -156,10 +160,32 @@ void WriteTunnels(Write write)
                       .Number(number));
 }
 
+int TakeApart(const std::string& from, const std::string& to)
+{
+    std::ifstream in(from, std::ios::binary);
+    const std::string capture{std::istreambuf_iterator<char>(in), {}};
+    std::string file = capture.substr(0, 24);
+    for (std::size_t at = 24; at + 16 <= capture.size();) {
+        std::uint32_t size = 0; // as this machine and all that write captures here have it
+        std::memcpy(&size, capture.data() + at + 8, sizeof size);
+        file += capture.substr(at, 16);
+        at += 16;
+        std::string frame;
+        FrameBuilder::FromPacket(reinterpret_cast<const unsigned char*>(capture.data()) + at, size)
+            .Compile()
+            .GetValueAt(0, frame);
+        file += frame;
+        at += size;
+    }
+    std::ofstream(to, std::ios::binary) << file;
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
+    if (argc == 3) return TakeApart(argv[1], argv[2]);
     if (argc != 2) return 2;
     const std::string directory = std::string(argv[1]) + '/';
     const auto write = [&](const char* name, const FrameBuilder& frame) {
