@@ -188,16 +188,18 @@ bool CompiledTemplate::StepsAlike() const noexcept
 std::uint64_t CompiledTemplate::GetPeriod() const noexcept
 {
     std::uint64_t period = 1;
-    for (const std::uint64_t one : mImpl->program->periods) period = detail::CommonPeriod(period, one);
+    for (const detail::IndexExpression& one : mImpl->program->expressions) {
+        period = detail::CommonPeriod(period, one.period);
+    }
     return period;
 }
 
 std::uint64_t CompiledTemplate::GetPeriod(const std::vector<std::size_t>& fields) const
 {
-    const std::vector<std::uint64_t>& periods = mImpl->program->periods;
+    const std::vector<detail::IndexExpression>& expressions = mImpl->program->expressions;
     std::uint64_t period = 1;
     for (const std::size_t field : fields) {
-        if (field < periods.size()) period = detail::CommonPeriod(period, periods[field]);
+        if (field < expressions.size()) period = detail::CommonPeriod(period, expressions[field].period);
     }
     return period;
 }

@@ -47,8 +47,8 @@ void Check(const IndexProgram& program, const std::vector<ChecksumField>& fields
         for (std::size_t other = 0; other < i; ++other) {
             if (Overlap(SpanOf(field), SpanOf(fields[other]))) Refuse(i, "overlaps another one");
         }
-        for (const ByteSpan& expression : program.expressions) {
-            if (Overlap(SpanOf(field), expression)) Refuse(i, "stands over an expression");
+        for (const IndexExpression& expression : program.expressions) {
+            if (Overlap(SpanOf(field), expression.text)) Refuse(i, "stands over an expression");
         }
     }
 }

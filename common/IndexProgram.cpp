@@ -20,9 +20,14 @@ bool IsByteFormat(HexFormat format)
 
 } // namespace
 
-/// Adds a field whose text is not in the frame.
-void IndexProgramBuilder::AddVaryingField(IndexField field, std::size_t minSize, std::size_t maxSize)
+/// Adds the field of the last expression, whose text is not in the frame.
+void IndexProgramBuilder::AddVaryingField(IndexField field, Extent extent, std::size_t minSize, std::size_t maxSize)
 {
+    IndexExpression& expression = mProgram->expressions.back();
+    expression.text.size = 0;
+    expression.extent = extent;
+    expression.minSize = minSize;
+    expression.maxSize = maxSize;
     field.offset = mProgram->frame.size();
     mProgram->fields.push_back(field);
     mMinSize += minSize;
@@ -66,7 +71,7 @@ void IndexProgramBuilder::AddDecimal(const DecimalCounter& counter, std::string_
     field.bits = 32;
     const bool startsApart = counter.start > limit;
     const std::uint64_t turns = (limit + 1) / std::gcd(limit + 1, field.step);
-    AddExpression(PeriodOf(field.turns, turns, startsApart), first.size());
+    AddExpression(PeriodOf(field.turns, turns, startsApart), first.size()).reader = TurnReader(counter, first);
     if (counter.modulus != 0 && counter.turns.count.GetNumber() != 1) {
         mProgram->stepsAlike &= std::max(field.start, limit) + field.step <= kMax;
     }
@@ -85,7 +90,7 @@ void IndexProgramBuilder::AddDecimal(const DecimalCounter& counter, std::string_
     const std::size_t minSize = std::max<std::size_t>(DecimalSize(isStraight ? field.start : 0), counter.width);
     if (minSize != maxSize) {
         field.shape = Shape::Decimal;
-        return AddVaryingField(field, minSize, maxSize);
+        return AddVaryingField(field, Extent::Digits, minSize, maxSize);
     }
     Piece piece;
     piece.notation = Notation::Decimal;
@@ -206,9 +211,9 @@ void IndexProgramBuilder::AddHex(const HexCounter& counter, HexFormat format, st
     const std::uint64_t last = counter.turns.Last();
     const bool isResized = counter.startSize != counter.size;
     const std::size_t power = PeriodPower(runs);
-    AddExpression(PeriodOf(counter.turns, power < kWordBits ? std::uint64_t{1} << power : 0,
-                           isResized || (counter.hasMask && StartsApart(counter))),
-                  first.size());
+    const std::uint64_t period = PeriodOf(counter.turns, power < kWordBits ? std::uint64_t{1} << power : 0,
+                                          isResized || (counter.hasMask && StartsApart(counter)));
+    AddExpression(period, first.size()).reader = TurnReader(counter, runs, format, first);
     mProgram->stepsAlike &= StepsAreExact(counter);
 
     std::vector<bool> changing = ChangingDigits(counter, runs, last);
@@ -229,7 +234,8 @@ void IndexProgramBuilder::AddHex(const HexCounter& counter, HexFormat format, st
         const bool isIpv4 = format == HexFormat::Ipv4;
         field.shape = isIpv4 ? Shape::Ipv4 : Shape::Ipv6;
         AddDetails(field, details);
-        return AddVaryingField(field, isIpv4 ? 7 : 2, isIpv4 ? 15 : 39);
+        return AddVaryingField(field, isIpv4 ? Extent::DottedDigits : Extent::HexGroups, isIpv4 ? 7 : 2,
+                               isIpv4 ? 15 : 39);
     }
     const std::size_t offset = hasTwoSizes ? 0 : mProgram->frame.size();
     details.fullSize = IsByteFormat(format) ? counter.size : 2 * counter.size;
@@ -243,7 +249,7 @@ void IndexProgramBuilder::AddHex(const HexCounter& counter, HexFormat format, st
         details.firstText = {mProgram->texts.size(), first.size()};
         mProgram->texts += first;
         AddDetails(field, details);
-        return AddVaryingField(field, std::min(first.size(), details.fullSize),
+        return AddVaryingField(field, Extent::TwoSizes, std::min(first.size(), details.fullSize),
                                std::max(first.size(), details.fullSize));
     }
     if (field.rule == NumberRule::Runs) {
@@ -258,31 +264,36 @@ void IndexProgramBuilder::AddHex(const HexCounter& counter, HexFormat format, st
     AddLiteral(first);
 }
 
-void IndexProgramBuilder::AddExpression(std::uint64_t period, std::size_t textSize)
+IndexExpression& IndexProgramBuilder::AddExpression(std::uint64_t period, std::size_t textSize)
 {
-    mProgram->periods.push_back(period);
-    mProgram->expressions.push_back({mProgram->frame.size(), textSize});
+    IndexExpression expression;
+    expression.period = period;
+    expression.text = {mProgram->frame.size(), textSize};
+    expression.minSize = expression.maxSize = textSize;
+    mProgram->expressions.push_back(std::move(expression));
+    return mProgram->expressions.back();
 }
 
 void IndexProgramBuilder::OpenLength(const LengthDefinition& length)
 {
     mOpen.emplace(OpenStretch{length, mProgram->frame.size(), mProgram->fields.size(), mProgram->pieces.size(),
-                              mProgram->periods.size()});
-    AddExpression(1, 0);
+                              mProgram->expressions.size()});
+    AddExpression(1, 0).extent = Extent::Nowhere;
 }
 
 void IndexProgramBuilder::CloseLength()
 {
     IndexProgram& program = *mProgram;
-    AddExpression(1, 0);
+    AddExpression(1, 0).extent = Extent::Nowhere;
     if (!mOpen) return; // one left over
     const OpenStretch open = *mOpen;
     mOpen.reset();
-    std::uint64_t& period = program.periods[open.expression];
-    for (std::size_t i = open.expression + 1; i < program.periods.size(); ++i) {
-        period = CommonPeriod(period, program.periods[i]);
+    std::uint64_t period = 1;
+    for (std::size_t i = open.expression + 1; i < program.expressions.size(); ++i) {
+        period = CommonPeriod(period, program.expressions[i].period);
     }
-    program.periods.back() = period;
+    program.expressions[open.expression].period = program.expressions.back().period = period;
+    IndexExpression& shown = open.length.isInFront ? program.expressions[open.expression] : program.expressions.back();
 
     const auto firstInside = program.fields.begin() + static_cast<std::ptrdiff_t>(open.field);
     if (std::any_of(firstInside, program.fields.end(), [](const IndexField& field) { return !field.IsInFrame(); })) {
@@ -294,21 +305,27 @@ void IndexProgramBuilder::CloseLength()
         field.offset = open.offset;
         program.fields.insert(firstInside, field);
         field.shape = Shape::LengthClose;
-        mLengthsInDigits += open.length.size == 0 ? 1 : 0;
-        return AddVaryingField(field, std::max(open.length.size, 1u), open.length.size);
+        field.offset = program.frame.size();
+        program.fields.push_back(field);
+        const bool isInDigits = open.length.size == 0;
+        shown.extent = isInDigits ? Extent::LengthDigits : Extent::LengthBytes;
+        shown.minSize = std::max(open.length.size, 1u);
+        shown.maxSize = isInDigits ? kMaxDecimalSize : open.length.size;
+        mMinSize += shown.minSize;
+        mMaxSize += open.length.size;
+        mLengthsInDigits += isInDigits ? 1 : 0;
+        return;
     }
     const std::string text = LengthText(open.length, program.frame.size() - open.offset);
-    if (!open.length.isInFront) {
-        program.expressions.back().size = text.size();
-        return AddLiteral(text);
-    }
+    shown.extent = Extent::InFrame;
+    shown.text.size = shown.minSize = shown.maxSize = text.size();
+    if (!open.length.isInFront) return AddLiteral(text);
     program.frame.insert(open.offset, text);
     std::for_each(firstInside, program.fields.end(), [&text](IndexField& field) { field.offset += text.size(); });
     for (std::size_t i = open.piece; i < program.pieces.size(); ++i) program.pieces[i].offset += text.size();
     for (std::size_t i = open.expression + 1; i < program.expressions.size(); ++i) {
-        program.expressions[i].offset += text.size();
+        program.expressions[i].text.offset += text.size();
     }
-    program.expressions[open.expression].size = text.size();
 }
 
 std::vector<ByteSpan> JoinSpans(std::vector<ByteSpan> spans)

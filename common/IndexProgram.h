@@ -9,6 +9,7 @@
 #include "IndexCounter.h"
 #include "IndexLanes.h"
 #include "TemplateProgram.h"
+#include "TurnReader.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -120,6 +121,28 @@ struct IndexChecksum {
     bool complement = true;
 };
 
+/// Where the text of an expression ends.
+enum class Extent : std::uint8_t {
+    InFrame,      ///< The frame holds it.
+    Digits,       ///< Before the first character that is no decimal digit.
+    DottedDigits, ///< Behind four groups of these.
+    HexGroups,    ///< Behind eight groups of up to four hex digits.
+    TwoSizes,     ///< One size at turn 0 and one at all others.
+    LengthBytes,  ///< A length of a fixed number of bytes.
+    LengthDigits, ///< A length in decimal digits.
+    Nowhere       ///< It shows nothing.
+};
+
+/// An expression that is no escape.
+struct IndexExpression {
+    std::uint64_t period = 1; ///< In indexes; 0 is 2^64 or more, or never.
+    ByteSpan text;            ///< In the frame. Without size where that does not hold it.
+    Extent extent = Extent::InFrame;
+    std::size_t minSize = 0; ///< Of the text, in bytes.
+    std::size_t maxSize = 0;
+    TurnReader reader;
+};
+
 /// What changes, in the order of the frame. It never changes once it is built and points at nothing outside, so any
 /// number of threads may share one. Numbers that never change, variables, escapes and the lengths of stretches of a fixed
 /// size are part of the frame.
@@ -144,9 +167,7 @@ struct IndexProgram {
     bool isFixedSize = true;
     bool stepsAlike = true;              ///< Whether stepping a Wildcards gives these values.
     std::vector<ByteSpan> changingSpans; ///< Of a frame of fixed size; ascending, apart.
-    // One for each expression that is no escape:
-    std::vector<std::uint64_t> periods; ///< In indexes; 0 is 2^64 or more, or never.
-    std::vector<ByteSpan> expressions;  ///< Where its text stands in a frame of fixed size.
+    std::vector<IndexExpression> expressions;
 
     const FieldDetails& DetailsOf(const IndexField& field) const noexcept { return details[field.details]; }
 
@@ -199,8 +220,8 @@ private:
         std::size_t expression;
     };
 
-    void AddExpression(std::uint64_t period, std::size_t textSize);
-    void AddVaryingField(IndexField field, std::size_t minSize, std::size_t maxSize);
+    IndexExpression& AddExpression(std::uint64_t period, std::size_t textSize);
+    void AddVaryingField(IndexField field, Extent extent, std::size_t minSize, std::size_t maxSize);
     void AddFrameFields(IndexField field, const std::vector<Piece>& pieces);
     void AddDetails(IndexField& field, const FieldDetails& details);
     Slice AddPieces(const std::vector<Piece>& pieces);

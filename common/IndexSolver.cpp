@@ -1,0 +1,367 @@
+#include "IndexSolver.h"
+
+#include <algorithm>
+#include <numeric>
+#include <utility>
+
+namespace zor::common::detail {
+
+namespace {
+
+constexpr std::uint64_t kMaxIndex = ~std::uint64_t{0};
+
+/// In indexes; 0 is 2^64 or more.
+std::uint64_t PeriodOf(const TurnCycle& cycle)
+{
+    std::uint64_t period = 0;
+    return __builtin_mul_overflow(cycle.turns, cycle.interval, &period) ? 0 : period;
+}
+
+/// How many turns of a cycle have one text.
+std::uint64_t AlikeTurns(const TurnCycle& cycle)
+{
+    return cycle.turns == cycle.unit ? 1 : (cycle.turns - 1) / cycle.unit + 1;
+}
+
+/// The number below \a modulus times which \a number is 1 modulo \a modulus, with which it has no common divisor.
+std::uint64_t InverseOf(std::uint64_t number, std::uint64_t modulus)
+{
+    // Euclid's algorithm; factors are kept modulo the modulus, as products of them do not fit 64 bits.
+    std::uint64_t larger = modulus;
+    std::uint64_t smaller = number % modulus;
+    std::uint64_t previous = 0;
+    std::uint64_t present = 1 % modulus;
+    while (smaller > 1) {
+        const std::uint64_t quotient = larger / smaller;
+        const auto product = static_cast<std::uint64_t>(Product{quotient} * present % modulus);
+        previous = previous >= product ? previous - product : previous + (modulus - product);
+        std::swap(previous, present);
+        larger -= quotient * smaller;
+        std::swap(larger, smaller);
+    }
+    return present;
+}
+
+/// The indexes of a turn: blocks that come back with a period.
+struct Blocks {
+    Blocks(const TurnCycle& cycle, std::uint64_t turn) : size(cycle.interval), period(PeriodOf(cycle))
+    {
+        exists = !__builtin_mul_overflow(turn, cycle.interval, &start);
+        last = start + std::min(size - 1, kMaxIndex - start);
+    }
+
+    bool Contain(std::uint64_t index) const
+    {
+        if (index < start) return false;
+        return index <= last || (period != 0 && (index - start) % period < size);
+    }
+
+    /// The least index from one on that they contain.
+    std::optional<std::uint64_t> Next(std::uint64_t index) const
+    {
+        if (index < start) return start;
+        if (index <= last) return index;
+        if (period == 0) return std::nullopt;
+        const std::uint64_t distance = (index - start) % period;
+        if (distance < size) return index;
+        if (kMaxIndex - index < period - distance) return std::nullopt;
+        return index + (period - distance);
+    }
+
+    /// The greatest index down from one on that they contain.
+    std::optional<std::uint64_t> Previous(std::uint64_t index) const
+    {
+        if (index < start) return std::nullopt;
+        if (period == 0) return std::min(index, last);
+        const std::uint64_t distance = (index - start) % period;
+        return distance < size ? index : index - distance + (size - 1);
+    }
+
+    std::uint64_t size;
+    std::uint64_t period; ///< 0 is 2^64 or more.
+    std::uint64_t start = 0;
+    std::uint64_t last = 0; ///< Of the first block.
+    bool exists = true;
+};
+
+} // namespace
+
+IndexSolver::IndexSolver(const std::vector<TurnCycle>& cycles) : mCycles(cycles)
+{
+    std::vector<std::uint32_t> moving;
+    for (std::uint32_t i = 0; i < cycles.size(); ++i) {
+        if (cycles[i].turns != 1) moving.push_back(i);
+    }
+    Plan(moving);
+    if (mIsComplete) return;
+    // A cycle whose period divides that of another one is told by that one, whose blocks may be shorter.
+    IndexSolver longest;
+    longest.mCycles = cycles;
+    const std::vector<std::uint32_t> first = LongestCycles(moving);
+    longest.Plan(first);
+    if (!longest.mIsComplete || !longest.mTail.empty()) return;
+    for (const std::uint32_t cycle : moving) {
+        if (std::find(first.begin(), first.end(), cycle) == first.end()) longest.Join(cycle);
+    }
+    *this = std::move(longest);
+}
+
+/// Those whose period divides that of no other; of equal periods the one of the shortest turns.
+std::vector<std::uint32_t> IndexSolver::LongestCycles(const std::vector<std::uint32_t>& cycles) const
+{
+    std::vector<std::uint32_t> longest;
+    for (const std::uint32_t cycle : cycles) {
+        const std::uint64_t period = PeriodOf(mCycles[cycle]);
+        const bool isTold = std::any_of(cycles.begin(), cycles.end(), [&](std::uint32_t other) {
+            const std::uint64_t by = PeriodOf(mCycles[other]);
+            if (other == cycle || period == 0 || by == 0 || by % period != 0) return false;
+            return by != period ||
+                   std::pair(mCycles[other].interval, other) < std::pair(mCycles[cycle].interval, cycle);
+        });
+        if (!isTold) longest.push_back(cycle);
+    }
+    return longest;
+}
+
+/// Whether the residue so far tells the turn.
+bool IndexSolver::IsTold(std::size_t cycle) const noexcept
+{
+    const std::uint64_t period = PeriodOf(mCycles[cycle]);
+    return mModulus == 0 || (period != 0 && mModulus % period == 0);
+}
+
+/// How many indexes of the blocks of a text suit the residue so far, at most.
+std::uint64_t IndexSolver::TriesOf(std::size_t cycle) const noexcept
+{
+    if (IsTold(cycle)) return 1;
+    const std::uint64_t period = PeriodOf(mCycles[cycle]);
+    const std::uint64_t shared = period == 0 ? mModulus : std::gcd(mModulus, period);
+    const std::uint64_t inBlock = (mCycles[cycle].interval - 1) / shared + 1;
+    std::uint64_t tries = 0;
+    return __builtin_mul_overflow(inBlock, AlikeTurns(mCycles[cycle]), &tries) ? kMaxIndex : tries;
+}
+
+/// Whether each block of a cycle is so long that it holds an index that suits all before it.
+bool IndexSolver::AreTail(const std::vector<std::uint32_t>& cycles) const
+{
+    std::uint64_t period = mModulus; // of all before
+    for (const std::uint32_t cycle : cycles) {
+        if (period == 0 || mCycles[cycle].interval < period || AlikeTurns(mCycles[cycle]) != 1) return false;
+        period = CommonPeriod(period, PeriodOf(mCycles[cycle]));
+    }
+    return true;
+}
+
+void IndexSolver::Join(std::uint32_t cycle)
+{
+    const std::uint64_t period = PeriodOf(mCycles[cycle]);
+    Step step;
+    step.cycle = cycle;
+    step.isCheck = IsTold(cycle);
+    step.interval = mCycles[cycle].interval;
+    step.modulus = Divisor(mModulus);
+    if (!step.isCheck) {
+        step.shared = period == 0 ? mModulus : std::gcd(mModulus, period);
+        if (step.shared == mModulus) {
+            step.rest = 0;
+            mModulus = period;
+        } else {
+            step.rest = period / step.shared;
+            step.inverse = InverseOf(mModulus / step.shared, step.rest);
+            mModulus = CommonPeriod(mModulus, period);
+        }
+    }
+    mSteps.push_back(step);
+}
+
+void IndexSolver::Plan(std::vector<std::uint32_t> cycles)
+{
+    // The shortest turns first, of these the longest periods.
+    std::sort(cycles.begin(), cycles.end(), [this](std::uint32_t left, std::uint32_t right) {
+        const TurnCycle& one = mCycles[left];
+        const TurnCycle& other = mCycles[right];
+        if (one.interval != other.interval) return one.interval < other.interval;
+        return PeriodOf(one) - 1 > PeriodOf(other) - 1;
+    });
+    bool isUnique = true; // so far
+    bool isQuick = true;
+    while (!cycles.empty()) {
+        auto best = cycles.end();
+        std::uint64_t fewest = kMaxIndex;
+        for (auto it = cycles.begin(); it != cycles.end(); ++it) {
+            const std::uint64_t tries = TriesOf(*it);
+            const std::uint64_t period = PeriodOf(mCycles[*it]);
+            if (tries == 1 && mModulus != 0 && !IsTold(*it) && (period == 0 || period % mModulus == 0)) {
+                best = it; // which needs no division; nothing is better
+                fewest = 1;
+                break;
+            }
+            if (tries < fewest) {
+                fewest = tries;
+                best = it;
+            }
+        }
+        if (fewest != 1 && AreTail(cycles)) {
+            mTail = std::move(cycles);
+            break;
+        }
+        if (fewest > kMaxTries / mTries) {
+            mIsComplete = false;
+            mOthers = std::move(cycles);
+            break;
+        }
+        mTries *= fewest;
+        isUnique = isUnique && fewest == 1;
+        const std::uint32_t cycle = *best;
+        cycles.erase(best);
+        Join(cycle);
+        isQuick = isQuick && isUnique && mSteps.back().rest == 0 && !mCycles[cycle].startsApart;
+        if (isQuick) {
+            ++mQuickCount;
+            mQuickModulus = mModulus;
+        }
+        if (isUnique) mDistance = mModulus;
+    }
+}
+
+/// One search.
+struct IndexSolver::Search {
+    const IndexSolver& solver;
+    const std::vector<KnownTurn>& turns;
+    IndexBounds bounds;
+    bool isLast; ///< Whether the greatest index is wanted.
+    std::vector<Blocks> tail = {};
+    std::optional<std::uint64_t> best = {};
+
+    /// Calls \a visit with the blocks of each turn that has the text that was read.
+    template <class Visit>
+    void VisitBlocks(std::uint32_t place, Visit visit) const
+    {
+        const TurnCycle& cycle = solver.mCycles[place];
+        const KnownTurn& known = turns[place];
+        std::uint64_t turn = known.turn;
+        for (;;) {
+            // Of a cycle that starts apart and has a count, turn 0 is not alike the others.
+            if (!cycle.startsApart || !cycle.hasCount || (turn == 0) == known.isFirst) {
+                const Blocks blocks(cycle, turn);
+                if (!blocks.exists) return;
+                visit(blocks);
+            }
+            if (cycle.turns == cycle.unit || cycle.turns - turn <= cycle.unit) return;
+            turn += cycle.unit;
+        }
+    }
+
+    bool Accepts(std::uint32_t place, std::uint64_t index) const
+    {
+        bool accepts = false;
+        VisitBlocks(place, [&](const Blocks& blocks) { accepts = accepts || blocks.Contain(index); });
+        return accepts;
+    }
+
+    /// Takes the nearest index of a residue that suits the blocks at the end.
+    void Finish(std::uint64_t residue)
+    {
+        const std::uint64_t modulus = solver.mModulus;
+        std::uint64_t index = isLast ? bounds.last : bounds.first;
+        for (bool isMoved = true; isMoved;) {
+            isMoved = false;
+            for (auto blocks = tail.rbegin(); blocks != tail.rend(); ++blocks) {
+                const std::optional<std::uint64_t> next = isLast ? blocks->Previous(index) : blocks->Next(index);
+                if (!next) return;
+                isMoved = isMoved || *next != index;
+                index = *next;
+            }
+            if (isLast) {
+                if (index < residue) return;
+                const std::uint64_t above = modulus == 0 ? index - residue : (index - residue) % modulus;
+                isMoved = isMoved || above != 0;
+                index -= above;
+            } else if (index <= residue) {
+                isMoved = isMoved || index != residue;
+                index = residue;
+            } else {
+                if (modulus == 0) return;
+                const std::uint64_t below = (index - residue) % modulus;
+                if (below == 0) continue;
+                if (kMaxIndex - index < modulus - below) return;
+                index += modulus - below;
+                isMoved = true;
+            }
+            if (tail.empty()) break;
+        }
+        if (index < bounds.first || index > bounds.last) return;
+        for (const std::uint32_t place : solver.mOthers) {
+            if (!Accepts(place, index)) return;
+        }
+        if (!best || (isLast ? index > *best : index < *best)) best = index;
+    }
+
+    /// Joins the cycles from a step on to a residue.
+    void Join(std::size_t place, std::uint64_t residue)
+    {
+        if (place == solver.mSteps.size()) return Finish(residue);
+        const Step& step = solver.mSteps[place];
+        if (step.isCheck) {
+            if (Accepts(step.cycle, residue)) Join(place + 1, residue);
+            return;
+        }
+        const std::uint64_t modulus = step.modulus.GetNumber();
+        VisitBlocks(step.cycle, [&](const Blocks& blocks) {
+            // The indexes of the block that suit the residue modulo what both have in common.
+            const std::uint64_t wanted = residue % step.shared;
+            const std::uint64_t from = blocks.start % step.shared;
+            const std::uint64_t up = wanted >= from ? wanted - from : wanted + (step.shared - from);
+            if (up > blocks.last - blocks.start) return;
+            for (std::uint64_t index = blocks.start + up;; index += step.shared) {
+                if (step.rest == 0) {
+                    Join(place + 1, index);
+                } else {
+                    const std::uint64_t there = index / step.shared % step.rest;
+                    const std::uint64_t here = residue / step.shared % step.rest;
+                    const std::uint64_t distance = there >= here ? there - here : there + (step.rest - here);
+                    const auto times = static_cast<std::uint64_t>(Product{distance} * step.inverse % step.rest);
+                    std::uint64_t joined = 0; // where that is 2^64 or more, there is no such index
+                    if (!__builtin_mul_overflow(times, modulus, &joined) &&
+                        !__builtin_add_overflow(joined, residue, &joined)) {
+                        Join(place + 1, joined);
+                    }
+                }
+                if (blocks.last - index < step.shared) break;
+            }
+        });
+    }
+
+    std::optional<std::uint64_t> Run()
+    {
+        for (std::size_t i = 0; i < solver.mCycles.size(); ++i) {
+            const TurnCycle& cycle = solver.mCycles[i];
+            if (!cycle.startsApart || cycle.hasCount) continue;
+            if (turns[i].isFirst) {
+                bounds.last = std::min(bounds.last, cycle.interval - 1);
+            } else {
+                bounds.first = std::max(bounds.first, cycle.interval);
+            }
+        }
+        if (!solver.mIsComplete) bounds.last = std::min(bounds.last, solver.mModulus - 1);
+        if (bounds.first > bounds.last) return std::nullopt;
+        for (const std::uint32_t cycle : solver.mTail) {
+            tail.emplace_back(solver.mCycles[cycle], turns[cycle].turn);
+            if (!tail.back().exists) return std::nullopt;
+        }
+        Join(0, 0);
+        return best;
+    }
+};
+
+std::optional<std::uint64_t> IndexSolver::FindFirst(const std::vector<KnownTurn>& turns, IndexBounds bounds) const
+{
+    return Search{*this, turns, bounds, false}.Run();
+}
+
+std::optional<std::uint64_t> IndexSolver::FindLast(const std::vector<KnownTurn>& turns, IndexBounds bounds) const
+{
+    return Search{*this, turns, bounds, true}.Run();
+}
+
+} // namespace zor::common::detail
