@@ -65,9 +65,9 @@ bool CompiledTemplate::operator==(const CompiledTemplate& other) const noexcept
 {
     const Impl& left = *mImpl;
     const Impl& right = *other.mImpl;
-    return &left == &right ||
-           (left.text == right.text && left.marker == right.marker && left.context == right.context &&
-            left.variables == right.variables && left.checksums == right.checksums);
+    return &left == &right || (left.text == right.text && left.marker == right.marker &&
+                               left.context == right.context && left.variables == right.variables &&
+                               left.checksums == right.checksums && left.program->tables == right.program->tables);
 }
 
 void CompiledTemplate::GetValueAt(std::uint64_t index, std::string& out) const

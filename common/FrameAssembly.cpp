@@ -12,8 +12,8 @@ void Store16(std::string& bytes, std::size_t offset, std::size_t number)
     StoreBig16(reinterpret_cast<unsigned char*>(bytes.data()) + offset, static_cast<std::uint16_t>(number));
 }
 
-constexpr unsigned int kPayloads =
-    Bit(LayerKind::Number) | Bit(LayerKind::Bytes) | Bit(LayerKind::Fill) | Bit(LayerKind::Pattern);
+constexpr unsigned int kPayloads = Bit(LayerKind::Number) | Bit(LayerKind::Bytes) | Bit(LayerKind::Fill) |
+                                   Bit(LayerKind::Pattern) | Bit(LayerKind::Hole);
 
 /// Marks the last label of a stack. What was captured without a packet behind it stays as it is.
 void CompleteLabel(const FrameLayer& layer, const FrameLayer* next, std::string& bytes)
@@ -79,7 +79,7 @@ AssembledFrame::AssembledFrame(const FrameStack& stack)
         const FrameLayer& layer = stack.layers[i];
         Complete(layer, i + 1 < stack.layers.size() ? &stack.layers[i + 1] : nullptr, ends[i], bytes);
         for (const FrameField& field : layer.fields) {
-            if (!field.isCounting) continue;
+            if (!field.isCounting && !field.isHole) continue;
             fields.push_back(field);
             FrameField& last = fields.back();
             last.offset += layer.offset;

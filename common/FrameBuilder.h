@@ -66,6 +66,7 @@ enum class FramePattern : unsigned char {
 /// | Vxlan | Udp | `vxlan.vni` |
 /// | GtpU | Udp | `gtp.teid`, `gtp.seq`, `gtp.qfi` |
 /// | Number | nothing, all but Arp and PadTo | `number` |
+/// | Hole | nothing, all but Arp and PadTo | its own |
 /// | Bytes, Fill, Pattern | nothing, all but Arp and PadTo | |
 /// | PadTo | all | |
 ///
@@ -183,6 +184,12 @@ public:
     /// So many bytes of a pattern, from its beginning.
     FrameBuilder& Pattern(std::size_t size, FramePattern pattern = FramePattern::Incrementing);
 
+    /// Bytes that the sender writes, such as a time stamp: 0 in each frame. What covers them is kept right by
+    /// AdjustChecksum(); of a tunnel, the innermost checksum alone, as the outer ones do not change with what it evens out.
+    /// \param name  for GetSpan(); not empty, without '.', '#' and '@', not "number", and of no other hole.
+    /// \param size  in bytes, at least 1.
+    FrameBuilder& Hole(const std::string& name, std::size_t size);
+
     /// Pads the frame with zeros to a size in bytes, as a card pads Ethernet frames to 60 bytes. Padding belongs to no
     /// header: no length counts it and no checksum covers it. Only more padding may follow.
     /// \param size  not below that of the frame so far.
@@ -202,11 +209,22 @@ public:
     ///              builder makes, or of a field that counts. The same span may be varied again.
     FrameBuilder& Vary(const ByteSpan& span, const FrameVariation& variation);
 
+    /// Gives fields the values of a table, whose row number counts: all fields together show one row.
+    /// \code
+    /// frame.Rows({"ipv4.src", "ipv4.dst", "udp.dport"},
+    ///            {{CIpAddress(10, 0, 0, 1), CIpAddress(10, 0, 1, 1), 53}, {CIpAddress(10, 0, 0, 9), CIpAddress(10, 0, 1, 7), 123}});
+    /// \endcode
+    /// \param fields  at least one name, as for Vary().
+    /// \param table   at least one row, each of as many values as there are fields.
+    /// \param repeat  how often a row is shown again before the next one.
+    FrameBuilder& Rows(const std::vector<std::string>& fields, const std::vector<std::vector<FrameCell>>& table,
+                       std::uint64_t repeat = 0);
+
     /// Makes fields count like the digits of an odometer: the first one at each index, each other one when all before it
     /// have shown all their values. Fields that are not named go on as they are.
     ///
     /// \param fields  at least one name of fields that count and have no repeat; each one but the last has a count other
-    ///                than 0. Layers may still follow. std::invalid_argument is raised if fields are crossed already, and if
+    ///                than 0. One field of a table stands for all that Rows() made count together. Layers may still follow. std::invalid_argument is raised if fields are crossed already, and if
     ///                the counts of all but the last one multiply to 2^64 or more.
     FrameBuilder& Cross(const std::vector<std::string>& fields);
 
@@ -228,11 +246,16 @@ public:
     CompiledTemplate Compile() const;
 
     /// The text of a template for Wildcards with the marker "@", without checksums. Nothing if the grammar has no word for
-    /// a field: its count is above 2^32 - 1, or a value is shown more than 2^32 times in succession.
+    /// a field: a list, a table, another order or a hole, a count above 2^32 - 1, or a value that is shown more than 2^32
+    /// times in succession.
     std::optional<std::string> GetTemplate() const;
 
     /// The checksum fields, in the order in which they are worked out: one that another covers stands before it.
     std::vector<ChecksumField> GetChecksums() const;
+
+    /// Where a field stands in the frame.
+    /// \param name  std::invalid_argument is raised for a name that the frame does not have.
+    ByteSpan GetSpan(const std::string& name) const;
 
     /// The size of the frame so far, in bytes.
     std::size_t GetSize() const noexcept;

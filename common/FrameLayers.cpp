@@ -20,8 +20,8 @@ constexpr unsigned int kTunnels =
     Bit(LayerKind::Mpls) | Bit(LayerKind::Gre) | Bit(LayerKind::Vxlan) | Bit(LayerKind::GtpU);
 constexpr unsigned int kTransports =
     Bit(LayerKind::Udp) | Bit(LayerKind::Tcp) | Bit(LayerKind::Icmp) | Bit(LayerKind::Icmpv6);
-constexpr unsigned int kPayloads =
-    Bit(LayerKind::Number) | Bit(LayerKind::Bytes) | Bit(LayerKind::Fill) | Bit(LayerKind::Pattern);
+constexpr unsigned int kPayloads = Bit(LayerKind::Number) | Bit(LayerKind::Bytes) | Bit(LayerKind::Fill) |
+                                   Bit(LayerKind::Pattern) | Bit(LayerKind::Hole);
 constexpr unsigned int kCarriers = kIsFirst | kLinks | kIp | kTunnels | kTransports | kPayloads; ///< Of payload.
 constexpr unsigned int kAll = kCarriers | Bit(LayerKind::Arp) | Bit(LayerKind::Padding);
 constexpr unsigned int kPackets = kIsFirst | kLinks | kIp | (kTunnels & ~Bit(LayerKind::Vxlan)); ///< Carry IP.
@@ -72,6 +72,7 @@ constexpr LayerTraits kTraits[kLayerKinds] = {
     {.call = "Bytes", .behind = kCarriers},
     {.call = "Fill", .behind = kCarriers},
     {.call = "Pattern", .behind = kCarriers},
+    {.call = "Hole", .behind = kCarriers},
     {.call = "PadTo", .behind = kAll},
 };
 
@@ -155,6 +156,7 @@ void FrameStack::Append(FrameLayer&& layer)
     const auto kind = static_cast<std::size_t>(layer.kind);
     const std::string number = counts[kind] == 0 ? "" : '#' + std::to_string(counts[kind] + 1);
     for (FrameField& field : layer.fields) {
+        if (layer.hasOwnName) break;
         field.name = traits.name + number + (field.name.empty() ? "" : '.' + field.name);
     }
     layer.offset = size;

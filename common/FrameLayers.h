@@ -5,9 +5,11 @@
 /// Internal: the layers of a frame, and the bytes, counters and checksums that they come to.
 
 #include "FrameBuilder.h"
+#include "IndexOrder.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,9 +37,10 @@ enum class LayerKind : std::uint8_t {
     Bytes,
     Fill,
     Pattern,
+    Hole,
     Padding
 };
-constexpr std::size_t kLayerKinds = 18;
+constexpr std::size_t kLayerKinds = 19;
 
 constexpr unsigned int Bit(LayerKind kind) noexcept
 {
@@ -63,20 +66,32 @@ const LayerTraits& TraitsOf(LayerKind kind) noexcept;
 
 /// Bytes of the frame with a name, as one number in network order.
 struct FrameField {
-    std::string name;           ///< Before the layer has its place, the part behind the dot.
-    std::size_t offset = 0;     ///< In the layer; of an assembled frame, in that.
-    std::size_t size = 0;       ///< From 1 to 16.
-    std::size_t bits = 0;       ///< Of the number; the others of its bytes never change.
-    unsigned int shift = 0;     ///< Where the lowest one stands in the bytes.
-    std::uint64_t others = 0;   ///< The bytes without the number, where it shares them.
-    Uint128 first{0, 0};        ///< With the other bits of the bytes.
-    Uint128 step{0, 0};         ///< Modulo the width.
-    std::uint64_t count = 1;    ///< 0 is without end.
-    std::uint64_t interval = 1; ///< How many indexes a turn lasts.
+    std::string name;                        ///< Before the layer has its place, the part behind the dot.
+    std::size_t offset = 0;                  ///< In the layer; of an assembled frame, in that.
+    std::size_t size = 0;                    ///< From 1 to 16.
+    std::size_t bits = 0;                    ///< Of the number; the others of its bytes never change.
+    unsigned int shift = 0;                  ///< Where the lowest one stands in the bytes.
+    std::uint64_t others = 0;                ///< The bytes without the number, where it shares them.
+    Uint128 first{0, 0};                     ///< With the other bits of the bytes.
+    Uint128 step{0, 0};                      ///< Modulo the width.
+    std::uint64_t count = 1;                 ///< 0 is without end.
+    std::uint64_t interval = 1;              ///< How many indexes a turn lasts.
+    std::shared_ptr<const FrameTable> table; ///< Of a field that goes through a list.
+    std::size_t column = 0;                  ///< Of the table.
+    std::size_t rows = 0;                    ///< 1 more than the number of the table, if its columns count together.
+    std::uint64_t seed = 0;                  ///< Of the order.
+    bool isShuffled = false;
+    bool isHole = false;
     bool isCounting = false;
     bool isCrossed = false;
 
     std::size_t GetEnd() const noexcept { return offset + size; }
+
+    /// The order of the turns of a field that is shuffled.
+    IndexOrder GetOrder() const noexcept { return {count, seed}; }
+
+    /// What the bytes of a table's row hold.
+    Uint128 GetListed(std::size_t row) const noexcept;
 
     /// What the bytes hold at index 0.
     std::string GetText() const;
@@ -91,6 +106,7 @@ struct FrameLayer {
     std::vector<FrameField> fields; ///< In the order of the bytes.
     unsigned int tagType = 0;       ///< Of a VLAN tag, the number that the header in front says it by.
     bool isFragment = false;
+    bool hasOwnName = false;   ///< Whether the name of the field is whole.
     bool isPseudowire = false; ///< Of an MPLS label with a control word behind it.
     bool hasPort = true;       ///< Whether a destination port was given. Otherwise the next layer says it.
     bool hasChecksum = true;
@@ -110,6 +126,7 @@ struct FrameStack {
     std::size_t size = 0;                  ///< Of the frame, in bytes.
     std::size_t most = ~std::size_t{0};    ///< Where a length becomes too large for its field.
     LayerKind narrowest = LayerKind::Ipv4; ///< Whose length that is.
+    std::size_t tables = 0;                ///< How many have been given to Rows().
     bool isCrossed = false;
 
     /// Throws std::invalid_argument if a layer of that size makes the frame too large.
@@ -130,7 +147,7 @@ struct AssembledFrame {
     explicit AssembledFrame(const FrameStack& stack);
 
     std::string bytes;                    ///< At index 0, with 0 in the place of checksums.
-    std::vector<FrameField> fields;       ///< Those that count, in the order of the bytes.
+    std::vector<FrameField> fields;       ///< Those that count, and holes, in the order of the bytes.
     std::vector<ChecksumField> checksums; ///< Each one before those that cover it.
 };
 

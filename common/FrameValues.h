@@ -11,9 +11,15 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
+#include <memory>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 namespace zor::common {
+
+class FrameBuilder;
 
 /// How far a counting field moves at each change: a number, negative to count down, or an IPv6 address for steps of 2^64
 /// and more, such as from one /64 network to the next. A number of 2^63 and more is the negative one that is the same
@@ -65,7 +71,50 @@ struct Counting {
     std::uint64_t repeat; ///< How often a value is shown again.
 };
 
+/// The value of a field that goes through a list: turn t shows value t. A value may stand in the list more than once.
+/// \code
+/// OneOf<std::uint16_t>({53, 123, 443})
+/// OneOf({CIpAddress(10, 0, 0, 1), CIpAddress(10, 9, 0, 1)}, 1) // each one twice
+/// \endcode
+/// \tparam Value  as for Counting.
+template <class Value>
+struct OneOf {
+    /// \param list   at least one value.
+    /// \param again  how often a value is shown again before the next one.
+    OneOf(std::initializer_list<Value> list, std::uint64_t again = 0) : values(list), repeat(again) {}
+
+    /// The same for values in a vector.
+    OneOf(std::vector<Value> list, std::uint64_t again = 0) : values(std::move(list)), repeat(again) {}
+
+    std::vector<Value> values; ///< In the order in which they are shown.
+    std::uint64_t repeat;      ///< How often a value is shown again.
+};
+
+/// Values in an order that looks random: turn t shows what turn IndexOrder(count, seed).GetIndexAt(t) would show, so that
+/// each turn is shown once before the order starts again. A count of 0 is that of all values up to where the field wraps.
+/// \code
+/// Shuffled(Counting(CIpAddress(10, 0, 0, 0), 1 << 24), 42) // all hosts of a network, in the order of seed 42
+/// \endcode
+/// \tparam Values  Counting or OneOf.
+template <class Values>
+struct Shuffled {
+    /// \param turns  what is shown.
+    /// \param number  which of the orders.
+    explicit Shuffled(Values turns, std::uint64_t number = 0) : values(std::move(turns)), seed(number) {}
+
+    Values values;      ///< What is shown.
+    std::uint64_t seed; ///< Which of the orders.
+};
+
 namespace detail {
+
+/// Values one behind the other, by rows.
+struct FrameTable {
+    std::size_t columns = 1;
+    std::vector<Uint128> cells;
+
+    std::size_t CountRows() const noexcept { return cells.size() / columns; }
+};
 
 /// What a field shows, before it is known how wide the field is.
 struct FrameValue {
@@ -74,17 +123,47 @@ struct FrameValue {
     std::uint64_t count = 1;
     std::uint64_t repeat = 0;
     bool isCounting = false;
-    bool isNegative = false;     ///< Whether the first value is a number below 0, which no field can show.
-    std::size_t addressSize = 0; ///< Of an address, in bytes; 0 for numbers.
+    bool isNegative = false;                 ///< Whether the first value is a number below 0, which no field can show.
+    std::size_t addressSize = 0;             ///< Of an address, in bytes; 0 for numbers.
+    std::shared_ptr<const FrameTable> table; ///< Of a list. The first value is then that of its first row.
+    bool isShuffled = false;
+    std::uint64_t seed = 0;
 };
 
 template <class Value>
-constexpr void SetCounting(FrameValue& value, const Counting<Value>& counting) noexcept
+void SetCounting(FrameValue& value, const Counting<Value>& counting) noexcept
 {
     value.step = counting.step.GetNumber();
     value.count = counting.count;
     value.repeat = counting.repeat;
     value.isCounting = true;
+}
+
+/// Makes a value that is a constant the first one of a list.
+/// \param numberOf  gives each of the values as a constant.
+template <class Value, class NumberOf>
+void SetList(FrameValue& value, const OneOf<Value>& list, NumberOf numberOf)
+{
+    FrameTable table;
+    table.cells.reserve(list.values.size());
+    for (const Value& each : list.values) {
+        const FrameValue number = numberOf(each);
+        value.isNegative = value.isNegative || number.isNegative;
+        table.cells.push_back(number.first);
+    }
+    value.first = table.cells.empty() ? Uint128{0, 0} : table.cells.front();
+    value.step = {0, 0};
+    value.count = table.cells.size();
+    value.repeat = list.repeat;
+    value.isCounting = true;
+    value.table = std::make_shared<const FrameTable>(std::move(table));
+}
+
+template <class Values>
+void SetOrder(FrameValue& value, const Shuffled<Values>& shuffled) noexcept
+{
+    value.isShuffled = true;
+    value.seed = shuffled.seed;
 }
 
 } // namespace detail
@@ -95,7 +174,7 @@ class FrameNumber {
 public:
     /// A constant, of 0 or above.
     template <class Integer, std::enable_if_t<std::is_integral_v<Integer>, int> = 0>
-    constexpr FrameNumber(Integer constant) noexcept : mTypeSize(sizeof(Integer))
+    FrameNumber(Integer constant) noexcept : mTypeSize(sizeof(Integer))
     {
         mValue.first.low = static_cast<std::uint64_t>(constant);
         mValue.isNegative = constant < Integer{0};
@@ -103,16 +182,30 @@ public:
 
     /// A number that counts, from 0 or above.
     template <class Integer, std::enable_if_t<std::is_integral_v<Integer>, int> = 0>
-    constexpr FrameNumber(const Counting<Integer>& counting) noexcept : FrameNumber(counting.first)
+    FrameNumber(const Counting<Integer>& counting) noexcept : FrameNumber(counting.first)
     {
         detail::SetCounting(mValue, counting);
     }
 
+    /// A number that goes through a list, of 0 and above.
+    template <class Integer, std::enable_if_t<std::is_integral_v<Integer>, int> = 0>
+    FrameNumber(const OneOf<Integer>& list) : FrameNumber(Integer{0})
+    {
+        detail::SetList(mValue, list, [](Integer each) { return FrameNumber(each).GetValue(); });
+    }
+
+    /// Numbers in another order.
+    template <class Values, std::enable_if_t<std::is_constructible_v<FrameNumber, const Values&>, int> = 0>
+    FrameNumber(const Shuffled<Values>& shuffled) : FrameNumber(shuffled.values)
+    {
+        detail::SetOrder(mValue, shuffled);
+    }
+
     /// For the layers: the number as one of 128 bits.
-    constexpr const detail::FrameValue& GetValue() const noexcept { return mValue; }
+    const detail::FrameValue& GetValue() const noexcept { return mValue; }
 
     /// The bytes of the integer type that it was given as.
-    constexpr std::size_t GetTypeSize() const noexcept { return mTypeSize; }
+    std::size_t GetTypeSize() const noexcept { return mTypeSize; }
 
 private:
     detail::FrameValue mValue;
@@ -136,6 +229,18 @@ public:
     FrameAddress(const Counting<Address>& counting) noexcept : FrameAddress(counting.first)
     {
         detail::SetCounting(mValue, counting);
+    }
+
+    /// An address that goes through a list.
+    FrameAddress(const OneOf<Address>& list) : FrameAddress(Address())
+    {
+        detail::SetList(mValue, list, [](const Address& each) { return FrameAddress(each).GetValue(); });
+    }
+    /// Addresses in another order.
+    template <class Values, std::enable_if_t<std::is_constructible_v<FrameAddress, const Values&>, int> = 0>
+    FrameAddress(const Shuffled<Values>& shuffled) : FrameAddress(shuffled.values)
+    {
+        detail::SetOrder(mValue, shuffled);
     }
 
     /// For the layers: the address as one number of 128 bits.
@@ -178,7 +283,38 @@ public:
     const detail::FrameValue& GetValue() const noexcept { return mValue; }
 
 private:
+    friend class FrameBuilder;
+
     detail::FrameValue mValue;
+};
+
+/// A value in a table: an integer or an address.
+class FrameCell {
+public:
+    /// A number of 0 or above, or an address.
+    template <class Value,
+              std::enable_if_t<std::is_integral_v<Value> || std::is_same_v<Value, CMacAddress> ||
+                                   std::is_same_v<Value, CIpAddress> || std::is_same_v<Value, CIpv6Address>,
+                               int> = 0>
+    FrameCell(const Value& value) : FrameCell(FrameVariation(value).GetValue())
+    {
+    }
+
+    /// For the builder: the value as a number of 128 bits.
+    detail::Uint128 GetNumber() const noexcept { return mNumber; }
+    bool IsNegative() const noexcept { return mIsNegative; }             ///< Whether it is a number below 0.
+    std::size_t GetAddressSize() const noexcept { return mAddressSize; } ///< In bytes; 0 for numbers.
+
+private:
+    explicit FrameCell(const detail::FrameValue& value)
+        : mNumber(value.first), mAddressSize(static_cast<std::uint8_t>(value.addressSize)),
+          mIsNegative(value.isNegative)
+    {
+    }
+
+    detail::Uint128 mNumber;
+    std::uint8_t mAddressSize;
+    bool mIsNegative;
 };
 
 } // namespace zor::common

@@ -232,10 +232,58 @@ std::size_t WriteNextLanes(const Lane* lane, const Lane* end, const Chunk& chunk
     });
 }
 
+/// The turns of a field at the indexes of a chunk.
+void FindTurns(const IndexProgram& program, const IndexField& field, const Chunk& chunk, std::uint64_t* turns)
+{
+    if (!chunk.indexes && field.turns.interval.GetNumber() == 1) {
+        const std::uint64_t count = field.turns.count.GetNumber();
+        std::uint64_t turn = field.turns.At(chunk.first);
+        if (field.order != 0) { // whose size is the count
+            return program.orders[field.order - 1].GetIndexesAt(IndexRange{turn, chunk.count}, turns);
+        }
+        for (std::size_t k = 0; k < chunk.count; ++k) {
+            turns[k] = turn;
+            if (++turn == count) turn = 0;
+        }
+        return;
+    }
+    for (std::size_t k = 0; k < chunk.count; ++k) turns[k] = program.TurnAt(field, chunk.IndexAt(k));
+}
+
+/// Copies bytes of a table.
+template <unsigned int Size>
+void CopyListed(const char* values, std::size_t distance, std::size_t offset, const std::uint64_t* turns,
+                const Chunk& chunk)
+{
+    unsigned char* const* const frames = chunk.frames;
+    const std::size_t count = chunk.count;
+    for (std::size_t k = 0; k < count; ++k) std::memcpy(frames[k] + offset, values + turns[k] * distance, Size);
+}
+
+using ListCopier = void (*)(const char*, std::size_t, std::size_t, const std::uint64_t*, const Chunk&);
+
+constexpr ListCopier kListCopiers[] = {CopyListed<1>,  CopyListed<2>,  CopyListed<3>,  CopyListed<4>,
+                                       CopyListed<5>,  CopyListed<6>,  CopyListed<7>,  CopyListed<8>,
+                                       CopyListed<9>,  CopyListed<10>, CopyListed<11>, CopyListed<12>,
+                                       CopyListed<13>, CopyListed<14>, CopyListed<15>, CopyListed<16>};
+
 void WriteField(const IndexProgram& program, const IndexField& field, const Chunk& chunk)
 {
+    if (field.shape != Shape::Listed && field.order == 0) {
+        for (std::size_t k = 0; k < chunk.count; ++k) {
+            WriteTurn(program, field, field.turns.At(chunk.IndexAt(k)), reinterpret_cast<char*>(chunk.frames[k]));
+        }
+        return;
+    }
+    std::uint64_t turns[kMaxChunk];
+    FindTurns(program, field, chunk, turns);
+    if (field.shape == Shape::Listed) {
+        const Slice& listed = program.DetailsOf(field).listed;
+        return kListCopiers[field.size - 1](program.tables.data() + listed.first, listed.count, field.offset, turns,
+                                            chunk);
+    }
     for (std::size_t k = 0; k < chunk.count; ++k) {
-        WriteInFrame(program, field, chunk.IndexAt(k), reinterpret_cast<char*>(chunk.frames[k]));
+        WriteTurn(program, field, turns[k], reinterpret_cast<char*>(chunk.frames[k]));
     }
 }
 

@@ -333,7 +333,8 @@ TEST(Allocation, FailuresLeaveFrameBuildersAsTheyWere)
     const auto seen = [](const FrameBuilder& frame) {
         std::string value;
         frame.Compile().GetValueAt(7, value);
-        return value + *frame.GetTemplate() + std::to_string(frame.GetFlowCount() + frame.GetChecksums().size());
+        return value + frame.GetTemplate().value_or("") +
+               std::to_string(frame.GetFlowCount() + frame.GetChecksums().size());
     };
     const FrameBuilder other = make().Number(7).Cross({"ipv4.src"});
     FailEachAllocation(

@@ -87,7 +87,7 @@ TEST(FrameBuilder, CountsFlowsAsTheyAreShown)
 /// What cannot be: each call is refused with its text and leaves the builder as it was.
 TEST(FrameBuilder, RefusesWhatCannotBe)
 {
-    FrameBuilder ethernet, ip, fragment, ip6, arp, full, padded, repeated, unsummed, pseudowire, tunnel, varied;
+    FrameBuilder ethernet, ip, fragment, ip6, arp, full, padded, repeated, unsummed, pseudowire, tunnel, varied, tabled;
     ethernet.Ethernet(kSource, kDestination);
     ip.Ipv4(kHere, kThere);
     Ipv4Options more;
@@ -104,6 +104,7 @@ TEST(FrameBuilder, RefusesWhatCannotBe)
     (pseudowire = ethernet).Mpls(16, control);
     (repeated = ip).Udp(Counting<int>(1, 2, 1, 1), Counting<int>(5, 0)).Number(Counting<std::uint64_t>(0, ~0ul, 2));
     (varied = repeated).Vary(ByteSpan{18, 2}, Counting<int>(7, 3));
+    (tabled = ip).Rows({"ipv4.src", "ipv4.ttl"}, {{kHere, 1}, {kThere, 2}}).Hole("stamp", 3);
     Ipv4Options ecn, offset, dscp;
     ecn.ecn = 4;
     offset.fragmentOffset = 8192;
@@ -288,6 +289,44 @@ TEST(FrameBuilder, DrawnFramesAreThoseOfTheModel)
         ASSERT_FALSE(HasFailure()) << "round " << round;
     }
     EXPECT_GT(random.accepted, 500);
+}
+
+TEST(FrameBuilder, GoesThroughListsAndTables)
+{
+    FrameBuilder frame;
+    frame.Ethernet(kSource, kDestination).Vlan(OneOf({4095, 1, 4095, 1})).Mpls(OneOf<int>({1 << 19, 16, 16}, 1));
+    frame.Ipv4(OneOf({kHere, kHere}), kThere).Udp(7, Counting<int>(1, 2)).Hole("stamp", 8);
+    const CompiledTemplate listed = frame.Compile();
+    EXPECT_EQ(frame.GetTemplate(), std::nullopt);
+    EXPECT_EQ(listed.GetPeriod(), 6u);
+    EXPECT_EQ(listed.GetPeriod({0}), 2u);
+    EXPECT_EQ(listed.GetPeriod({2}), 1u);
+    const std::vector<ByteSpan> changing = {{14, 2}, {18, 2}, {45, 1}, {48, 2}};
+    EXPECT_EQ(listed.GetChangingSpans(), changing);
+    EXPECT_EQ(frame.GetSpan("stamp"), (ByteSpan{50, 8}));
+    EXPECT_EQ(frame.GetFlowCount(), 4u);
+    EXPECT_EQ(listed, FrameBuilder(frame).Compile());
+
+    const auto table = [](int last) -> std::vector<std::vector<FrameCell>> {
+        return {{1, kHere, 5}, {2, kThere, 5}, {1, kHere, 5}, {1, kHere, last}};
+    };
+    FrameBuilder other = frame;
+    frame.Rows({"mpls.label", "ipv4.dst", "udp.sport"}, table(6));
+    EXPECT_NE(frame.Compile(), other.Rows({"mpls.label", "ipv4.dst", "udp.sport"}, table(7)).Compile());
+    EXPECT_EQ(frame.GetFlowCount(), 3u);
+    frame.Cross({"vlan.id", "udp.sport", "udp.dport"});
+    EXPECT_EQ(frame.GetFlowCount(), 2u * 3 * 2);
+    const CompiledTemplate crossed = frame.Compile();
+    for (std::uint64_t index = 0; index < 100; ++index) {
+        const std::string value = ValueAt(crossed, index);
+        const std::uint64_t row = index / 4 % 4;
+        EXPECT_EQ(ReadBig(value, 14, 2), index % 2 == 0 ? 4095u : 1u);
+        EXPECT_EQ(ReadBig(value, 18, 4), (row == 1 ? 2u : 1u) << 12 | 0x140);
+        EXPECT_EQ(ReadBig(value, 38, 4), row == 1 ? 0xc0a80001u : 0x0a000001u);
+        EXPECT_EQ(ReadBig(value, 42, 2), row == 3 ? 6u : 5u);
+        EXPECT_EQ(ReadBig(value, 44, 2), 1 + index / 16 % 2);
+        EXPECT_EQ(ReadBig(value, 50, 8), 0u);
+    }
 }
 
 TEST(FrameBuilder, VariesPlacesAndNames)

@@ -36,7 +36,8 @@ std::vector<std::uint64_t> Indexes()
     return indexes;
 }
 
-void Write(const std::string& path, const CompiledTemplate& packets)
+template <class Finish>
+void Write(const std::string& path, const CompiledTemplate& packets, Finish finish)
 {
     constexpr std::uint64_t kNanoseconds = 1000000000;
     std::string file;
@@ -44,6 +45,7 @@ void Write(const std::string& path, const CompiledTemplate& packets)
     std::string frame;
     for (const std::uint64_t index : Indexes()) {
         packets.GetValueAt(index, frame);
+        finish(index, reinterpret_cast<unsigned char*>(frame.data()));
         Append32(file, index / kNanoseconds);
         Append32(file, index % kNanoseconds);
         Append32(file, frame.size());
@@ -51,6 +53,11 @@ void Write(const std::string& path, const CompiledTemplate& packets)
         file += frame;
     }
     std::ofstream(path, std::ios::binary) << file;
+}
+
+void Write(const std::string& path, const CompiledTemplate& packets)
+{
+    Write(path, packets, [](std::uint64_t, unsigned char*) {});
 }
 
 /// The checksums of what the builder has no layer for are found in the first frame.
@@ -160,6 +167,38 @@ void WriteTunnels(Write write)
                       .Number(number));
 }
 
+/// What no template has words for: lists, a table, another order, and bytes that are written late.
+void WriteTables(const std::string& directory)
+{
+    std::vector<std::vector<FrameCell>> rows;
+    for (std::uint32_t row = 0; row < 100000; ++row) {
+        rows.push_back({CIpAddress(0x0a000000 + row * 7919 % 0x1000000), CIpAddress(0x0b000000 + row), row * 31 % 65536,
+                        row % 4094 + 1, row * 11 % 1048576});
+    }
+    FrameBuilder frame = Ethernet()
+                             .Vlan(1)
+                             .Mpls(1)
+                             .Ipv4("0.0.0.0"_ip4, "0.0.0.0"_ip4)
+                             .Udp(0, OneOf<std::uint16_t>({53, 9, 65535, 9}, 2))
+                             .Number(Shuffled(Counting<std::uint32_t>(0, 0), 7));
+    frame.Rows({"ipv4.src", "ipv4.dst", "udp.sport", "vlan.id", "mpls.label"}, rows);
+    Write(directory + "table.pcap", frame.Compile());
+
+    frame = Ethernet4();
+    frame.Udp(0xc000)
+        .Vxlan(7)
+        .Ethernet(kSource, kDestination)
+        .Ipv4("10.2.0.1"_ip4, OneOf({"10.2.0.2"_ip4, "10.3.0.3"_ip4}));
+    frame.Udp(Counting<int>(0xfff0, 0), 9).Fill(3).Hole("stamp", 8);
+    const ByteSpan stamp = frame.GetSpan("stamp");
+    const ChecksumField inner = frame.GetChecksums()[1]; // of UDP; the first one is of its IP header
+    Write(directory + "hole.pcap", frame.Compile(), [&](std::uint64_t index, unsigned char* bytes) {
+        unsigned char time[8];
+        for (int i = 0; i < 8; ++i) time[i] = static_cast<unsigned char>(index * 0x9e3779b97f4a7c15 >> 8 * (7 - i));
+        AdjustChecksum(inner, bytes, stamp.offset, time, stamp.size);
+    });
+}
+
 int TakeApart(const std::string& from, const std::string& to)
 {
     std::ifstream in(from, std::ios::binary);
@@ -263,6 +302,7 @@ int main(int argc, char** argv)
     write("no-header", Ethernet().Number(Counting<std::uint64_t>(0, 0, -1)).PadTo(60));
 
     WriteTunnels(write);
+    WriteTables(directory);
 
     const std::string ethernet = "@h 0200000000fe 020000000001 ";
     // Options of IPv4: a router alert, no operation, and a route to be recorded. UDP, eight bytes.
