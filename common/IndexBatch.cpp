@@ -267,23 +267,66 @@ constexpr ListCopier kListCopiers[] = {CopyListed<1>,  CopyListed<2>,  CopyListe
                                        CopyListed<9>,  CopyListed<10>, CopyListed<11>, CopyListed<12>,
                                        CopyListed<13>, CopyListed<14>, CopyListed<15>, CopyListed<16>};
 
-void WriteField(const IndexProgram& program, const IndexField& field, const Chunk& chunk)
+/// Writes a linear number in big-endian bytes.
+template <unsigned int Size>
+void StoreTurns(const IndexField& field, const std::uint64_t* turns, const Chunk& chunk)
 {
-    if (field.shape != Shape::Listed && field.order == 0) {
-        for (std::size_t k = 0; k < chunk.count; ++k) {
-            WriteTurn(program, field, field.turns.At(chunk.IndexAt(k)), reinterpret_cast<char*>(chunk.frames[k]));
-        }
-        return;
+    unsigned char* const* const frames = chunk.frames;
+    const std::size_t count = chunk.count;
+    const std::size_t offset = field.offset;
+    const std::uint64_t start = field.start;
+    const std::uint64_t step = field.step;
+    const unsigned int shift = field.shift;
+    for (std::size_t k = 0; k < count; ++k) {
+        const std::uint64_t number = (start + turns[k] * step) >> shift;
+        const std::uint64_t bytes = __builtin_bswap64(number << 8 * (8 - Size));
+        std::memcpy(frames[k] + offset, &bytes, Size);
     }
-    std::uint64_t turns[kMaxChunk];
-    FindTurns(program, field, chunk, turns);
+}
+
+using TurnStorer = void (*)(const IndexField&, const std::uint64_t*, const Chunk&);
+
+constexpr TurnStorer kTurnStorers[] = {StoreTurns<1>, StoreTurns<2>, StoreTurns<3>, StoreTurns<4>,
+                                       StoreTurns<5>, StoreTurns<6>, StoreTurns<7>, StoreTurns<8>};
+
+/// Writes a field that shows its turns by a list or in another order.
+void WriteByTurns(const IndexProgram& program, const IndexField& field, const std::uint64_t* turns, const Chunk& chunk)
+{
     if (field.shape == Shape::Listed) {
         const Slice& listed = program.DetailsOf(field).listed;
-        return kListCopiers[field.size - 1](program.tables.data() + listed.first, listed.count, field.offset, turns,
-                                            chunk);
+        const char* const values = program.tables.data() + listed.first;
+        return kListCopiers[field.size - 1](values, listed.count, field.offset, turns, chunk);
+    }
+    if (field.shape == Shape::Piece && field.rule == NumberRule::Linear && field.notation == Notation::Big) {
+        return kTurnStorers[field.size - 1](field, turns, chunk);
     }
     for (std::size_t k = 0; k < chunk.count; ++k) {
         WriteTurn(program, field, turns[k], reinterpret_cast<char*>(chunk.frames[k]));
+    }
+}
+
+bool HaveSameTurns(const IndexField& left, const IndexField& right)
+{
+    return left.order == right.order && left.turns.interval.GetNumber() == right.turns.interval.GetNumber() &&
+           left.turns.count.GetNumber() == right.turns.count.GetNumber();
+}
+
+/// Writes the fields that have no lanes.
+void WriteFields(const IndexProgram& program, const std::vector<std::uint32_t>& places, const Chunk& chunk)
+{
+    std::uint64_t turns[kMaxChunk];
+    const IndexField* last = nullptr; // whose turns are known
+    for (const std::uint32_t place : places) {
+        const IndexField& field = program.fields[place];
+        if (field.shape != Shape::Listed && field.order == 0) {
+            for (std::size_t k = 0; k < chunk.count; ++k) {
+                WriteTurn(program, field, field.turns.At(chunk.IndexAt(k)), reinterpret_cast<char*>(chunk.frames[k]));
+            }
+            continue;
+        }
+        if (!last || !HaveSameTurns(*last, field)) FindTurns(program, field, chunk, turns);
+        last = &field;
+        WriteByTurns(program, field, turns, chunk);
     }
 }
 
@@ -299,7 +342,7 @@ void WriteChunk(const IndexProgram& program, const Chunk& chunk, bool isPatch)
     }
     const Lane* const end = plan.lanes.data() + plan.lanes.size();
     for (const Lane* lane = plan.lanes.data() + written; lane != end;) lane += WriteNextLanes(lane, end, chunk);
-    for (const std::uint32_t place : plan.rest) WriteField(program, program.fields[place], chunk);
+    if (!plan.rest.empty()) WriteFields(program, plan.rest, chunk);
 }
 
 } // namespace

@@ -174,7 +174,7 @@ private:
         if (field.count == 0) { // all turns up to where the field wraps
             const bool isIpv6 = std::is_same_v<Value, CIpv6Address>;
             field.count = field.step == 0 ? 1 : isIpv6 ? 0 : 1;
-            const unsigned int above = static_cast<unsigned int>(64 - 8 * size);
+            const unsigned int above = static_cast<unsigned int>(size >= 8 ? 0 : 64 - 8 * size);
             while (!isIpv6 && (field.step * field.count) << above != 0) field.count *= 2;
         }
         field.order.emplace(field.count, 6);
