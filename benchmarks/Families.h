@@ -17,6 +17,7 @@ void WildcardsRows();
 void IndexOrderRows();
 void CompiledTemplateRows();
 void FrameBuilderRows();
+void SequenceAuditRows();
 void GoogleProtoBufRows();
 void MacroExpanderRows();
 

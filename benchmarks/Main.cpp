@@ -159,6 +159,7 @@ int main(int argc, char** argv)
     IndexOrderRows();
     CompiledTemplateRows();
     FrameBuilderRows();
+    SequenceAuditRows();
     GoogleProtoBufRows();
     MacroExpanderRows();
 

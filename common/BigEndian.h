@@ -62,6 +62,19 @@ constexpr std::uint64_t LoadLittle64(const unsigned char* bytes) noexcept
     return std::uint64_t{LoadLittle32(bytes + 4)} << 32 | LoadLittle32(bytes);
 }
 
+/// The number of \a size bytes, from 1 to 8, least significant first.
+inline std::uint64_t LoadLittleBytes(const unsigned char* bytes, std::size_t size) noexcept
+{
+    if (size >= 4) { // two loads that may overlap
+        const std::uint64_t high = LoadLittle32(bytes + size - 4);
+        return high << 8 * (size - 4) | LoadLittle32(bytes);
+    }
+    std::uint64_t number = bytes[0];
+    if (size >= 2) number |= std::uint64_t{bytes[1]} << 8;
+    if (size == 3) number |= std::uint64_t{bytes[2]} << 16;
+    return number;
+}
+
 constexpr std::uint16_t LoadBig16(const unsigned char* bytes) noexcept
 {
     return static_cast<std::uint16_t>(bytes[0] << 8 | bytes[1]);

@@ -1,9 +1,9 @@
 #include "CompiledTemplate.h"
 
+#include "CompiledTemplateImpl.h"
 #include "IndexBatch.h"
 #include "IndexCompiler.h"
 #include "IndexRender.h"
-#include "WildcardsImpl.h"
 
 #include <algorithm>
 #include <limits>
@@ -14,30 +14,18 @@ namespace zor::common {
 
 using Access = detail::BatchAccess;
 
-/// What all copies share.
-struct CompiledTemplate::Impl {
-    /// \param built  a program that was not compiled from the text; null for one that is.
-    Impl(const std::string& templ, const std::string& opening, const detail::PacketContext& settings,
-         const detail::Variables& values, const std::vector<ChecksumField>& fields,
-         std::shared_ptr<const detail::IndexProgram> built = nullptr)
-        : text(templ), marker(opening), context(settings), variables(values), checksums(fields),
-          program(built ? std::move(built) : Compile())
-    {
-    }
-
-    std::shared_ptr<const detail::IndexProgram> Compile() const
-    {
-        return detail::CompileForIndexes(*detail::CompileTemplate(text, marker, context), context, variables,
-                                         checksums);
-    }
-
-    std::string text;
-    std::string marker;
-    detail::PacketContext context;
-    detail::Variables variables;
-    std::vector<ChecksumField> checksums;
-    std::shared_ptr<const detail::IndexProgram> program;
-};
+CompiledTemplate::Impl::Impl(const std::string& templ, const std::string& opening,
+                             const detail::PacketContext& settings, const detail::Variables& values,
+                             const std::vector<ChecksumField>& fields,
+                             std::shared_ptr<const detail::IndexProgram> built)
+    : text(templ), marker(opening), context(settings), variables(values), checksums(fields),
+      program(built ? std::move(built)
+                    : detail::CompileForIndexes(*detail::CompileTemplate(text, marker, context), context, variables,
+                                                checksums)),
+      inverse(*program)
+{
+    if (program->isFixedSize) matcher = detail::FrameMatcher(*program, inverse);
+}
 
 CompiledTemplate::CompiledTemplate(const std::string& text, const std::string& marker)
     : CompiledTemplate(Wildcards(text, marker))
@@ -202,6 +190,61 @@ std::uint64_t CompiledTemplate::GetPeriod(const std::vector<std::size_t>& fields
         if (field < expressions.size()) period = detail::CommonPeriod(period, expressions[field].period);
     }
     return period;
+}
+
+bool CompiledTemplate::IsReadable() const noexcept
+{
+    return mImpl->inverse.GetLimit() == 0;
+}
+
+std::uint64_t CompiledTemplate::GetReadableCount() const noexcept
+{
+    const std::uint64_t limit = mImpl->inverse.GetLimit();
+    return limit == 1 ? 0 : limit == 0 ? std::numeric_limits<std::uint64_t>::max() : limit;
+}
+
+namespace {
+
+/// The least index within bounds of a value, when all its texts are read.
+[[gnu::noinline]] std::optional<std::uint64_t> FindByAllTexts(const CompiledTemplate& compiled,
+                                                              const detail::IndexInverse& inverse,
+                                                              std::string_view value, const detail::IndexBounds& bounds)
+{
+    std::optional<std::uint64_t> least;
+    std::string text;
+    inverse.VisitReadings(value, [&](const std::vector<detail::KnownTurn>& turns) {
+        const std::optional<std::uint64_t> index = inverse.GetSolver().FindFirst(turns, bounds);
+        if (!index || (least && *least <= *index)) return;
+        compiled.GetValueAt(*index, text);
+        if (text == value) least = index;
+    });
+    return least;
+}
+
+} // namespace
+
+std::optional<std::uint64_t> CompiledTemplate::FindIndex(std::string_view value, std::uint64_t from) const
+{
+    return FindIndex(reinterpret_cast<const unsigned char*>(value.data()), value.size(), from);
+}
+
+std::optional<std::uint64_t> CompiledTemplate::FindIndex(const unsigned char* value, std::size_t size,
+                                                         std::uint64_t from) const
+{
+    const Impl& impl = *mImpl;
+    const detail::IndexInverse& inverse = impl.inverse;
+    const std::uint64_t limit = inverse.GetLimit();
+    if (limit == 1 || (limit != 0 && from >= limit)) return std::nullopt;
+    const detail::IndexBounds bounds = {from, limit - 1};
+    if (impl.program->isFixedSize) {
+        if (size != impl.program->frame.size() || !impl.matcher.HasConstants(value)) return std::nullopt;
+        std::uint64_t index = 0; // first the residue of all indexes that may be meant
+        if (!inverse.ReadQuickly(value, index)) return std::nullopt;
+        if (!detail::RaiseToFirst(index, inverse.GetQuickModulus(), bounds)) return std::nullopt;
+        if (impl.matcher.HasChanging(value, index)) return index;
+        if (inverse.IsQuick()) return std::nullopt;
+    }
+    return FindByAllTexts(*this, inverse, std::string_view(reinterpret_cast<const char*>(value), size), bounds);
 }
 
 } // namespace zor::common

@@ -13,7 +13,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace zor::common {
@@ -195,9 +197,40 @@ public:
     std::uint64_t GetPeriod(const std::vector<std::size_t>& fields) const;
 
     /// \}
+    /// \name From a value back to its index
+    /// \{
+
+    /// Whether FindIndex() finds every index.
+    ///
+    /// That is so if the end of each expression's text can be seen in a value, and if no more than 65,536 indexes have to
+    /// be tried, which depends on the template alone. Texts of one size are told apart by their places; a decimal number
+    /// or an address in text needs a character behind it that is no digit of its own, or the end of the value.
+    ///
+    /// What tells the index without trying: counters without repeat, joined by their residues, and expressions that count
+    /// like the digits of an odometer, in which each repeat + 1 is a multiple of the period of the digit before. Others may
+    /// stand beside them. Where there are none, what counts is the product of repeat + 1 over the expressions whose period
+    /// divides that of no other.
+    bool IsReadable() const noexcept;
+
+    /// FindIndex() finds every index below this one and no other.
+    /// \return  2^64 - 1 stands for all; 0 for none. A sequence number of 4 bytes gives at least 2^32, whatever stands
+    ///          beside it.
+    std::uint64_t GetReadableCount() const noexcept;
+
+    /// \param value  any bytes.
+    /// \param from   the least index that is looked for.
+    /// \return       the least index from there on whose value is exactly \a value, checksums included; nothing if there
+    ///               is none, or none below GetReadableCount().
+    std::optional<std::uint64_t> FindIndex(std::string_view value, std::uint64_t from = 0) const;
+
+    /// The same for \a size bytes; \a value may be null if there are none.
+    std::optional<std::uint64_t> FindIndex(const unsigned char* value, std::size_t size, std::uint64_t from = 0) const;
+
+    /// \}
 
 private:
     friend class FrameBuilder;
+    friend class SequenceAudit;
     struct Impl;
 
     /// Takes a program that was not compiled from a text. Source and checksum fields say what it equals.

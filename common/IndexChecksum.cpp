@@ -263,4 +263,18 @@ void WriteChecksumsInSequence(const IndexProgram& program, std::uint64_t first, 
     }
 }
 
+bool HasChecksum(const IndexProgram& program, const IndexChecksum& checksum, const unsigned char* frame) noexcept
+{
+    std::uint64_t sum = checksum.sum;
+    for (std::size_t i = 0; i < checksum.pieces.count; ++i) {
+        const SummedPiece& piece = program.summedPieces[checksum.pieces.first + i];
+        const std::uint64_t word = SumOfWord(LoadLittleBytes(frame + piece.offset, piece.size));
+        sum += piece.startsSecond ? word << 8 : word;
+    }
+    const std::uint16_t right = ChecksumOf(sum, checksum.complement, checksum.zeroIsAllOnes);
+    std::uint16_t held = 0;
+    std::memcpy(&held, frame + checksum.at, sizeof held);
+    return held == right;
+}
+
 } // namespace zor::common::detail

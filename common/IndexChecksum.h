@@ -27,6 +27,9 @@ void WriteChecksums(const IndexProgram& program, unsigned char* const* frames, s
 void WriteChecksumsInSequence(const IndexProgram& program, std::uint64_t first, unsigned char* const* frames,
                               std::size_t count) noexcept;
 
+/// Whether a frame holds the right checksum for what else it holds.
+bool HasChecksum(const IndexProgram& program, const IndexChecksum& checksum, const unsigned char* frame) noexcept;
+
 } // namespace zor::common::detail
 
 #endif // ZOR_COMMON_INDEX_CHECKSUM_H

@@ -215,8 +215,14 @@ void IndexProgramBuilder::AddHex(const HexCounter& counter, HexFormat format, st
     const std::uint64_t turns = power >= kWordBits || (order && power != 0) ? 0 : std::uint64_t{1} << power;
     const std::uint64_t period = PeriodOf(counter.turns, turns, isResized || (counter.hasMask && StartsApart(counter)));
     IndexExpression& expression = AddExpression(period, first.size());
-    expression.reader = TurnReader(counter, runs, format, first);
-    if (order) expression.motion = Motion::Shuffled;
+    const TurnReader reader(counter, runs, format, first);
+    const std::uint32_t orderPlace = AddOrder(order);
+    if (order) {
+        expression.motion = Motion::Shuffled;
+        mProgram->shuffled.push_back({mProgram->expressions.size() - 1, reader, orderPlace});
+    } else {
+        expression.reader = reader;
+    }
     mProgram->stepsAlike &= StepsAreExact(counter);
 
     std::vector<bool> changing = ChangingDigits(counter, runs, last);
@@ -233,7 +239,7 @@ void IndexProgramBuilder::AddHex(const HexCounter& counter, HexFormat format, st
     IndexField field;
     FieldDetails details;
     SetNumber(field, details, counter, runs, isWideAddress ? 2 : WordCount((digits + 1) / 2));
-    field.order = AddOrder(order);
+    field.order = orderPlace;
     if (format == HexFormat::Ipv4 || format == HexFormat::Ipv6) {
         const bool isIpv4 = format == HexFormat::Ipv4;
         field.shape = isIpv4 ? Shape::Ipv4 : Shape::Ipv6;

@@ -130,7 +130,7 @@ enum class Extent : std::uint8_t {
     InFrame,      ///< The frame holds it.
     Digits,       ///< Before the first character that is no decimal digit.
     DottedDigits, ///< Behind four groups of these.
-    HexGroups,    ///< Behind eight groups of up to four hex digits.
+    HexGroups,    ///< Before the first character that is neither a hex digit nor a colon.
     TwoSizes,     ///< One size at turn 0 and one at all others.
     LengthBytes,  ///< A length of a fixed number of bytes.
     LengthDigits, ///< A length in decimal digits.
@@ -141,7 +141,7 @@ enum class Extent : std::uint8_t {
 enum class Motion : std::uint8_t {
     Counts,  ///< As its reader says.
     Listed,  ///< By a list of values, as IndexProgram::listed says.
-    Shuffled ///< As its reader would say, but that an order permutes its turns.
+    Shuffled ///< By a counter whose turns an order permutes, as IndexProgram::shuffled says.
 };
 
 /// An expression that shows values of a list, or a column of a table, in network order. Value t stands in
@@ -153,6 +153,13 @@ struct ListedExpression {
     std::size_t size = 0;    ///< Of a value, in bytes.
     TurnRule turns;          ///< Its count is the number of values.
     std::uint32_t order = 0; ///< As IndexField::order.
+};
+
+/// An expression whose turns an order permutes.
+struct ShuffledExpression {
+    std::size_t expression = 0; ///< Its place in IndexProgram::expressions.
+    TurnReader reader;          ///< Of the turn that the text shows: the order has it at the turn of the index.
+    std::uint32_t order = 0;    ///< As IndexField::order.
 };
 
 /// Bytes that rendering leaves as they are, for a sender to write.
@@ -170,7 +177,7 @@ struct IndexExpression {
     Extent extent = Extent::InFrame;
     std::size_t minSize = 0; ///< Of the text, in bytes.
     std::size_t maxSize = 0;
-    TurnReader reader; ///< Of the turn after the order, where there is one.
+    TurnReader reader; ///< Only of one that counts; the others are told of in tables of their own.
 };
 
 /// What changes, in the order of the frame. It never changes once it is built and points at nothing outside, so any
@@ -201,6 +208,7 @@ struct IndexProgram {
     std::vector<ByteSpan> changingSpans; ///< Of a frame of fixed size; ascending, apart.
     std::vector<IndexExpression> expressions;
     std::vector<ListedExpression> listed;
+    std::vector<ShuffledExpression> shuffled;
     std::vector<IndexHole> holes; ///< In the order of the frame.
 
     const FieldDetails& DetailsOf(const IndexField& field) const noexcept { return details[field.details]; }

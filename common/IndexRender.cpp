@@ -140,9 +140,9 @@ std::size_t LengthSize(const LengthDefinition& length, std::size_t stretch)
 
 void WriteTurn(const IndexProgram& program, const IndexField& field, std::uint64_t turn, char* frame) noexcept
 {
-    if (field.shape == Shape::Pieces) return WritePieces(program, field, turn, frame);
     char* const out = frame + field.offset;
-    if (field.shape == Shape::Listed) {
+    if (field.shape != Shape::Piece) {
+        if (field.shape == Shape::Pieces) return WritePieces(program, field, turn, frame);
         const Slice& listed = program.DetailsOf(field).listed;
         return CopyText(out, program.tables.data() + listed.first + turn * listed.count, field.size);
     }

@@ -50,12 +50,6 @@ struct Blocks {
         last = start + std::min(size - 1, kMaxIndex - start);
     }
 
-    bool Contain(std::uint64_t index) const
-    {
-        if (index < start) return false;
-        return index <= last || (period != 0 && (index - start) % period < size);
-    }
-
     /// The least index from one on that they contain.
     std::optional<std::uint64_t> Next(std::uint64_t index) const
     {
@@ -217,11 +211,16 @@ void IndexSolver::Plan(std::vector<std::uint32_t> cycles)
         Join(cycle);
         isQuick = isQuick && isUnique && mSteps.back().rest == 0 && !mCycles[cycle].startsApart;
         if (isQuick) {
-            ++mQuickCount;
+            const TurnCycle& quick = mCycles[cycle];
+            mQuickSteps.push_back(
+                {cycle, quick.interval, std::min(quick.unit - 1, kMaxIndex / quick.interval), mSteps.back().modulus});
             mQuickModulus = mModulus;
         }
         if (isUnique) mDistance = mModulus;
     }
+    // A cycle that starts apart tells more than a residue.
+    mIsQuick = mIsComplete && mTail.empty() && mQuickModulus == mModulus &&
+               std::none_of(mCycles.begin(), mCycles.end(), [](const TurnCycle& cycle) { return cycle.startsApart; });
 }
 
 /// One search.
@@ -252,11 +251,15 @@ struct IndexSolver::Search {
         }
     }
 
+    /// Whether a cycle shows the text that was read.
     bool Accepts(std::uint32_t place, std::uint64_t index) const
     {
-        bool accepts = false;
-        VisitBlocks(place, [&](const Blocks& blocks) { accepts = accepts || blocks.Contain(index); });
-        return accepts;
+        const TurnCycle& cycle = solver.mCycles[place];
+        const KnownTurn& known = turns[place];
+        std::uint64_t turn = index / cycle.interval;
+        if (cycle.turns != 0) turn %= cycle.turns;
+        if (cycle.startsApart && cycle.hasCount && (turn == 0) != known.isFirst) return false;
+        return (cycle.unit == 0 ? turn : turn % cycle.unit) == known.turn;
     }
 
     /// Takes the nearest index of a residue that suits the blocks at the end.

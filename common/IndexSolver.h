@@ -26,6 +26,20 @@ struct IndexBounds {
     std::uint64_t last = ~std::uint64_t{0};
 };
 
+/// Raises a residue to the least index within bounds that has it.
+/// \param modulus  none is 2^64.
+/// \return         false if there is none.
+inline bool RaiseToFirst(std::uint64_t& residue, const Divisor& modulus, const IndexBounds& bounds) noexcept
+{
+    if (residue < bounds.first) {
+        if (modulus.GetNumber() == 0) return false;
+        const std::uint64_t rest = modulus.Remainder(bounds.first - residue);
+        const std::uint64_t up = rest == 0 ? 0 : modulus.GetNumber() - rest;
+        if (__builtin_add_overflow(bounds.first, up, &residue)) return false;
+    }
+    return residue <= bounds.last;
+}
+
 /// Finds the indexes at which given cycles have given turns.
 ///
 /// A turn leaves a block of as many indexes as a turn lasts, which comes back with the period of the cycle. Residues of
@@ -47,24 +61,28 @@ public:
     /// Indexes of the same turns are at least so far apart; 0 is 2^64.
     std::uint64_t GetDistance() const noexcept { return mDistance; }
 
-    /// \name The fast path
-    /// Cycles that are joined without a division, from QuickCycle(0) on. What they tell is a residue of the index, which is
-    /// 0 modulo 1 to begin with.
-    /// \{
-    std::size_t GetQuickCount() const noexcept { return mQuickCount; }
-    std::uint32_t GetQuickCycle(std::size_t place) const noexcept { return mSteps[place].cycle; }
+    /// A cycle that is joined without a division. What the first ones tell together is a residue of the index, which is 0
+    /// modulo 1 to begin with.
+    struct QuickStep {
+        std::uint32_t cycle = 0;
+        std::uint64_t interval = 1; ///< Of the cycle.
+        std::uint64_t lastTurn = 0; ///< Above it, nothing is shown by an index below 2^64.
+        Divisor modulus;            ///< Of the residue so far.
+
+        /// Takes in a turn up to the last one. False if no index has this one and the others.
+        bool Join(std::uint64_t& residue, std::uint64_t turn) const noexcept
+        {
+            const std::uint64_t block = turn * interval;
+            const std::uint64_t there = modulus.Remainder(block);
+            const std::uint64_t up = residue >= there ? residue - there : residue + (modulus.GetNumber() - there);
+            return up < interval && !__builtin_add_overflow(block, up, &residue);
+        }
+    };
+    const std::vector<QuickStep>& GetQuickSteps() const noexcept { return mQuickSteps; }
     std::uint64_t GetQuickModulus() const noexcept { return mQuickModulus; } ///< Of all of them; 0 is 2^64.
 
-    /// The residue by the turn of one more. Where no index has all the turns, some number.
-    std::uint64_t JoinQuick(std::size_t place, std::uint64_t residue, std::uint64_t turn) const noexcept
-    {
-        const Step& step = mSteps[place];
-        const std::uint64_t block = turn * step.interval;
-        if (step.interval == 1) return block;
-        const std::uint64_t there = step.modulus.Remainder(block);
-        return block + (residue >= there ? residue - there : residue + (step.modulus.GetNumber() - there));
-    }
-    /// \}
+    /// Whether these cycles tell all others too, so that all indexes of their residue have the same texts or none has.
+    bool IsQuick() const noexcept { return mIsQuick; }
 
     /// The least index within the bounds, or the greatest one.
     /// \param turns  one for each cycle.
@@ -98,9 +116,10 @@ private:
     std::uint64_t mModulus = 1;         ///< Of all steps together; 0 is 2^64.
     std::uint64_t mTries = 1;
     std::uint64_t mDistance = 1;
-    std::size_t mQuickCount = 0;
+    std::vector<QuickStep> mQuickSteps;
     std::uint64_t mQuickModulus = 1;
     bool mIsComplete = true;
+    bool mIsQuick = true;
 };
 
 } // namespace zor::common::detail

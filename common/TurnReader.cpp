@@ -1,6 +1,6 @@
 #include "TurnReader.h"
 
-#include "AddressForms.h"
+#include "AddressText.h"
 
 #include <algorithm>
 #include <numeric>
@@ -38,18 +38,29 @@ std::uint64_t InverseOf(std::uint64_t number, std::uint64_t modulus)
     return modulus == 1 ? 0 : static_cast<std::uint64_t>(inverse);
 }
 
-bool IsDigit(char c)
+/// Reads an address, which is all of the text.
+template <class Address, std::size_t Size>
+bool ReadAddress(const char* text, const char* end, Uint128& number)
 {
-    return c >= '0' && c <= '9';
+    Address address;
+    const TextResult result = FromChars(text, end, address);
+    unsigned char bytes[16] = {};
+    address.CopyTo(bytes + sizeof bytes - Size);
+    number = LoadBig128(bytes);
+    return result.fault == TextFault::None && result.end == end;
 }
 
-/// Reads digits up to the end or to what is none, and returns where. The number stops growing beyond 2^40.
-const char* ReadDigits(const char* next, const char* end, std::uint64_t& number)
+/// Reads a decimal number of up to 32 bits, which is all of the text.
+bool ReadDecimal(const char* text, const char* end, std::uint64_t& number)
 {
-    for (number = 0; next != end && IsDigit(*next); ++next) {
-        if (number >> 40 == 0) number = 10 * number + static_cast<std::uint64_t>(*next - '0');
+    if (text == end) return false;
+    for (number = 0; text != end; ++text) {
+        const unsigned int digit = DecimalDigitValue(*text);
+        if (digit > 9) return false;
+        number = 10 * number + digit;
+        if (number >> 32 != 0) return false;
     }
-    return next;
+    return true;
 }
 
 } // namespace
@@ -123,9 +134,12 @@ TurnReader::TurnReader(const HexCounter& counter, const std::vector<BitRun>& run
     if (startsApart) mFirst = first;
     const bool isMoving = !mSlices.empty();
     SetCycle(counter.turns, !isMoving ? 1 : mBits < 64 ? std::uint64_t{1} << mBits : 0, startsApart);
-    if (mForm == Form::BigBytes && counter.size <= kWordBytes && mSlices.size() == 1 && !hasTwoSizes) {
-        mWordSize = static_cast<std::uint8_t>(counter.size);
-        mLowest = static_cast<std::uint8_t>(mSlices.front().first);
+    if (format == HexFormat::Big && counter.size <= kWordBytes && !counter.hasMask && !hasTwoSizes && isMoving) {
+        mWord.size = static_cast<std::uint8_t>(counter.size);
+        mWord.lowest = static_cast<std::uint8_t>(mSlices.front().first);
+        mWord.mask = LowBits(mBits);
+        mWord.start = counter.start.front();
+        mWord.inverse = mInverse;
     }
 }
 
@@ -205,33 +219,14 @@ bool TurnReader::ReadNumber(const char* text, std::size_t size, Uint128& number)
             if (digit <= 15) number = number << 4 | Uint128{0, digit};
         }
         return true;
-    case Form::Decimal: return text != end && ReadDigits(text, end, number.low) == end && number.low >> 32 == 0;
-    case Form::Ipv4:
-        for (int part = 0; part < 4; ++part) {
-            std::uint64_t octet = 0;
-            const char* const next = ReadDigits(text, end, octet);
-            if (next == text || octet > 255 || (part < 3 && (next == end || *next != '.'))) return false;
-            number.low = number.low << 8 | octet;
-            text = part < 3 ? next + 1 : next;
-        }
-        return text == end;
-    case Form::Ipv6:
-        for (int group = 0; group < 8; ++group) {
-            std::uint64_t value = 0;
-            const char* next = text;
-            for (; next != end && next - text < 4 && HexDigitValue(*next) <= 15; ++next) {
-                value = value << 4 | HexDigitValue(*next);
-            }
-            if (next == text || (group < 7 && (next == end || *next != ':'))) return false;
-            number = number << 16 | Uint128{0, value};
-            text = group < 7 ? next + 1 : next;
-        }
-        return text == end;
+    case Form::Decimal: return ReadDecimal(text, end, number.low);
+    case Form::Ipv4: return ReadAddress<CIpAddress, 4>(text, end, number);
+    case Form::Ipv6: return ReadAddress<CIpv6Address, 16>(text, end, number);
     }
     return false;
 }
 
-std::optional<std::uint64_t> TurnReader::ReadText(const char* text, std::size_t size) const noexcept
+std::optional<std::uint64_t> TurnReader::Read(const char* text, std::size_t size) const noexcept
 {
     if (mCycle.startsApart && IsFirst(text, size)) return 0;
     const bool isHex = mForm <= Form::HexDigits;

@@ -45,16 +45,43 @@ public:
     const TurnCycle& GetCycle() const noexcept { return mCycle; }
 
     /// Whether texts differ.
-    bool IsMoving() const noexcept { return mCycle.turns != 1; }
+    bool IsMoving() const noexcept { return mCycle.turns != 1 || mCycle.startsApart; }
+
+    /// A number that is shown as up to 8 bytes, big-endian, of which all bits but the lowest ones change.
+    struct Word {
+        std::uint8_t size = 0;   ///< In bytes; 0 is none.
+        std::uint8_t lowest = 0; ///< The lowest bit that changes.
+        std::uint64_t mask = 0;  ///< The bits that change, shifted down.
+        std::uint64_t start = 0;
+        std::uint64_t inverse = 0; ///< Of the step without its factors of 2.
+
+        /// The turn, modulo a power of 2. Nothing if no turn has the text.
+        std::optional<std::uint64_t> Read(const unsigned char* bytes) const noexcept
+        {
+            const std::uint64_t moved = Load(bytes) - start;
+            if ((moved & LowBits(lowest)) != 0) return std::nullopt;
+            return (moved >> lowest) * inverse & mask;
+        }
+
+    private:
+        std::uint64_t Load(const unsigned char* bytes) const noexcept
+        {
+            switch (size) {
+            case 8: return LoadBig64(bytes);
+            case 4: return LoadBig32(bytes);
+            case 2: return LoadBig16(bytes);
+            case 1: return bytes[0];
+            default: return __builtin_bswap64(LoadLittleBytes(bytes, size)) >> (64 - 8 * size);
+            }
+        }
+    };
+
+    /// A simple way to read the turn. All turns that it gives have the text that was read.
+    const Word& GetWord() const noexcept { return mWord; }
 
     /// The turn, modulo the unit of the cycle. Nothing where the text is none that the number shows; but not each such
     /// text is noticed.
-    std::optional<std::uint64_t> Read(const char* text, std::size_t size) const noexcept
-    {
-        if (mWordSize == 0) return ReadText(text, size);
-        const std::uint64_t number = LoadBigWord(reinterpret_cast<const unsigned char*>(text), mWordSize);
-        return (((number >> mLowest) - mStart) * mInverse) & LowBits(mBits);
-    }
+    std::optional<std::uint64_t> Read(const char* text, std::size_t size) const noexcept;
 
     /// Of a number that starts apart: whether a text is that of turn 0.
     bool IsFirst(const char* text, std::size_t size) const noexcept { return std::string_view(text, size) == mFirst; }
@@ -73,35 +100,21 @@ private:
         unsigned int count;
     };
 
-    /// A big-endian number of \a size bytes, which are all that may be read; from 1 to 8.
-    static std::uint64_t LoadBigWord(const unsigned char* bytes, unsigned int size) noexcept
-    {
-        if (size == 8) return LoadBig64(bytes);
-        if (size == 4) return LoadBig32(bytes);
-        if (size == 2) return LoadBig16(bytes);
-        if (size == 1) return bytes[0];
-        std::uint64_t number = LoadBig16(bytes);
-        for (unsigned int i = 2; i < size; ++i) number = number << 8 | bytes[i];
-        return number;
-    }
-
     void SetMotion(const std::vector<BitRun>& runs, std::size_t shownBits);
     void SetCycle(const TurnRule& rule, std::uint64_t unit, bool startsApart);
-    std::optional<std::uint64_t> ReadText(const char* text, std::size_t size) const noexcept;
     bool ReadNumber(const char* text, std::size_t size, Uint128& number) const noexcept;
     unsigned int DigitAt(const char* text, std::size_t size, std::size_t digit) const noexcept;
 
     TurnCycle mCycle{1, 1, 1, false, false};
     Form mForm = Form::BigBytes;
-    std::uint8_t mWordSize = 0; ///< Of a number that is shown as so many bytes, big-endian, without more ado.
-    std::uint8_t mLowest = 0;   ///< Of such a number: the lowest bit that moves.
-    std::uint8_t mBits = 0;     ///< How many bits tell the turn.
+    std::uint8_t mBits = 0; ///< How many bits tell the turn.
     bool mIsModular = false;
     std::uint64_t mStart = 0;   ///< From the lowest bit that moves on; of a decimal number with a modulus, all of it.
     std::uint64_t mInverse = 0; ///< Of the step, likewise.
     Divisor mModulus;
     std::uint64_t mShared = 1; ///< What step and modulus have in common.
     std::vector<BitSlice> mSlices;
+    Word mWord;
     std::size_t mFullSize = 0;
     std::string mFirst; ///< Where that is another text than at all other turns.
 };

@@ -1,0 +1,273 @@
+#ifndef ZOR_COMMON_TESTS_AUDIT_CHECKS_H
+#define ZOR_COMMON_TESTS_AUDIT_CHECKS_H
+
+/// \file
+/// SequenceAudit, compared with an audit that looks at every value of the range.
+
+#include "CompiledChecks.h"
+
+#include <common/SequenceAudit.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace zor::common::test {
+
+/// Frames whose expressions stand at known places.
+struct AuditedFrames {
+    explicit AuditedFrames(Random& random)
+    {
+        text = "@h 0102";
+        std::size_t size = 2;
+        for (std::size_t i = 1 + random.Below(3); i > 0; --i) {
+            const std::size_t bytes = 1 + random.Below(4);
+            const char* const format = random.Below(4) == 0 ? "little" : "big";
+            static constexpr std::uint64_t kCounts[] = {0, 3, 4, 7, 12, 60};
+            text += "@$(" + random.Text("0f1", 2 * bytes) + "," + std::to_string(kCounts[random.Below(6)]) + "," +
+                    std::string(2 * bytes - 1, '0') + random.Text("1113", 1) + "," + format + "," +
+                    std::to_string(random.Below(3) == 0 ? random.Below(6) : 0);
+            text += (bytes > 1 && random.Below(5) == 0 ? "," + random.Text("0f", 2 * bytes) : "") + ")";
+            expressions.push_back({size, bytes});
+            const std::size_t literal = random.Below(4);
+            text += random.Text("0123456789abcdef", 2 * literal);
+            size += bytes + literal;
+        }
+        if (random.Below(3) == 0) {
+            text += " 0000";
+            checksums.push_back({size, {{0, size}}, 7, false, true});
+        }
+    }
+
+    std::string text;
+    std::vector<ByteSpan> expressions;
+    std::vector<ChecksumField> checksums;
+};
+
+/// Looks at every value of the range.
+class SlowAudit {
+public:
+    SlowAudit(const CompiledTemplate& of, const IndexRange& range, const AuditOptions& options,
+              const std::vector<ByteSpan>& expressions)
+        : mRange(range), mOptions(options), mExpressions(expressions)
+    {
+        for (std::uint64_t k = 0; k < range.count; ++k) mValues.push_back(ValueAt(of, range.first + k * range.every));
+        mSize = ValueAt(of, 0).size();
+        mIsFixedSize = of.IsFixedSize();
+    }
+
+    SequenceAudit::Verdict Add(const std::string& packet, std::uint64_t& index)
+    {
+        const SequenceAudit::Verdict verdict = Judge(packet, index);
+        ++counts.received;
+        std::uint64_t* const all[] = {&counts.inOrder, &counts.late,    &counts.duplicate,
+                                      &counts.changed, &counts.foreign, &counts.tooOld};
+        ++*all[static_cast<std::size_t>(verdict)];
+        return verdict;
+    }
+
+    void Merge(const SlowAudit& other)
+    {
+        std::uint64_t late = other.counts.late, inOrder = other.counts.inOrder;
+        for (const std::uint64_t position : other.seen) {
+            if (seen.insert(position).second) continue;
+            ++counts.duplicate;
+            --(late != 0 ? late : inOrder);
+        }
+        counts.received += other.counts.received;
+        counts.inOrder += inOrder;
+        counts.late += late;
+        counts.duplicate += other.counts.duplicate;
+        counts.changed += other.counts.changed;
+        counts.foreign += other.counts.foreign;
+        counts.maxLateness = std::max(counts.maxLateness, other.counts.maxLateness);
+    }
+
+    std::vector<std::uint64_t> GetMissing() const
+    {
+        std::vector<std::uint64_t> missing;
+        for (std::uint64_t k = 0; k < mRange.count; ++k) {
+            const bool isForgotten = mOptions.window != 0 && !seen.empty() && *seen.rbegin() > k + mOptions.window;
+            if (seen.count(k) == 0 && !isForgotten) missing.push_back(mRange.first + k * mRange.every);
+        }
+        return missing;
+    }
+
+    bool IsUnique() const { return std::set<std::string>(mValues.begin(), mValues.end()).size() == mValues.size(); }
+
+    SequenceAudit::Counts counts;
+    std::set<std::uint64_t> seen;
+
+private:
+    static bool IsIn(const std::vector<ByteSpan>& spans, std::size_t at)
+    {
+        return std::any_of(spans.begin(), spans.end(),
+                           [at](const ByteSpan& span) { return at >= span.offset && at - span.offset < span.size; });
+    }
+
+    /// Whether a packet is a value, as far as it goes and as far as bytes count.
+    bool IsLike(const std::string& packet, const std::string& value, bool countsAll) const
+    {
+        for (std::size_t at = 0; at < std::min(packet.size(), value.size()); ++at) {
+            if (packet[at] != value[at] && !IsIn(mOptions.ignored, at) && (countsAll || IsIn(mExpressions, at))) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    std::optional<std::uint64_t> Nearest(const std::string& packet, bool countsAll) const
+    {
+        const std::uint64_t next = seen.empty() ? 0 : *seen.rbegin() + 1;
+        std::optional<std::uint64_t> best;
+        const auto distance = [next](std::uint64_t k) { return k < next ? next - k : k - next; };
+        for (std::uint64_t k = 0; k < mValues.size(); ++k) {
+            if (!IsLike(packet, mValues[k], countsAll)) continue;
+            if (!best || distance(k) < distance(*best)) best = k;
+        }
+        return best;
+    }
+
+    std::optional<std::uint64_t> Find(const std::string& packet, bool countsAll) const
+    {
+        if (mIsFixedSize) {
+            const bool isCut = packet.size() < mSize && mOptions.leastSize != 0 && packet.size() >= mOptions.leastSize;
+            const bool isWhole = packet.size() >= mSize && packet.size() - mSize <= mOptions.trailer;
+            return isCut || isWhole ? Nearest(packet, countsAll) : std::nullopt;
+        }
+        for (std::size_t behind = 0; countsAll && behind <= std::min(mOptions.trailer, packet.size()); ++behind) {
+            const std::string value = packet.substr(0, packet.size() - behind);
+            const std::uint64_t next = seen.empty() ? 0 : *seen.rbegin() + 1;
+            std::optional<std::uint64_t> best;
+            for (std::uint64_t k = 0; k < mValues.size(); ++k) {
+                if (mValues[k] != value) continue;
+                const auto distance = [next](std::uint64_t at) { return at < next ? next - at : at - next; };
+                if (!best || distance(k) < distance(*best)) best = k;
+            }
+            if (best) return best;
+        }
+        return std::nullopt;
+    }
+
+    SequenceAudit::Verdict Judge(const std::string& packet, std::uint64_t& index)
+    {
+        const auto whole = Find(packet, true);
+        const auto found = whole ? whole : Find(packet, false);
+        if (!found) return SequenceAudit::Verdict::Foreign;
+        index = mRange.first + *found * mRange.every;
+        if (!whole) return SequenceAudit::Verdict::Changed;
+        if (seen.empty() || *found > *seen.rbegin()) {
+            seen.insert(*found);
+            return SequenceAudit::Verdict::InOrder;
+        }
+        const std::uint64_t behind = *seen.rbegin() - *found;
+        if (mOptions.window != 0 && behind > mOptions.window) return SequenceAudit::Verdict::TooOld;
+        if (!seen.insert(*found).second) return SequenceAudit::Verdict::Duplicate;
+        counts.maxLateness = std::max(counts.maxLateness, behind);
+        return SequenceAudit::Verdict::Late;
+    }
+
+    IndexRange mRange;
+    AuditOptions mOptions;
+    std::vector<ByteSpan> mExpressions;
+    std::vector<std::string> mValues;
+    std::size_t mSize = 0;
+    bool mIsFixedSize = true;
+};
+
+inline void CheckSameAudit(const SequenceAudit& audit, const SlowAudit& slow, std::uint64_t total)
+{
+    const SequenceAudit::Counts counts = audit.GetCounts();
+    ASSERT_EQ(counts.received, slow.counts.received);
+    ASSERT_EQ(counts.inOrder, slow.counts.inOrder);
+    ASSERT_EQ(counts.late, slow.counts.late);
+    ASSERT_EQ(counts.duplicate, slow.counts.duplicate);
+    ASSERT_EQ(counts.changed, slow.counts.changed);
+    ASSERT_EQ(counts.foreign, slow.counts.foreign);
+    ASSERT_EQ(counts.tooOld, slow.counts.tooOld);
+    ASSERT_EQ(counts.maxLateness, slow.counts.maxLateness);
+    ASSERT_EQ(counts.missing, total - slow.seen.size());
+    ASSERT_EQ(counts.missingBelow, slow.seen.empty() ? 0 : *slow.seen.rbegin() + 1 - slow.seen.size());
+    const std::vector<std::uint64_t> missing = slow.GetMissing();
+    std::vector<std::uint64_t> listed;
+    const std::vector<IndexRange> runs = audit.GetMissing(total + 1);
+    for (const IndexRange& run : runs) {
+        ASSERT_TRUE(run.count != 0 && (listed.empty() || run.first > listed.back() + run.every));
+        for (std::uint64_t k = 0; k < run.count; ++k) listed.push_back(run.first + k * run.every);
+    }
+    ASSERT_EQ(listed, missing);
+    ASSERT_EQ(audit.GetMissing(runs.size() / 2).size(), runs.size() / 2);
+}
+
+/// Packets that were lost, doubled, reordered, changed, cut and lengthened, and others that were never sent.
+inline void CheckAudit(Random& random)
+{
+    const AuditedFrames frames(random);
+    const bool isFixedSize = random.Below(5) != 0;
+    const std::string text =
+        isFixedSize ? frames.text : "a@x(1,0,1) @x(0," + std::to_string(1 + random.Below(30)) + ")b";
+    SCOPED_TRACE('"' + text + '"');
+    const CompiledTemplate of(Wildcards(text, "@"), isFixedSize ? frames.checksums : std::vector<ChecksumField>());
+    const std::size_t size = ValueAt(of, 0).size();
+    AuditOptions options;
+    for (std::size_t i = isFixedSize && random.Below(2) == 0 ? 1 + random.Below(2) : 0; i > 0; --i) {
+        options.ignored.push_back({random.Below(size), random.Below(random.Below(4) == 0 ? 100 : 4)});
+    }
+    if (random.Below(4) == 0) options.trailer = random.Below(6);
+    // Cut packets keep what tells the index.
+    const ByteSpan& lastExpression = frames.expressions.back();
+    if (isFixedSize && random.Below(4) == 0) {
+        options.leastSize = lastExpression.offset + lastExpression.size + random.Below(3);
+    }
+    if (random.Below(3) == 0) options.window = 1 + random.Below(20);
+    IndexRange range{random.Below(200), random.Below(100), 1 + random.Below(random.Below(2) == 0 ? 1 : 5)};
+    if (of.IsReadable() && random.Below(4) == 0) range.first = DrawIndex(random) >> 1;
+    if (range.first + range.count * range.every >= of.GetReadableCount()) return;
+
+    SequenceAudit audits[2] = {SequenceAudit(of, range, options), SequenceAudit(of, range, options)};
+    SlowAudit slows[2] = {SlowAudit(of, range, options, frames.expressions),
+                          SlowAudit(of, range, options, frames.expressions)};
+    if (audits[0].IsCertain()) {
+        ASSERT_TRUE(slows[0].IsUnique());
+    }
+    std::vector<std::string> packets;
+    for (std::uint64_t k = 0; k < range.count; ++k) {
+        if (random.Below(8) == 0) continue;
+        packets.push_back(ValueAt(of, range.first + k * range.every));
+        if (random.Below(8) == 0) packets.push_back(packets.back());
+        if (random.Below(8) == 0) packets.push_back(ValueAt(of, DrawIndex(random)));
+        if (random.Below(6) == 0) std::swap(packets.back(), packets[random.Below(packets.size())]);
+    }
+    for (std::string& packet : packets) {
+        switch (random.Below(12)) {
+        case 0:
+        case 1:
+        case 2: {
+            char& c = packet[random.Below(packet.size())];
+            c = static_cast<char>(c ^ static_cast<char>(1 << random.Below(8)));
+            break;
+        }
+        case 3: packet += random.Text("0b", random.Below(8)); break;
+        case 4: packet.resize(random.Below(packet.size() + 1)); break;
+        default: break;
+        }
+        const std::size_t receiver = random.Below(3) == 0 ? 1 : 0;
+        std::uint64_t index = 77, expected = 77;
+        const SequenceAudit::Verdict verdict = slows[receiver].Add(packet, expected);
+        ASSERT_EQ(static_cast<int>(audits[receiver].Add(packet, &index)), static_cast<int>(verdict));
+        ASSERT_EQ(index, expected);
+    }
+    for (int i = 0; i < 2; ++i) ASSERT_NO_FATAL_FAILURE(CheckSameAudit(audits[i], slows[i], range.count));
+    const SequenceAudit before = audits[1];
+    ASSERT_EQ(audits[0].Merge(audits[1]), options.window == 0);
+    if (options.window == 0) slows[0].Merge(slows[1]);
+    ASSERT_NO_FATAL_FAILURE(CheckSameAudit(audits[0], slows[0], range.count));
+    ASSERT_NO_FATAL_FAILURE(CheckSameAudit(before, slows[1], range.count));
+}
+
+} // namespace zor::common::test
+
+#endif // ZOR_COMMON_TESTS_AUDIT_CHECKS_H
