@@ -177,7 +177,8 @@ const std::vector<Group> kGroups = {
        [](auto& text) {
            const Count count;
            std::vector<CIpAddress> list;
-           for (const char c : text) list.emplace_back(static_cast<std::uint32_t>(c * list.size()));
+           for (const char c : text)
+               list.emplace_back(static_cast<std::uint32_t>(static_cast<unsigned char>(c) * list.size()));
            FrameBuilder frame;
            frame.Ethernet(CMacAddress(1ul), CMacAddress(2ul)).Ipv4(OneOf(list), CIpAddress(1u)).Bytes(text);
            std::string value;
@@ -185,7 +186,8 @@ const std::vector<Group> kGroups = {
            if (frame.GetFlowCount() == 0) throw std::logic_error("values are lost");
            FrameBuilder::FromPacket(reinterpret_cast<const unsigned char*>(value.data()), value.size()).Compile();
        }}},
-     {{"text"}, {"a"}}},
+     {{"text"}, {"a"}},
+     8192},
     {{{"200 lengths",
        [](auto& text) {
            std::string all;

@@ -1,17 +1,12 @@
 #include "FrameBuilder.h"
 
 #include "FrameLayers.h"
-#include "IndexProgram.h"
 
-#include <algorithm>
-#include <limits>
 #include <stdexcept>
 #include <utility>
 
 namespace zor::common {
 
-using detail::AssembledFrame;
-using detail::FrameField;
 using detail::FrameLayer;
 using detail::FrameStack;
 using detail::LayerKind;

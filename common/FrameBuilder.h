@@ -56,8 +56,8 @@ enum class FramePattern : unsigned char {
 /// | Vlan | Ethernet, Vlan | `vlan.id` |
 /// | Mpls | Ethernet, Vlan, Mpls, Ipv4, Ipv6, Udp, Gre | `mpls.label`, `mpls.ttl` |
 /// | Arp | Ethernet, Vlan | `arp.sha`, `arp.spa`, `arp.tha`, `arp.tpa` |
-/// | Ipv4 | nothing, Ethernet, Vlan, Mpls, Ipv4, Ipv6, Gre, GtpU | `ipv4.dscp`, `ipv4.id`, `ipv4.ttl`, `ipv4.src`, `ipv4.dst` |
-/// | Ipv6 | as Ipv4 | `ipv6.flow`, `ipv6.hop`, `ipv6.src`, `ipv6.dst` |
+/// | Ipv4 | as Ipv6 | `ipv4.dscp`, `ipv4.id`, `ipv4.ttl`, `ipv4.src`, `ipv4.dst` |
+/// | Ipv6 | nothing, Ethernet, Vlan, Mpls, Ipv4, Ipv6, Gre, GtpU | `ipv6.flow`, `ipv6.hop`, `ipv6.src`, `ipv6.dst` |
 /// | Udp | Ipv4, Ipv6 | `udp.sport`, `udp.dport` |
 /// | Tcp | Ipv4, Ipv6 | `tcp.sport`, `tcp.dport`, `tcp.seq`, `tcp.ack`, `tcp.window` |
 /// | Icmp | Ipv4 | `icmp.id`, `icmp.seq` |
