@@ -52,7 +52,12 @@ FrameBuilder& FrameBuilder::GtpU(const FrameNumber& teid, const GtpUOptions& opt
         .Put(0, 2) // length
         .PutField("teid", teid.GetValue(), 4);
     if (options.seq || options.qfi) {
-        writer.PutField("seq", options.seq ? options.seq->GetValue() : FrameNumber(0).GetValue(), 2)
+        if (options.seq) {
+            writer.PutField("seq", options.seq->GetValue(), 2);
+        } else {
+            writer.Put(0, 2);
+        }
+        writer
             .Put(0, 1) // N-PDU number
             .Put(options.qfi ? kSessionContainer : 0, 1);
     }
