@@ -1,13 +1,12 @@
 // Prints header fields of the first packets of a capture file: bit fields cut out of the packet, and addresses
 // filled byte by byte through the typed views.
 
-#include "CommandLine.h"
+#include "Capture.h"
 
 #include <common/FieldExtractor.h>
 #include <common/FieldTypeHelper.h>
 
 #include <cstdio>
-#include <fstream>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,32 +16,6 @@ using namespace zor::common;
 namespace {
 
 using Bytes = std::vector<unsigned char>;
-
-/// The classic capture format: a file header of 24 bytes, then a header of 16 bytes before each packet.
-constexpr std::size_t kFileHeader = 24;
-constexpr std::size_t kPacketHeader = 16;
-constexpr unsigned int kMicroseconds = 0xa1b2c3d4;
-constexpr unsigned int kNanoseconds = 0xa1b23c4d;
-constexpr unsigned int kEthernet = 1;
-constexpr unsigned int kLongestPacket = 262144; ///< What capture tools write at most.
-
-/// Reads up to \a size bytes.
-Bytes Read(std::istream& in, std::size_t size)
-{
-    Bytes bytes(size);
-    in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(size));
-    bytes.resize(static_cast<std::size_t>(in.gcount()));
-    return bytes;
-}
-
-/// Four bytes of a header as a number; the file has the least significant byte first.
-unsigned int LittleEndian(const Bytes& header, std::size_t at)
-{
-    unsigned int number = 0;
-    CFieldTypeHelper<unsigned int> view(number);
-    for (int i = 0; i < view.GetSize(); ++i) view[view.GetSize() - 1 - i] = header.at(at + static_cast<std::size_t>(i));
-    return number;
-}
 
 /// The bits of a field of up to 32 bits as a number; nothing where the packet ends before them.
 std::optional<unsigned int> Number(Bytes& packet, unsigned int offset, unsigned int length)
@@ -115,26 +88,11 @@ void PrintPacket(Bytes& packet)
 
 void Inspect(const std::string& path, std::uint32_t count)
 {
-    const auto fail = [&path](const std::string& what) { throw examples::InputError(path + " " + what); };
-    std::ifstream file(path, std::ios::binary);
-    if (!file) fail("cannot be opened");
-    const Bytes header = Read(file, kFileHeader);
-    if (file.bad()) fail("cannot be read");
-    if (header.size() < kFileHeader) fail("is too short for a capture file");
-    const unsigned int magic = LittleEndian(header, 0);
-    if (magic != kMicroseconds && magic != kNanoseconds) fail("is not a little-endian pcap file");
-    if ((LittleEndian(header, 20) & 0xffff) != kEthernet) fail("does not hold Ethernet packets");
-
-    for (std::uint32_t number = 1; number <= count; ++number) {
-        const Bytes packetHeader = Read(file, kPacketHeader);
-        if (packetHeader.empty() && file.eof()) return;
-        const std::string name = "packet " + std::to_string(number);
-        if (packetHeader.size() < kPacketHeader) fail("ends inside the header of " + name);
-        const unsigned int captured = LittleEndian(packetHeader, 8);
-        if (captured > kLongestPacket) fail("has a wrong length for " + name);
-        Bytes packet = Read(file, captured);
-        if (packet.size() < captured) fail("ends inside " + name);
-        std::printf("%s, %u bytes\n", name.c_str(), captured);
+    examples::CaptureReader file(path);
+    std::string bytes;
+    for (std::uint32_t number = 1; number <= count && file.Next(bytes); ++number) {
+        std::printf("packet %u, %zu bytes\n", number, bytes.size());
+        Bytes packet(bytes.begin(), bytes.end());
         PrintPacket(packet);
     }
 }

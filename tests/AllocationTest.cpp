@@ -11,6 +11,7 @@
 #include <common/GoogleProtoBuf.h>
 #include <common/Ipv6Address.h>
 #include <common/MacroExpander.h>
+#include <common/SequenceAudit.h>
 #include <common/Wildcards.h>
 #include <common/WorldWideName.h>
 
@@ -321,6 +322,73 @@ TEST(Allocation, FailuresLeaveOffsetsAndSourcesAsTheyWere)
                        [](Batch& b) { b.compiled = CompiledTemplate(b.source); },
                        [](Batch& b) { b.compiled = CompiledTemplate("@h 01 @$(0102030405060708090a,0,01,2,0,f0)"); },
                        [](Batch& b) { CompiledTemplate(kLong + kLong).GetValueAt(7, b.value); });
+}
+
+TEST(Allocation, AuditsTakeMemoryForPagesAlone)
+{
+    const CompiledTemplate frames("@h 01 @$(0000000000000000,0,0000000000000001,big) @$(00,7,01,big)");
+    std::string value;
+    value.reserve(frames.GetMaxSize());
+    AuditOptions options;
+    options.window = 100000;
+    SequenceAudit audit(frames, {0, std::uint64_t{1} << 40}, options);
+    long live = 0;
+    for (std::uint64_t i = 0; i < 2000000; i += 2) {
+        frames.GetValueAt(i << 10, value); // far apart, so that each packet opens a page
+        audit.Add(value);
+        if (i == 400) live = gLive;
+    }
+    EXPECT_LE(gLive, live + 50) << "what falls behind the window is forgotten";
+    EXPECT_EQ(audit.GetCounts().inOrder, 1000000u);
+
+    SequenceAudit sparse(frames, {5, ~std::uint64_t{0} - 5});
+    const long before = gLive;
+    for (int i = 0; i < 64; ++i) {
+        frames.GetValueAt(5 + (std::uint64_t{1} << i), value);
+        sparse.Add(value);
+    }
+    EXPECT_LE(gLive - before, 64);
+    const long beforeFinding = gAllocations;
+    EXPECT_EQ(frames.FindIndex(value), 5 + (std::uint64_t{1} << 63));
+    sparse.Add(value);
+    EXPECT_EQ(gAllocations - beforeFinding, 0);
+}
+
+TEST(Allocation, FailuresLeaveAuditsAsTheyWere)
+{
+    const CompiledTemplate frames("@h 0102 @$(00,7,01,big,3) @$(0000,0,0001,little) @x(1,9,2,8)");
+    const CompiledTemplate varying("a@x(1,0,1)@$(0A00,9,01,ipv4) @x(3,0,1,0,40000)b");
+    const auto packet = [](const CompiledTemplate& of, std::uint64_t index) {
+        std::string value;
+        of.GetValueAt(index, value);
+        return value;
+    };
+    const auto make = [&] {
+        AuditOptions options;
+        options.leastSize = 4;
+        SequenceAudit audit(frames, {0, 1000000}, options);
+        audit.Add(packet(frames, 70000));
+        return audit;
+    };
+    const auto seen = [](const SequenceAudit& audit) {
+        const SequenceAudit::Counts counts = audit.GetCounts();
+        std::string all = std::to_string(counts.received) + ' ' + std::to_string(counts.missing);
+        for (const IndexRange& run : audit.GetMissing(99)) all += ' ' + std::to_string(run.first);
+        return all;
+    };
+    const std::string late = packet(frames, 5), cut = packet(frames, 6).substr(0, 5);
+    std::string changed = packet(frames, 7);
+    changed[0] = 'x';
+    SequenceAudit other = make();
+    other.Add(late);
+    FailEachAllocation(
+        make, seen, [&](auto& audit) { audit.Add(late); }, [&](auto& audit) { audit.Add(cut); },
+        [&](auto& audit) { audit.Add(changed); }, [&](auto& audit) { audit.Merge(other); },
+        [&](auto& audit) { audit = other; }, [&](auto& audit) { audit.GetMissing(9); },
+        [&](auto& audit) {
+            audit = SequenceAudit(varying, {0, 99});
+        },
+        [&](auto&) { varying.FindIndex(packet(varying, 77777)); });
 }
 
 TEST(Allocation, FailuresLeaveFrameBuildersAsTheyWere)

@@ -1,11 +1,162 @@
 #include "support/AuditChecks.h"
 
+#include <numeric>
+#include <thread>
+
 namespace zor::common::test {
+
+namespace {
+
+using Verdict = SequenceAudit::Verdict;
+
+/// Literal bytes, an address that counts, and a sequence number behind it.
+constexpr const char* kFrames = "@h 0102 @$(0A000001,250,00000001,big) 0304 @$(00000000,0,00000001,big) 05";
+
+Verdict AddAt(SequenceAudit& audit, const CompiledTemplate& of, std::uint64_t index)
+{
+    return audit.Add(ValueAt(of, index));
+}
+
+} // namespace
 
 TEST(SequenceAudit, SaysWhatALookAtEveryValueSays)
 {
     Random random(1);
     for (int i = 0; i < 4000 && !HasFatalFailure(); ++i) CheckAudit(random);
+}
+
+TEST(SequenceAudit, RefusesRangesAndOptionsThatCannotBe)
+{
+    constexpr std::uint64_t kLast = ~std::uint64_t{0};
+    const CompiledTemplate frames(kFrames), varying("@x(0,0,1)"), partly("@x(0,0,1)@x(0,0,1)@$(00,0,01,hex)");
+    ASSERT_EQ(partly.GetReadableCount(), 256u);
+    const auto make = [](const CompiledTemplate& of, const IndexRange& range, const AuditOptions& options = {}) {
+        return SequenceAudit(of, range, options).GetCounts().missing;
+    };
+    EXPECT_THROW(make(frames, {0, 5, 0}), std::invalid_argument);
+    EXPECT_THROW(make(frames, {kLast, 2, 1}), std::invalid_argument);
+    EXPECT_THROW(make(frames, {5, 3, kLast / 2}), std::invalid_argument);
+    EXPECT_EQ(make(frames, {kLast, 1, 1}), 1u);
+    EXPECT_EQ(make(frames, {kLast, 0, 5}), 0u);
+    EXPECT_EQ(make(frames, {0, kLast, 1}), kLast);
+    EXPECT_THROW(make(partly, {0, 257, 1}), std::invalid_argument);
+    EXPECT_EQ(make(partly, {0, 256, 1}), 256u);
+    AuditOptions ignoring;
+    ignoring.ignored = {{0, 1}};
+    EXPECT_THROW(make(varying, {0, 5, 1}, ignoring), std::invalid_argument);
+    EXPECT_EQ(make(frames, {0, 5, 1}, ignoring), 5u);
+}
+
+TEST(SequenceAudit, IsCertainWhereValuesOccurOnce)
+{
+    const auto isCertain = [](const char* text, const IndexRange& range, const AuditOptions& options = {}) {
+        return SequenceAudit(CompiledTemplate(text), range, options).IsCertain();
+    };
+    constexpr std::uint64_t kTurn = std::uint64_t{1} << 32;
+    EXPECT_TRUE(isCertain(kFrames, {5, kTurn}));
+    EXPECT_TRUE(isCertain(kFrames, {5, 125 * kTurn})) << "the address tells more";
+    EXPECT_FALSE(isCertain(kFrames, {5, 125 * kTurn + 1}));
+    EXPECT_TRUE(isCertain("@h @$(00,0,01,big)", {0, 256}));
+    EXPECT_FALSE(isCertain("@h @$(00,0,01,big)", {0, 257}));
+    EXPECT_TRUE(isCertain("@h @$(00,0,01,big)", {0, 256, 7}));
+    EXPECT_FALSE(isCertain("@h @$(00,0,01,big)", {0, 65, 4}));
+    EXPECT_TRUE(isCertain("@h @$(00,0,01,big,3)", {0, 256, 4}));
+    EXPECT_FALSE(isCertain("@h @$(00,0,01,big,3)", {0, 2}));
+    EXPECT_FALSE(isCertain("plain", {0, 2}));
+    EXPECT_FALSE(isCertain("@x(0,0,1)@x(0,0,1)", {0, 1})) << "which nothing can be told of";
+    AuditOptions options;
+    options.ignored = {{8, 1}}; // of the sequence number
+    EXPECT_TRUE(isCertain(kFrames, {5, 250}, options));
+    EXPECT_FALSE(isCertain(kFrames, {5, 251}, options));
+    options.ignored = {{2, 4}};
+    EXPECT_TRUE(isCertain(kFrames, {5, kTurn}, options));
+    EXPECT_FALSE(isCertain(kFrames, {5, kTurn + 1}, options));
+    options.leastSize = 11; // without the end of the sequence number
+    EXPECT_FALSE(isCertain(kFrames, {5, kTurn}, options));
+    options.leastSize = 12;
+    EXPECT_TRUE(isCertain(kFrames, {5, kTurn}, options));
+    options = {};
+    options.trailer = 1;
+    EXPECT_FALSE(isCertain("@x(0,0,1)", {0, 5}, options));
+}
+
+TEST(SequenceAudit, TakesCutPacketsThatHoldWhatTellsTheIndex)
+{
+    const CompiledTemplate frames(kFrames);
+    AuditOptions options;
+    options.leastSize = 3;
+    SequenceAudit audit(frames, {0, 100000}, options);
+    const std::string value = ValueAt(frames, 7);
+    EXPECT_EQ(audit.Add(value.substr(0, 12)), Verdict::InOrder);
+    EXPECT_EQ(audit.Add(value.substr(0, 11)), Verdict::Foreign) << "the address alone stands for many";
+    EXPECT_EQ(audit.Add(value.substr(0, 2)), Verdict::Foreign);
+    std::string changed = ValueAt(frames, 8).substr(0, 12);
+    changed[6] = 'x';
+    std::uint64_t index = 0;
+    EXPECT_EQ(audit.Add(changed, &index), Verdict::Changed);
+    EXPECT_EQ(index, 8u);
+
+    SequenceAudit few(frames, {0, 250}, options); // which the address tells
+    EXPECT_EQ(few.Add(value.substr(0, 6)), Verdict::InOrder);
+    EXPECT_EQ(few.Add(value.substr(0, 11)), Verdict::Duplicate);
+}
+
+TEST(SequenceAudit, NothingIsTaggedAndNothingIsFoundWithoutCounters)
+{
+    const CompiledTemplate untold("@x(0,0,1)@x(0,0,1)"), constant("always");
+    SequenceAudit none(untold, {0, 5});
+    EXPECT_EQ(none.Add("00"), Verdict::Foreign);
+    SequenceAudit same(constant, {0, 3});
+    EXPECT_EQ(same.Add("always"), Verdict::InOrder);
+    EXPECT_EQ(same.Add("always"), Verdict::InOrder) << "the nearest to what comes next";
+    EXPECT_EQ(same.Add("alway"), Verdict::Foreign);
+    EXPECT_EQ(same.Add(nullptr, 0), Verdict::Foreign);
+}
+
+TEST(SequenceAudit, MergesOtherPacketsOfTheSameRunAlone)
+{
+    const CompiledTemplate frames(kFrames);
+    const auto make = [&](const IndexRange& range, std::size_t trailer = 0, std::uint64_t window = 0) {
+        AuditOptions options;
+        options.trailer = trailer;
+        options.window = window;
+        return SequenceAudit(frames, range, options);
+    };
+    SequenceAudit audit = make({0, 100});
+    AddAt(audit, frames, 5);
+    EXPECT_FALSE(audit.Merge(audit));
+    EXPECT_FALSE(audit.Merge(make({0, 101})));
+    EXPECT_FALSE(audit.Merge(make({0, 100}, 1)));
+    EXPECT_FALSE(audit.Merge(SequenceAudit(CompiledTemplate(std::string(kFrames) + "06"), {0, 100})));
+    SequenceAudit windowed = make({0, 100}, 0, 9);
+    EXPECT_FALSE(windowed.Merge(make({0, 100}, 0, 9)));
+    EXPECT_EQ(audit.GetCounts().received, 1u);
+
+    SequenceAudit copy = audit, moved = std::move(copy);
+    copy = audit;
+    EXPECT_TRUE(audit.Merge(copy));
+    EXPECT_EQ(audit.GetCounts().duplicate, 1u);
+    EXPECT_EQ(moved.GetCounts().duplicate, 0u);
+}
+
+/// What each thread has received goes to an audit of its own.
+TEST(SequenceAudit, ThreadsShareTheTemplate)
+{
+    const CompiledTemplate frames(kFrames);
+    constexpr std::uint64_t kCount = 100000;
+    std::vector<SequenceAudit> audits(3, SequenceAudit(frames, {0, kCount}));
+    std::vector<std::thread> threads;
+    for (std::uint64_t k = 0; k < audits.size(); ++k) {
+        threads.emplace_back([&, k] {
+            const IndexRange part = Stripe({0, kCount}, k, 3);
+            for (std::uint64_t i = 0; i < part.count; ++i) AddAt(audits[k], frames, part.first + i * part.every);
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_TRUE(audits[0].Merge(audits[1]));
+    EXPECT_TRUE(audits[0].Merge(audits[2]));
+    EXPECT_EQ(audits[0].GetCounts().missing, 0u);
+    EXPECT_EQ(audits[0].GetCounts().inOrder, kCount);
 }
 
 } // namespace zor::common::test

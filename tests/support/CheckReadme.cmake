@@ -1,13 +1,22 @@
-# Fails unless the README holds the source of an example program and the output that the program has. With LIBRARIES,
+# Fails unless the README holds the source of an example program and the output that PROGRAM has, if given. With LIBRARIES,
 # the directory of a shared library that needs no flags, the README's own command must make the same program of that
 # source, in a directory SCRATCH that looks like the top one.
 file(READ ${SOURCE} source)
 file(READ ${README} readme)
-execute_process(COMMAND ${PROGRAM} OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
-foreach(text IN ITEMS source output)
-    string(FIND "${readme}" "```\n${${text}}```" plain)
-    string(FIND "${readme}" "```cpp\n${${text}}```" program)
-    if(plain EQUAL -1 AND program EQUAL -1)
+set(texts source)
+if(PROGRAM)
+    execute_process(COMMAND ${PROGRAM} OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
+    list(APPEND texts output)
+endif()
+foreach(text IN LISTS texts)
+    set(isShown FALSE)
+    foreach(language IN ITEMS "" cpp c++)
+        string(FIND "${readme}" "```${language}\n${${text}}```" place)
+        if(NOT place EQUAL -1)
+            set(isShown TRUE)
+        endif()
+    endforeach()
+    if(NOT isShown)
         message(SEND_ERROR "the README does not show this ${text}:\n${${text}}")
     endif()
 endforeach()

@@ -1,0 +1,4 @@
+#include "../tests/support/FindIndexChecks.h"
+#include "Fuzz.h"
+
+ZOR_FUZZ_TARGET(CheckFindIndex)

@@ -1,0 +1,4 @@
+#include "../tests/support/AuditChecks.h"
+#include "Fuzz.h"
+
+ZOR_FUZZ_TARGET(CheckAudit)
