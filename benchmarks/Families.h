@@ -16,6 +16,7 @@ void FieldExtractorRows();
 void WildcardsRows();
 void IndexOrderRows();
 void CompiledTemplateRows();
+void FrameBuilderRows();
 void SequenceAuditRows();
 void GoogleProtoBufRows();
 void MacroExpanderRows();

@@ -186,6 +186,21 @@ const std::vector<Group> kGroups = {
            if (frame.GetFlowCount() == 1) throw std::logic_error("fields are lost");
        }}},
      {{"text"}}},
+    {{{"frame of a list, taken apart again",
+       [](auto& text) {
+           const Count count;
+           std::vector<CIpAddress> list;
+           for (const char c : text)
+               list.emplace_back(static_cast<std::uint32_t>(static_cast<unsigned char>(c) * list.size()));
+           FrameBuilder frame;
+           frame.Ethernet(CMacAddress(1ul), CMacAddress(2ul)).Ipv4(OneOf(list), CIpAddress(1u)).Bytes(text);
+           std::string value;
+           frame.Compile().GetValueAt(1, value);
+           if (frame.GetFlowCount() == 0) throw std::logic_error("values are lost");
+           FrameBuilder::FromPacket(reinterpret_cast<const unsigned char*>(value.data()), value.size()).Compile();
+       }}},
+     {{"text"}, {"a"}},
+     8192},
     {{{"200 lengths",
        [](auto& text) {
            std::string all;

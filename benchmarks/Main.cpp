@@ -158,6 +158,7 @@ int main(int argc, char** argv)
     WildcardsRows();
     IndexOrderRows();
     CompiledTemplateRows();
+    FrameBuilderRows();
     SequenceAuditRows();
     GoogleProtoBufRows();
     MacroExpanderRows();

@@ -40,6 +40,27 @@ void AdjustChecksum(const ChecksumField& field, unsigned char* frame, std::size_
     detail::StoreBig16(frame + field.at, detail::ChecksumOf(sum, field.complement, field.zeroIsAllOnes));
 }
 
+namespace detail {
+
+bool IsAtFinalDestination(const unsigned char* header, std::size_t size) noexcept
+{
+    constexpr unsigned char kEnd = 0, kNoOperation = 1, kLooseRoute = 131, kStrictRoute = 137;
+    for (std::size_t at = 20; at < size && header[at] != kEnd;) {
+        if (header[at] == kNoOperation) {
+            ++at;
+            continue;
+        }
+        if (size - at < 2 || header[at + 1] < 2 || header[at + 1] > size - at) return false;
+        if (header[at] == kLooseRoute || header[at] == kStrictRoute) {
+            if (header[at + 1] < 3 || header[at + 2] <= header[at + 1]) return false; // the pointer is at an address
+        }
+        at += header[at + 1];
+    }
+    return true;
+}
+
+} // namespace detail
+
 namespace {
 
 using detail::LoadBig16;
@@ -98,25 +119,6 @@ std::optional<ChecksumField> FindTransport(unsigned int protocol, Bytes segment,
     return field;
 }
 
-/// Whether the destination address of an IPv4 header is the final one: no source route has addresses left. False for
-/// options that are cut short.
-bool IsAtFinalDestination(const Bytes& header)
-{
-    constexpr unsigned char kEnd = 0, kNoOperation = 1, kLooseRoute = 131, kStrictRoute = 137;
-    for (std::size_t at = 20; at < header.size && header[at] != kEnd;) {
-        if (header[at] == kNoOperation) {
-            ++at;
-            continue;
-        }
-        if (header.size - at < 2 || header[at + 1] < 2 || header[at + 1] > header.size - at) return false;
-        if (header[at] == kLooseRoute || header[at] == kStrictRoute) {
-            if (header[at + 1] < 3 || header[at + 2] <= header[at + 1]) return false; // the pointer is at an address
-        }
-        at += header[at + 1];
-    }
-    return true;
-}
-
 void FindInIpv4(const Bytes& packet, std::vector<ChecksumField>& fields)
 {
     if (packet.size < 20 || packet[0] >> 4 != 4) return;
@@ -130,7 +132,7 @@ void FindInIpv4(const Bytes& packet, std::vector<ChecksumField>& fields)
     constexpr std::size_t kIsFragment = 0x3fff; // more fragments, and the offset of this one
     const std::size_t length = packet.Number16(2);
     if (length < header || length > packet.size || (packet.Number16(6) & kIsFragment) != 0) return;
-    if (!IsAtFinalDestination(packet.First(header))) return;
+    if (!detail::IsAtFinalDestination(&packet[0], header)) return;
     auto transport = FindTransport(packet[9], packet.First(length).From(header), {packet.offset + 12, 8}, false);
     if (transport) fields.push_back(std::move(*transport));
 }

@@ -17,9 +17,8 @@ using Access = detail::BatchAccess;
 CompiledTemplate::Impl::Impl(const std::string& templ, const std::string& opening,
                              const detail::PacketContext& settings, const detail::Variables& values,
                              const std::vector<ChecksumField>& fields,
-                             std::shared_ptr<const detail::IndexProgram> built, std::vector<std::string> fieldNames)
+                             std::shared_ptr<const detail::IndexProgram> built)
     : text(templ), marker(opening), context(settings), variables(values), checksums(fields), isBuilt(built != nullptr),
-      names(std::move(fieldNames)),
       program(built ? std::move(built)
                     : detail::CompileForIndexes(*detail::CompileTemplate(text, marker, context), context, variables,
                                                 checksums)),
@@ -40,9 +39,9 @@ CompiledTemplate::CompiledTemplate(const Wildcards& source, const std::vector<Ch
 }
 
 CompiledTemplate::CompiledTemplate(const Wildcards& source, const std::vector<ChecksumField>& checksums,
-                                   std::shared_ptr<const detail::IndexProgram> built, std::vector<std::string> names)
+                                   std::shared_ptr<const detail::IndexProgram> built)
     : mImpl(std::make_shared<const Impl>(source.mImpl->GetText(), source.mImpl->GetMarker(), source.mImpl->GetContext(),
-                                         source.mImpl->GetVariables(), checksums, std::move(built), std::move(names)))
+                                         source.mImpl->GetVariables(), checksums, std::move(built)))
 {
 }
 
@@ -54,9 +53,9 @@ bool CompiledTemplate::operator==(const CompiledTemplate& other) const noexcept
 {
     const Impl& left = *mImpl;
     const Impl& right = *other.mImpl;
-    return &left == &right ||
-           (left.text == right.text && left.marker == right.marker && left.context == right.context &&
-            left.variables == right.variables && left.checksums == right.checksums);
+    return &left == &right || (left.text == right.text && left.marker == right.marker &&
+                               left.context == right.context && left.variables == right.variables &&
+                               left.checksums == right.checksums && left.program->tables == right.program->tables);
 }
 
 void CompiledTemplate::GetValueAt(std::uint64_t index, std::string& out) const

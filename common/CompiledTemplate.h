@@ -262,8 +262,7 @@ private:
 
     /// Takes a program that was not compiled from a text. Source and checksum fields say what it equals.
     ZOR_COMMON_LOCAL CompiledTemplate(const Wildcards& source, const std::vector<ChecksumField>& checksums,
-                                      std::shared_ptr<const detail::IndexProgram> built,
-                                      std::vector<std::string> names);
+                                      std::shared_ptr<const detail::IndexProgram> built);
     ZOR_COMMON_LOCAL std::vector<TemplateField> GetBuiltFields() const;
 
     std::shared_ptr<const Impl> mImpl;

@@ -21,15 +21,14 @@ struct CompiledTemplate::Impl {
     /// \param built  a program that was not compiled from the text; null for one that is.
     Impl(const std::string& templ, const std::string& opening, const detail::PacketContext& settings,
          const detail::Variables& values, const std::vector<ChecksumField>& fields,
-         std::shared_ptr<const detail::IndexProgram> built = nullptr, std::vector<std::string> fieldNames = {});
+         std::shared_ptr<const detail::IndexProgram> built = nullptr);
 
     std::string text;
     std::string marker;
     detail::PacketContext context;
     detail::Variables variables;
     std::vector<ChecksumField> checksums;
-    bool isBuilt;                   ///< Whether the program was not compiled from the text.
-    std::vector<std::string> names; ///< Of the expressions of such a program.
+    bool isBuilt; ///< Whether the program was not compiled from the text.
     std::shared_ptr<const detail::IndexProgram> program;
     detail::IndexInverse inverse;
     detail::FrameMatcher matcher; ///< Of a program of fixed size.

@@ -1,18 +1,12 @@
 #include "FrameBuilder.h"
 
 #include "FrameLayers.h"
-#include "IndexProgram.h"
 
-#include <algorithm>
-#include <limits>
 #include <stdexcept>
-#include <unordered_map>
 #include <utility>
 
 namespace zor::common {
 
-using detail::AssembledFrame;
-using detail::FrameField;
 using detail::FrameLayer;
 using detail::FrameStack;
 using detail::LayerKind;
@@ -106,14 +100,30 @@ FrameBuilder& FrameBuilder::Ipv6(const FrameAddress<CIpv6Address>& source,
     return Add(std::move(writer.GetLayer()));
 }
 
-FrameBuilder& FrameBuilder::Udp(const FrameNumber& sourcePort, const FrameNumber& destinationPort,
-                                const UdpOptions& options)
+namespace {
+
+LayerWriter UdpHeader(const FrameNumber& sourcePort, const FrameNumber& destinationPort, const UdpOptions& options)
 {
     LayerWriter writer(LayerKind::Udp);
     writer.PutField("sport", sourcePort.GetValue(), 2)
         .PutField("dport", destinationPort.GetValue(), 2)
         .Put(0, 4); // length and checksum
     writer.GetLayer().hasChecksum = options.hasChecksum;
+    return writer;
+}
+
+} // namespace
+
+FrameBuilder& FrameBuilder::Udp(const FrameNumber& sourcePort, const FrameNumber& destinationPort,
+                                const UdpOptions& options)
+{
+    return Add(std::move(UdpHeader(sourcePort, destinationPort, options).GetLayer()));
+}
+
+FrameBuilder& FrameBuilder::Udp(const FrameNumber& sourcePort, const UdpOptions& options)
+{
+    LayerWriter writer = UdpHeader(sourcePort, 0, options);
+    writer.GetLayer().hasPort = false;
     return Add(std::move(writer.GetLayer()));
 }
 
@@ -220,47 +230,15 @@ FrameBuilder& FrameBuilder::PadTo(std::size_t size)
     return Add(PayloadOf(LayerKind::Padding, std::string(added, '\0')));
 }
 
-namespace {
-
-[[noreturn]] void RefuseCross(const std::string& name, const std::string& why)
+FrameBuilder FrameBuilder::FromPacket(const unsigned char* bytes, std::size_t size)
 {
-    throw std::invalid_argument("Cross: \"" + name + "\" " + why);
-}
-
-} // namespace
-
-FrameBuilder& FrameBuilder::Cross(const std::vector<std::string>& fields)
-{
-    if (fields.empty()) throw std::invalid_argument("Cross: no field is named");
-    std::unordered_map<std::string_view, FrameField*> named;
-    for (FrameLayer& layer : mStack->layers) {
-        for (FrameField& field : layer.fields) named.emplace(field.name, &field);
+    if (size > detail::kMaxFrame) {
+        throw std::invalid_argument("FromPacket: the packet has more than " + std::to_string(detail::kMaxFrame) +
+                                    " bytes");
     }
-    std::vector<std::pair<FrameField*, std::uint64_t>> intervals;
-    std::uint64_t interval = 1;
-    for (const std::string& name : fields) {
-        const auto found = named.find(name);
-        if (found == named.end()) RefuseCross(name, "is no field of the frame");
-        FrameField* const field = found->second;
-        if (!field) RefuseCross(name, "is named twice");
-        if (field->isCrossed) RefuseCross(name, "is crossed already");
-        if (!field->isCounting) RefuseCross(name, "does not count");
-        if (field->interval != 1) RefuseCross(name, "has a repeat of its own");
-        intervals.emplace_back(field, interval);
-        found->second = nullptr;
-        if (&name == &fields.back()) break;
-        if (field->count == 0) RefuseCross(name, "counts without end and is not the last one");
-        if (__builtin_mul_overflow(interval, field->count, &interval)) {
-            RefuseCross(name, "makes the next field wait for 2^64 indexes or more");
-        }
-    }
-    if (mStack->isCrossed) throw std::invalid_argument("Cross: fields are crossed already");
-    for (const auto& [field, length] : intervals) { // from here on nothing fails
-        field->interval = length;
-        field->isCrossed = true;
-    }
-    mStack->isCrossed = true;
-    return *this;
+    FrameBuilder builder;
+    *builder.mStack = detail::TakeApart({reinterpret_cast<const char*>(bytes), size});
+    return builder;
 }
 
 std::uint64_t FrameBuilder::GetFlowCount() const
@@ -271,107 +249,6 @@ std::uint64_t FrameBuilder::GetFlowCount() const
 std::size_t FrameBuilder::GetSize() const noexcept
 {
     return mStack->size;
-}
-
-namespace {
-
-void AppendHex(std::string& text, std::string_view bytes)
-{
-    for (const char byte : bytes) {
-        const auto value = static_cast<unsigned char>(byte);
-        text += {"0123456789abcdef"[value >> 4], "0123456789abcdef"[value & 15]};
-    }
-}
-
-std::string BytesOf(const detail::Uint128& number, std::size_t size)
-{
-    unsigned char bytes[16];
-    detail::StoreBig128(bytes, number);
-    return {reinterpret_cast<const char*>(bytes) + 16 - size, size};
-}
-
-/// The text of a hex template. Numbers of 64 bits stand as they are, which no Wildcards reads.
-std::string TextOf(const AssembledFrame& frame)
-{
-    std::string text = "@h";
-    std::size_t from = 0;
-    const auto addLiteral = [&](std::size_t to) {
-        if (to != from) text += ' ';
-        AppendHex(text, std::string_view(frame.bytes).substr(from, to - from));
-    };
-    for (const FrameField& field : frame.fields) {
-        addLiteral(field.offset);
-        from = field.offset + field.size;
-        text += " @$(";
-        AppendHex(text, std::string_view(frame.bytes).substr(field.offset, field.size));
-        text += ',' + std::to_string(field.count) + ',';
-        AppendHex(text, BytesOf(field.step, field.size));
-        text += ",big";
-        if (field.interval != 1) text += ',' + std::to_string(field.interval - 1);
-        text += ')';
-    }
-    addLiteral(frame.bytes.size());
-    return text;
-}
-
-/// Whether the grammar has words for all fields: counts and repeats of 32 bits.
-bool HasText(const AssembledFrame& frame)
-{
-    constexpr std::uint64_t kMax = std::numeric_limits<std::uint32_t>::max();
-    return std::all_of(frame.fields.begin(), frame.fields.end(),
-                       [](const FrameField& field) { return field.count <= kMax && field.interval - 1 <= kMax; });
-}
-
-/// A number as words, the lowest one first, as many as the size takes.
-std::vector<std::uint64_t> WordsOf(const detail::Uint128& number, std::size_t size)
-{
-    if (size <= 8) return {number.low};
-    return {number.low, number.high};
-}
-
-detail::HexCounter CounterOf(const FrameField& field)
-{
-    constexpr std::uint64_t kAllBits = std::numeric_limits<std::uint64_t>::max();
-    detail::HexCounter counter;
-    counter.startSize = counter.size = field.size;
-    counter.start = WordsOf(field.first, field.size);
-    counter.step = WordsOf(field.step, field.size);
-    counter.mask = WordsOf({kAllBits, kAllBits}, field.size);
-    counter.fixed = WordsOf({0, 0}, field.size);
-    counter.turns = {detail::Divisor(field.interval), detail::Divisor(field.count)};
-    return counter;
-}
-
-} // namespace
-
-CompiledTemplate FrameBuilder::Compile() const
-{
-    const AssembledFrame frame(*mStack);
-    const std::string_view bytes = frame.bytes;
-    detail::IndexProgramBuilder builder;
-    std::vector<std::string> names;
-    std::size_t from = 0;
-    for (const FrameField& field : frame.fields) {
-        builder.AddLiteral(bytes.substr(from, field.offset - from));
-        builder.AddHex(CounterOf(field), detail::HexFormat::Big, bytes.substr(field.offset, field.size));
-        names.push_back(field.name);
-        from = field.offset + field.size;
-    }
-    builder.AddLiteral(bytes.substr(from));
-    // A text that no Wildcards could read has no marker either, as no template that is read has.
-    return CompiledTemplate(Wildcards(TextOf(frame), HasText(frame) ? "@" : ""), frame.checksums,
-                            builder.Finish(frame.checksums), std::move(names));
-}
-
-std::optional<std::string> FrameBuilder::GetTemplate() const
-{
-    const AssembledFrame frame(*mStack);
-    return HasText(frame) ? std::optional(TextOf(frame)) : std::nullopt;
-}
-
-std::vector<ChecksumField> FrameBuilder::GetChecksums() const
-{
-    return AssembledFrame(*mStack).checksums;
 }
 
 } // namespace zor::common

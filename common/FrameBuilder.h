@@ -4,13 +4,12 @@
 /// \file
 /// FrameBuilder, frames made of protocol headers by name, with fields that count.
 
-#include "BigEndian.h"
+#include "ByteSpan.h"
 #include "ChecksumField.h"
 #include "CompiledTemplate.h"
 #include "Export.h"
-#include "IpAddress.h"
-#include "Ipv6Address.h"
-#include "MacAddress.h"
+#include "FrameOptions.h"
+#include "FrameValues.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -18,213 +17,14 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <type_traits>
 #include <vector>
 
 namespace zor::common {
 
-/// How far a counting field moves at each change: a number, negative to count down, or an IPv6 address for steps of 2^64
-/// and more, such as from one /64 network to the next. A number of 2^63 and more is the negative one that is the same
-/// modulo 2^64.
-class CountingStep {
-public:
-    /// A number, as it is.
-    constexpr CountingStep(std::int64_t number) noexcept // implicit, so that a number serves as a step
-        : mNumber{number < 0 ? ~std::uint64_t{0} : 0, static_cast<std::uint64_t>(number)}
-    {
-    }
-    /// The number that an address is; one above 2^127 - 1 counts down.
-    CountingStep(const CIpv6Address& distance) noexcept
-    {
-        unsigned char bytes[16];
-        distance.CopyTo(bytes);
-        mNumber = {detail::LoadBig64(bytes), detail::LoadBig64(bytes + 8)};
-    }
-
-    /// The two's complement number.
-    constexpr detail::Uint128 GetNumber() const noexcept { return mNumber; }
-
-private:
-    detail::Uint128 mNumber;
-};
-
-/// The value of a field that counts: turn t shows first + t * step, modulo the width of the field.
-/// \code
-/// Counting<std::uint16_t>(1024, 60000)                  // ports from 1024 to 61023
-/// Counting(CIpAddress(10, 0, 0, 250), 250, -1)          // down to 10.0.0.1
-/// Counting(CIpv6Address(0x20010db800000000, 1), 16, CIpv6Address(1, 0)) // the same host in 16 networks
-/// \endcode
-/// \tparam Value  an integer or one of CMacAddress, CIpAddress and CIpv6Address.
-template <class Value>
-struct Counting {
-    /// \param from    what index 0 shows.
-    /// \param turns   how many values there are before the first one shows again; 0 is without end, so that the field
-    ///                wraps at its width.
-    /// \param by      is added at each turn.
-    /// \param again   how often a value is shown again before the next one; a turn lasts \a again + 1 indexes.
-    constexpr Counting(const Value& from, std::uint64_t turns, CountingStep by = 1, std::uint64_t again = 0) noexcept
-        : first(from), count(turns), step(by), repeat(again)
-    {
-    }
-
-    Value first;          ///< What index 0 shows.
-    std::uint64_t count;  ///< How many values there are; 0 is without end.
-    CountingStep step;    ///< Added at each turn.
-    std::uint64_t repeat; ///< How often a value is shown again.
-};
-
 namespace detail {
-
-/// What a field shows, before it is known how wide the field is.
-struct FrameValue {
-    Uint128 first{0, 0};
-    Uint128 step{0, 1};
-    std::uint64_t count = 1;
-    std::uint64_t repeat = 0;
-    bool isCounting = false;
-    bool isNegative = false; ///< Whether the first value is a number below 0, which no field can show.
-};
-
-template <class Value>
-constexpr void SetCounting(FrameValue& value, const Counting<Value>& counting) noexcept
-{
-    value.step = counting.step.GetNumber();
-    value.count = counting.count;
-    value.repeat = counting.repeat;
-    value.isCounting = true;
-}
-
 struct FrameStack;
 struct FrameLayer;
-
 } // namespace detail
-
-/// A number in a header or in the payload: a constant, or one that counts. Whether it fits is checked by the layer that
-/// takes it, so an integer of any type will do.
-class FrameNumber {
-public:
-    /// A constant, of 0 or above.
-    template <class Integer, std::enable_if_t<std::is_integral_v<Integer>, int> = 0>
-    constexpr FrameNumber(Integer constant) noexcept : mTypeSize(sizeof(Integer))
-    {
-        mValue.first.low = static_cast<std::uint64_t>(constant);
-        mValue.isNegative = constant < Integer{0};
-    }
-
-    /// A number that counts, from 0 or above.
-    template <class Integer, std::enable_if_t<std::is_integral_v<Integer>, int> = 0>
-    constexpr FrameNumber(const Counting<Integer>& counting) noexcept : FrameNumber(counting.first)
-    {
-        detail::SetCounting(mValue, counting);
-    }
-
-    /// For the layers: the number as one of 128 bits.
-    constexpr const detail::FrameValue& GetValue() const noexcept { return mValue; }
-
-    /// The bytes of the integer type that it was given as.
-    constexpr std::size_t GetTypeSize() const noexcept { return mTypeSize; }
-
-private:
-    detail::FrameValue mValue;
-    std::size_t mTypeSize;
-};
-
-/// An address in a header: a constant, or one that counts.
-/// \tparam Address  CMacAddress, CIpAddress or CIpv6Address.
-template <class Address>
-class FrameAddress {
-public:
-    /// A constant.
-    FrameAddress(const Address& constant) noexcept
-    {
-        unsigned char bytes[16] = {};
-        constant.CopyTo(bytes + 16 - kSize);
-        mValue.first = {detail::LoadBig64(bytes), detail::LoadBig64(bytes + 8)};
-    }
-    /// An address that counts, as one number.
-    FrameAddress(const Counting<Address>& counting) noexcept : FrameAddress(counting.first)
-    {
-        detail::SetCounting(mValue, counting);
-    }
-
-    /// For the layers: the address as one number of 128 bits.
-    const detail::FrameValue& GetValue() const noexcept { return mValue; }
-
-private:
-    static constexpr std::size_t kSize = std::is_same_v<Address, CMacAddress>  ? 6
-                                         : std::is_same_v<Address, CIpAddress> ? 4
-                                                                               : 16;
-
-    detail::FrameValue mValue;
-};
-
-/// \name Fields of headers beside those that a layer is called with
-/// Fields of type FrameNumber may count; their names stand in FrameBuilder. A number that does not fit its field is
-/// refused.
-/// \{
-
-/// What an Ethernet header says beside its addresses.
-struct EthernetOptions {
-    std::uint16_t etherType = 0x88b5; ///< Where no header follows that has a type: by default local experiments.
-};
-
-/// What a VLAN tag says beside its id.
-struct VlanOptions {
-    unsigned int priority = 0;        ///< From 0 to 7 (IEEE 802.1Q PCP).
-    bool isDropEligible = false;      ///< DEI.
-    std::uint16_t tagType = 0x8100;   ///< 0x88a8 for a service tag (IEEE 802.1ad); not 0.
-    std::uint16_t etherType = 0x88b5; ///< As in EthernetOptions.
-};
-
-/// What an ARP message says beside the sender and the address asked for.
-struct ArpOptions {
-    std::uint16_t operation = 1;                            ///< 1 asks, 2 answers (RFC 826).
-    FrameAddress<CMacAddress> targetMac = CMacAddress(0ul); ///< Not known to one who asks.
-};
-
-/// RFC 791. By default an atomic datagram (RFC 6864): not to be fragmented, identification 0.
-struct Ipv4Options {
-    FrameNumber ttl = 64;             ///< Time to live, 8 bits.
-    FrameNumber dscp = 0;             ///< From 0 to 63 (RFC 2474).
-    unsigned int ecn = 0;             ///< From 0 to 3 (RFC 3168).
-    FrameNumber id = 0;               ///< Identification, 16 bits.
-    bool isDontFragment = true;       ///< DF.
-    bool isMoreFragments = false;     ///< MF. Only payload follows the header of a fragment.
-    std::uint16_t fragmentOffset = 0; ///< In units of 8 bytes, from 0 to 8191.
-    unsigned char protocol = 253;     ///< Where no header follows that has a number: by default experiments (RFC 3692).
-};
-
-/// RFC 8200.
-struct Ipv6Options {
-    FrameNumber hopLimit = 64;      ///< 8 bits.
-    FrameNumber flowLabel = 0;      ///< 20 bits.
-    unsigned int dscp = 0;          ///< From 0 to 63.
-    unsigned int ecn = 0;           ///< From 0 to 3.
-    unsigned char nextHeader = 253; ///< As Ipv4Options::protocol.
-};
-
-/// What a UDP header says beside its ports.
-struct UdpOptions {
-    bool hasChecksum = true; ///< Without one the field is 0, which IPv4 alone allows (RFC 768, RFC 8200).
-};
-
-/// RFC 9293. The header has no options.
-struct TcpOptions {
-    FrameNumber seq = 0;             ///< Sequence number, 32 bits.
-    FrameNumber ack = 0;             ///< Acknowledgment number, 32 bits.
-    unsigned char flags = 0x10;      ///< FIN 01, SYN 02, RST 04, PSH 08, ACK 10, URG 20, ECE 40, CWR 80.
-    FrameNumber window = 65535;      ///< 16 bits.
-    std::uint16_t urgentPointer = 0; ///< Counts with the flag URG.
-};
-
-/// RFC 792, and RFC 4443 for IPv6. The four bytes behind the checksum are those of an echo.
-struct IcmpOptions {
-    unsigned char code = 0; ///< Of the type; 0 for echoes.
-    FrameNumber id = 0;     ///< Identifier, 16 bits.
-    FrameNumber seq = 0;    ///< Sequence number, 16 bits.
-};
-
-/// \}
 
 /// What FrameBuilder::Pattern() writes.
 enum class FramePattern : unsigned char {
@@ -252,23 +52,29 @@ enum class FramePattern : unsigned char {
 ///
 /// | layer | stands behind | names of its fields |
 /// |---|---|---|
-/// | Ethernet | nothing | `eth.dst`, `eth.src` |
+/// | Ethernet | nothing, Mpls, Gre, Vxlan, GtpU | `eth.dst`, `eth.src` |
 /// | Vlan | Ethernet, Vlan | `vlan.id` |
+/// | Mpls | Ethernet, Vlan, Mpls, Ipv4, Ipv6, Udp, Gre | `mpls.label`, `mpls.ttl` |
 /// | Arp | Ethernet, Vlan | `arp.sha`, `arp.spa`, `arp.tha`, `arp.tpa` |
-/// | Ipv4 | nothing, Ethernet, Vlan | `ipv4.dscp`, `ipv4.id`, `ipv4.ttl`, `ipv4.src`, `ipv4.dst` |
-/// | Ipv6 | nothing, Ethernet, Vlan | `ipv6.flow`, `ipv6.hop`, `ipv6.src`, `ipv6.dst` |
+/// | Ipv4 | as Ipv6 | `ipv4.dscp`, `ipv4.id`, `ipv4.ttl`, `ipv4.src`, `ipv4.dst` |
+/// | Ipv6 | nothing, Ethernet, Vlan, Mpls, Ipv4, Ipv6, Gre, GtpU | `ipv6.flow`, `ipv6.hop`, `ipv6.src`, `ipv6.dst` |
 /// | Udp | Ipv4, Ipv6 | `udp.sport`, `udp.dport` |
 /// | Tcp | Ipv4, Ipv6 | `tcp.sport`, `tcp.dport`, `tcp.seq`, `tcp.ack`, `tcp.window` |
 /// | Icmp | Ipv4 | `icmp.id`, `icmp.seq` |
 /// | Icmpv6 | Ipv6 | `icmpv6.id`, `icmpv6.seq` |
+/// | Gre | Ipv4, Ipv6, Udp | `gre.key`, `gre.seq` |
+/// | Vxlan | Udp | `vxlan.vni` |
+/// | GtpU | Udp | `gtp.teid`, `gtp.seq`, `gtp.qfi` |
 /// | Number | nothing, all but Arp and PadTo | `number` |
+/// | Hole | nothing, all but Arp and PadTo | its own |
 /// | Bytes, Fill, Pattern | nothing, all but Arp and PadTo | |
 /// | PadTo | all | |
 ///
-/// The second layer of a kind has the names `vlan#2.id`, `number#2` and so on.
+/// The second layer of a kind has the names `vlan#2.id`, `number#2` and so on: behind a tunnel, `ipv4#2.src` is the
+/// sender of the inner packet. Behind a fragment of IPv4 stands nothing but payload.
 ///
-/// A field of whole bytes that counts past its greatest number goes on at 0. The VLAN id, the DSCP and the flow label
-/// share bytes with other fields, so values of theirs that do not fit are refused.
+/// A field of whole bytes that counts past its greatest number goes on at 0. The VLAN id, the MPLS label, the DSCP, the
+/// flow label and the QFI share bytes with other fields, so values of theirs that do not fit are refused.
 ///
 /// What cannot be is refused at the call, with a std::invalid_argument that begins with the name of the layer: a number
 /// that does not fit its field, a layer behind one that cannot carry it, a length above 16 bits, a frame of more than
@@ -280,6 +86,21 @@ public:
     FrameBuilder(const FrameBuilder& other);            ///< Copies all layers.
     FrameBuilder& operator=(const FrameBuilder& other); ///< Copies all layers.
     ~FrameBuilder();
+
+    /// Takes a captured Ethernet frame apart into the layers of the table above, with the names of their fields, for
+    /// Vary() and Cross(). What is not known becomes Bytes; layers may still follow.
+    ///
+    /// Unchanged, the frame compiles to the same bytes if its checksums were right; those that were not are made right,
+    /// and a UDP checksum of 0, which is none, stays. IP and TCP options, extension headers of IPv6, padding and trailers
+    /// stay as they are. Where a length is not that of what is there, as of a packet that was cut, the header of IP keeps
+    /// it and Bytes follow. The same is true of fragments, and of packets whose final destination is not in place yet (a
+    /// source route), whose checksums cannot be known. Tunnels are found by their EtherTypes, protocol numbers and UDP
+    /// ports. What an MPLS label or GTP-U carries is told by its looks, and only if its header is in order. Behind 64
+    /// headers, all else is Bytes.
+    ///
+    /// \param bytes  from the destination address on, without the frame check sequence; may be null if \a size is 0.
+    /// \param size   std::invalid_argument is raised above 262,144.
+    static FrameBuilder FromPacket(const unsigned char* bytes, std::size_t size);
 
     /// \name Headers
     /// Options follow the fields that each header of a kind has to be told.
@@ -309,6 +130,10 @@ public:
     FrameBuilder& Udp(const FrameNumber& sourcePort, const FrameNumber& destinationPort,
                       const UdpOptions& options = {});
 
+    /// The same with the destination port of the tunnel behind it: 4789 for Vxlan, 2152 for GtpU, 6635 for Mpls (RFC
+    /// 7510), 4754 for Gre (RFC 8086), and 9, which discards, for all else.
+    FrameBuilder& Udp(const FrameNumber& sourcePort, const UdpOptions& options = {});
+
     /// 20 bytes.
     FrameBuilder& Tcp(const FrameNumber& sourcePort, const FrameNumber& destinationPort,
                       const TcpOptions& options = {});
@@ -320,6 +145,27 @@ public:
     /// 8 bytes.
     /// \param type  128 asks for an echo, 129 answers.
     FrameBuilder& Icmpv6(unsigned char type = 128, const IcmpOptions& options = {});
+
+    /// \}
+    /// \name Tunnels
+    /// Headers that other headers follow: those of the packet or the frame inside. Lengths and checksums are right on all
+    /// levels.
+    /// \{
+
+    /// A label of 4 bytes; stacked if there are several, the outer one first. It carries IP, Ethernet (RFC 4448) or payload.
+    /// \param label  from 0 to 1048575.
+    FrameBuilder& Mpls(const FrameNumber& label, const MplsOptions& options = {});
+
+    /// 4 bytes, and 4 more for each of checksum, key and sequence number. It carries Ethernet, IP, MPLS or payload.
+    FrameBuilder& Gre(const GreOptions& options = {});
+
+    /// 8 bytes (RFC 7348). It carries Ethernet or payload.
+    /// \param vni  network identifier, 24 bits.
+    FrameBuilder& Vxlan(const FrameNumber& vni);
+
+    /// 8 bytes, 4 more with a sequence number, 8 more with a QFI. It carries IP, Ethernet or payload.
+    /// \param teid  tunnel endpoint identifier, 32 bits.
+    FrameBuilder& GtpU(const FrameNumber& teid, const GtpUOptions& options = {});
 
     /// \}
     /// \name Payload
@@ -338,6 +184,12 @@ public:
     /// So many bytes of a pattern, from its beginning.
     FrameBuilder& Pattern(std::size_t size, FramePattern pattern = FramePattern::Incrementing);
 
+    /// Bytes that the sender writes, such as a time stamp: 0 in each frame. What covers them is kept right by
+    /// AdjustChecksum(); of a tunnel, the innermost checksum alone, as the outer ones do not change with what it evens out.
+    /// \param name  for GetSpan(); not empty, without '.', '#' and '@', not "number", and of no other hole.
+    /// \param size  in bytes, at least 1.
+    FrameBuilder& Hole(const std::string& name, std::size_t size);
+
     /// Pads the frame with zeros to a size in bytes, as a card pads Ethernet frames to 60 bytes. Padding belongs to no
     /// header: no length counts it and no checksum covers it. Only more padding may follow.
     /// \param size  not below that of the frame so far.
@@ -347,11 +199,32 @@ public:
     /// \name Flows
     /// \{
 
+    /// Gives a field of the frame another value, constant or counting. Checksums follow.
+    /// \param name  std::invalid_argument is raised for a name that the frame does not have and for a crossed field.
+    FrameBuilder& Vary(const std::string& name, const FrameVariation& variation);
+
+    /// The same for bytes at any place of the frame as it is so far, as one number in network order. Their name is
+    /// "bytes@26", with their offset.
+    /// \param span  from 1 to 16 bytes. std::invalid_argument is raised for bytes of a length or a checksum that the
+    ///              builder makes, or of a field that counts. The same span may be varied again.
+    FrameBuilder& Vary(const ByteSpan& span, const FrameVariation& variation);
+
+    /// Gives fields the values of a table, whose row number counts: all fields together show one row.
+    /// \code
+    /// frame.Rows({"ipv4.src", "ipv4.dst", "udp.dport"},
+    ///            {{CIpAddress(10, 0, 0, 1), CIpAddress(10, 0, 1, 1), 53}, {CIpAddress(10, 0, 0, 9), CIpAddress(10, 0, 1, 7), 123}});
+    /// \endcode
+    /// \param fields  at least one name, as for Vary().
+    /// \param table   at least one row, each of as many values as there are fields.
+    /// \param repeat  how often a row is shown again before the next one.
+    FrameBuilder& Rows(const std::vector<std::string>& fields, const std::vector<std::vector<FrameCell>>& table,
+                       std::uint64_t repeat = 0);
+
     /// Makes fields count like the digits of an odometer: the first one at each index, each other one when all before it
     /// have shown all their values. Fields that are not named go on as they are.
     ///
     /// \param fields  at least one name of fields that count and have no repeat; each one but the last has a count other
-    ///                than 0. Layers may still follow. std::invalid_argument is raised if fields are crossed already, and if
+    ///                than 0. One field of a table stands for all that Rows() made count together. Layers may still follow. std::invalid_argument is raised if fields are crossed already, and if
     ///                the counts of all but the last one multiply to 2^64 or more.
     FrameBuilder& Cross(const std::vector<std::string>& fields);
 
@@ -373,11 +246,16 @@ public:
     CompiledTemplate Compile() const;
 
     /// The text of a template for Wildcards with the marker "@", without checksums. Nothing if the grammar has no word for
-    /// a field: its count is above 2^32 - 1, or a value is shown more than 2^32 times in succession.
+    /// a field: a list, a table, another order or a hole, a count above 2^32 - 1, or a value that is shown more than 2^32
+    /// times in succession.
     std::optional<std::string> GetTemplate() const;
 
     /// The checksum fields, in the order in which they are worked out: one that another covers stands before it.
     std::vector<ChecksumField> GetChecksums() const;
+
+    /// Where a field stands in the frame.
+    /// \param name  std::invalid_argument is raised for a name that the frame does not have.
+    ByteSpan GetSpan(const std::string& name) const;
 
     /// The size of the frame so far, in bytes.
     std::size_t GetSize() const noexcept;

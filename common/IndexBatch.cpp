@@ -232,10 +232,101 @@ std::size_t WriteNextLanes(const Lane* lane, const Lane* end, const Chunk& chunk
     });
 }
 
-void WriteField(const IndexProgram& program, const IndexField& field, const Chunk& chunk)
+/// The turns of a field at the indexes of a chunk.
+void FindTurns(const IndexProgram& program, const IndexField& field, const Chunk& chunk, std::uint64_t* turns)
 {
+    if (!chunk.indexes && field.turns.interval.GetNumber() == 1) {
+        const std::uint64_t count = field.turns.count.GetNumber();
+        std::uint64_t turn = field.turns.At(chunk.first);
+        if (field.order != 0) { // whose size is the count
+            return program.orders[field.order - 1].GetIndexesAt(IndexRange{turn, chunk.count}, turns);
+        }
+        for (std::size_t k = 0; k < chunk.count; ++k) {
+            turns[k] = turn;
+            if (++turn == count) turn = 0;
+        }
+        return;
+    }
+    for (std::size_t k = 0; k < chunk.count; ++k) turns[k] = program.TurnAt(field, chunk.IndexAt(k));
+}
+
+/// Copies bytes of a table.
+template <unsigned int Size>
+void CopyListed(const char* values, std::size_t distance, std::size_t offset, const std::uint64_t* turns,
+                const Chunk& chunk)
+{
+    unsigned char* const* const frames = chunk.frames;
+    const std::size_t count = chunk.count;
+    for (std::size_t k = 0; k < count; ++k) std::memcpy(frames[k] + offset, values + turns[k] * distance, Size);
+}
+
+using ListCopier = void (*)(const char*, std::size_t, std::size_t, const std::uint64_t*, const Chunk&);
+
+constexpr ListCopier kListCopiers[] = {CopyListed<1>,  CopyListed<2>,  CopyListed<3>,  CopyListed<4>,
+                                       CopyListed<5>,  CopyListed<6>,  CopyListed<7>,  CopyListed<8>,
+                                       CopyListed<9>,  CopyListed<10>, CopyListed<11>, CopyListed<12>,
+                                       CopyListed<13>, CopyListed<14>, CopyListed<15>, CopyListed<16>};
+
+/// Writes a linear number in big-endian bytes.
+template <unsigned int Size>
+void StoreTurns(const IndexField& field, const std::uint64_t* turns, const Chunk& chunk)
+{
+    unsigned char* const* const frames = chunk.frames;
+    const std::size_t count = chunk.count;
+    const std::size_t offset = field.offset;
+    const std::uint64_t start = field.start;
+    const std::uint64_t step = field.step;
+    const unsigned int shift = field.shift;
+    for (std::size_t k = 0; k < count; ++k) {
+        const std::uint64_t number = (start + turns[k] * step) >> shift;
+        const std::uint64_t bytes = __builtin_bswap64(number << 8 * (8 - Size));
+        std::memcpy(frames[k] + offset, &bytes, Size);
+    }
+}
+
+using TurnStorer = void (*)(const IndexField&, const std::uint64_t*, const Chunk&);
+
+constexpr TurnStorer kTurnStorers[] = {StoreTurns<1>, StoreTurns<2>, StoreTurns<3>, StoreTurns<4>,
+                                       StoreTurns<5>, StoreTurns<6>, StoreTurns<7>, StoreTurns<8>};
+
+/// Writes a field that shows its turns by a list or in another order.
+void WriteByTurns(const IndexProgram& program, const IndexField& field, const std::uint64_t* turns, const Chunk& chunk)
+{
+    if (field.shape == Shape::Listed) {
+        const Slice& listed = program.DetailsOf(field).listed;
+        const char* const values = program.tables.data() + listed.first;
+        return kListCopiers[field.size - 1](values, listed.count, field.offset, turns, chunk);
+    }
+    if (field.shape == Shape::Piece && field.rule == NumberRule::Linear && field.notation == Notation::Big) {
+        return kTurnStorers[field.size - 1](field, turns, chunk);
+    }
     for (std::size_t k = 0; k < chunk.count; ++k) {
-        WriteInFrame(program, field, chunk.IndexAt(k), reinterpret_cast<char*>(chunk.frames[k]));
+        WriteTurn(program, field, turns[k], reinterpret_cast<char*>(chunk.frames[k]));
+    }
+}
+
+bool HaveSameTurns(const IndexField& left, const IndexField& right)
+{
+    return left.order == right.order && left.turns.interval.GetNumber() == right.turns.interval.GetNumber() &&
+           left.turns.count.GetNumber() == right.turns.count.GetNumber();
+}
+
+/// Writes the fields that have no lanes.
+void WriteFields(const IndexProgram& program, const std::vector<std::uint32_t>& places, const Chunk& chunk)
+{
+    std::uint64_t turns[kMaxChunk];
+    const IndexField* last = nullptr; // whose turns are known
+    for (const std::uint32_t place : places) {
+        const IndexField& field = program.fields[place];
+        if (field.shape != Shape::Listed && field.order == 0) {
+            for (std::size_t k = 0; k < chunk.count; ++k) {
+                WriteTurn(program, field, field.turns.At(chunk.IndexAt(k)), reinterpret_cast<char*>(chunk.frames[k]));
+            }
+            continue;
+        }
+        if (!last || !HaveSameTurns(*last, field)) FindTurns(program, field, chunk, turns);
+        last = &field;
+        WriteByTurns(program, field, turns, chunk);
     }
 }
 
@@ -251,7 +342,7 @@ void WriteChunk(const IndexProgram& program, const Chunk& chunk, bool isPatch)
     }
     const Lane* const end = plan.lanes.data() + plan.lanes.size();
     for (const Lane* lane = plan.lanes.data() + written; lane != end;) lane += WriteNextLanes(lane, end, chunk);
-    for (const std::uint32_t place : plan.rest) WriteField(program, program.fields[place], chunk);
+    if (!plan.rest.empty()) WriteFields(program, plan.rest, chunk);
 }
 
 } // namespace

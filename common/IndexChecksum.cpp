@@ -60,8 +60,8 @@ constexpr std::uint64_t kLongRun = 32;
 /// Whether a field is a counter that goes on by the same step for many indexes.
 bool IsSteppedCounter(const IndexField& field)
 {
-    return field.shape == Shape::Piece && field.rule == NumberRule::Linear && field.notation <= Notation::Little &&
-           field.turns.GetRun() >= kLongRun;
+    return field.shape == Shape::Piece && field.rule == NumberRule::Linear && field.order == 0 &&
+           field.notation <= Notation::Little && field.turns.GetRun() >= kLongRun;
 }
 
 /// Lists the counters that a checksum covers, or none if it covers anything else that changes.
@@ -78,7 +78,7 @@ Slice AddCounters(IndexProgram& program, const ChecksumField& checksum)
         for (std::uint32_t i = 0; i < program.fields.size(); ++i) {
             const IndexField& field = program.fields[i];
             const ByteSpan span = {field.offset, field.size};
-            if (field.shape != Shape::Piece || !Overlap(covered, span)) continue;
+            if (field.shape > Shape::Listed || !Overlap(covered, span)) continue;
             if (!IsSteppedCounter(field) || Common(covered, span) != span || counters.size() == kMostCounters)
                 return {};
             const bool isBig = field.notation == Notation::Big;

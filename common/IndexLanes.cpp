@@ -17,7 +17,9 @@ namespace {
 std::optional<Lane> LaneOf(const IndexField& field)
 {
     const bool isInBytes = field.notation == Notation::Big || field.notation == Notation::Little;
-    if (field.shape != Shape::Piece || field.rule != NumberRule::Linear || !isInBytes) return std::nullopt;
+    if (field.shape != Shape::Piece || field.rule != NumberRule::Linear || field.order != 0 || !isInBytes) {
+        return std::nullopt;
+    }
     const unsigned int above = 8 * (8u - field.size);
     Lane lane;
     lane.turns = field.turns;

@@ -205,15 +205,24 @@ void IndexProgramBuilder::SetNumber(IndexField& field, FieldDetails& details, co
                               counter.start.begin() + static_cast<std::ptrdiff_t>(words));
 }
 
-void IndexProgramBuilder::AddHex(const HexCounter& counter, HexFormat format, std::string_view first, bool isUpperCase)
+void IndexProgramBuilder::AddHex(const HexCounter& counter, HexFormat format, std::string_view first, bool isUpperCase,
+                                 const IndexOrder* order)
 {
     const std::vector<BitRun> runs = RunsOf(counter);
-    const std::uint64_t last = counter.turns.Last();
+    const std::uint64_t last = order ? counter.turns.count.GetNumber() - 1 : counter.turns.Last();
     const bool isResized = counter.startSize != counter.size;
     const std::size_t power = PeriodPower(runs);
-    const std::uint64_t period = PeriodOf(counter.turns, power < kWordBits ? std::uint64_t{1} << power : 0,
-                                          isResized || (counter.hasMask && StartsApart(counter)));
-    AddExpression(period, first.size()).reader = TurnReader(counter, runs, format, first);
+    const std::uint64_t turns = power >= kWordBits || (order && power != 0) ? 0 : std::uint64_t{1} << power;
+    const std::uint64_t period = PeriodOf(counter.turns, turns, isResized || (counter.hasMask && StartsApart(counter)));
+    IndexExpression& expression = AddExpression(period, first.size());
+    const TurnReader reader(counter, runs, format, first);
+    const std::uint32_t orderPlace = AddOrder(order);
+    if (order) {
+        expression.motion = Motion::Shuffled;
+        mProgram->shuffled.push_back({mProgram->expressions.size() - 1, reader, orderPlace});
+    } else {
+        expression.reader = reader;
+    }
     mProgram->stepsAlike &= StepsAreExact(counter);
 
     std::vector<bool> changing = ChangingDigits(counter, runs, last);
@@ -230,6 +239,7 @@ void IndexProgramBuilder::AddHex(const HexCounter& counter, HexFormat format, st
     IndexField field;
     FieldDetails details;
     SetNumber(field, details, counter, runs, isWideAddress ? 2 : WordCount((digits + 1) / 2));
+    field.order = orderPlace;
     if (format == HexFormat::Ipv4 || format == HexFormat::Ipv6) {
         const bool isIpv4 = format == HexFormat::Ipv4;
         field.shape = isIpv4 ? Shape::Ipv4 : Shape::Ipv6;
@@ -364,7 +374,7 @@ std::shared_ptr<const IndexProgram> IndexProgramBuilder::Finish(const std::vecto
         std::vector<ByteSpan> spans;
         for (const Piece& piece : program.pieces) spans.push_back({piece.offset, piece.size});
         for (const IndexField& field : program.fields) {
-            if (field.shape == Shape::Piece) spans.push_back({field.offset, field.size});
+            if (field.shape <= Shape::Listed) spans.push_back({field.offset, field.size});
         }
         program.changingSpans = JoinSpans(std::move(spans));
     }

@@ -8,6 +8,7 @@
 #include "ChecksumField.h"
 #include "IndexCounter.h"
 #include "IndexLanes.h"
+#include "IndexOrder.h"
 #include "TemplateProgram.h"
 #include "TurnReader.h"
 
@@ -48,6 +49,7 @@ struct Piece {
 /// How the text of a field is made.
 enum class Shape : std::uint8_t {
     Piece,      ///< One piece of a number of up to 64 bits: offset, shift, size and notation are those of the field.
+    Listed,     ///< Bytes of a table: offset and size are those of the field.
     Pieces,     ///< Pieces of a number by runs.
     Resized,    ///< Bytes or hex digits, of another size at turn 0 than at all others.
     Decimal,    ///< Decimal digits, as many as the number has.
@@ -69,6 +71,7 @@ struct FieldDetails {
     Slice runs;
     Slice startWords; ///< The start, where it stands apart from its runs.
     Slice pieces;     ///< The lowest word first.
+    Slice listed;     ///< In IndexProgram::tables: where turn 0 stands, and how far the next one is.
     Slice firstText;  ///< In IndexProgram::texts: what turn 0 of a resized text shows. All others are all pieces.
     std::size_t fullSize = 0; ///< Of the others.
     Divisor modulus;
@@ -86,6 +89,7 @@ struct IndexField {
     std::uint8_t width = 0;            ///< Of a decimal number the least number of digits.
     bool startsApart = false;          ///< By runs: whether turn 0 shows what the runs do not give.
     std::uint32_t details = 0;         ///< Place in IndexProgram::details.
+    std::uint32_t order = 0;           ///< 1 more than its place in IndexProgram::orders; 0 is none.
     TurnRule turns;
     std::uint64_t start = 0; ///< By any rule but runs.
     std::uint64_t step = 0;
@@ -133,14 +137,47 @@ enum class Extent : std::uint8_t {
     Nowhere       ///< It shows nothing.
 };
 
+/// How an expression moves.
+enum class Motion : std::uint8_t {
+    Counts,  ///< As its reader says.
+    Listed,  ///< By a list of values, as IndexProgram::listed says.
+    Shuffled ///< By a counter whose turns an order permutes, as IndexProgram::shuffled says.
+};
+
+/// An expression that shows values of a list, or a column of a table, in network order. Value t stands in
+/// IndexProgram::tables at first + t * distance.
+struct ListedExpression {
+    std::size_t expression = 0; ///< Its place in IndexProgram::expressions, which says where it stands in the frame.
+    std::size_t first = 0;
+    std::size_t distance = 0;
+    std::size_t size = 0;    ///< Of a value, in bytes.
+    TurnRule turns;          ///< Its count is the number of values.
+    std::uint32_t order = 0; ///< As IndexField::order.
+};
+
+/// An expression whose turns an order permutes.
+struct ShuffledExpression {
+    std::size_t expression = 0; ///< Its place in IndexProgram::expressions.
+    TurnReader reader;          ///< Of the turn that the text shows: the order has it at the turn of the index.
+    std::uint32_t order = 0;    ///< As IndexField::order.
+};
+
+/// Bytes that rendering leaves as they are, for a sender to write.
+struct IndexHole {
+    std::string name;
+    ByteSpan place;
+};
+
 /// An expression that is no escape.
 struct IndexExpression {
+    std::string name; ///< Of a field of a FrameBuilder; empty for all others.
+    Motion motion = Motion::Counts;
     std::uint64_t period = 1; ///< In indexes; 0 is 2^64 or more, or never.
     ByteSpan text;            ///< In the frame. Without size where that does not hold it.
     Extent extent = Extent::InFrame;
     std::size_t minSize = 0; ///< Of the text, in bytes.
     std::size_t maxSize = 0;
-    TurnReader reader;
+    TurnReader reader; ///< Only of one that counts; the others are told of in tables of their own.
 };
 
 /// What changes, in the order of the frame. It never changes once it is built and points at nothing outside, so any
@@ -155,6 +192,8 @@ struct IndexProgram {
     std::vector<BitRun> runs;
     std::vector<std::uint64_t> startWords;
     std::string texts;
+    std::string tables; ///< Values of lists, in network order.
+    std::vector<IndexOrder> orders;
     BatchPlan rendering; ///< After a copy of the frame. A lane of 8 bytes may write what stands behind its field.
     BatchPlan patching;  ///< Writes bytes of the fields alone.
 
@@ -168,8 +207,18 @@ struct IndexProgram {
     bool stepsAlike = true;              ///< Whether stepping a Wildcards gives these values.
     std::vector<ByteSpan> changingSpans; ///< Of a frame of fixed size; ascending, apart.
     std::vector<IndexExpression> expressions;
+    std::vector<ListedExpression> listed;
+    std::vector<ShuffledExpression> shuffled;
+    std::vector<IndexHole> holes; ///< In the order of the frame.
 
     const FieldDetails& DetailsOf(const IndexField& field) const noexcept { return details[field.details]; }
+
+    /// The turn of a field at an index.
+    std::uint64_t TurnAt(const IndexField& field, std::uint64_t index) const noexcept
+    {
+        const std::uint64_t turn = field.turns.At(index);
+        return field.order == 0 ? turn : orders[field.order - 1].GetIndexAt(turn);
+    }
 
     /// The number of a field at a turn, by any rule but runs.
     std::uint64_t NumberAt(const IndexField& field, std::uint64_t turn) const noexcept
@@ -199,7 +248,24 @@ public:
     void AddDecimal(const DecimalCounter& counter, std::string_view first);
 
     /// \param isUpperCase  the hex digits of a text.
-    void AddHex(const HexCounter& counter, HexFormat format, std::string_view first, bool isUpperCase = false);
+    /// \param order        permutes the turns, if it is not null. It has as many as there are; \a first is what the
+    ///                     turn at its position 0 shows.
+    void AddHex(const HexCounter& counter, HexFormat format, std::string_view first, bool isUpperCase = false,
+                const IndexOrder* order = nullptr);
+
+    /// Adds the bytes of a table, and returns where it stands in IndexProgram::tables.
+    std::size_t AddTable(std::string_view bytes);
+
+    /// A number that shows what a table lists.
+    /// \param listed  where the table stands, and when which value is shown.
+    /// \param order   as for AddHex().
+    void AddListed(ListedExpression listed, const IndexOrder* order);
+
+    /// Zeros that the sender writes.
+    void AddHole(const std::string& name, std::size_t size);
+
+    /// Names the expression that was added last.
+    void SetName(const std::string& name) { mProgram->expressions.back().name = name; }
 
     /// Begins the stretch that a pair of length fields measures. Pairs do not nest.
     void OpenLength(const LengthDefinition& length);
@@ -224,6 +290,7 @@ private:
     void AddVaryingField(IndexField field, Extent extent, std::size_t minSize, std::size_t maxSize);
     void AddFrameFields(IndexField field, const std::vector<Piece>& pieces);
     void AddDetails(IndexField& field, const FieldDetails& details);
+    std::uint32_t AddOrder(const IndexOrder* order);
     Slice AddPieces(const std::vector<Piece>& pieces);
     void SetNumber(IndexField& field, FieldDetails& details, const HexCounter& counter, const std::vector<BitRun>& runs,
                    std::size_t words);

@@ -138,11 +138,14 @@ std::size_t LengthSize(const LengthDefinition& length, std::size_t stretch)
 
 } // namespace
 
-void WriteInFrame(const IndexProgram& program, const IndexField& field, std::uint64_t index, char* frame) noexcept
+void WriteTurn(const IndexProgram& program, const IndexField& field, std::uint64_t turn, char* frame) noexcept
 {
-    const std::uint64_t turn = field.turns.At(index);
-    if (field.shape == Shape::Pieces) return WritePieces(program, field, turn, frame);
     char* const out = frame + field.offset;
+    if (field.shape != Shape::Piece) {
+        if (field.shape == Shape::Pieces) return WritePieces(program, field, turn, frame);
+        const Slice& listed = program.DetailsOf(field).listed;
+        return CopyText(out, program.tables.data() + listed.first + turn * listed.count, field.size);
+    }
     if (field.rule != NumberRule::Linear) {
         return WriteBits(out, field.notation, program.NumberAt(field, turn) >> field.shift, field.size);
     }
@@ -152,6 +155,11 @@ void WriteInFrame(const IndexProgram& program, const IndexField& field, std::uin
     } else {
         WriteBits(out, field.notation, number >> field.shift, field.size);
     }
+}
+
+void WriteInFrame(const IndexProgram& program, const IndexField& field, std::uint64_t index, char* frame) noexcept
+{
+    WriteTurn(program, field, program.TurnAt(field, index), frame);
 }
 
 std::size_t MeasureIndex(const IndexProgram& program, std::uint64_t index) noexcept

@@ -20,6 +20,9 @@ char* RenderIndex(const IndexProgram& program, std::uint64_t index, char* out) n
 /// Writes what a field whose text is in the frame shows at an index.
 void WriteInFrame(const IndexProgram& program, const IndexField& field, std::uint64_t index, char* frame) noexcept;
 
+/// The same at a turn.
+void WriteTurn(const IndexProgram& program, const IndexField& field, std::uint64_t turn, char* frame) noexcept;
+
 } // namespace zor::common::detail
 
 #endif // ZOR_COMMON_INDEX_RENDER_H

@@ -72,6 +72,11 @@ constexpr std::uint16_t ChecksumOf(std::uint64_t sum, bool complement, bool zero
     return checksum == 0 && zeroIsAllOnes ? std::uint16_t{0xffff} : checksum;
 }
 
+/// Whether the destination address of an IPv4 header, which a pseudo header has, is the final one: no source route has
+/// addresses left. False for options that are cut short.
+/// \param size  of the header with its options.
+bool IsAtFinalDestination(const unsigned char* header, std::size_t size) noexcept;
+
 } // namespace zor::common::detail
 
 #endif // ZOR_COMMON_INTERNET_SUM_H

@@ -181,7 +181,7 @@ std::vector<TemplateField> CompiledTemplate::GetBuiltFields() const
         field.second = text(expression.period == 1 ? 0 : expression.reader.GetCycle().interval);
         field.period = expression.period;
         if (field.period != 0) field.last = text(field.period - 1);
-        if (fields.size() < mImpl->names.size()) field.name = mImpl->names[fields.size()];
+        field.name = expression.name;
         fields.push_back(std::move(field));
     }
     return fields;

@@ -412,7 +412,8 @@ TEST(Allocation, FailuresLeaveFrameBuildersAsTheyWere)
     const auto seen = [](const FrameBuilder& frame) {
         std::string value;
         frame.Compile().GetValueAt(7, value);
-        return value + *frame.GetTemplate() + std::to_string(frame.GetFlowCount() + frame.GetChecksums().size());
+        return value + frame.GetTemplate().value_or("") +
+               std::to_string(frame.GetFlowCount() + frame.GetChecksums().size());
     };
     const FrameBuilder other = make().Number(7).Cross({"ipv4.src"});
     FailEachAllocation(
@@ -421,7 +422,14 @@ TEST(Allocation, FailuresLeaveFrameBuildersAsTheyWere)
         [](auto& f) {
             f.Cross({"udp.sport", "ipv4.src"});
         },
-        [&](auto& f) { f = other; }, [](auto& f) { f.GetFlowCount(); });
+        [&](auto& f) { f = other; }, [](auto& f) { f.GetFlowCount(); },
+        [](auto& f) { f.Vary("ipv4.dst", CIpAddress(9u)); },
+        [](auto& f) {
+            f.Vary(ByteSpan{6, 6}, Counting(CMacAddress(3ul), 5));
+        },
+        [](auto& f) {
+            f = FrameBuilder::FromPacket(reinterpret_cast<const unsigned char*>(kLong.data()), kLong.size());
+        });
 }
 
 TEST(Allocation, FailuresLeaveAddressesAndErrorTextsAsTheyWere)

@@ -70,6 +70,168 @@ def ipv4(s):
     return s.IP(src=HERE, dst=THERE, id=0, flags="DF")
 
 
+# Of tunnels: what stands inside them.
+OUTER6 = {"ipv6.src": "2001:db8::1", "ipv6.dst": "2001:db8::2"}
+PORT, NUMBER = count(0xfff0, 0), count(0xfffffff0, 0, bits=32)
+INNER4, INNER6 = ip4("10.1.0.250", 0), ip6("2001:db8::1:ffff:fff0", 0)
+LABEL, LABEL_TTL, GRE_SEQ = count(16, 65535, 16, bits=20), count(250, 0, bits=8), count(0, 0, 1, 1, bits=32)
+VNI, QFI = count(0xfffff0, 0, bits=24), count(0, 64)
+PORTS = {"udp.srcport": PORT, "udp.dstport": 9}
+NUMBER_DATA = {"data.data": lambda i: f"{NUMBER(i):08x}"}
+
+
+def inside(*pairs):
+    """What a field shows at all of its places: of the outer packet first."""
+    return list(pairs)
+
+
+def ipv6(s, **fields):
+    return s.IPv6(src="2001:db8::1", dst="2001:db8::2", **fields)
+
+
+def inner4(s, i, **fields):
+    return s.IP(src=INNER4(i), dst="10.1.0.2", id=0, flags="DF", **fields)
+
+
+def inner6(s, i):
+    return s.IPv6(src=INNER6(i), dst="2001:db8::3")
+
+
+def number(s, i):
+    return s.Raw(struct.pack(">I", NUMBER(i)))
+
+
+def tcp(s, i):
+    return s.TCP(sport=PORT(i), dport=9, flags="A", window=65535)
+
+
+TUNNELS = {
+    "vxlan": (
+        {"eth.src": inside(SOURCE, macs(0x020000000001, 65536)), "vxlan.vni": VNI, "vlan.id": count(1, 4094),
+         "ip.src": inside(HERE, INNER4), "ip.dst": inside(THERE, "10.1.0.2"), "ip.len": inside(86, 32),
+         "udp.srcport": inside(count(0xc000, 0x4000), PORT), "udp.dstport": inside(4789, 9),
+         "udp.length": inside(66, 12), **NUMBER_DATA},
+        ["ip", "ip", "udp"],
+        lambda s, i: ethernet(s) / ipv4(s) / s.UDP(sport=count(0xc000, 0x4000)(i), dport=4789, chksum=0) /
+        s.VXLAN(vni=VNI(i), flags=8) / s.Ether(src=macs(0x020000000001, 65536)(i), dst=DESTINATION) /
+        s.Dot1Q(vlan=count(1, 4094)(i)) / inner4(s, i) / s.UDP(sport=PORT(i), dport=9) / number(s, i)),
+    "vxlan-ipv6": (
+        {"vxlan.vni": 7, "ipv6.src": inside("2001:db8::1", INNER6), "ipv6.plen": inside(90, 20), "udp.length": 90,
+         "tcp.srcport": PORT, "frame.len": 150},
+        ["tcp"],
+        lambda s, i: ethernet(s) / ipv6(s) / s.UDP(sport=0xc000, dport=4789, chksum=0) / s.VXLAN(vni=7, flags=8) /
+        ethernet(s) / inner6(s, i) / tcp(s, i) / s.Padding(bytes(6))),
+    "vxlan-arp": (
+        {"udp.dstport": 4789, "arp.src.proto_ipv4": INNER4, "arp.dst.proto_ipv4": "10.1.0.2"},
+        ["ip", "udp"],
+        lambda s, i: ethernet(s) / ipv4(s) / s.UDP(sport=0xc000, dport=4789) / s.VXLAN(vni=7, flags=8) / ethernet(s) /
+        s.ARP(op=1, hwsrc=SOURCE, psrc=INNER4(i), hwdst=mac(0), pdst="10.1.0.2")),
+    "gre": (
+        {"ip.proto": 47, "gre.proto": 0x86dd, "gre.key": NUMBER, "gre.sequence_number": GRE_SEQ, "ipv6.src": INNER6,
+         **PORTS},
+        ["ip", "gre", "udp"],
+        lambda s, i: ethernet(s) / ipv4(s) / s.GRE(chksum_present=1, key_present=1, seqnum_present=1, key=NUMBER(i),
+                                                   sequence_number=GRE_SEQ(i)) /
+        inner6(s, i) / s.UDP(sport=PORT(i), dport=9) / s.Raw(b"odd")),
+    "gre-ethernet": (
+        {**OUTER6, "ipv6.nxt": 47, "gre.proto": 0x6558, "ip.src": INNER4, "frame.len": 120},
+        ["ip", "icmp"],
+        lambda s, i: ethernet(s) / ipv6(s) / s.GRE(proto=0x6558) / ethernet(s) / inner4(s, i) / s.ICMP() /
+        number(s, i) / s.Padding(bytes(16))),
+    "gre-mpls": (
+        {"gre.proto": 0x8847, "gre.sequence_number": GRE_SEQ, "mpls.label": inside(LABEL, 17), "mpls.exp": inside(0, 5),
+         "mpls.bottom": inside(0, 1), "mpls.ttl": inside(64, LABEL_TTL), "ip.src": inside(HERE, INNER4),
+         "tcp.srcport": PORT},
+        ["ip", "gre", "ip", "tcp"],
+        lambda s, i: ethernet(s) / ipv4(s) / s.GRE(chksum_present=1, seqnum_present=1, sequence_number=GRE_SEQ(i)) /
+        s.MPLS(label=LABEL(i), s=0, ttl=64) / s.MPLS(label=17, cos=5, s=1, ttl=LABEL_TTL(i)) / inner4(s, i) / tcp(s, i)),
+    "mpls": (
+        {"vlan.etype": 0x8847, "mpls.label": LABEL, "mpls.exp": 5, "mpls.bottom": 1, "mpls.ttl": LABEL_TTL,
+         "ipv6.src": INNER6, "ipv6.plen": 11, **PORTS},
+        ["udp"],
+        lambda s, i: ethernet(s) / s.Dot1Q(vlan=5) / s.MPLS(label=LABEL(i), cos=5, s=1, ttl=LABEL_TTL(i)) /
+        inner6(s, i) / s.UDP(sport=PORT(i), dport=9) / s.Raw(bytes(3))),
+    "mpls-pseudowire": (
+        {"mpls.label": inside(LABEL, 18), "mpls.bottom": inside(0, 1), "pweth.cw.sequence_number": 0,
+         "eth.src": inside(SOURCE, macs(0x020000000001, 65536)), "ip.src": INNER4, **PORTS},
+        ["ip", "udp"],
+        lambda s, i: ethernet(s) / s.MPLS(label=LABEL(i), s=0, ttl=64) / s.MPLS(label=18, s=1, ttl=64) /
+        s.Raw(bytes(4)) / s.Ether(src=macs(0x020000000001, 65536)(i), dst=DESTINATION) / inner4(s, i) /
+        s.UDP(sport=PORT(i), dport=9)),
+    "mpls-udp": (
+        {"udp.srcport": inside(count(0xc000, 0x4000), 7), "udp.dstport": inside(6635, 9), "mpls.label": LABEL, "mpls.bottom": 1,
+         "ip.src": INNER4, **NUMBER_DATA},
+        ["udp", "ip", "udp"],
+        lambda s, i: ethernet(s) / ipv6(s) / s.UDP(sport=count(0xc000, 0x4000)(i), dport=6635) / s.MPLS(label=LABEL(i), s=1, ttl=64) /
+        inner4(s, i) / s.UDP(sport=7, dport=9) / number(s, i)),
+    "mpls-ipv4": (
+        {"ip.proto": inside(137, 17), "mpls.label": LABEL, "ip.src": inside(HERE, INNER4), **PORTS},
+        ["ip", "ip", "udp"],
+        lambda s, i: ethernet(s) / s.IP(src=HERE, dst=THERE, id=0, flags="DF", proto=137) /
+        s.MPLS(label=LABEL(i), s=1, ttl=64) / inner4(s, i) / s.UDP(sport=PORT(i), dport=9)),
+    "gre-udp": (
+        {"udp.dstport": inside(4754, 9), "gre.proto": 0x0800, "gre.sequence_number": GRE_SEQ,
+         "ip.src": inside(HERE, INNER4), **NUMBER_DATA},
+        ["ip", "udp", "gre", "ip", "udp"],
+        lambda s, i: ethernet(s) / ipv4(s) / s.UDP(sport=0xc000, dport=4754) /
+        s.GRE(chksum_present=1, seqnum_present=1, sequence_number=GRE_SEQ(i)) / inner4(s, i) /
+        s.UDP(sport=PORT(i), dport=9) / number(s, i)),
+    "gtp": (
+        {"udp.dstport": inside(2152, 9), "gtp.flags": 0x30, "gtp.message": 0xff, "gtp.length": 32, "gtp.teid": NUMBER,
+         "ip.src": inside(HERE, INNER4), **NUMBER_DATA},
+        ["ip", "udp", "ip", "udp"],
+        lambda s, i: ethernet(s) / ipv4(s) / s.UDP(sport=2152, dport=2152) / s.GTP_U_Header(teid=NUMBER(i)) /
+        inner4(s, i) / s.UDP(sport=PORT(i), dport=9) / number(s, i)),
+    "gtp-session": (
+        {"gtp.flags": 0x36, "gtp.length": 68, "gtp.teid": NUMBER, "gtp.seq_number": PORT,
+         "gtp.ext_hdr.pdu_ses_con.pdu_type": 1, "gtp.ext_hdr.pdu_ses_con.qos_flow_id": QFI,
+         "ipv6.src": inside("2001:db8::1", INNER6), "tcp.srcport": PORT},
+        ["udp", "tcp"],
+        lambda s, i: ethernet(s) / ipv6(s) / s.UDP(sport=2152, dport=2152) /
+        s.GTP_U_Header(teid=NUMBER(i), S=1, seq=PORT(i), E=1, next_ex=0x85) /
+        s.GTPPDUSessionContainer(ExtHdrLen=1, type=1, QFI=QFI(i)) / inner6(s, i) / tcp(s, i)),
+    "ip-in-ip": (
+        {"ip.src": inside(HERE, INNER4, "10.2.0.1"), "ip.dst": inside(THERE, "10.1.0.2", INNER4),
+         "ip.proto": inside(4, 41, 17), "ipv6.nxt": inside(41, 4), "ip.len": inside(148, 128, 28),
+         "ipv6.plen": inside(68, 28), "ipv6.src": inside(INNER6, "2001:db8::4"), **PORTS},
+        ["ip", "ip", "ip", "udp"],
+        lambda s, i: ethernet(s) / ipv4(s) / inner4(s, i) / inner6(s, i) / s.IPv6(src="2001:db8::4", dst="2001:db8::5") /
+        s.IP(src="10.2.0.1", dst=INNER4(i), id=0, flags="DF") / s.UDP(sport=PORT(i), dport=9)),
+    "deep": (
+        {"ip.src": inside(HERE, "10.2.0.1", "10.3.0.1", INNER4), "udp.dstport": inside(4789, 2152), "gtp.teid": 7,
+         "tcp.srcport": PORT},
+        ["ip", "udp", "ip", "gre", "ip", "udp", "ip", "tcp"],
+        lambda s, i: ethernet(s) / ipv4(s) / s.UDP(sport=0xc000, dport=4789) / s.VXLAN(vni=7, flags=8) / ethernet(s) /
+        s.IP(src="10.2.0.1", dst="10.2.0.2", id=0, flags="DF") /
+        s.GRE(chksum_present=1, seqnum_present=1, sequence_number=GRE_SEQ(i)) /
+        s.IP(src="10.3.0.1", dst="10.3.0.2", id=0, flags="DF") / s.UDP(sport=2152, dport=2152) / s.GTP_U_Header(teid=7) /
+        inner4(s, i) / tcp(s, i) / number(s, i)),
+    "hole": (
+        {"ip.src": inside(HERE, "10.2.0.1"), "ip.dst": inside(THERE, lambda i: ["10.2.0.2", "10.3.0.3"][i % 2]),
+         **{name: inside(outer, PORTS[name]) for name, outer in [("udp.srcport", 49152), ("udp.dstport", 4789)]},
+         "data.data": lambda i: "000000" + f"{i * 0x9e3779b97f4a7c15 % (1 << 64):016x}"},
+        ["ip", "udp", "ip", "udp"],
+        lambda s, i: ethernet(s) / ipv4(s) / s.UDP(sport=0xc000, dport=4789) / s.VXLAN(vni=7, flags=8) / ethernet(s) /
+        s.IP(src="10.2.0.1", dst=["10.2.0.2", "10.3.0.3"][i % 2], id=0, flags="DF") / s.UDP(sport=PORT(i), dport=9) /
+        s.Raw(bytes(3) + (i * 0x9e3779b97f4a7c15 % (1 << 64)).to_bytes(8, "big"))),
+}
+
+
+def row(column):
+    """What a table of 100,000 rows shows."""
+    return lambda index: column(index % 100000)
+
+
+ROW_SOURCE = row(lambda r: str(ipaddress.IPv4Address(0x0a000000 + r * 7919 % (1 << 24))))
+ROW_DESTINATION = row(lambda r: str(ipaddress.IPv4Address(0x0b000000 + r)))
+ROW_PORT, ROW_VLAN, ROW_LABEL = (row(lambda r: r * 31 % 65536), row(lambda r: r % 4094 + 1),
+                                 row(lambda r: r * 11 % (1 << 20)))
+
+
+def listed(index):
+    return [53, 9, 65535, 9][index // 3 % 4]
+
+
 # Of each stack: what tshark shows, the fields whose checksums are good, and Scapy's layers. What is callable is a
 # function of the index.
 STACKS = {
@@ -168,6 +330,12 @@ STACKS = {
         lambda s, i: ethernet(s) / s.IPv6(src="2001:db8::1", dst=ip6("2001:db8::ffff:ffff:ffff:fff0", 0)(i)) /
         s.IPv6ExtHdrHopByHop() / s.IPv6ExtHdrRouting(type=4, segleft=0, addresses=["2001:db8::7"]) /
         s.IPv6ExtHdrDestOpt() / s.TCP(sport=1024, dport=80, seq=count(0xfffffff0, 0, bits=32)(i), flags="A")),
+    "table": (
+        {"vlan.id": ROW_VLAN, "mpls.label": ROW_LABEL, "mpls.bottom": 1, "ip.src": ROW_SOURCE, "ip.dst": ROW_DESTINATION,
+         "udp.srcport": ROW_PORT, "udp.dstport": listed},
+        ["ip", "udp"],
+        None), # as nothing but the library knows the order of the last number
+    **TUNNELS,
 }
 
 
@@ -181,16 +349,30 @@ def frames_of(path):
 
 
 def at(value, index):
-    return value(index) if callable(value) else value
+    """What a field shows, at each of its places."""
+    places = value if isinstance(value, list) else [value]
+    return [place(index) if callable(place) else place for place in places]
 
 
-def judged_by_tshark(path, fields, sums, failures):
+def as_shown(text, like):
+    """A text of tshark, as a number where one is expected."""
+    if not isinstance(like, int) or not text:
+        return text
+    return {"True": 1, "False": 0}[text] if text in ("True", "False") else int(text, 0)
+
+
+def judged_by_tshark(path, fields, sums, failures, is_tunnel):
     """Fields and checksums of a capture, and whether tshark has a warning or an error about it."""
-    names = list(fields) + [name + ".checksum.status" for name in sums] + ["_ws.malformed", "_ws.expert.severity",
-                                                                        "_ws.expert.message"]
+    statuses = sorted({name + ".checksum.status" for name in sums})
+    names = list(fields) + statuses + ["_ws.malformed", "_ws.expert.severity", "_ws.expert.message"]
     command = ["tshark", "-n", "-r", path, "-T", "fields", "-E", "occurrence=a", "-E", "separator=/t", "-E", "aggregator=;"]
-    for ports in ["udp.port==0-65535,data", "tcp.port==0-65535,data"]: # no payload is taken for what uses its port
-        command += ["-d", ports]
+    decoded = ["udp.port==0-65535,data", "tcp.port==0-65535,data"] # no payload is taken for what uses its port
+    if is_tunnel:
+        decoded = ["udp.port==9,data", "tcp.port==9,data", "udp.port==4789,vxlan", "udp.port==2152,gtp", "udp.port==6635,mpls", "udp.port==4754,gre",
+                    "mpls.label==18,pwethcw"]
+        command += ["-o", "udp.ignore_ipv6_zero_checksum:TRUE"] # RFC 6935
+    for protocol in decoded:
+        command += ["-d", protocol]
     for preference in ["ip", "udp", "tcp"]:
         command += ["-o", preference + ".check_checksum:TRUE"]
     for preference in ["tcp.analyze_sequence_numbers", "ip.defragment", "arp.detect_duplicate_ips"]:
@@ -208,16 +390,16 @@ def judged_by_tshark(path, fields, sums, failures):
     for (index, _), line in zip(frames, lines):
         shown = dict(zip(names, line.split("\t")))
         for name, value in fields.items():
-            expected, found = at(value, index), shown[name].split(";")[0]
-            if isinstance(expected, int) and found:
-                found = {"True": 1, "False": 0}.get(found) if found in ("True", "False") else int(found, 0)
-            if found != expected:
+            expected = at(value, index)
+            found = [as_shown(text, expected[0]) for text in shown[name].split(";")]
+            if found[:len(expected)] != expected or (isinstance(value, list) and len(found) != len(expected)):
                 failures.append(f"{path}, index {index}: {name} is {found}, not {expected}")
-            checked += 1
-        for name in sums:
-            if shown[name + ".checksum.status"] not in ("1", "Good"):
-                failures.append(f"{path}, index {index}: the {name} checksum is not good")
-            checked += 1
+            checked += len(expected)
+        for name in statuses:
+            good = [status in ("1", "Good") for status in shown[name].split(";") if status not in ("3", "Not present")]
+            if good != [True] * sums.count(name.split(".")[0]):
+                failures.append(f"{path}, index {index}: {name} is {shown[name]}")
+            checked += len(good)
         severities = [int(number, 0) for number in shown["_ws.expert.severity"].split(";") if number]
         if shown["_ws.malformed"] or any(number >= 0x600000 for number in severities):
             failures.append(f"{path}, index {index}: {shown['_ws.expert.message']}")
@@ -226,6 +408,9 @@ def judged_by_tshark(path, fields, sums, failures):
 
 def built_by_scapy(path, build, failures):
     import scapy.all as scapy  # which takes a second
+    from scapy.contrib import gtp, mpls
+    scapy.MPLS, scapy.GTP_U_Header, scapy.GTPPDUSessionContainer = (
+        mpls.MPLS, gtp.GTP_U_Header, gtp.GTPPDUSessionContainer)
     frames = list(frames_of(path))
     for index, frame in frames:
         built = scapy.raw(build(scapy, index))
@@ -245,9 +430,11 @@ def main(judge, program, directory):
     for name, (fields, sums, build) in STACKS.items():
         path = os.path.join(directory, name + ".pcap")
         if judge == "tshark":
-            result = judged_by_tshark(path, fields, sums, failures)
-        else:
+            result = judged_by_tshark(path, fields, sums, failures, name in TUNNELS)
+        elif build:
             result = built_by_scapy(path, build, failures)
+        else:
+            result = (0, 0)
         frames += result[0]
         checked += result[1]
     written = {file for file in os.listdir(directory) if file.endswith(".pcap")}

@@ -183,23 +183,11 @@ inline void CheckSummedFrames(Random& random)
 }
 
 /// Batches give what single values are, wherever they go, and write nothing else.
-inline void CheckFrames(Random& random)
+/// \param valueAt  what single values are, if that is known from elsewhere.
+template <class ValueOf>
+void CheckBatches(Random& random, const CompiledTemplate& compiled, ValueOf valueAt)
 {
-    const std::string text = random.Below(8) == 0 ? DrawTemplate(random) : DrawFrameTemplate(random);
-    if (HasLongLengthField(text)) return;
-    std::optional<CompiledTemplate> compiled;
-    if (OutcomeOf([&](auto&) { compiled.emplace(text); }) == "raised") return;
-    SCOPED_TRACE('"' + text + '"');
-
-    const std::size_t size = compiled->GetMaxSize();
-    std::vector<ChecksumField> checksums;
-    for (std::size_t i = size < 2 ? 0 : random.Below(4); i > 0; --i) checksums.push_back(DrawChecksum(random, size));
-    const CompiledTemplate without = *compiled;
-    try {
-        *compiled = CompiledTemplate(Wildcards(text, "@"), checksums);
-    } catch (const std::invalid_argument&) { // a field over an expression or another field, or no frame at all
-        checksums.clear();
-    }
+    const std::size_t size = compiled.GetMaxSize();
     std::size_t count = random.Below(random.Below(4) == 0 ? 700 : 40);
     if (size > 300) count = std::min<std::size_t>(count, 20);
     const IndexRange range{DrawIndex(random), count, random.Below(3) == 0 ? random.Number() : 1};
@@ -223,14 +211,14 @@ inline void CheckFrames(Random& random)
     std::vector<std::uint32_t> sizes(count, 77);
     const std::size_t room = random.Below(3) == 0 ? random.Below(size + 1) : size;
     bool haveAllFitted = true;
-    ASSERT_EQ(compiled->RenderFrames(list, frames, room, sizes.data()), [&] {
+    ASSERT_EQ(compiled.RenderFrames(list, frames, room, sizes.data()), [&] {
         for (std::size_t k = 0; k < count; ++k) {
-            haveAllFitted = haveAllFitted && ValueAt(*compiled, indexes[k]).size() <= room;
+            haveAllFitted = haveAllFitted && ValueAt(compiled, indexes[k]).size() <= room;
         }
         return haveAllFitted;
     }());
     for (std::size_t k = 0; k < count; ++k) {
-        const std::string value = ValueAt(*compiled, indexes[k]);
+        const std::string value = ValueAt(compiled, indexes[k]);
         ASSERT_EQ(sizes[k], value.size());
         const std::string expected = value.size() <= room ? value : "";
         ASSERT_EQ(frameAt(k), expected + untouched.substr(0, size - expected.size())) << "frame " << k;
@@ -239,10 +227,10 @@ inline void CheckFrames(Random& random)
     std::vector<std::size_t> offsets;
     GuardedBytes values(count * size);
     const std::size_t batchRoom = random.Below(count * size + 1);
-    const std::size_t fitting = compiled->RenderBatch(list, values.Data(), batchRoom, offsets);
+    const std::size_t fitting = compiled.RenderBatch(list, values.Data(), batchRoom, offsets);
     std::string joined;
     for (std::size_t k = 0; k < count; ++k) {
-        const std::string value = ValueAt(*compiled, indexes[k]);
+        const std::string value = ValueAt(compiled, indexes[k]);
         if (joined.size() + value.size() > batchRoom) {
             ASSERT_EQ(fitting, k);
             break;
@@ -256,24 +244,22 @@ inline void CheckFrames(Random& random)
     ASSERT_EQ(values.Text(0, joined.size()), joined);
     ASSERT_TRUE(values.IsIntactBehind(joined.size()));
 
-    if (!compiled->IsFixedSize()) {
+    if (!compiled.IsFixedSize()) {
         GuardedBytes other(count * stride);
-        ASSERT_EQ(compiled->RenderFrames(list, FrameBuffers(other.Data(), stride)), count == 0);
-        ASSERT_EQ(compiled->PatchFrames(list, FrameBuffers(other.Data(), stride)), count == 0);
+        ASSERT_EQ(compiled.RenderFrames(list, FrameBuffers(other.Data(), stride)), count == 0);
+        ASSERT_EQ(compiled.PatchFrames(list, FrameBuffers(other.Data(), stride)), count == 0);
         ASSERT_TRUE(other.IsIntactBehind(0)) << "nothing is written";
-        ASSERT_TRUE(compiled->GetChangingSpans().empty());
+        ASSERT_TRUE(compiled.GetChangingSpans().empty());
         return;
     }
     const auto isChanging = [&](std::size_t at) {
-        return std::any_of(compiled->GetChangingSpans().begin(), compiled->GetChangingSpans().end(),
+        return std::any_of(compiled.GetChangingSpans().begin(), compiled.GetChangingSpans().end(),
                            [at](const ByteSpan& span) { return at >= span.offset && at - span.offset < span.size; });
     };
-    ASSERT_TRUE(compiled->RenderFrames(list, frames));
+    ASSERT_TRUE(compiled.RenderFrames(list, frames));
     for (std::size_t k = 0; k < count; ++k) {
-        std::string summed = ValueAt(without, indexes[k]);
-        SetChecksums(checksums, summed);
-        ASSERT_EQ(ValueAt(*compiled, indexes[k]), summed) << "with checksums, index " << indexes[k];
-        ASSERT_EQ(frameAt(k), ValueAt(*compiled, indexes[k])) << "frame " << k << " index " << indexes[k];
+        ASSERT_EQ(ValueAt(compiled, indexes[k]), valueAt(indexes[k])) << "with checksums, index " << indexes[k];
+        ASSERT_EQ(frameAt(k), ValueAt(compiled, indexes[k])) << "frame " << k << " index " << indexes[k];
         for (std::size_t at = 0; at < size; ++at) {
             ASSERT_TRUE(isChanging(at) || each[k][at] == each[0][at]) << "byte " << at << " changes";
         }
@@ -281,15 +267,40 @@ inline void CheckFrames(Random& random)
     for (std::size_t k = 0; k < count; ++k) { // as if the whole buffer held something else
         for (std::size_t at = 0; at < size; ++at) each[k][at] = isChanging(at) ? 0x5a : 0x3c;
     }
-    ASSERT_TRUE(compiled->PatchFrames(list, frames));
+    ASSERT_TRUE(compiled.PatchFrames(list, frames));
     for (std::size_t k = 0; k < count; ++k) {
-        std::string expected = ValueAt(*compiled, indexes[k]);
+        std::string expected = ValueAt(compiled, indexes[k]);
         for (std::size_t at = 0; at < size; ++at) expected[at] = isChanging(at) ? expected[at] : '\x3c';
         ASSERT_EQ(frameAt(k), expected) << "patched frame " << k << " index " << indexes[k];
         const std::string behind = bytes.Text(k * stride + size, stride - size); // in any order of the frames
         ASSERT_EQ(behind, untouched.substr(size));
     }
     ASSERT_TRUE(bytes.IsIntactBehind(count * stride));
+}
+
+/// Batches of templates give what single values are.
+inline void CheckFrames(Random& random)
+{
+    const std::string text = random.Below(8) == 0 ? DrawTemplate(random) : DrawFrameTemplate(random);
+    if (HasLongLengthField(text)) return;
+    std::optional<CompiledTemplate> compiled;
+    if (OutcomeOf([&](auto&) { compiled.emplace(text); }) == "raised") return;
+    SCOPED_TRACE('"' + text + '"');
+
+    const std::size_t size = compiled->GetMaxSize();
+    std::vector<ChecksumField> checksums;
+    for (std::size_t i = size < 2 ? 0 : random.Below(4); i > 0; --i) checksums.push_back(DrawChecksum(random, size));
+    const CompiledTemplate without = *compiled;
+    try {
+        *compiled = CompiledTemplate(Wildcards(text, "@"), checksums);
+    } catch (const std::invalid_argument&) { // a field over an expression or another field, or no frame at all
+        checksums.clear();
+    }
+    CheckBatches(random, *compiled, [&](std::uint64_t index) {
+        std::string summed = ValueAt(without, index);
+        SetChecksums(checksums, summed);
+        return summed;
+    });
 }
 
 } // namespace zor::common::test

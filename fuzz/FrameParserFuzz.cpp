@@ -1,0 +1,4 @@
+#include "../tests/support/FrameChecks.h"
+#include "Fuzz.h"
+
+ZOR_FUZZ_TARGET(CheckPacketBytes)
