@@ -206,17 +206,16 @@ std::uint64_t CompiledTemplate::GetReadableCount() const noexcept
 namespace {
 
 /// The least index within bounds of a value, when all its texts are read.
-[[gnu::noinline]] std::optional<std::uint64_t> FindByAllTexts(const CompiledTemplate& compiled,
-                                                              const detail::IndexInverse& inverse,
-                                                              std::string_view value, const detail::IndexBounds& bounds)
+/// \param isValue  whether the value is that of an index.
+template <class IsValue>
+[[gnu::noinline]] std::optional<std::uint64_t> FindByAllTexts(const detail::IndexInverse& inverse,
+                                                              std::string_view value, const detail::IndexBounds& bounds,
+                                                              IsValue isValue)
 {
     std::optional<std::uint64_t> least;
-    std::string text;
     inverse.VisitReadings(value, [&](const std::vector<detail::KnownTurn>& turns) {
         const std::optional<std::uint64_t> index = inverse.GetSolver().FindFirst(turns, bounds);
-        if (!index || (least && *least <= *index)) return;
-        compiled.GetValueAt(*index, text);
-        if (text == value) least = index;
+        if (index && (!least || *index < *least) && isValue(*index)) least = index;
     });
     return least;
 }
@@ -244,7 +243,15 @@ std::optional<std::uint64_t> CompiledTemplate::FindIndex(const unsigned char* va
         if (impl.matcher.HasChanging(value, index)) return index;
         if (inverse.IsQuick()) return std::nullopt;
     }
-    return FindByAllTexts(*this, inverse, std::string_view(reinterpret_cast<const char*>(value), size), bounds);
+    const std::string_view all(reinterpret_cast<const char*>(value), size);
+    return FindByAllTexts(inverse, all, bounds, [&](std::uint64_t index) {
+        if (impl.program->isFixedSize) {
+            return impl.matcher.Compare(value, size, index) == detail::FrameMatcher::Likeness::Same;
+        }
+        std::string text;
+        GetValueAt(index, text);
+        return text == all;
+    });
 }
 
 } // namespace zor::common

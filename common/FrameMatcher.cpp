@@ -75,6 +75,15 @@ FrameMatcher::FrameMatcher(const IndexProgram& program, const IndexInverse& inve
         fill(mChanging, span, 0xff);
     }
     for (const IndexExpression& expression : program.expressions) fill(mExpressions, expression.text, 0xff);
+    for (const IndexHole& hole : program.holes) fill(mConstants, hole.place, 0);
+    mFollowing = program.checksums;
+    for (const IndexChecksum& checksum : program.held) {
+        fill(mConstants, {checksum.at, 2}, 0);
+        fill(mChanging, {checksum.at, 2}, 0xff);
+        const auto place = std::find_if(mFollowing.begin(), mFollowing.end(),
+                                        [&](const IndexChecksum& other) { return other.place > checksum.place; });
+        mFollowing.insert(place, checksum);
+    }
     for (const ByteSpan& span : ignored) {
         for (std::vector<unsigned char>* mask : {&mConstants, &mChanging, &mExpressions}) fill(*mask, span, 0);
     }
@@ -102,18 +111,22 @@ void FrameMatcher::PlanLanes(const IndexInverse& inverse)
         const auto first = mChanging.begin() + static_cast<std::ptrdiff_t>(offset);
         return static_cast<std::size_t>(std::count(first, first + static_cast<std::ptrdiff_t>(size), 0xff));
     };
-    mIsRendered = !mProgram->patching.rest.empty();
+    std::vector<bool> isProven(mProgram->frame.size()); // by what was read
+    for (std::size_t i = 0; i < mProgram->expressions.size(); ++i) {
+        const ByteSpan& text = mProgram->expressions[i].text;
+        if (inverse.IsProven(i))
+            std::fill_n(isProven.begin() + static_cast<std::ptrdiff_t>(text.offset), text.size, true);
+    }
     for (const Lane& lane : mProgram->patching.lanes) {
         const std::size_t bytes = compared(lane.offset, lane.size);
-        bool isProven = false; // by what was read
-        for (std::size_t i = 0; i < mProgram->expressions.size(); ++i) {
-            const ByteSpan& text = mProgram->expressions[i].text;
-            isProven = isProven || (lane.offset - text.offset < text.size && inverse.IsProven(i));
-        }
-        if (bytes == lane.size && !isProven) mLanes.push_back(lane);
+        if (bytes == lane.size && !isProven[lane.offset]) mLanes.push_back(lane);
         mIsRendered = mIsRendered || (bytes != 0 && bytes != lane.size);
     }
-    for (const IndexChecksum& checksum : mProgram->checksums) {
+    for (const std::uint32_t place : mProgram->patching.rest) {
+        const IndexField& field = mProgram->fields[place];
+        mIsRendered = mIsRendered || !isProven[field.offset];
+    }
+    for (const IndexChecksum& checksum : mFollowing) {
         const std::size_t bytes = compared(checksum.at, 2);
         if (bytes == 0) continue;
         mChecksums.push_back(checksum);
@@ -146,21 +159,40 @@ bool FrameMatcher::CompareChanging(const unsigned char* packet, std::uint64_t in
             if (!HasLane(packet, lane, index)) return false;
         }
         for (const IndexChecksum& checksum : mChecksums) {
-            if (!HasChecksum(*mProgram, checksum, packet)) return false;
+            std::uint16_t held = 0;
+            std::memcpy(&held, packet + checksum.at, sizeof held);
+            if (held != ChecksumIn(*mProgram, checksum, packet)) return false;
         }
         return true;
     }
     return WithBuffer(mConstants.size(), [&](unsigned char* frame) {
-        RenderIndex(*mProgram, index, reinterpret_cast<char*>(frame));
+        Render(index, packet, mConstants.size(), frame);
         return AreSame(packet, frame, mChanging.data(), mChanging.size());
     });
+}
+
+/// Renders a frame with what a packet has in its holes.
+/// \param size  of the packet.
+void FrameMatcher::Render(std::uint64_t index, const unsigned char* packet, std::size_t size,
+                          unsigned char* frame) const noexcept
+{
+    RenderIndex(*mProgram, index, reinterpret_cast<char*>(frame));
+    if (mProgram->holes.empty()) return;
+    for (const IndexHole& hole : mProgram->holes) {
+        const std::size_t first = std::min(hole.place.offset, size);
+        std::copy_n(packet + first, std::min(hole.place.size, size - first), frame + first);
+    }
+    for (const IndexChecksum& checksum : mFollowing) {
+        const std::uint16_t right = ChecksumIn(*mProgram, checksum, frame);
+        std::memcpy(frame + checksum.at, &right, sizeof right);
+    }
 }
 
 FrameMatcher::Likeness FrameMatcher::Compare(const unsigned char* packet, std::size_t size, std::uint64_t index) const
 {
     size = std::min(size, mConstants.size());
     return WithBuffer(mConstants.size(), [&](unsigned char* frame) {
-        RenderIndex(*mProgram, index, reinterpret_cast<char*>(frame));
+        Render(index, packet, size, frame);
         if (!AreSame(packet, frame, mExpressions.data(), size)) return Likeness::Different;
         const bool isSame =
             AreSame(packet, frame, mConstants.data(), size) && AreSame(packet, frame, mChanging.data(), size);

@@ -52,6 +52,8 @@ private:
     };
 
     void PlanLanes(const IndexInverse& inverse);
+    void Render(std::uint64_t index, const unsigned char* packet, std::size_t size,
+                unsigned char* frame) const noexcept;
     bool CompareChanging(const unsigned char* packet, std::uint64_t index) const;
 
     const IndexProgram* mProgram = nullptr;
@@ -60,8 +62,9 @@ private:
     std::vector<unsigned char> mExpressions; ///< The same for those of expressions.
     std::vector<Stretch> mStretches;
     std::vector<Lane> mLanes;
-    std::vector<IndexChecksum> mChecksums;
-    bool mIsProven = false;   ///< Whether what was read tells all.
+    std::vector<IndexChecksum> mChecksums; ///< Those that are compared.
+    std::vector<IndexChecksum> mFollowing; ///< All that follow what changes or is written late, in their order.
+    bool mIsProven = false;                ///< Whether what was read tells all.
     bool mIsRendered = false; ///< Whether frames are rendered to be compared, as lanes do not hold all that changes.
 };
 

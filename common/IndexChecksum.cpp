@@ -64,6 +64,37 @@ bool IsSteppedCounter(const IndexField& field)
            field.notation <= Notation::Little && field.turns.GetRun() >= kLongRun;
 }
 
+/// The sum of what a checksum covers in a frame.
+std::uint64_t SumOfCovered(const ChecksumField& checksum, const std::string& frame)
+{
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(frame.data());
+    std::uint64_t sum = SumOfNumber(checksum.initial);
+    for (const ByteSpan& covered : checksum.covered) {
+        sum = FoldSum(sum + SumOfBytes(bytes + covered.offset, covered.size));
+    }
+    return sum;
+}
+
+/// Lists the bytes of some spans that a checksum covers.
+Slice AddPieces(IndexProgram& program, const ChecksumField& checksum, const std::vector<ByteSpan>& spans)
+{
+    const std::size_t first = program.summedPieces.size();
+    for (const ByteSpan& covered : checksum.covered) {
+        for (const ByteSpan& span : spans) {
+            if (!Overlap(covered, span)) continue;
+            ByteSpan rest = Common(covered, span);
+            while (rest.size != 0) {
+                const std::size_t size = std::min<std::size_t>(rest.size, 8);
+                program.summedPieces.push_back(
+                    {rest.offset, static_cast<std::uint8_t>(size), (rest.offset - covered.offset) % 2 != 0});
+                rest.offset += size;
+                rest.size -= size;
+            }
+        }
+    }
+    return {first, program.summedPieces.size() - first};
+}
+
 /// Lists the counters that a checksum covers, or none if it covers anything else that changes.
 Slice AddCounters(IndexProgram& program, const ChecksumField& checksum)
 {
@@ -97,6 +128,8 @@ void AddChecksums(IndexProgram& program, const std::vector<ChecksumField>& field
 {
     Check(program, fields);
     std::vector<ByteSpan> changing = program.changingSpans; // with the fields so far that change
+    std::vector<ByteSpan> late;
+    for (const IndexHole& hole : program.holes) late.push_back(hole.place);
     for (const ChecksumField& field : fields) {
         std::string literal = program.frame; // the bytes that are summed here, once for all
         const auto clear = [&literal](const ByteSpan& span) {
@@ -109,28 +142,19 @@ void AddChecksums(IndexProgram& program, const std::vector<ChecksumField>& field
         checksum.at = field.at;
         checksum.complement = field.complement;
         checksum.zeroIsAllOnes = field.zeroIsAllOnes;
-        checksum.sum = SumOfNumber(field.initial);
-        checksum.pieces.first = program.summedPieces.size();
-        for (const ByteSpan& covered : field.covered) {
-            const auto* const bytes = reinterpret_cast<const unsigned char*>(literal.data()) + covered.offset;
-            checksum.sum = FoldSum(checksum.sum + SumOfBytes(bytes, covered.size));
-            for (const ByteSpan& span : changing) {
-                if (!Overlap(covered, span)) continue;
-                ByteSpan rest = Common(covered, span);
-                while (rest.size != 0) {
-                    const std::size_t size = std::min<std::size_t>(rest.size, 8);
-                    program.summedPieces.push_back(
-                        {rest.offset, static_cast<std::uint8_t>(size), (rest.offset - covered.offset) % 2 != 0});
-                    rest.offset += size;
-                    rest.size -= size;
-                }
-            }
-        }
-        checksum.pieces.count = program.summedPieces.size() - checksum.pieces.first;
+        checksum.place = static_cast<std::size_t>(&field - fields.data());
+        checksum.sum = SumOfCovered(field, literal);
+        checksum.pieces = AddPieces(program, field, changing);
+        checksum.late = AddPieces(program, field, late);
+        std::for_each(late.begin(), late.end(), clear);
+        checksum.sumWithoutLate = SumOfCovered(field, literal);
         if (checksum.sum != 0) checksum.counters = AddCounters(program, field);
         if (checksum.pieces.count == 0) {
             const std::uint16_t held = ChecksumOf(checksum.sum, field.complement, field.zeroIsAllOnes);
             std::memcpy(program.frame.data() + field.at, &held, sizeof held);
+            if (checksum.late.count == 0) continue;
+            program.held.push_back(checksum);
+            late.push_back(SpanOf(field));
         } else {
             program.checksums.push_back(checksum);
             changing.push_back(SpanOf(field));
@@ -263,18 +287,18 @@ void WriteChecksumsInSequence(const IndexProgram& program, std::uint64_t first, 
     }
 }
 
-bool HasChecksum(const IndexProgram& program, const IndexChecksum& checksum, const unsigned char* frame) noexcept
+std::uint16_t ChecksumIn(const IndexProgram& program, const IndexChecksum& checksum,
+                         const unsigned char* frame) noexcept
 {
-    std::uint64_t sum = checksum.sum;
-    for (std::size_t i = 0; i < checksum.pieces.count; ++i) {
-        const SummedPiece& piece = program.summedPieces[checksum.pieces.first + i];
-        const std::uint64_t word = SumOfWord(LoadLittleBytes(frame + piece.offset, piece.size));
-        sum += piece.startsSecond ? word << 8 : word;
+    std::uint64_t sum = checksum.sumWithoutLate;
+    for (const Slice& slice : {checksum.pieces, checksum.late}) {
+        for (std::size_t i = slice.first; i < slice.first + slice.count; ++i) {
+            const SummedPiece& piece = program.summedPieces[i];
+            const std::uint64_t word = SumOfWord(LoadLittleBytes(frame + piece.offset, piece.size));
+            sum += piece.startsSecond ? word << 8 : word;
+        }
     }
-    const std::uint16_t right = ChecksumOf(sum, checksum.complement, checksum.zeroIsAllOnes);
-    std::uint16_t held = 0;
-    std::memcpy(&held, frame + checksum.at, sizeof held);
-    return held == right;
+    return ChecksumOf(sum, checksum.complement, checksum.zeroIsAllOnes);
 }
 
 } // namespace zor::common::detail

@@ -27,8 +27,10 @@ void WriteChecksums(const IndexProgram& program, unsigned char* const* frames, s
 void WriteChecksumsInSequence(const IndexProgram& program, std::uint64_t first, unsigned char* const* frames,
                               std::size_t count) noexcept;
 
-/// Whether a frame holds the right checksum for what else it holds.
-bool HasChecksum(const IndexProgram& program, const IndexChecksum& checksum, const unsigned char* frame) noexcept;
+/// What a field of a frame must hold for what else the frame holds, in the byte order of memory. What a sender has written
+/// into holes counts.
+std::uint16_t ChecksumIn(const IndexProgram& program, const IndexChecksum& checksum,
+                         const unsigned char* frame) noexcept;
 
 } // namespace zor::common::detail
 

@@ -49,37 +49,107 @@ IndexInverse::IndexInverse(const IndexProgram& program, const std::vector<bool>&
     : mProgram(&program)
 {
     if (!program.isFixedSize) TellApart();
+    mIsAllRead = mUntold == kNone;
     std::vector<TurnCycle> cycles;
-    for (std::uint32_t i = 0; i < program.expressions.size(); ++i) {
-        const IndexExpression& expression = program.expressions[i];
-        if (!expression.reader.IsMoving() || !IsRead(i) || (!isLeftOut.empty() && isLeftOut[i])) continue;
-        const TurnCycle& cycle = expression.reader.GetCycle();
-        mRead.push_back(i);
-        mPlaces.push_back({expression.text.offset, expression.text.size, cycle.unit - 1, &expression.reader});
-        cycles.push_back(cycle);
-    }
+    AddCounters(isLeftOut, cycles);
+    AddLists(isLeftOut, cycles);
     TurnCycle every;
     every.turns = every.unit = grid.every;
     mGridTurn = grid.every == 0 ? 0 : grid.first % grid.every;
     cycles.push_back(every);
     mSolver = IndexSolver(cycles);
+    PlanQuickTexts();
+}
+
+void IndexInverse::AddCounters(const std::vector<bool>& isLeftOut, std::vector<TurnCycle>& cycles)
+{
+    const auto add = [&](std::size_t i, const TurnReader& reader, const TurnCycle& cycle, const IndexOrder* order) {
+        const IndexExpression& expression = mProgram->expressions[i];
+        mRead.push_back(static_cast<std::uint32_t>(i));
+        mPlaces.push_back({expression.text.offset, expression.text.size, cycle.unit - 1, &reader, nullptr, order});
+        cycles.push_back(cycle);
+    };
+    for (std::size_t i = 0; i < mProgram->expressions.size(); ++i) {
+        const IndexExpression& expression = mProgram->expressions[i];
+        const bool isCounter = expression.motion == Motion::Counts && expression.IsMoving();
+        if (!isCounter || !IsRead(i) || (!isLeftOut.empty() && isLeftOut[i])) continue;
+        add(i, expression.reader, expression.reader.GetCycle(), nullptr);
+    }
+    for (const ShuffledExpression& shuffled : mProgram->shuffled) {
+        const std::size_t i = shuffled.expression;
+        if (!mProgram->expressions[i].IsMoving() || (!isLeftOut.empty() && isLeftOut[i])) continue;
+        const IndexOrder& order = mProgram->orders[shuffled.order - 1];
+        const TurnCycle& cycle = shuffled.reader.GetCycle();
+        if (cycle.unit == order.GetSize() && !cycle.startsApart) {
+            add(i, shuffled.reader, cycle, &order);
+        } else {
+            mIsAllRead = false; // as several turns have one text
+        }
+    }
+}
+
+/// Columns of one table go through it together, and tell its row together.
+void IndexInverse::AddLists(const std::vector<bool>& isLeftOut, std::vector<TurnCycle>& cycles)
+{
+    const std::vector<ListedExpression>& listed = mProgram->listed;
+    std::vector<std::size_t> places;
+    for (std::size_t i = 0; i < listed.size(); ++i) {
+        const std::size_t expression = listed[i].expression;
+        if (!isLeftOut.empty() && isLeftOut[expression]) continue;
+        if (mProgram->expressions[expression].IsMoving()) places.push_back(i);
+    }
+    std::sort(places.begin(), places.end(),
+              [&](std::size_t left, std::size_t right) { return listed[left].first < listed[right].first; });
+    for (auto first = places.begin(); first != places.end();) {
+        const ListedExpression& front = listed[*first];
+        // The rows of a table stand together, and other tables behind its last row.
+        const auto end = std::find_if(first, places.end(), [&](std::size_t place) {
+            return listed[place].first - front.first >= front.distance;
+        });
+        const std::vector<std::size_t> columns(first, end);
+        first = end;
+        const IndexOrder* const order = front.order == 0 ? nullptr : &mProgram->orders[front.order - 1];
+        TurnCycle cycle;
+        cycle.interval = front.turns.interval.GetNumber();
+        cycle.turns = front.turns.count.GetNumber();
+        if (!order) { // rows may repeat themselves
+            std::uint64_t period = 1;
+            for (const std::size_t column : columns) {
+                period = CommonPeriod(period, mProgram->expressions[listed[column].expression].period);
+            }
+            if (period != 0) cycle.turns = period / cycle.interval;
+        }
+        cycle.unit = cycle.turns;
+        auto reader = std::make_shared<const ListReader>(*mProgram, columns, static_cast<std::size_t>(cycle.turns));
+        if (!reader->IsDistinct()) {
+            mIsAllRead = false;
+            continue;
+        }
+        mRead.push_back(static_cast<std::uint32_t>(front.expression));
+        mPlaces.push_back({0, 0, cycle.unit - 1, nullptr, std::move(reader), order});
+        cycles.push_back(cycle);
+    }
+}
+
+void IndexInverse::PlanQuickTexts()
+{
+    mIsProven.resize(mProgram->expressions.size());
     mQuickModulus = Divisor(mSolver.GetQuickModulus());
     for (const IndexSolver::QuickStep& step : mSolver.GetQuickSteps()) {
         if (step.cycle == mPlaces.size()) {
-            mQuickTexts.push_back({step, {}, 0, 0, nullptr});
-        } else {
-            const Place& place = mPlaces[step.cycle];
-            mQuickTexts.push_back({step, place.reader->GetWord(), place.offset, place.size, place.reader});
+            mQuickTexts.push_back({step, {}, {}, step.lastTurn, false});
+            continue;
+        }
+        const Place& place = mPlaces[step.cycle];
+        const TurnReader::Word word = place.reader ? place.reader->GetWord() : TurnReader::Word();
+        mQuickTexts.push_back({step, word, place, place.lastTurn, true});
+        if (word.size != 0) mIsProven[mRead[step.cycle]] = true;
+        for (std::size_t i = 0; place.list && i < mProgram->listed.size(); ++i) {
+            const std::size_t expression = mProgram->listed[i].expression;
+            if (place.list->IsColumn(mProgram->expressions[expression].text.offset)) mIsProven[expression] = true;
         }
     }
     if (!mQuickTexts.empty()) mQuickTexts.front().isResidue = mQuickTexts.front().step.interval == 1;
-}
-
-bool IndexInverse::IsProven(std::size_t expression) const noexcept
-{
-    return std::any_of(mQuickTexts.begin(), mQuickTexts.end(), [&](const QuickText& text) {
-        return text.word.size != 0 && text.reader == &mProgram->expressions[expression].reader;
-    });
 }
 
 /// Whether it is known where the text of an expression begins and ends.
@@ -133,19 +203,15 @@ void IndexInverse::TellApart()
     mLargestOpenEnd = 0;
 }
 
-bool IndexInverse::ReadTurn(const Place& place, std::string_view text, KnownTurn& turn)
-{
-    const std::optional<std::uint64_t> read = place.reader->Read(text.data(), text.size());
-    if (!read || *read > place.lastTurn) return false;
-    turn.turn = *read;
-    turn.isFirst = place.reader->GetCycle().startsApart && place.reader->IsFirst(text.data(), text.size());
-    return true;
-}
-
 bool IndexInverse::ReadFrame(std::string_view value, std::vector<KnownTurn>& turns) const
 {
     for (std::size_t i = 0; i < mPlaces.size(); ++i) {
-        if (!ReadTurn(mPlaces[i], value.substr(mPlaces[i].offset, mPlaces[i].size), turns[i])) return false;
+        const Place& place = mPlaces[i];
+        const std::optional<std::uint64_t> read = place.Read(value.data());
+        if (!read || *read > place.lastTurn) return false;
+        turns[i].turn = place.order ? place.order->GetPositionOf(*read) : *read;
+        turns[i].isFirst = place.reader && place.reader->GetCycle().startsApart &&
+                           place.reader->IsFirst(value.data() + place.offset, place.size);
     }
     return true;
 }
@@ -171,7 +237,13 @@ bool IndexInverse::ReadText(std::string_view value, std::size_t openEnd, std::ve
         }
         if (end > value.size()) return false;
         if (cycle < mRead.size() && mRead[cycle] == i) {
-            if (!ReadTurn(mPlaces[cycle], value.substr(start, end - start), turns[cycle])) return false;
+            const Place& place = mPlaces[cycle]; // of a counter, as lists stand in frames alone
+            const std::string_view text = value.substr(start, end - start);
+            const std::optional<std::uint64_t> read = place.reader->Read(text.data(), text.size());
+            if (!read || *read > place.lastTurn) return false;
+            turns[cycle].turn = *read;
+            turns[cycle].isFirst =
+                place.reader->GetCycle().startsApart && place.reader->IsFirst(text.data(), text.size());
             ++cycle;
         }
     }

@@ -7,9 +7,11 @@
 #include "IndexProgram.h"
 #include "IndexRange.h"
 #include "IndexSolver.h"
+#include "ListReader.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -29,7 +31,7 @@ public:
                           const IndexRange& grid = {});
 
     /// Every index below can be found; 0 is 2^64. For 1, only index 0 can be.
-    std::uint64_t GetLimit() const noexcept { return mUntold == kNone ? mSolver.GetLimit() : mSolver.GetDistance(); }
+    std::uint64_t GetLimit() const noexcept { return mIsAllRead ? mSolver.GetLimit() : mSolver.GetDistance(); }
 
     /// Indexes of the same texts are at least so far apart; 0 is 2^64.
     std::uint64_t GetDistance() const noexcept { return mSolver.GetDistance(); }
@@ -44,11 +46,13 @@ public:
         for (const QuickText& text : mQuickTexts) {
             std::optional<std::uint64_t> turn = mGridTurn;
             if (text.word.size != 0) {
-                turn = text.word.Read(frame + text.offset);
-            } else if (text.reader) {
-                turn = text.reader->Read(reinterpret_cast<const char*>(frame) + text.offset, text.size);
+                turn = text.word.Read(frame + text.place.offset);
+            } else if (text.isRead) {
+                turn = text.place.Read(reinterpret_cast<const char*>(frame));
             }
-            if (!turn || *turn > text.step.lastTurn) return false;
+            if (!turn || *turn > text.lastText) return false;
+            if (text.place.order) turn = text.place.order->GetPositionOf(*turn);
+            if (*turn > text.step.lastTurn) return false;
             if (text.isResidue) {
                 residue = *turn;
             } else if (!text.step.Join(residue, *turn)) {
@@ -61,10 +65,10 @@ public:
 
     /// Whether indexes of such a residue show what was read, to the last bit.
     /// \param expression  a place in IndexProgram::expressions.
-    bool IsProven(std::size_t expression) const noexcept;
+    bool IsProven(std::size_t expression) const noexcept { return mIsProven[expression]; }
 
     /// Whether all indexes of that residue are indexes of the value, or none is.
-    bool IsQuick() const noexcept { return mSolver.IsQuick(); }
+    bool IsQuick() const noexcept { return mIsAllRead && mSolver.IsQuick(); }
 
     /// Calls \a visit with the turns of each way to read a value. There is one at most, but for a text of a size that
     /// nothing but the size of the value tells.
@@ -91,38 +95,50 @@ private:
     struct Place {
         std::size_t offset; ///< In a frame of fixed size.
         std::size_t size;
-        std::uint64_t lastTurn; ///< The largest turn that may be read.
-        const TurnReader* reader;
+        std::uint64_t lastTurn;                 ///< The largest turn that may be read.
+        const TurnReader* reader;               ///< Null for a list.
+        std::shared_ptr<const ListReader> list; ///< Null for a counter.
+        const IndexOrder* order;                ///< Which permutes the turns; null for none.
+
+        /// The turn that is shown, before an order is taken into account.
+        std::optional<std::uint64_t> Read(const char* frame) const noexcept
+        {
+            return list ? list->Find(frame) : reader->Read(frame + offset, size);
+        }
     };
 
     /// A text that is read on the fast path.
     struct QuickText {
         IndexSolver::QuickStep step;
         TurnReader::Word word;
-        std::size_t offset;
-        std::size_t size;
-        const TurnReader* reader; ///< Null for the grid.
-        bool isResidue = false;   ///< Whether the turn is the residue: of the first cycle, if a turn lasts one index.
+        Place place;
+        std::uint64_t lastText; ///< The largest turn that may be read.
+        bool isRead;            ///< False for the grid.
+        bool isResidue = false; ///< Whether the turn is the residue: of the first cycle, if a turn lasts one index.
     };
 
     static constexpr std::size_t kNone = ~std::size_t{0};
 
     void TellApart();
+    void AddCounters(const std::vector<bool>& isLeftOut, std::vector<TurnCycle>& cycles);
+    void AddLists(const std::vector<bool>& isLeftOut, std::vector<TurnCycle>& cycles);
+    void PlanQuickTexts();
     bool IsRead(std::size_t expression) const;
     bool ReadFrame(std::string_view value, std::vector<KnownTurn>& turns) const;
     bool ReadText(std::string_view value, std::size_t openEnd, std::vector<KnownTurn>& turns) const;
-    static bool ReadTurn(const Place& place, std::string_view text, KnownTurn& turn);
 
     const IndexProgram* mProgram;
     std::vector<std::uint32_t> mRead; ///< Places in IndexProgram::expressions, one for each cycle but that of the grid.
     std::vector<Place> mPlaces;       ///< For each of these.
     std::uint64_t mGridTurn = 0;
+    bool mIsAllRead = true;         ///< Whether each expression is read that moves and is not left out.
     std::size_t mUntold = kNone;    ///< The first expression whose text has no end that can be seen.
     std::size_t mLastVarying = 0;   ///< Behind the last expression whose text is not in the frame.
     std::size_t mOpenEnded = kNone; ///< The expression whose size nothing but the size of the value tells.
     std::size_t mLargestOpenEnd = 0;
     IndexSolver mSolver;
     std::vector<QuickText> mQuickTexts;
+    std::vector<bool> mIsProven; ///< For each expression.
     Divisor mQuickModulus;
 };
 

@@ -71,7 +71,9 @@ void IndexProgramBuilder::AddDecimal(const DecimalCounter& counter, std::string_
     field.bits = 32;
     const bool startsApart = counter.start > limit;
     const std::uint64_t turns = (limit + 1) / std::gcd(limit + 1, field.step);
-    AddExpression(PeriodOf(field.turns, turns, startsApart), first.size()).reader = TurnReader(counter, first);
+    IndexExpression& expression = AddExpression(PeriodOf(field.turns, turns, startsApart), first.size());
+    expression.interval = counter.turns.interval.GetNumber();
+    expression.reader = TurnReader(counter, first);
     if (counter.modulus != 0 && counter.turns.count.GetNumber() != 1) {
         mProgram->stepsAlike &= std::max(field.start, limit) + field.step <= kMax;
     }
@@ -215,6 +217,7 @@ void IndexProgramBuilder::AddHex(const HexCounter& counter, HexFormat format, st
     const std::uint64_t turns = power >= kWordBits || (order && power != 0) ? 0 : std::uint64_t{1} << power;
     const std::uint64_t period = PeriodOf(counter.turns, turns, isResized || (counter.hasMask && StartsApart(counter)));
     IndexExpression& expression = AddExpression(period, first.size());
+    expression.interval = counter.turns.interval.GetNumber();
     const TurnReader reader(counter, runs, format, first);
     const std::uint32_t orderPlace = AddOrder(order);
     if (order) {

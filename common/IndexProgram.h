@@ -121,6 +121,10 @@ struct IndexChecksum {
     std::uint64_t sum = 0; ///< Of all that never changes, as in InternetSum.h.
     Slice pieces;
     Slice counters; ///< All that changes, if that is linear counters alone; otherwise none.
+    /// Of the pieces: what a sender writes late, which is holes and the checksums of \a held that are covered.
+    Slice late;
+    std::uint64_t sumWithoutLate = 0; ///< As \a sum, but for these.
+    std::size_t place = 0;            ///< In the order in which checksums are worked out.
     bool zeroIsAllOnes = false;
     bool complement = true;
 };
@@ -172,12 +176,16 @@ struct IndexHole {
 struct IndexExpression {
     std::string name; ///< Of a field of a FrameBuilder; empty for all others.
     Motion motion = Motion::Counts;
-    std::uint64_t period = 1; ///< In indexes; 0 is 2^64 or more, or never.
-    ByteSpan text;            ///< In the frame. Without size where that does not hold it.
+    std::uint64_t period = 1;   ///< In indexes; 0 is 2^64 or more, or never.
+    std::uint64_t interval = 1; ///< How many indexes a turn lasts.
+    ByteSpan text;              ///< In the frame. Without size where that does not hold it.
     Extent extent = Extent::InFrame;
     std::size_t minSize = 0; ///< Of the text, in bytes.
     std::size_t maxSize = 0;
     TurnReader reader; ///< Only of one that counts; the others are told of in tables of their own.
+
+    /// Whether texts differ.
+    bool IsMoving() const noexcept { return motion == Motion::Counts ? reader.IsMoving() : period != 1; }
 };
 
 /// What changes, in the order of the frame. It never changes once it is built and points at nothing outside, so any
@@ -198,6 +206,7 @@ struct IndexProgram {
     BatchPlan patching;  ///< Writes bytes of the fields alone.
 
     std::vector<IndexChecksum> checksums; ///< Each one before those that cover it.
+    std::vector<IndexChecksum> held;      ///< Those that cover nothing that changes but holes. The frame holds them.
     std::vector<SummedPiece> summedPieces;
     std::vector<SummedCounter> summedCounters;
 

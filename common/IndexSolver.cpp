@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <tuple>
 #include <utility>
 
 namespace zor::common::detail {
@@ -92,27 +93,46 @@ IndexSolver::IndexSolver(const std::vector<TurnCycle>& cycles) : mCycles(cycles)
     IndexSolver longest;
     longest.mCycles = cycles;
     const std::vector<std::uint32_t> first = LongestCycles(moving);
+    if (first.empty()) return;
     longest.Plan(first);
     if (!longest.mIsComplete || !longest.mTail.empty()) return;
+    std::vector<bool> isJoined(cycles.size());
+    for (const std::uint32_t cycle : first) isJoined[cycle] = true;
     for (const std::uint32_t cycle : moving) {
-        if (std::find(first.begin(), first.end(), cycle) == first.end()) longest.Join(cycle);
+        if (!isJoined[cycle]) longest.Join(cycle);
     }
     *this = std::move(longest);
 }
 
-/// Those whose period divides that of no other; of equal periods the one of the shortest turns.
-std::vector<std::uint32_t> IndexSolver::LongestCycles(const std::vector<std::uint32_t>& cycles) const
+/// Those whose turns last one index, and of all others those whose period divides that of no other; of equal periods the
+/// one of the shortest turns. Nothing if too many indexes would have to be tried for them.
+std::vector<std::uint32_t> IndexSolver::LongestCycles(std::vector<std::uint32_t> cycles) const
 {
+    const auto period = [this](std::uint32_t cycle) { return PeriodOf(mCycles[cycle]); };
+    std::sort(cycles.begin(), cycles.end(), [&](std::uint32_t left, std::uint32_t right) {
+        // 2^64 and more first
+        return std::tuple(0 - period(left), mCycles[left].interval, left) <
+               std::tuple(0 - period(right), mCycles[right].interval, right);
+    });
     std::vector<std::uint32_t> longest;
+    std::uint64_t together = 1; // the period of those whose turns last one index
     for (const std::uint32_t cycle : cycles) {
-        const std::uint64_t period = PeriodOf(mCycles[cycle]);
-        const bool isTold = std::any_of(cycles.begin(), cycles.end(), [&](std::uint32_t other) {
-            const std::uint64_t by = PeriodOf(mCycles[other]);
-            if (other == cycle || period == 0 || by == 0 || by % period != 0) return false;
-            return by != period ||
-                   std::pair(mCycles[other].interval, other) < std::pair(mCycles[cycle].interval, cycle);
-        });
-        if (!isTold) longest.push_back(cycle);
+        if (mCycles[cycle].interval != 1) continue;
+        longest.push_back(cycle);
+        together = CommonPeriod(together, period(cycle));
+    }
+    const std::size_t shortCount = longest.size();
+    std::uint64_t tries = 1;
+    for (const std::uint32_t cycle : cycles) {
+        const std::uint64_t own = period(cycle);
+        if (mCycles[cycle].interval == 1 || together == 0 || (own != 0 && together % own == 0)) continue;
+        const bool isTold = std::any_of(
+            longest.begin() + static_cast<std::ptrdiff_t>(shortCount), longest.end(),
+            [&](std::uint32_t other) { return own != 0 && period(other) % own == 0 && period(other) != 0; });
+        if (isTold) continue;
+        longest.push_back(cycle);
+        if (mCycles[cycle].interval > kMaxTries / tries) return {};
+        tries *= mCycles[cycle].interval;
     }
     return longest;
 }
@@ -179,13 +199,19 @@ void IndexSolver::Plan(std::vector<std::uint32_t> cycles)
     });
     bool isUnique = true; // so far
     bool isQuick = true;
+    // Each cycle that is not told doubles the modulus at least, so there are 64 rounds at most.
     while (!cycles.empty()) {
+        const auto told =
+            std::stable_partition(cycles.begin(), cycles.end(), [this](std::uint32_t cycle) { return !IsTold(cycle); });
+        std::for_each(told, cycles.end(), [this](std::uint32_t cycle) { Join(cycle); });
+        cycles.erase(told, cycles.end());
+        if (cycles.empty()) break;
         auto best = cycles.end();
         std::uint64_t fewest = kMaxIndex;
         for (auto it = cycles.begin(); it != cycles.end(); ++it) {
             const std::uint64_t tries = TriesOf(*it);
             const std::uint64_t period = PeriodOf(mCycles[*it]);
-            if (tries == 1 && mModulus != 0 && !IsTold(*it) && (period == 0 || period % mModulus == 0)) {
+            if (tries == 1 && (period == 0 || period % mModulus == 0)) {
                 best = it; // which needs no division; nothing is better
                 fewest = 1;
                 break;

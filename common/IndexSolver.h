@@ -107,7 +107,7 @@ private:
     bool AreTail(const std::vector<std::uint32_t>& cycles) const;
     void Join(std::uint32_t cycle);
     void Plan(std::vector<std::uint32_t> cycles);
-    std::vector<std::uint32_t> LongestCycles(const std::vector<std::uint32_t>& cycles) const;
+    std::vector<std::uint32_t> LongestCycles(std::vector<std::uint32_t> cycles) const;
 
     std::vector<TurnCycle> mCycles;
     std::vector<Step> mSteps;

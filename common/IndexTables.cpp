@@ -61,6 +61,7 @@ void IndexProgramBuilder::AddListed(ListedExpression listed, const IndexOrder* o
     }
     AddExpression(PeriodOf(listed.turns, listed.order != 0 && turns != 1 ? count : turns, false), text.size());
     program.expressions.back().motion = Motion::Listed;
+    program.expressions.back().interval = listed.turns.interval.GetNumber();
     listed.expression = program.expressions.size() - 1;
     program.listed.push_back(listed);
     IndexField field;

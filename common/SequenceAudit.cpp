@@ -103,7 +103,7 @@ struct SequenceAudit::Impl {
             const IndexExpression& expression = program.expressions[i];
             const ByteSpan& text = expression.text;
             isLeftOut[i] = text.offset + text.size > size || IsIgnored(text);
-            if (!isLeftOut[i] || !expression.reader.IsMoving()) continue;
+            if (!isLeftOut[i] || !expression.IsMoving()) continue;
             hasOthers = hasOthers || !program.checksums.empty();
             for (std::size_t at = text.offset; at < std::min(text.offset + text.size, size); ++at) {
                 hasOthers = hasOthers || !IsIgnored({at, 1});

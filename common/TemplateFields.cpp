@@ -178,7 +178,7 @@ std::vector<TemplateField> CompiledTemplate::GetBuiltFields() const
         field.isOffsetFixed = true;
         field.minSize = field.maxSize = expression.text.size;
         field.first = text(0);
-        field.second = text(expression.period == 1 ? 0 : expression.reader.GetCycle().interval);
+        field.second = text(expression.period == 1 ? 0 : expression.interval);
         field.period = expression.period;
         if (field.period != 0) field.last = text(field.period - 1);
         field.name = expression.name;

@@ -57,6 +57,7 @@ ADDITIONAL = {
     "Lcm": ["NumericTest"],
     "MacAddress": ["AddressShapeTest"],
     "MacroExpander": ["AllocationTest", "MacroFuzz"],
+    "ListReader": ["FindIndexTest", "FrameBuilderTest", "FrameBuilderFuzz"],
     "PagedBits": ["SequenceAuditTest", "AllocationTest", "SequenceAuditFuzz"],
     "SequenceAudit": ["AllocationTest", "SequenceAuditFuzz"],
     "Sequence": ["WildcardsTest", "AllocationTest", "WildcardsFuzz"],

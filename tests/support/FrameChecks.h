@@ -4,7 +4,7 @@
 /// \file
 /// Frames made of drawn layers, compared with a model that knows where fields and lengths stand.
 
-#include "CompiledChecks.h"
+#include "FindIndexChecks.h"
 
 #include <common/FrameBuilder.h>
 #include <common/IndexOrder.h>
@@ -338,6 +338,9 @@ inline void CheckFrameBuilder(Random& random)
 
     if (compiled.GetMaxSize() < 2000 && random.Below(4) == 0) {
         CheckBatches(random, compiled, [&](std::uint64_t index) { return ValueAt(compiled, index); });
+    }
+    if (random.Below(4) == 0) {
+        ASSERT_NO_FATAL_FAILURE(CheckFinds(random, compiled));
     }
     for (const std::uint64_t index : {std::uint64_t{0}, std::uint64_t{1}, DrawIndex(random), random.Number()}) {
         const std::string frame = ValueAt(compiled, index);
