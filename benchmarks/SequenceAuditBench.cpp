@@ -19,10 +19,13 @@ constexpr std::size_t kSize = 64;
 
 /// Frames of a template one behind the other, as they came in, and the same once more to compare them with.
 struct Received {
-    Received(const std::string& text, std::size_t count, bool isDrawn) : of(text), indexes(count), frames(count * kSize)
+    Received(const std::string& text, std::size_t count, bool isDrawn, std::uint64_t seed = 3)
+        : of(text), indexes(count), frames(count * kSize)
     {
         std::iota(indexes.begin(), indexes.end(), std::uint64_t{0});
-        if (isDrawn) std::shuffle(indexes.begin(), indexes.end(), std::mt19937_64(3));
+
+        std::mt19937_64 random(seed);
+        if (isDrawn) std::shuffle(indexes.begin(), indexes.end(), random);
         of.RenderFrames(IndexList(indexes.data(), count), FrameBuffers(frames.data(), kSize));
         same = frames;
     }

@@ -28,11 +28,11 @@ struct SchemaDiagnostic {
         Error    ///< Nothing further is read.
     };
 
-    Severity severity = Severity::Note;
-    std::size_t line = 1;   ///< From 1 on.
-    std::size_t column = 1; ///< In bytes, from 1 on.
-    std::string message;    ///< What is so.
-    std::string hint;       ///< What to write instead, or what to do; may be empty.
+    Severity severity = Severity::Note; ///< How bad it is.
+    std::size_t line = 1;               ///< From 1 on.
+    std::size_t column = 1;             ///< In bytes, from 1 on.
+    std::string message;                ///< What is so.
+    std::string hint;                   ///< What to write instead, or what to do; may be empty.
 };
 
 /// Reads schema files in a small subset of the protocol-buffer language: flat messages of scalar fields, each

@@ -67,12 +67,15 @@ public:
     /// How many packets were what.
     struct Counts {
         std::uint64_t received = 0; ///< All packets, which is the sum of the verdicts.
-        std::uint64_t inOrder = 0;
-        std::uint64_t late = 0;
-        std::uint64_t duplicate = 0;
-        std::uint64_t changed = 0;
-        std::uint64_t foreign = 0;
-        std::uint64_t tooOld = 0;
+        /// \name Packets of each verdict
+        /// \{
+        std::uint64_t inOrder = 0;   ///< InOrder.
+        std::uint64_t late = 0;      ///< Late.
+        std::uint64_t duplicate = 0; ///< Duplicate.
+        std::uint64_t changed = 0;   ///< Changed.
+        std::uint64_t foreign = 0;   ///< Foreign.
+        std::uint64_t tooOld = 0;    ///< TooOld.
+        /// \}
         std::uint64_t missing = 0;      ///< Indexes of the range that were never seen.
         std::uint64_t missingBelow = 0; ///< Those of them below the greatest seen: lost by now in a run that goes on.
         std::uint64_t maxLateness =
@@ -85,11 +88,11 @@ public:
     /// \param options   std::invalid_argument is raised for ignored bytes of a template of varying size.
     SequenceAudit(const CompiledTemplate& of, const IndexRange& expected, const AuditOptions& options = {});
 
-    SequenceAudit(const SequenceAudit& other);     ///< Copies what was seen.
-    SequenceAudit(SequenceAudit&& other) noexcept; ///< The source may only be assigned to or go.
-    SequenceAudit& operator=(const SequenceAudit& other);
-    SequenceAudit& operator=(SequenceAudit&& other) noexcept;
-    ~SequenceAudit();
+    SequenceAudit(const SequenceAudit& other);                ///< Copies what was seen.
+    SequenceAudit(SequenceAudit&& other) noexcept;            ///< The source may only be assigned to or go.
+    SequenceAudit& operator=(const SequenceAudit& other);     ///< Copies what was seen.
+    SequenceAudit& operator=(SequenceAudit&& other) noexcept; ///< As moving into a new object.
+    ~SequenceAudit();                                         ///< Releases the pages.
 
     /// Whether each expected value occurs once, so that verdicts are facts. True only if the counters show it: also where
     /// no two values happen to be the same, it may be false.

@@ -25,12 +25,12 @@ struct TemplateDiagnostic {
         Error    ///< Every call that needs a value raises an exception.
     };
 
-    unsigned short code = 0; ///< Shown as ZT and three digits. A code keeps its meaning in later releases.
-    Severity severity = Severity::Note;
-    std::size_t pos = 0; ///< The first byte that is meant, in the text as it was given.
-    std::size_t len = 0; ///< How many bytes are meant.
-    std::string message; ///< What is so, in one or more sentences. Texts may improve.
-    std::string hint;    ///< What to write instead of these bytes, ready to paste; empty if only the writer knows.
+    unsigned short code = 0;            ///< Shown as ZT and three digits. A code keeps its meaning in later releases.
+    Severity severity = Severity::Note; ///< How bad it is.
+    std::size_t pos = 0;                ///< The first byte that is meant, in the text as it was given.
+    std::size_t len = 0;                ///< How many bytes are meant.
+    std::string message;                ///< What is so, in one or more sentences. Texts may improve.
+    std::string hint; ///< What to write instead of these bytes, ready to paste; empty if only the writer knows.
 };
 
 /// Checks the text of a template. What settings and variables decide is not checked.

@@ -109,10 +109,9 @@ TurnReader::TurnReader(const HexCounter& counter, const std::vector<BitRun>& run
     switch (format) {
     case HexFormat::Little: mForm = Form::LittleBytes; break;
     case HexFormat::Big: mForm = Form::BigBytes; break;
-    case HexFormat::Hex: mForm = Form::HexDigits; break;
-    case HexFormat::Mac: mForm = Form::HexDigits; break;
     case HexFormat::Ipv4: mForm = Form::Ipv4; break;
     case HexFormat::Ipv6: mForm = Form::Ipv6; break;
+    default: mForm = Form::HexDigits; break;
     }
     const bool isInBytes = format == HexFormat::Little || format == HexFormat::Big;
     mFullSize = isInBytes ? counter.size : 2 * counter.size;
