@@ -94,7 +94,16 @@ struct SequenceAudit::Impl {
                            [&text](const ByteSpan& span) { return Overlap(span, text); });
     }
 
-    /// \param size  of the packets.
+    /// Whether a byte of a text is compared.
+    bool IsCompared(const ByteSpan& text) const
+    {
+        for (std::size_t at = text.offset; at < text.offset + text.size; ++at) {
+            if (!IsIgnored({at, 1})) return true;
+        }
+        return false;
+    }
+
+    /// \param size  of the packets, or of shorter ones with the same expressions.
     Reading MakeReading(std::size_t size) const
     {
         std::vector<bool> isLeftOut(program.expressions.size());
@@ -104,9 +113,9 @@ struct SequenceAudit::Impl {
             const ByteSpan& text = expression.text;
             isLeftOut[i] = text.offset + text.size > size || IsIgnored(text);
             if (!isLeftOut[i] || !expression.reader.IsMoving()) continue;
-            hasOthers = hasOthers || !program.checksums.empty();
-            for (std::size_t at = text.offset; at < std::min(text.offset + text.size, size); ++at) {
-                hasOthers = hasOthers || !IsIgnored({at, 1});
+            hasOthers = hasOthers || IsCompared(text);
+            for (const detail::IndexChecksum& checksum : program.checksums) {
+                hasOthers = hasOthers || IsCompared({checksum.at, 2});
             }
         }
         Reading reading(IndexInverse(program, isLeftOut, range));

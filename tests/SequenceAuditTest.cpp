@@ -99,6 +99,14 @@ TEST(SequenceAudit, TakesCutPacketsThatHoldWhatTellsTheIndex)
     SequenceAudit few(frames, {0, 250}, options); // which the address tells
     EXPECT_EQ(few.Add(value.substr(0, 6)), Verdict::InOrder);
     EXPECT_EQ(few.Add(value.substr(0, 11)), Verdict::Duplicate);
+
+    const CompiledTemplate joined("@h @$(00,4,01,big) @$(0000,6,0101,big,4)"); // of which the first one tells most
+    options.leastSize = 1;
+    SequenceAudit parts(joined, {0, 60}, options);
+    EXPECT_EQ(parts.Add(ValueAt(joined, 0).substr(0, 1)), Verdict::InOrder);
+    EXPECT_EQ(parts.Add(ValueAt(joined, 5).substr(0, 2), &index), Verdict::InOrder)
+        << "half of the second one is there";
+    EXPECT_EQ(index, 5u);
 }
 
 TEST(SequenceAudit, NothingIsTaggedAndNothingIsFoundWithoutCounters)
