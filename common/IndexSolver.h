@@ -89,6 +89,12 @@ public:
     std::optional<std::uint64_t> FindFirst(const std::vector<KnownTurn>& turns, IndexBounds bounds) const;
     std::optional<std::uint64_t> FindLast(const std::vector<KnownTurn>& turns, IndexBounds bounds) const;
 
+    /// Whether an index has the turns and can be found.
+    bool Suits(const std::vector<KnownTurn>& turns, std::uint64_t index) const noexcept;
+
+    /// How many indexes one search tries, at most.
+    std::uint64_t GetTries() const noexcept { return mTries; }
+
 private:
     /// A cycle that is joined to a residue.
     struct Step {
@@ -104,6 +110,7 @@ private:
 
     std::uint64_t TriesOf(std::size_t cycle) const noexcept;
     bool IsTold(std::size_t cycle) const noexcept;
+    bool Accepts(std::uint32_t cycle, const KnownTurn& known, std::uint64_t index) const noexcept;
     bool AreTail(const std::vector<std::uint32_t>& cycles) const;
     void Join(std::uint32_t cycle);
     void Plan(std::vector<std::uint32_t> cycles);

@@ -1,5 +1,6 @@
 #include "support/AuditChecks.h"
 
+#include <chrono>
 #include <numeric>
 #include <thread>
 
@@ -119,6 +120,22 @@ TEST(SequenceAudit, NothingIsTaggedAndNothingIsFoundWithoutCounters)
     EXPECT_EQ(same.Add("always"), Verdict::InOrder) << "the nearest to what comes next";
     EXPECT_EQ(same.Add("alway"), Verdict::Foreign);
     EXPECT_EQ(same.Add(nullptr, 0), Verdict::Foreign);
+}
+
+/// Where each search for an index is long, they are few: a packet with a flipped bit does not hold up the receiver.
+TEST(SequenceAudit, DoesNotSearchForLong)
+{
+    const CompiledTemplate frames("@x(0,256,1,10,255)-@x(0,255,1,10,254)-@$(00000000,0,00000001,big)");
+    AuditOptions options;
+    options.ignored = {{22, 1}}; // of the sequence number
+    SequenceAudit audit(frames, {0, std::uint64_t{1} << 33}, options);
+    EXPECT_EQ(AddAt(audit, frames, 200), Verdict::InOrder);
+    EXPECT_EQ(AddAt(audit, frames, 130), Verdict::Late);
+    std::string changed = ValueAt(frames, 1000);
+    changed[23] = static_cast<char>(changed[23] ^ 1);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(audit.Add(changed), Verdict::Foreign);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
 }
 
 TEST(SequenceAudit, MergesOtherPacketsOfTheSameRunAlone)
