@@ -122,6 +122,26 @@ TEST(SequenceAudit, NothingIsTaggedAndNothingIsFoundWithoutCounters)
     EXPECT_EQ(same.Add(nullptr, 0), Verdict::Foreign);
 }
 
+/// A window goes through many pages, of which none is forgotten that it still reaches into.
+TEST(SequenceAudit, KeepsTheWholeWindow)
+{
+    const CompiledTemplate frames(kFrames);
+    constexpr std::uint64_t kCount = 600000;
+    AuditOptions options;
+    options.window = 1000;
+    SequenceAudit audit(frames, {0, kCount}, options);
+    for (std::uint64_t i = 0; i < kCount; ++i) {
+        if (i % 7 != 0) AddAt(audit, frames, i);
+        if (i < 5000 || i % 97 != 0) continue;
+        ASSERT_EQ(AddAt(audit, frames, i / 7 * 7 - 7 * 130 + 1), Verdict::Duplicate) << i;
+        ASSERT_EQ(AddAt(audit, frames, i - 1010), Verdict::TooOld) << i;
+    }
+    const std::vector<IndexRange> missing = audit.GetMissing(kCount);
+    ASSERT_EQ(missing.size(), 143u); // of every seventh one
+    EXPECT_EQ(missing.front().first, 598999u / 7 * 7 + 7);
+    EXPECT_EQ(audit.GetCounts().missing, (kCount + 6) / 7);
+}
+
 /// Where each search for an index is long, they are few: a packet with a flipped bit does not hold up the receiver.
 TEST(SequenceAudit, DoesNotSearchForLong)
 {
