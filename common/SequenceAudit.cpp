@@ -15,7 +15,6 @@ namespace zor::common {
 namespace {
 
 using detail::FrameMatcher;
-using detail::IndexBounds;
 using detail::IndexExpression;
 using detail::IndexInverse;
 
