@@ -226,8 +226,8 @@ public:
     ///
     /// What tells the index without trying: counters without repeat, joined by their residues, and expressions that count
     /// like the digits of an odometer, in which each repeat + 1 is a multiple of the period of the digit before. Others may
-    /// stand beside them. Where there are none, what counts is the product of repeat + 1 over the expressions whose period
-    /// divides that of no other.
+    /// stand beside them. Where no expression is without repeat, the indexes to try are at most the product of repeat + 1
+    /// over the expressions whose period divides that of no other.
     bool IsReadable() const noexcept;
 
     /// FindIndex() finds every index below this one and no other.

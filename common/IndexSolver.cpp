@@ -249,6 +249,28 @@ void IndexSolver::Plan(std::vector<std::uint32_t> cycles)
                std::none_of(mCycles.begin(), mCycles.end(), [](const TurnCycle& cycle) { return cycle.startsApart; });
 }
 
+/// Whether a cycle shows the text that was read, which counts as one of the turns other than 0 of a cycle that starts apart
+/// and has no count: the bounds of a search tell these from turn 0.
+bool IndexSolver::Accepts(std::uint32_t cycle, const KnownTurn& known, std::uint64_t index) const noexcept
+{
+    const TurnCycle& one = mCycles[cycle];
+    std::uint64_t turn = index / one.interval;
+    if (one.turns != 0) turn %= one.turns;
+    if (one.startsApart && one.hasCount && (turn == 0) != known.isFirst) return false;
+    return (one.unit == 0 ? turn : turn % one.unit) == known.turn;
+}
+
+bool IndexSolver::Suits(const std::vector<KnownTurn>& turns, std::uint64_t index) const noexcept
+{
+    if (!mIsComplete && index >= mModulus) return false;
+    for (std::uint32_t i = 0; i < mCycles.size(); ++i) {
+        const TurnCycle& cycle = mCycles[i];
+        if (cycle.startsApart && !cycle.hasCount && (index < cycle.interval) != turns[i].isFirst) return false;
+        if (!Accepts(i, turns[i], index)) return false;
+    }
+    return true;
+}
+
 /// One search.
 struct IndexSolver::Search {
     const IndexSolver& solver;
@@ -275,17 +297,6 @@ struct IndexSolver::Search {
             if (cycle.turns == cycle.unit || cycle.turns - turn <= cycle.unit) return;
             turn += cycle.unit;
         }
-    }
-
-    /// Whether a cycle shows the text that was read.
-    bool Accepts(std::uint32_t place, std::uint64_t index) const
-    {
-        const TurnCycle& cycle = solver.mCycles[place];
-        const KnownTurn& known = turns[place];
-        std::uint64_t turn = index / cycle.interval;
-        if (cycle.turns != 0) turn %= cycle.turns;
-        if (cycle.startsApart && cycle.hasCount && (turn == 0) != known.isFirst) return false;
-        return (cycle.unit == 0 ? turn : turn % cycle.unit) == known.turn;
     }
 
     /// Takes the nearest index of a residue that suits the blocks at the end.
@@ -321,7 +332,7 @@ struct IndexSolver::Search {
         }
         if (index < bounds.first || index > bounds.last) return;
         for (const std::uint32_t place : solver.mOthers) {
-            if (!Accepts(place, index)) return;
+            if (!solver.Accepts(place, turns[place], index)) return;
         }
         if (!best || (isLast ? index > *best : index < *best)) best = index;
     }
@@ -332,7 +343,7 @@ struct IndexSolver::Search {
         if (place == solver.mSteps.size()) return Finish(residue);
         const Step& step = solver.mSteps[place];
         if (step.isCheck) {
-            if (Accepts(step.cycle, residue)) Join(place + 1, residue);
+            if (solver.Accepts(step.cycle, turns[step.cycle], residue)) Join(place + 1, residue);
             return;
         }
         const std::uint64_t modulus = step.modulus.GetNumber();

@@ -44,8 +44,8 @@ inline bool RaiseToFirst(std::uint64_t& residue, const Divisor& modulus, const I
 ///
 /// A turn leaves a block of as many indexes as a turn lasts, which comes back with the period of the cycle. Residues of
 /// the index are joined, from one cycle to the next, by the Chinese remainder theorem. Where the residue so far leaves
-/// several indexes of a block, each one is tried; but for those blocks that are so long that each of them holds an index
-/// that suits all others, which are sought at the end. How many indexes have to be tried does not depend on the turns.
+/// several indexes of a block, each one is tried. Blocks so long that each holds a suitable index are left to the end, where
+/// the nearest one is sought. How many indexes have to be tried does not depend on the turns.
 class IndexSolver {
 public:
     /// The most indexes that are tried.
@@ -89,6 +89,12 @@ public:
     std::optional<std::uint64_t> FindFirst(const std::vector<KnownTurn>& turns, IndexBounds bounds) const;
     std::optional<std::uint64_t> FindLast(const std::vector<KnownTurn>& turns, IndexBounds bounds) const;
 
+    /// Whether an index has the turns and can be found.
+    bool Suits(const std::vector<KnownTurn>& turns, std::uint64_t index) const noexcept;
+
+    /// How many indexes one search tries, at most.
+    std::uint64_t GetTries() const noexcept { return mTries; }
+
 private:
     /// A cycle that is joined to a residue.
     struct Step {
@@ -104,6 +110,7 @@ private:
 
     std::uint64_t TriesOf(std::size_t cycle) const noexcept;
     bool IsTold(std::size_t cycle) const noexcept;
+    bool Accepts(std::uint32_t cycle, const KnownTurn& known, std::uint64_t index) const noexcept;
     bool AreTail(const std::vector<std::uint32_t>& cycles) const;
     void Join(std::uint32_t cycle);
     void Plan(std::vector<std::uint32_t> cycles);

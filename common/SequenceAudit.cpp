@@ -48,6 +48,9 @@ struct SequenceAudit::Impl {
         bool hasOthers = false;
     };
 
+    /// The most indexes that the searches for one packet try together, beyond the first one each way.
+    static constexpr std::uint64_t kMaxSearchTries = 16 * detail::IndexSolver::kMaxTries;
+
     /// A packet that was found.
     struct Found {
         FrameMatcher::Likeness likeness = FrameMatcher::Likeness::Different;
@@ -93,7 +96,16 @@ struct SequenceAudit::Impl {
                            [&text](const ByteSpan& span) { return Overlap(span, text); });
     }
 
-    /// \param size  of the packets.
+    /// Whether a byte of a text is compared.
+    bool IsCompared(const ByteSpan& text) const
+    {
+        for (std::size_t at = text.offset; at < text.offset + text.size; ++at) {
+            if (!IsIgnored({at, 1})) return true;
+        }
+        return false;
+    }
+
+    /// \param size  of the packets, or of shorter ones with the same expressions.
     Reading MakeReading(std::size_t size) const
     {
         std::vector<bool> isLeftOut(program.expressions.size());
@@ -103,9 +115,9 @@ struct SequenceAudit::Impl {
             const ByteSpan& text = expression.text;
             isLeftOut[i] = text.offset + text.size > size || IsIgnored(text);
             if (!isLeftOut[i] || !expression.IsMoving()) continue;
-            hasOthers = hasOthers || !program.checksums.empty();
-            for (std::size_t at = text.offset; at < std::min(text.offset + text.size, size); ++at) {
-                hasOthers = hasOthers || !IsIgnored({at, 1});
+            hasOthers = hasOthers || IsCompared(text);
+            for (const detail::IndexChecksum& checksum : program.checksums) {
+                hasOthers = hasOthers || IsCompared({checksum.at, 2});
             }
         }
         Reading reading(IndexInverse(program, isLeftOut, range));
@@ -181,7 +193,7 @@ struct SequenceAudit::Impl {
         return matcher.HasChanging(packet, index);
     }
 
-    /// Calls \a visit with indexes of turns, the nearest ones first, until it returns true.
+    /// Calls \a visit with indexes of turns, the nearest ones first, until it returns true or enough of them were tried.
     template <class Visit>
     void VisitNearest(const detail::IndexSolver& solver, const std::vector<detail::KnownTurn>& turns, Visit visit) const
     {
@@ -191,13 +203,25 @@ struct SequenceAudit::Impl {
         std::optional<std::uint64_t> down;
         if (next < range.count) up = solver.FindFirst(turns, {range.first + next * range.every, last});
         if (next != 0) down = solver.FindLast(turns, {range.first, range.first + (next - 1) * range.every});
+        std::uint64_t triesLeft = kMaxSearchTries;
+        // The neighbour is looked at before a search, as indexes of turns that last long stand in rows.
+        const auto find = [&](std::uint64_t neighbour, auto search) -> std::optional<std::uint64_t> {
+            if (solver.Suits(turns, neighbour)) return neighbour;
+            if (triesLeft < solver.GetTries()) return std::nullopt;
+            triesLeft -= solver.GetTries();
+            return search();
+        };
         for (std::uint64_t tries = 0; tries < detail::IndexSolver::kMaxTries; ++tries) {
             const std::optional<std::uint64_t> index = Nearer(up, down);
             if (!index || visit(*index)) return;
             if (index == up) {
-                up = *up < last ? solver.FindFirst(turns, {*up + 1, last}) : std::nullopt;
+                up.reset();
+                if (*index == last) continue;
+                up = find(*index + range.every, [&] { return solver.FindFirst(turns, {*index + 1, last}); });
             } else {
-                down = *down > range.first ? solver.FindLast(turns, {range.first, *down - 1}) : std::nullopt;
+                down.reset();
+                if (*index == range.first) continue;
+                down = find(*index - range.every, [&] { return solver.FindLast(turns, {range.first, *index - 1}); });
             }
         }
     }

@@ -20,15 +20,16 @@ namespace zor::common {
 /// What a receiver allows for.
 struct AuditOptions {
     /// Bytes that devices on the way may change: TTL, addresses, checksums, holes. They are not compared, and an expression
-    /// with one of them takes no part in finding the index; its other bytes are compared. What reaches beyond the frame is
+    /// with one of them takes no part in finding the index; its other bytes are compared. Where the others leave several
+    /// indexes, up to 65,536 of them are compared, the nearest to the expected one first. What reaches beyond the frame is
     /// cut. Not for templates of varying size.
     std::vector<ByteSpan> ignored;
 
-    /// Packets that were cut to so many bytes or more are taken, and compared as far as they go, if all that tells the
-    /// index is in them. 0 is none. For templates of fixed size.
+    /// The least size in bytes of a packet that was cut. It is compared as far as it goes; without the bytes that tell the
+    /// index it is foreign. 0 takes no cut packets. For templates of fixed size.
     std::size_t leastSize = 0;
 
-    /// How many bytes may stand behind the value, such as a frame check sequence or padding. They are not compared.
+    /// Up to how many bytes may follow the value, such as a frame check sequence or padding. They are not compared.
     std::size_t trailer = 0;
 
     /// How many positions behind the greatest one seen are kept. A packet further behind is too old, so memory does not
@@ -46,8 +47,8 @@ struct AuditOptions {
 ///
 /// Indexes are told apart by their position in the expected range. Where a value occurs several times there, the position
 /// counts that is nearest to the one behind the greatest seen; of two that are as near, the lower one. IsCertain() says
-/// whether that ever matters. What was sent in another order than that of the range is no fault of the way: packets late by
-/// then are Late.
+/// that no value does. Packets that were sent in another order than that of the range count as Late, although nothing on the
+/// way has reordered them.
 ///
 /// Memory holds one bit for each position, in pages of 4 KiB for 32,768 positions; pages without packets take none.
 ///
@@ -64,7 +65,7 @@ public:
         TooOld     ///< Further behind the greatest position seen than the window.
     };
 
-    /// How many packets were what.
+    /// How many packets had which verdict.
     struct Counts {
         std::uint64_t received = 0; ///< All packets, which is the sum of the verdicts.
         /// \name Packets of each verdict
@@ -89,13 +90,13 @@ public:
     SequenceAudit(const CompiledTemplate& of, const IndexRange& expected, const AuditOptions& options = {});
 
     SequenceAudit(const SequenceAudit& other);                ///< Copies what was seen.
-    SequenceAudit(SequenceAudit&& other) noexcept;            ///< The source may only be assigned to or go.
+    SequenceAudit(SequenceAudit&& other) noexcept;            ///< The source may only be assigned to or destroyed.
     SequenceAudit& operator=(const SequenceAudit& other);     ///< Copies what was seen.
     SequenceAudit& operator=(SequenceAudit&& other) noexcept; ///< As moving into a new object.
     ~SequenceAudit();                                         ///< Releases the pages.
 
-    /// Whether each expected value occurs once, so that verdicts are facts. True only if the counters show it: also where
-    /// no two values happen to be the same, it may be false.
+    /// Whether each expected value occurs once, so that verdicts are facts. It follows from the periods of the counters, so
+    /// it may be false although no two values are the same.
     bool IsCertain() const noexcept;
 
     /// Takes a received packet.
@@ -114,8 +115,8 @@ public:
 
     Counts GetCounts() const noexcept; ///< Of all packets so far.
 
-    /// Indexes of the range that were never seen, as ascending runs; `every` is that of the range. With a window those
-    /// from there on.
+    /// Indexes of the range that were never seen, as ascending runs; `every` is that of the range. With a window, those
+    /// behind it are left out.
     /// \param most  how many runs at most.
     std::vector<IndexRange> GetMissing(std::size_t most) const;
 

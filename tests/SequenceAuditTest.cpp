@@ -1,5 +1,6 @@
 #include "support/AuditChecks.h"
 
+#include <chrono>
 #include <numeric>
 #include <thread>
 
@@ -99,6 +100,14 @@ TEST(SequenceAudit, TakesCutPacketsThatHoldWhatTellsTheIndex)
     SequenceAudit few(frames, {0, 250}, options); // which the address tells
     EXPECT_EQ(few.Add(value.substr(0, 6)), Verdict::InOrder);
     EXPECT_EQ(few.Add(value.substr(0, 11)), Verdict::Duplicate);
+
+    const CompiledTemplate joined("@h @$(00,4,01,big) @$(0000,6,0101,big,4)"); // of which the first one tells most
+    options.leastSize = 1;
+    SequenceAudit parts(joined, {0, 60}, options);
+    EXPECT_EQ(parts.Add(ValueAt(joined, 0).substr(0, 1)), Verdict::InOrder);
+    EXPECT_EQ(parts.Add(ValueAt(joined, 5).substr(0, 2), &index), Verdict::InOrder)
+        << "half of the second one is there";
+    EXPECT_EQ(index, 5u);
 }
 
 TEST(SequenceAudit, NothingIsTaggedAndNothingIsFoundWithoutCounters)
@@ -111,6 +120,42 @@ TEST(SequenceAudit, NothingIsTaggedAndNothingIsFoundWithoutCounters)
     EXPECT_EQ(same.Add("always"), Verdict::InOrder) << "the nearest to what comes next";
     EXPECT_EQ(same.Add("alway"), Verdict::Foreign);
     EXPECT_EQ(same.Add(nullptr, 0), Verdict::Foreign);
+}
+
+/// A window goes through many pages, of which none is forgotten that it still reaches into.
+TEST(SequenceAudit, KeepsTheWholeWindow)
+{
+    const CompiledTemplate frames(kFrames);
+    constexpr std::uint64_t kCount = 600000;
+    AuditOptions options;
+    options.window = 1000;
+    SequenceAudit audit(frames, {0, kCount}, options);
+    for (std::uint64_t i = 0; i < kCount; ++i) {
+        if (i % 7 != 0) AddAt(audit, frames, i);
+        if (i < 5000 || i % 97 != 0) continue;
+        ASSERT_EQ(AddAt(audit, frames, i / 7 * 7 - 7 * 130 + 1), Verdict::Duplicate) << i;
+        ASSERT_EQ(AddAt(audit, frames, i - 1010), Verdict::TooOld) << i;
+    }
+    const std::vector<IndexRange> missing = audit.GetMissing(kCount);
+    ASSERT_EQ(missing.size(), 143u); // of every seventh one
+    EXPECT_EQ(missing.front().first, 598999u / 7 * 7 + 7);
+    EXPECT_EQ(audit.GetCounts().missing, (kCount + 6) / 7);
+}
+
+/// Where each search for an index is long, they are few: a packet with a flipped bit does not hold up the receiver.
+TEST(SequenceAudit, DoesNotSearchForLong)
+{
+    const CompiledTemplate frames("@x(0,256,1,10,255)-@x(0,255,1,10,254)-@$(00000000,0,00000001,big)");
+    AuditOptions options;
+    options.ignored = {{22, 1}}; // of the sequence number
+    SequenceAudit audit(frames, {0, std::uint64_t{1} << 33}, options);
+    EXPECT_EQ(AddAt(audit, frames, 200), Verdict::InOrder);
+    EXPECT_EQ(AddAt(audit, frames, 130), Verdict::Late);
+    std::string changed = ValueAt(frames, 1000);
+    changed[23] = static_cast<char>(changed[23] ^ 1);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(audit.Add(changed), Verdict::Foreign);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
 }
 
 TEST(SequenceAudit, MergesOtherPacketsOfTheSameRunAlone)

@@ -36,6 +36,11 @@ struct AuditedFrames {
             text += random.Text("0123456789abcdef", 2 * literal);
             size += bytes + literal;
         }
+        if (random.Below(6) == 0) { // whose first number never comes back
+            text += "@x(99,0,1,10," + std::to_string(random.Below(40)) + ",8)";
+            expressions.push_back({size, 10});
+            size += 10;
+        }
         if (random.Below(3) == 0) {
             text += " 0000";
             checksums.push_back({size, {{0, size}}, 7, false, true});
