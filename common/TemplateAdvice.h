@@ -28,6 +28,9 @@ struct CheckedExpression {
 /// A piece of a text, as a message shows it: in quotes, control characters as numbers, cut where it is long.
 std::string Quote(std::string_view text);
 
+/// "1 byte", "2 bytes".
+std::string Plural(std::size_t number, const char* noun);
+
 /// The expression with another list, of as many words as \a words has.
 std::string WithWords(const CheckedExpression& of, const std::vector<std::string>& words);
 
