@@ -19,8 +19,9 @@ struct CheckedExpression {
     std::string_view text; ///< All of it.
     char kind = 0;
     bool hasList = false;
-    bool isWritten =
-        true; ///< Whether it stands in the text as it was given, and is not made of the bytes of a hex template.
+    /// Whether hints make sense: it stands in the text as it was given, not made of the bytes of a hex template, and its
+    /// list was meant to be this one.
+    bool isWritten = true;
     std::string_view list;
     ArgumentList arguments;
 };

@@ -146,7 +146,7 @@ private:
         if (isPrefixed && EndOfHexRun(word, 2) == word.size()) digits = word.substr(2);
         mIn.Warn(139, word,
                  Quote(word) +
-                     " is not made of hex digits. Only these make bytes, and each other character ends a byte.",
+                     " has characters that are not hex digits. These make no bytes, and each of them ends a byte.",
                  (digits.size() % 2 == 0 ? "" : "0") + digits);
         for (std::size_t i = 0; i < word.size(); ++i) {
             const std::size_t end = EndOfHexRun(word, i);

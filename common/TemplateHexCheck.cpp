@@ -45,7 +45,7 @@ void CheckHexArgument(CheckedTemplate& in, const CheckedExpression& of, std::siz
         return in.Warn(130, word,
                        "A sign in front of a hex " + std::string(name) + " does not count, so " + Quote(word) + " is " +
                            Quote(Hexfield(std::string(word)).ToString()) + '.',
-                       HexDigitsFor(word, size));
+                       HintFor(of, [&] { return HexDigitsFor(word, size); }));
     }
     std::string digits = HexDigitsFor(word, size);
     if (digits.empty()) digits = "00";
@@ -53,7 +53,7 @@ void CheckHexArgument(CheckedTemplate& in, const CheckedExpression& of, std::siz
     in.Warn(129, word,
             "The " + std::string(name) + ' ' + Quote(word) + " is read as the hex digits " + Quote(read) +
                 ", and its other characters do not count.",
-            std::move(digits));
+            HintFor(of, [&] { return digits; }));
 }
 
 void CheckFormat(CheckedTemplate& in, const CheckedExpression& of, HexFormat format)
@@ -72,7 +72,7 @@ void CheckFormat(CheckedTemplate& in, const CheckedExpression& of, HexFormat for
     in.Warn(109, word,
             Quote(word) + " is not a format, and means " + std::string(kFormatWords[static_cast<std::size_t>(format)]) +
                 (format == HexFormat::Little ? ": raw bytes, the least significant one first." : "."),
-            std::move(hint));
+            HintFor(of, [&] { return hint; }));
 }
 
 void CheckMask(CheckedTemplate& in, const CheckedExpression& of, const FieldDefinition& field)
@@ -81,7 +81,7 @@ void CheckMask(CheckedTemplate& in, const CheckedExpression& of, const FieldDefi
     const std::size_t size = field.start.GetSize();
     const std::string full(2 * size, 'F');
     if (!HasBits(field.mask)) {
-        return in.Warn(119, word, "The mask has no bits, so nothing changes.", full);
+        return in.Warn(119, word, "The mask has no bits, so nothing changes.", HintFor(of, [&] { return full; }));
     }
     if (field.mask.GetSize() != size) {
         std::string fitting = field.mask.ToString();
@@ -91,7 +91,7 @@ void CheckMask(CheckedTemplate& in, const CheckedExpression& of, const FieldDefi
                 "The mask has " + Plural(field.mask.GetSize(), "byte") + " and the start " + std::to_string(size) +
                     (field.mask.GetSize() < size ? ", so from the first step on the bytes above the mask are 0."
                                                  : ", so from the first step on the value is as wide as the mask."),
-                HasBits(Hexfield(fitting)) ? fitting : full);
+                HintFor(of, [&] { return HasBits(Hexfield(fitting)) ? fitting : full; }));
     }
     if (!HasBits(field.step)) return;
     in.Note(120, of.text,

@@ -2,6 +2,7 @@
 #include "TemplateFindings.h"
 
 #include <algorithm>
+#include <numeric>
 #include <optional>
 
 namespace zor::common::detail {
@@ -27,6 +28,17 @@ void CheckTag(CheckedTemplate& in, const CheckedExpression& of, const CounterDef
         in.Note(121, of.text, "VLAN tags, VPI and VCI count modulo 65535, so 65534 is the largest number.");
     }
     if (of.hasList && of.arguments.wordCount == 0) ReportEmptyList(in, of, "tag 1; without a list it is literal text");
+}
+
+/// A counter with a maximum and no count, given as count after how many turns its values come back: they stay the same, and
+/// no product gets as far as 2^32. Empty where that does not help.
+std::string WithPeriodAsCount(const CheckedExpression& of, const CounterDefinition& counter)
+{
+    if (of.kind != 'x' || counter.count != 0 || counter.start >= counter.modulus || !StepsExactly(counter)) return {};
+    CounterDefinition counted = counter;
+    counted.count = counter.modulus / std::gcd(counter.step, counter.modulus);
+    return counted.count == 1 || FirstTurnApart(counted) ? std::string()
+                                                         : WithWord(of, 1, std::to_string(counted.count));
 }
 
 } // namespace
@@ -61,13 +73,14 @@ void CheckDecimal(CheckedTemplate& in, const CheckedExpression& of)
                 }));
     }
     if (const std::optional<std::uint64_t> apart = FirstTurnApart(counter)) {
-        constexpr std::uint64_t kFar = 0x40000000; // a counter with a maximum and no count meets its end some day
-        in.Add(111, *apart < kFar ? TemplateDiagnostic::Severity::Warning : TemplateDiagnostic::Severity::Note, of.text,
-               "Wildcards::GetValueAt() gives other values than stepping does from turn " + std::to_string(*apart) +
-                   " on, because " +
-                   (startsAbove ? "it takes the start modulo the maximum plus one."
-                                : "step times index passes 2^32 before it is taken modulo the maximum plus one.") +
-                   kUseCompiled);
+        const std::string hint = HintFor(of, [&] { return WithPeriodAsCount(of, counter); });
+        in.Warn(111, of.text,
+                "Wildcards::GetValueAt() gives other values than stepping does from turn " + std::to_string(*apart) +
+                    " on, because " +
+                    (startsAbove ? "it takes the start modulo the maximum plus one."
+                                 : "step times index passes 2^32 before it is taken modulo the maximum plus one.") +
+                    (hint.empty() ? kUseCompiled : " A count after which the values come back anyway avoids that."),
+                hint);
     }
     if (!StepsExactly(counter)) {
         in.Warn(125, of.text,

@@ -68,22 +68,28 @@ void CheckNumber(CheckedTemplate& in, const CheckedExpression& of, std::size_t p
         return in.Warn(105, word,
                        "The " + std::string(name) + ' ' + Quote(word) + " is not a number, so it takes its default, " +
                            otherwise + '.',
-                       otherwise);
-    case NumberForm::TooLarge:
+                       HintFor(of, [&] { return otherwise; }));
+    case NumberForm::TooLarge: {
+        const bool isNegative = word.front() == '-';
         return in.Warn(106, word,
                        "The " + std::string(name) + ' ' + Quote(word) +
-                           " is above 4294967295, so it takes its default, " + otherwise + '.',
-                       position == 1 && of.kind != '_' ? "0" : "4294967295");
+                           (isNegative ? " is below -4294967295" : " is above 4294967295") +
+                           ", so it takes its default, " + otherwise + '.',
+                       HintFor(of, [&] {
+                           if (isNegative) return otherwise;
+                           return std::string(position == 1 && of.kind != '_' ? "0" : "4294967295");
+                       }));
+    }
     case NumberForm::WithTail:
         return in.Warn(132, word,
                        "The " + std::string(name) + ' ' + Quote(word) + " is read as " + std::to_string(number) +
                            ". What stands behind the digits does not count.",
-                       std::to_string(number));
+                       HintFor(of, [&] { return std::to_string(number); }));
     default: break;
     }
     if (number > 255 && std::string_view(name) == "width") {
         in.Warn(142, word, "A width counts modulo 256, so this one is " + std::to_string(number % 256) + '.',
-                std::to_string(number % 256));
+                HintFor(of, [&] { return std::to_string(number % 256); }));
     }
 }
 
@@ -120,8 +126,9 @@ void ReportDelimiters(CheckedTemplate& in, const CheckedExpression& of, std::str
                       std::size_t missing)
 {
     in.Warn(107, where,
-            "Nothing stands between these delimiters, so they count as one, and the arguments behind them move to the "
-            "front.",
+            position == 0 ? "No first argument stands here, so the one behind takes its place."
+                          : "Nothing stands between these delimiters, so they count as one, and the arguments behind "
+                            "them move to the front.",
             HintFor(of, [&] {
                 std::string hint = position == 0 ? "" : ",";
                 const std::vector<std::string> words = WordsOf({of.text, of.kind, false, true, {}, {}}, 6);
@@ -179,6 +186,7 @@ bool CheckList(CheckedTemplate& in, CheckedExpression& of)
                     return std::string(of.text.substr(0, 3)) + std::string(meant) + ")" +
                            std::string(of.list.substr(meant.size())) + ")";
                 }));
+        of.isWritten = false; // no hint for arguments that were not meant to be any
     }
     CheckDelimiters(in, of);
     CheckArguments(in, of);

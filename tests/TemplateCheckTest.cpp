@@ -52,7 +52,7 @@ TEST(TemplateCheck, KnowsTheSettingsOfASource)
     source.SetEtherParams(mac, step, mask, 0);
     const std::vector<std::string> expected = {"111w 0+5",   "113w 0+5",   "114n 0+5 @v(1,5)", "121n 0+5",
                                                "122w 6+5",   "122w 12+7",  "122w 20+5",        "123w 26+7 @=(site)",
-                                               "111w 46+15", "113w 46+15", "111n 62+15",       "120n 78+2"};
+                                               "111w 46+15", "113w 46+15", "111w 62+15",       "120n 78+2"};
     EXPECT_EQ(Summaries(CheckTemplate(source)), expected);
     source.SetCurrentMac(step);
     EXPECT_EQ(Summary(CheckTemplate(source).back()), "143w 78+2");
