@@ -136,6 +136,10 @@ TEST(TemplateCheck, DrawsTheFrameOfTheReadme)
     EXPECT_EQ(Diagram(frame.Compile(), DiagramStyle::Svg), kept);
     const std::string named = Diagram(CompiledTemplate("@x(1,5)"), DiagramStyle::Svg, {"<a> & \"\xc3\xb6\"\x01\xff"});
     EXPECT_NE(named.find("&lt;a&gt; &amp; &quot;\xc3\xb6&quot;??: "), std::string::npos) << named;
+    const std::string row =
+        Diagram(CompiledTemplate("@x(1,5)"), DiagramStyle::Rfc, {"\xc3\xb6lmnopqrstuvw\xf0\x9f\x9a\x80 no"});
+    EXPECT_NE(row.find("|\xc3\xb6lmnopqrstuvw *|\n"), std::string::npos) << row; // cut between characters
+    EXPECT_NE(row.find("* \xc3\xb6lmnopqrstuvw\xf0\x9f\x9a\x80 no: "), std::string::npos) << row;
     EXPECT_EQ(Diagram(CompiledTemplate("@h @$(07,3,01,big)"), DiagramStyle::Json, {"a\"\n"}),
               "{\"size\": 1, \"isFixedSize\": true, \"period\": 3, \"first\": \"07\",\n \"fields\": [\n"
               "  {\"name\": \"a\\\"\\u000a\", \"kind\": \"$\", \"pos\": 3, \"len\": 15, \"offset\": 0, "
