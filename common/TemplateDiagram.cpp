@@ -23,11 +23,15 @@ std::string HexOf(std::string_view bytes, const char* between = "")
     return text;
 }
 
-/// The text of a field, in digits where it is not text.
-std::string Readable(const std::string& text)
+constexpr std::size_t kLongName = 64; ///< In characters: what stands again in each row of a picture has to be short.
+
+/// The text of a field, in digits where it is not text, cut where it is long.
+std::string Readable(std::string_view text)
 {
+    constexpr std::size_t kMost = 40;
     const bool isText = std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c <= '~'; });
-    return isText ? text : "0x" + HexOf(text);
+    const std::string_view start = text.substr(0, kMost);
+    return (isText ? std::string(start) : "0x" + HexOf(start)) + (text.size() > kMost ? "..." : "");
 }
 
 /// The size of the character of UTF-8 that stands at a place; 0 if none does, or one that controls what shows it.
@@ -336,15 +340,15 @@ std::string DrawSvg(const Picture& picture)
                        cell.IsLiteral() ? "l"
                        : isCounting     ? "c"
                                         : "f",
-                       cell.field == kNone
-                           ? cell.isChecksum ? "checksum" : "literal"
-                           : picture.fields[cell.field].name + ": " + picture.Describe(picture.fields[cell.field]));
+                       cell.field == kNone ? cell.isChecksum ? "checksum" : "literal"
+                                           : Shown(picture.fields[cell.field].name, kLongName) + ": " +
+                                                 picture.Describe(picture.fields[cell.field]));
                 if (cell.IsLiteral()) {
                     addText(middle, y + kRow / 2 + 4, "h", bytes);
                     continue;
                 }
-                std::string name = Shown(picture.NameOf(cell));
                 const std::size_t room = width / kCharacter - 4;
+                std::string name = Shown(picture.NameOf(cell), room + 1);
                 if (CountCharacters(name) > room) name = Shown(name, room) + "...";
                 if (isCounting) name += " \xe2\x86\xbb"; // a circle with an arrow
                 addText(middle, y + 17, "n", name);
