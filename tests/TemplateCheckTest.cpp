@@ -115,10 +115,16 @@ TEST(TemplateCheck, CountsFlowsAndTellsWhatCannotBeRead)
         "repeats of 0, 5, 23.\n");
     EXPECT_EQ(messages("@x(1,5,1,1,4):@x(1,5,1,1)"), "");
     EXPECT_EQ(messages("@x(1,6):@x(1,5)"), "");
+    EXPECT_EQ(messages("@x(1,0)@x(1,90)"), "127n 0+7 The index cannot be told from a value, because nothing shows "
+                                           "where the text of this expression ends.\n");
     EXPECT_EQ(
-        messages("@x(1,0)@x(1,90)"),
-        "127n 0+7 The index cannot be told from a value: values repeat, the end of a text cannot be seen, or it would "
-        "take more than 65536 trials.\n");
+        messages("@x(1,7,1,1,9) @x(1,7,1,1,99999):@x(1,9,1,1,77777)"),
+        "127n 14+17 From index 700000 on, the index cannot be told from a value, because counters that repeat their "
+        "values leave more than 65536 indexes to try.\n");
+    EXPECT_EQ(
+        messages("@$(0102030405060708,70000,00010001,hex,70000,0f0f0f0f)"),
+        "127n 0+54 The index cannot be told from a value, because this counter shows the same text at several turns "
+        "of its period.\n");
 }
 
 TEST(TemplateCheck, DrawsTheFrameOfTheReadme)
