@@ -79,7 +79,7 @@ void CheckMask(CheckedTemplate& in, const CheckedExpression& of, const FieldDefi
 {
     const std::string_view word = of.arguments.words[5];
     const std::size_t size = field.start.GetSize();
-    const std::string full(2 * size, 'F');
+    std::string full(2 * size, 'F');
     if (!HasBits(field.mask)) {
         return in.Warn(119, word, "The mask has no bits, so nothing changes.", HintFor(of, [&] { return full; }));
     }

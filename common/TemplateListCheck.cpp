@@ -62,7 +62,7 @@ void CheckNumber(CheckedTemplate& in, const CheckedExpression& of, std::size_t p
                        }));
     }
     unsigned int number = ArgumentList().numbers[position]; // the default
-    const std::string otherwise = std::to_string(number);
+    std::string otherwise = std::to_string(number);
     switch (ReadNumber(word, number)) {
     case NumberForm::None:
         return in.Warn(105, word,
