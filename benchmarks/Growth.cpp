@@ -100,10 +100,8 @@ const std::vector<Group> kGroups = {
       {"check",
        [](auto& text) {
            const Count count;
-           for (const TemplateDiagnostic& found : CheckTemplate(text)) {
-               if (found.code == 101) break; // said about each marker of some texts
-               ToText(found, text, "");
-           }
+           const std::vector<TemplateDiagnostic> found = CheckTemplate(text);
+           if (!found.empty()) ToText(found.back(), text, ""); // reads all of the text before its place
        }}},
      {{"1,,", "@x(", "1)"},
       {"@$(0,0,,1,ip)"},
@@ -167,6 +165,13 @@ const std::vector<Group> kGroups = {
            std::string out;
            const Count count;
            compiled.GetValueAt(3, out);
+       }},
+      {"picture",
+       [](auto& text) {
+           const CompiledTemplate compiled(text);
+           const Count count;
+           for (const DiagramStyle style : {DiagramStyle::Rfc, DiagramStyle::Svg, DiagramStyle::Json})
+               Diagram(compiled, style);
        }}},
      {{"@x(1,9,1,4)abc"},
       {"@x(1,19)"},
@@ -186,6 +191,16 @@ const std::vector<Group> kGroups = {
            if (frame.GetFlowCount() == 1) throw std::logic_error("fields are lost");
        }}},
      {{"text"}}},
+    {{{"picture of a frame",
+       [](auto& text) {
+           FrameBuilder frame;
+           for (std::size_t i = 0; i < text.size(); i += 4) frame.Number(Counting<int>(1, 9));
+           const CompiledTemplate compiled = frame.Compile();
+           const Count count;
+           Diagram(compiled, DiagramStyle::Rfc);
+       }}},
+     {{"text"}},
+     8192},
     {{{"frame of a list, taken apart again",
        [](auto& text) {
            const Count count;
@@ -241,6 +256,7 @@ const std::vector<Group> kGroups = {
            const Count count;
            if (!expander.EvalExpr(text, value, error)) expander.ParseExpr(text, error);
            expander.GetValue(value);
+           CheckMacro(text, &variables);
        }}},
      {{"text"},
       {"$"},
@@ -286,6 +302,20 @@ const std::vector<Group> kGroups = {
       {"m\n", "// 7\n", "}\n"},
       {"/\n", "// 7\n", "}\n"}},
      32768},
+    {{{"what is said of a schema file",
+       [](auto& text) {
+           const test::SchemaFile file(text);
+           std::vector<test::MessageInfo> messages;
+           std::vector<SchemaDiagnostic> found;
+           const Count count;
+           CGoogleProtoBufParser().readProtoFile(file.path, messages, found);
+       }}},
+     {{"// 7\nmessage A {\nrequired int32 x = 1;\n}\n"},
+      {"// 7\nmessage A {\nint32 }\n"},
+      {"bool x=1;", "// 7\nmessage A {", "}"},
+      {"\n"},
+      {"m\n", "// 7\n", "}\n"},
+      {"/\n", "// 7\n", "}\n"}}},
     {{{"schema file that would take minutes",
        [](auto& text) {
            const test::SchemaFile file(text);

@@ -251,15 +251,15 @@ void MeetOther(Block& block, std::string_view ahead, const char* expected, std::
 {
     if (!block.fault) return;
     if (ahead.empty()) {
-        block.Meet(block.EndingBrace(),
-                   std::string("the block ends with the line of this \"}\", and ") + expected +
-                       " is missing before that",
-                   "comments without braces");
+        block.Meet(block.EndingBrace(), std::string("the block ends at this \"}\", even inside a comment, and ") +
+                                            expected + " is still missing");
     } else if (ahead.starts_with("/*")) {
         block.Meet(ahead, "comments in \"/*\" are not read", "//");
     } else if (ahead.starts_with("//")) {
-        block.Meet(ahead, "a comment stands where none may stand: one may follow each field but the last",
-                   "comments above the message");
+        block.Meet(ahead,
+                   "a comment may stand above the message and follow each field but the last, but not stand here");
+    } else if (ahead.starts_with('}') && std::string_view(expected) == "a field") {
+        block.Meet(ahead, "it has no fields");
     } else {
         block.Meet(*expected == '"' ? block.Behind(ahead) : ahead, std::string(expected) + " is missing",
                    std::move(hint));
@@ -273,8 +273,7 @@ void MeetUnknownType(Block& block, std::string_view word)
                                                    "oneof", "option", "reserved",   "rpc",    "service", "group"};
     const std::string_view outer = word.substr(0, word.find('<'));
     if (std::find(std::begin(kOthers), std::end(kOthers), outer) != std::end(kOthers)) {
-        return block.Meet(word, '"' + std::string(outer) + "\" is not read: a message has fields of scalar types only",
-                          "a schema without it");
+        return block.Meet(word, '"' + std::string(outer) + "\" is not read: a message has fields of scalar types only");
     }
     std::vector<std::string_view> known = {"optional", "required", "repeated"};
     for (const auto& [name, type] : CGoogleProtoBufFieldInfo::FieldTypeDataLut) {
@@ -298,23 +297,28 @@ void NoteNumber(Block& block, std::string_view word, std::int32_t number)
 bool ReadField(Block& block, CGoogleProtoBufFieldInfo& field)
 {
     field.reset();
-    bool hasLabel = true;
+    const char* label = nullptr;
     if (block.TryToken("optional")) {
+        label = "optional";
         field.optional = true;
     } else if (block.TryToken("required")) {
+        label = "required";
         field.optional = false;
     } else if (block.TryToken("repeated")) {
+        label = "repeated";
         field.repeated = true;
-    } else {
-        hasLabel = false;
     }
-    if (hasLabel && block.notes && block.IsGlued()) {
-        block.Note(block.Ahead(), "The word begins with a label, which is read as one.", "a blank behind the label");
-    }
+    const bool isGlued = label && block.notes && block.IsGlued();
     std::string_view word;
     if (!block.Word(word)) { // like an unknown type, reported nowhere
         MeetOther(block, block.Ahead(), "a field");
         return false;
+    }
+    if (isGlued) {
+        block.Note(word,
+                   std::string("This word begins with \"") + label + "\", which is read as a label before " +
+                       detail::Quote(word) + '.',
+                   std::string(label) + ' ' + std::string(word));
     }
     field.type = CGoogleProtoBufFieldInfo::stringToFieldType(std::string(word));
     if (field.type == CGoogleProtoBufFieldInfo::TypeNone) {
@@ -334,7 +338,7 @@ bool ReadField(Block& block, CGoogleProtoBufFieldInfo& field)
     const std::string example = block.fault ? field.name + " = 1;" : std::string();
     if (!block.TryToken("=") || !block.Word(word)) {
         LogError("ParseFieldFromStream failed to get field tag");
-        MeetOther(block, block.Ahead(), "\"=\" and a field number", example);
+        MeetOther(block, block.Ahead(), "\"=\" with a field number", example);
         return false;
     }
     field.tag = ToNumber(word);
@@ -364,8 +368,9 @@ bool ReadMessage(Block& block, CGoogleProtoBufMessageInfo& message)
             block.Word(word);
             LogError("ParseMessageFromStream failed to read message at token ", word);
             if (!word.empty()) {
-                block.Meet(word, "a line that is neither a comment nor blank stands above it: " + detail::Quote(word),
-                           "such lines above a \"package\" line");
+                block.Meet(word, "the line of " + detail::Quote(word) +
+                                     " above it is neither a comment nor blank; such lines are skipped above a "
+                                     "\"package\" line only");
             }
             return false;
         }
@@ -379,7 +384,9 @@ bool ReadMessage(Block& block, CGoogleProtoBufMessageInfo& message)
     }
     message.name = word;
     if (isGlued) {
-        block.Note(word, "The word begins with \"message\", and what follows is the name " + detail::Quote(word) + '.',
+        block.Note(word,
+                   "This word begins with \"message\", so the rest of it, " + detail::Quote(word) +
+                       ", is read as the name.",
                    "message " + message.name);
     }
     if (!block.TryToken("{")) {
@@ -661,8 +668,7 @@ public:
                 ? "No message stands in the block that begins here, so reading ends here, and nothing that follows is "
                   "read."
                 : "No number stands in the comment directly above this message, so reading ends here, and nothing that "
-                  "follows "
-                  "is read.",
+                  "follows is read.",
             isMessage ? "// 1" : "");
         mNotes.clear();
         Flush();
@@ -689,7 +695,7 @@ public:
         AddNotes();
         if (twice != numbers.end()) {
             Add(Severity::Warning, FindMessage(mLines.Kept()),
-                "The message " + detail::Quote(message.name) + " has several fields of the number " +
+                "The message " + detail::Quote(message.name) + " has several fields with the number " +
                     std::to_string(*twice) + '.');
         }
         Flush();

@@ -32,7 +32,7 @@ struct SchemaDiagnostic {
     std::size_t line = 1;               ///< From 1 on.
     std::size_t column = 1;             ///< In bytes, from 1 on.
     std::string message;                ///< What is so.
-    std::string hint;                   ///< What to write instead, or what to do; may be empty.
+    std::string hint;                   ///< What to write instead, ready to paste; empty if only the writer knows.
 };
 
 /// Reads schema files in a small subset of the protocol-buffer language: flat messages of scalar fields, each

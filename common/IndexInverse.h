@@ -33,6 +33,12 @@ public:
     /// Every index below can be found; 0 is 2^64. For 1, only index 0 can be.
     std::uint64_t GetLimit() const noexcept { return mIsAllRead ? mSolver.GetLimit() : mSolver.GetDistance(); }
 
+    /// The first expression of which nothing shows where its text ends.
+    std::optional<std::size_t> GetUntold() const noexcept
+    {
+        return mUntold == kNone ? std::nullopt : std::optional<std::size_t>(mUntold);
+    }
+
     /// Indexes of the same texts are at least so far apart; 0 is 2^64.
     std::uint64_t GetDistance() const noexcept { return mSolver.GetDistance(); }
 

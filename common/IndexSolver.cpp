@@ -201,10 +201,15 @@ void IndexSolver::Plan(std::vector<std::uint32_t> cycles)
     bool isQuick = true;
     // Each cycle that is not told doubles the modulus at least, so there are 64 rounds at most.
     while (!cycles.empty()) {
-        const auto told =
-            std::stable_partition(cycles.begin(), cycles.end(), [this](std::uint32_t cycle) { return !IsTold(cycle); });
-        std::for_each(told, cycles.end(), [this](std::uint32_t cycle) { Join(cycle); });
-        cycles.erase(told, cycles.end());
+        std::vector<std::uint32_t> others;
+        for (const std::uint32_t cycle : cycles) {
+            if (IsTold(cycle)) {
+                Join(cycle);
+            } else {
+                others.push_back(cycle);
+            }
+        }
+        cycles = std::move(others);
         if (cycles.empty()) break;
         auto best = cycles.end();
         std::uint64_t fewest = kMaxIndex;

@@ -96,7 +96,8 @@ struct MacroDiagnostic {
 
 /// Says all that is wrong with an expression, and where, and not what is wrong first alone: what CMacroExpander refuses,
 /// in its words, and a "$" that is literal although a variable of the resolver has the name behind it, or that makes the
-/// character behind it disappear. An expression without an entry is accepted, and expands as it is written.
+/// character behind it disappear. Of "$$$", which is how a literal "$$" is written, nothing is said. An expression without an
+/// entry is accepted.
 ///
 /// \param resolver  asked for its names once; null knows none.
 /// \return          in the order of their places.

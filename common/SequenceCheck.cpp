@@ -1,7 +1,9 @@
 #include "CompiledTemplateImpl.h"
 #include "TemplateCheck.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <utility>
 
 namespace zor::common {
@@ -18,6 +20,24 @@ std::uint64_t Times(std::uint64_t left, std::uint64_t right)
 std::string Number(std::uint64_t number)
 {
     return number == 0 ? "2^64 or more" : std::to_string(number);
+}
+
+/// The expression that is to blame, and why.
+std::pair<std::size_t, const char*> WhyUnreadable(const detail::IndexInverse& inverse,
+                                                  const std::vector<detail::IndexExpression>& expressions)
+{
+    const std::optional<std::size_t> untold = inverse.GetUntold();
+    if (untold) return {*untold, "nothing shows where the text of this expression ends."};
+    for (std::size_t i = 0; i < expressions.size(); ++i) {
+        const detail::TurnCycle& cycle = expressions[i].reader.GetCycle();
+        if (cycle.unit != cycle.turns) return {i, "this counter shows the same text at several turns of its period."};
+    }
+    const auto longest =
+        std::max_element(expressions.begin(), expressions.end(), [](const auto& left, const auto& right) {
+            return left.reader.GetCycle().interval < right.reader.GetCycle().interval;
+        });
+    return {static_cast<std::size_t>(longest - expressions.begin()),
+            "counters that repeat their values leave more than 65536 indexes to try."};
 }
 
 } // namespace
@@ -58,11 +78,15 @@ std::vector<TemplateDiagnostic> CheckTemplate(const CompiledTemplate& of)
     }
     if (!of.IsReadable() && !fields.empty()) {
         const std::uint64_t count = of.GetReadableCount();
-        std::string message = "The index cannot be told from a value";
-        if (count != 0) message = "The index can be told from a value below index " + std::to_string(count) + " only";
-        message += ": values repeat, the end of a text cannot be seen, or it would take more than 65536 trials.";
-        found.push_back(
-            {127, TemplateDiagnostic::Severity::Note, fields.front().pos, fields.front().len, std::move(message), {}});
+        const auto [expression, reason] = WhyUnreadable(of.mImpl->inverse, of.mImpl->program->expressions);
+        const TemplateField& field = fields[expression];
+        found.push_back({127,
+                         TemplateDiagnostic::Severity::Note,
+                         field.pos,
+                         field.len,
+                         (count == 0 ? std::string("The") : "From index " + std::to_string(count) + " on, the") +
+                             " index cannot be told from a value, because " + reason,
+                         {}});
     }
     return found;
 }

@@ -71,6 +71,11 @@ std::string Quote(std::string_view text)
     return text.size() <= kMax ? Quoted(text) : Quoted(std::string(text.substr(0, kMax)) + "...");
 }
 
+std::string Plural(std::size_t number, const char* noun)
+{
+    return std::to_string(number) + ' ' + noun + (number == 1 ? "" : "s");
+}
+
 std::string WithWords(const CheckedExpression& of, const std::vector<std::string>& words)
 {
     std::string text(of.text.substr(0, 2));

@@ -19,14 +19,18 @@ struct CheckedExpression {
     std::string_view text; ///< All of it.
     char kind = 0;
     bool hasList = false;
-    bool isWritten =
-        true; ///< Whether it stands in the text as it was given, and is not made of the bytes of a hex template.
+    /// Whether hints make sense: it stands in the text as it was given, not made of the bytes of a hex template, and its
+    /// list was meant to be this one.
+    bool isWritten = true;
     std::string_view list;
     ArgumentList arguments;
 };
 
 /// A piece of a text, as a message shows it: in quotes, control characters as numbers, cut where it is long.
 std::string Quote(std::string_view text);
+
+/// "1 byte", "2 bytes".
+std::string Plural(std::size_t number, const char* noun);
 
 /// The expression with another list, of as many words as \a words has.
 std::string WithWords(const CheckedExpression& of, const std::vector<std::string>& words);

@@ -23,11 +23,56 @@ std::string HexOf(std::string_view bytes, const char* between = "")
     return text;
 }
 
-/// The text of a field, in digits where it is not text.
-std::string Readable(const std::string& text)
+constexpr std::size_t kLongName = 64; ///< In characters: what stands again in each row of a picture has to be short.
+
+/// The text of a field, in digits where it is not text, cut where it is long.
+std::string Readable(std::string_view text)
 {
+    constexpr std::size_t kMost = 40;
     const bool isText = std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c <= '~'; });
-    return isText ? text : "0x" + HexOf(text);
+    const std::string_view start = text.substr(0, kMost);
+    return (isText ? std::string(start) : "0x" + HexOf(start)) + (text.size() > kMost ? "..." : "");
+}
+
+/// The size of the character of UTF-8 that stands at a place; 0 if none does, or one that controls what shows it.
+std::size_t CharacterSize(std::string_view text, std::size_t at)
+{
+    const auto byte = [&](std::size_t i) {
+        return static_cast<unsigned char>(at + i < text.size() ? text[at + i] : 0);
+    };
+    const unsigned char first = byte(0);
+    if (first < 0x80) return first >= ' ' && first < 0x7f ? 1 : 0;
+    const std::size_t size = first < 0xc2 ? 0 : first < 0xe0 ? 2 : first < 0xf0 ? 3 : first < 0xf5 ? 4 : 0;
+    for (std::size_t i = 1; i < size; ++i) {
+        if ((byte(i) & 0xc0) != 0x80) return 0;
+    }
+    // Neither in more bytes than it takes, nor a surrogate, nor above U+10FFFF, nor one of the two that XML excludes.
+    const unsigned char second = byte(1);
+    if ((first == 0xc2 && second < 0xa0) || (first == 0xe0 && second < 0xa0) || (first == 0xed && second >= 0xa0) ||
+        (first == 0xf0 && second < 0x90) || (first == 0xf4 && second >= 0x90) ||
+        (first == 0xef && second == 0xbf && byte(2) >= 0xbe)) {
+        return 0;
+    }
+    return size;
+}
+
+/// Text that anything can show, in at most so many characters: bytes that are no characters become "?".
+std::string Shown(std::string_view text, std::size_t most = kNone)
+{
+    std::string result;
+    for (std::size_t i = 0; i < text.size() && most > 0; --most) {
+        const std::size_t size = CharacterSize(text, i);
+        result += size == 0 ? "?" : text.substr(i, size);
+        i += std::max<std::size_t>(size, 1);
+    }
+    return result;
+}
+
+/// How many characters text has that anything can show.
+std::size_t CountCharacters(std::string_view shown)
+{
+    return static_cast<std::size_t>(std::count_if(
+        shown.begin(), shown.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; }));
 }
 
 /// Bytes of the value at index 0 that belong together.
@@ -176,14 +221,11 @@ struct Picture {
 
 // ---- characters
 
-std::string Centred(std::string text, std::size_t width)
+std::string Centred(std::string_view text, std::size_t width)
 {
-    for (char& c : text) {
-        if (c >= 0 && (c < ' ' || c == 0x7f)) c = '?';
-    }
-    if (text.size() > width) text.resize(width);
-    text.insert(0, (width - text.size()) / 2, ' ');
-    return text.append(width - text.size(), ' ');
+    const std::string shown = Shown(text, width);
+    const std::size_t blanks = width - CountCharacters(shown);
+    return std::string(blanks / 2, ' ') + shown + std::string(blanks - blanks / 2, ' ');
 }
 
 std::string DrawRfc(const Picture& picture)
@@ -224,12 +266,10 @@ std::string DrawRfc(const Picture& picture)
                     const bool isFirst = cell.isChecksum || picture.fields[cell.field].offset >= cell.offset;
                     const std::string marks =
                         (picture.IsCounting(cell) ? " *" : "") + std::string(picture.IsVarying(cell) ? " ~" : "");
-                    label = isFirst ? picture.NameOf(cell) : std::string();
-                    const std::size_t room = cell.size * kWidth - 1;
-                    if (isFirst)
-                        label.resize(std::min(label.size(), room - std::min(room, marks.size()))), label += marks;
+                    const std::size_t room = cell.size * kWidth - 1 - marks.size();
+                    label = isFirst ? Shown(picture.NameOf(cell), room) + marks : std::string();
                 }
-                text += Centred(std::move(label), cell.size * kWidth - 1) + '|';
+                text += Centred(label, cell.size * kWidth - 1) + '|';
             }
             text += '\n';
             lastBytes = bytes;
@@ -245,7 +285,7 @@ std::string DrawRfc(const Picture& picture)
         const TemplateField& field = picture.fields[i];
         if (field.maxSize == 0) continue;
         text += field.period == 1 ? "   " : " * ";
-        text += field.name + ": " + picture.Describe(field) + '\n';
+        text += Shown(field.name) + ": " + picture.Describe(field) + '\n';
     }
     if (!picture.isFixedSize) text += " ~ The size varies, up to " + std::to_string(picture.maxSize) + " bytes.\n";
     return text;
@@ -253,32 +293,17 @@ std::string DrawRfc(const Picture& picture)
 
 // ---- SVG
 
-/// Text in XML, in which no control characters may stand, and no bytes that are not UTF-8.
+/// Text in XML.
 std::string Escaped(std::string_view text)
 {
     std::string result;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        // What may start a character of UTF-8, and how many bytes follow.
-        const std::size_t following = byte < 0xc2 ? 0 : byte < 0xe0 ? 1 : byte < 0xf0 ? 2 : byte < 0xf5 ? 3 : 0;
-        if (byte == '&') {
-            result += "&amp;";
-        } else if (byte == '<') {
-            result += "&lt;";
-        } else if (byte == '>') {
-            result += "&gt;";
-        } else if (byte == '"') {
-            result += "&quot;";
-        } else if (byte >= ' ' && byte < 0x7f) {
-            result += text[i];
-        } else if (following != 0 && byte < 0xed && byte != 0xe0 && i + following < text.size() &&
-                   std::all_of(text.begin() + static_cast<std::ptrdiff_t>(i + 1),
-                               text.begin() + static_cast<std::ptrdiff_t>(i + 1 + following),
-                               [](char c) { return (static_cast<unsigned char>(c) & 0xc0) == 0x80; })) {
-            result += text.substr(i, following + 1);
-            i += following;
-        } else {
-            result += '?';
+    for (const char c : Shown(text)) {
+        switch (c) {
+        case '&': result += "&amp;"; break;
+        case '<': result += "&lt;"; break;
+        case '>': result += "&gt;"; break;
+        case '"': result += "&quot;"; break;
+        default: result += c; break;
         }
     }
     return result;
@@ -315,16 +340,16 @@ std::string DrawSvg(const Picture& picture)
                        cell.IsLiteral() ? "l"
                        : isCounting     ? "c"
                                         : "f",
-                       cell.field == kNone
-                           ? cell.isChecksum ? "checksum" : "literal"
-                           : picture.fields[cell.field].name + ": " + picture.Describe(picture.fields[cell.field]));
+                       cell.field == kNone ? cell.isChecksum ? "checksum" : "literal"
+                                           : Shown(picture.fields[cell.field].name, kLongName) + ": " +
+                                                 picture.Describe(picture.fields[cell.field]));
                 if (cell.IsLiteral()) {
                     addText(middle, y + kRow / 2 + 4, "h", bytes);
                     continue;
                 }
-                std::string name = picture.NameOf(cell);
                 const std::size_t room = width / kCharacter - 4;
-                if (name.size() > room) name = name.substr(0, room) + "...";
+                std::string name = Shown(picture.NameOf(cell), room + 1);
+                if (CountCharacters(name) > room) name = Shown(name, room) + "...";
                 if (isCounting) name += " \xe2\x86\xbb"; // a circle with an arrow
                 addText(middle, y + 17, "n", name);
                 addText(middle, y + 33, "h", bytes);

@@ -161,9 +161,18 @@ std::vector<TemplateField> CompiledTemplate::GetBuiltFields() const
     const detail::IndexProgram& program = *mImpl->program;
     std::vector<TemplateField> fields;
     detail::TemplateScanner scanner(mImpl->text, mImpl->marker);
+    // Fields tend to share their periods, so one value after the other is shown again and again.
+    struct Shown {
+        std::uint64_t index;
+        std::string value;
+    };
+    Shown first = {0, detail::ShownAt(program, 0)};
+    Shown second = first;
+    Shown last = first;
     for (const detail::IndexExpression& expression : program.expressions) {
-        const auto text = [&](std::uint64_t index) {
-            return detail::ShownAt(program, index).substr(expression.text.offset, expression.text.size);
+        const auto text = [&](Shown& shown, std::uint64_t index) {
+            if (index != shown.index) shown = {index, detail::ShownAt(program, index)};
+            return shown.value.substr(expression.text.offset, expression.text.size);
         };
         TemplateField field;
         detail::ExpressionText found;
@@ -177,10 +186,10 @@ std::vector<TemplateField> CompiledTemplate::GetBuiltFields() const
         field.offset = expression.text.offset;
         field.isOffsetFixed = true;
         field.minSize = field.maxSize = expression.text.size;
-        field.first = text(0);
-        field.second = text(expression.period == 1 ? 0 : expression.interval);
+        field.first = text(first, 0);
+        field.second = text(second, expression.period == 1 ? 0 : expression.interval);
         field.period = expression.period;
-        if (field.period != 0) field.last = text(field.period - 1);
+        if (field.period != 0) field.last = text(last, field.period - 1);
         field.name = expression.name;
         fields.push_back(std::move(field));
     }

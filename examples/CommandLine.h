@@ -4,6 +4,7 @@
 /// \file
 /// What the example programs share: numbers and files from the command line, and one way to report a mistake.
 
+#include <common/GoogleProtoBufParser.h>
 #include <common/TemplateCheck.h>
 #include <common/Wildcards.h>
 
@@ -93,6 +94,17 @@ inline void ParseTemplate(zor::common::Wildcards& wildcards, const std::string& 
     } catch (const std::out_of_range&) {
         throw UsageError("an argument list in the template ends in delimiters");
     }
+}
+
+/// Prints what a reader says of a schema file, in the way of compilers.
+/// \param path  what the file is called.
+inline void PrintSchemaDiagnostic(std::ostream& out, const zor::common::SchemaDiagnostic& found,
+                                  const std::string& path)
+{
+    static constexpr const char* kSeverities[] = {"note", "warning", "error"};
+    out << path << ':' << found.line << ':' << found.column << ": " << kSeverities[static_cast<int>(found.severity)]
+        << ": " << found.message << '\n';
+    if (!found.hint.empty()) out << "  instead: " << found.hint << '\n';
 }
 
 /// What was wrong, in one line whatever text it quotes.

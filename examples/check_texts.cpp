@@ -2,8 +2,6 @@
 
 #include "CommandLine.h"
 
-#include <common/GoogleProtoBufParser.h>
-
 #include <string>
 #include <vector>
 
@@ -21,16 +19,11 @@ constexpr const char* kHelp =
 
 void CheckSchema(const std::string& path)
 {
-    static constexpr const char* kSeverities[] = {"note", "warning", "error"};
     std::vector<CGoogleProtoBufMessageInfo> messages;
     std::vector<SchemaDiagnostic> found;
     CGoogleProtoBufParser().readProtoFile(path, messages, found);
     std::cout << path << ": " << messages.size() << (messages.size() == 1 ? " message\n" : " messages\n");
-    for (const SchemaDiagnostic& each : found) {
-        std::cout << path << ':' << each.line << ':' << each.column << ": "
-                  << kSeverities[static_cast<int>(each.severity)] << ": " << each.message << '\n';
-        if (!each.hint.empty()) std::cout << "  instead: " << each.hint << '\n';
-    }
+    for (const SchemaDiagnostic& each : found) examples::PrintSchemaDiagnostic(std::cout, each, path);
 }
 
 void CheckOne(const std::string& text, const std::string& name)

@@ -18,6 +18,7 @@ using zor::common::CGoogleProtoBufFieldInfo;
 using zor::common::CGoogleProtoBufMessageInfo;
 using zor::common::CGoogleProtoBufParser;
 using zor::common::GoogleProtoBufEncoder;
+using zor::common::SchemaDiagnostic;
 
 namespace {
 
@@ -200,8 +201,12 @@ void EncodeFromArguments(int argc, char** argv)
     arguments.erase(arguments.begin(), arguments.begin() + 2);
 
     std::vector<CGoogleProtoBufMessageInfo> messages;
-    if (!CGoogleProtoBufParser().readProtoFile(path, messages)) {
+    std::vector<SchemaDiagnostic> found;
+    if (!CGoogleProtoBufParser().readProtoFile(path, messages, found)) {
         throw InputError("cannot open schema file \"" + path + "\"");
+    }
+    for (const SchemaDiagnostic& each : found) {
+        if (each.severity != SchemaDiagnostic::Severity::Note) examples::PrintSchemaDiagnostic(std::cerr, each, path);
     }
     for (const CGoogleProtoBufMessageInfo& message : messages) {
         if (message.name != name) continue;

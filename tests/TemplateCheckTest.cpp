@@ -52,7 +52,7 @@ TEST(TemplateCheck, KnowsTheSettingsOfASource)
     source.SetEtherParams(mac, step, mask, 0);
     const std::vector<std::string> expected = {"111w 0+5",   "113w 0+5",   "114n 0+5 @v(1,5)", "121n 0+5",
                                                "122w 6+5",   "122w 12+7",  "122w 20+5",        "123w 26+7 @=(site)",
-                                               "111w 46+15", "113w 46+15", "111n 62+15",       "120n 78+2"};
+                                               "111w 46+15", "113w 46+15", "111w 62+15",       "120n 78+2"};
     EXPECT_EQ(Summaries(CheckTemplate(source)), expected);
     source.SetCurrentMac(step);
     EXPECT_EQ(Summary(CheckTemplate(source).back()), "143w 78+2");
@@ -115,10 +115,16 @@ TEST(TemplateCheck, CountsFlowsAndTellsWhatCannotBeRead)
         "repeats of 0, 5, 23.\n");
     EXPECT_EQ(messages("@x(1,5,1,1,4):@x(1,5,1,1)"), "");
     EXPECT_EQ(messages("@x(1,6):@x(1,5)"), "");
+    EXPECT_EQ(messages("@x(1,0)@x(1,90)"), "127n 0+7 The index cannot be told from a value, because nothing shows "
+                                           "where the text of this expression ends.\n");
     EXPECT_EQ(
-        messages("@x(1,0)@x(1,90)"),
-        "127n 0+7 The index cannot be told from a value: values repeat, the end of a text cannot be seen, or it would "
-        "take more than 65536 trials.\n");
+        messages("@x(1,7,1,1,9) @x(1,7,1,1,99999):@x(1,9,1,1,77777)"),
+        "127n 14+17 From index 700000 on, the index cannot be told from a value, because counters that repeat their "
+        "values leave more than 65536 indexes to try.\n");
+    EXPECT_EQ(
+        messages("@$(0102030405060708,70000,00010001,hex,70000,0f0f0f0f)"),
+        "127n 0+54 The index cannot be told from a value, because this counter shows the same text at several turns "
+        "of its period.\n");
 }
 
 TEST(TemplateCheck, DrawsTheFrameOfTheReadme)
@@ -136,6 +142,10 @@ TEST(TemplateCheck, DrawsTheFrameOfTheReadme)
     EXPECT_EQ(Diagram(frame.Compile(), DiagramStyle::Svg), kept);
     const std::string named = Diagram(CompiledTemplate("@x(1,5)"), DiagramStyle::Svg, {"<a> & \"\xc3\xb6\"\x01\xff"});
     EXPECT_NE(named.find("&lt;a&gt; &amp; &quot;\xc3\xb6&quot;??: "), std::string::npos) << named;
+    const std::string row =
+        Diagram(CompiledTemplate("@x(1,5)"), DiagramStyle::Rfc, {"\xc3\xb6lmnopqrstuvw\xf0\x9f\x9a\x80 no"});
+    EXPECT_NE(row.find("|\xc3\xb6lmnopqrstuvw *|\n"), std::string::npos) << row; // cut between characters
+    EXPECT_NE(row.find("* \xc3\xb6lmnopqrstuvw\xf0\x9f\x9a\x80 no: "), std::string::npos) << row;
     EXPECT_EQ(Diagram(CompiledTemplate("@h @$(07,3,01,big)"), DiagramStyle::Json, {"a\"\n"}),
               "{\"size\": 1, \"isFixedSize\": true, \"period\": 3, \"first\": \"07\",\n \"fields\": [\n"
               "  {\"name\": \"a\\\"\\u000a\", \"kind\": \"$\", \"pos\": 3, \"len\": 15, \"offset\": 0, "
