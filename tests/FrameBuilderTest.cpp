@@ -226,6 +226,11 @@ TEST(FrameBuilder, RefusesWhatCannotBe)
              f.Vary(ByteSpan{36, 2}, 0);
          },
          "Vary: \"bytes@36\" reaches beyond the frame"},
+        {tabled,
+         [](auto& f) {
+             f.Rows({"ipv4.src"}, {{CIpv6Address(7, 1)}, {kHere}});
+         },
+         "Ipv4: src has 4 bytes, and the address 16"},
         {varied,
          [](auto& f) {
              f.Vary(ByteSpan{20, 0}, 0);
