@@ -319,6 +319,11 @@ TEST(FrameBuilder, GoesThroughListsAndTables)
     frame.Rows({"mpls.label", "ipv4.dst", "udp.sport"}, table(6));
     EXPECT_NE(frame.Compile(), other.Rows({"mpls.label", "ipv4.dst", "udp.sport"}, table(7)).Compile());
     EXPECT_EQ(frame.GetFlowCount(), 3u);
+    (other = frame).Rows({"udp.dport"}, {{1}, {2}}).Rows({"ipv4.id"}, {{3}}).Rows({"eth.src"}, {{kSource}});
+    FrameBuilder reversed = frame;
+    reversed.Rows({"eth.src"}, {{kSource}}).Rows({"ipv4.id"}, {{3}}).Rows({"udp.dport"}, {{1}, {2}});
+    EXPECT_EQ(other.Compile(), reversed.Compile());
+    EXPECT_EQ(ValueAt(other.Compile(), 7), ValueAt(reversed.Compile(), 7));
     frame.Cross({"vlan.id", "udp.sport", "udp.dport"});
     EXPECT_EQ(frame.GetFlowCount(), 2u * 3 * 2);
     const CompiledTemplate crossed = frame.Compile();
