@@ -433,6 +433,13 @@ TEST(FrameBuilder, TakenPacketsStayAsTheyAre)
         ASSERT_FALSE(HasFailure()) << "round " << round;
     }
     EXPECT_GT(random.accepted, 100);
+
+    FrameBuilder cut; // of a length of 0, as a card gives segments that it has joined
+    cut.Ethernet(kSource, kDestination).Ipv4(kHere, kThere).Bytes("tcp");
+    std::string joined = ValueAt(cut.Compile(), 0).replace(16, 2, 2, '\0').append(70000, 'x');
+    cut = FrameBuilder::FromPacket(reinterpret_cast<const unsigned char*>(joined.data()), joined.size());
+    EXPECT_NO_THROW(cut.Number(1, 4));
+    EXPECT_EQ(cut.GetSize(), joined.size() + 4);
 }
 
 } // namespace
