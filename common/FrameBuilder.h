@@ -224,8 +224,9 @@ public:
     /// have shown all their values. Fields that are not named go on as they are.
     ///
     /// \param fields  at least one name of fields that count and have no repeat; each one but the last has a count other
-    ///                than 0. One field of a table stands for all that Rows() made count together. Layers may still follow. std::invalid_argument is raised if fields are crossed already, and if
-    ///                the counts of all but the last one multiply to 2^64 or more.
+    ///                than 0. One field of a table stands for all that Rows() made count together. Layers may still
+    ///                follow. std::invalid_argument is raised if fields are crossed already, and if the counts of all
+    ///                but the last one multiply to 2^64 or more.
     FrameBuilder& Cross(const std::vector<std::string>& fields);
 
     /// How many flows there are: the number of different combinations of values of the crossed fields; without Cross(), of
