@@ -311,6 +311,14 @@ TEST(FrameBuilder, GoesThroughListsAndTables)
     EXPECT_EQ(frame.GetSpan("stamp"), (ByteSpan{50, 8}));
     EXPECT_EQ(frame.GetFlowCount(), 4u);
     EXPECT_EQ(listed, FrameBuilder(frame).Compile());
+    std::set<std::uint64_t> periods; // of two values, in an order that may have them by turns
+    for (std::uint64_t seed = 0; seed < 100; ++seed) {
+        FrameBuilder drawn;
+        const CompiledTemplate order = drawn.Number(Shuffled(OneOf({7, 7, 9, 9}), seed)).Compile();
+        periods.insert(order.GetPeriod());
+        EXPECT_EQ(order.GetPeriod(), ValueAt(order, 0) == ValueAt(order, 2) ? 2u : 4u) << "seed " << seed;
+    }
+    EXPECT_EQ(periods.size(), 2u);
 
     const auto table = [](int last) -> std::vector<std::vector<FrameCell>> {
         return {{1, kHere, 5}, {2, kThere, 5}, {1, kHere, 5}, {1, kHere, last}};
