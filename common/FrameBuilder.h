@@ -184,8 +184,8 @@ public:
     /// So many bytes of a pattern, from its beginning.
     FrameBuilder& Pattern(std::size_t size, FramePattern pattern = FramePattern::Incrementing);
 
-    /// Bytes that the sender writes, such as a time stamp: 0 in each frame. What covers them is kept right by
-    /// AdjustChecksum(); of a tunnel, the innermost checksum alone, as the outer ones do not change with what it evens out.
+    /// Bytes that the sender writes, such as a time stamp: 0 in each frame. AdjustChecksum() keeps the checksum right that
+    /// covers them. If several do, as in a tunnel, only the innermost one is adjusted: the sums of the others stay the same.
     /// \param name  for GetSpan(); not empty, without '.', '#' and '@', not "number", and of no other hole.
     /// \param size  in bytes, at least 1.
     FrameBuilder& Hole(const std::string& name, std::size_t size);
@@ -200,7 +200,8 @@ public:
     /// \{
 
     /// Gives a field of the frame another value, constant or counting. Checksums follow.
-    /// \param name  std::invalid_argument is raised for a name that the frame does not have and for a crossed field.
+    /// \param name  std::invalid_argument is raised for a name that the frame does not have, for a crossed field, for a hole
+    ///              and for a field of which bytes were varied by their place.
     FrameBuilder& Vary(const std::string& name, const FrameVariation& variation);
 
     /// The same for bytes at any place of the frame as it is so far, as one number in network order. Their name is
