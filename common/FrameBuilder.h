@@ -184,8 +184,8 @@ public:
     /// So many bytes of a pattern, from its beginning.
     FrameBuilder& Pattern(std::size_t size, FramePattern pattern = FramePattern::Incrementing);
 
-    /// Bytes that the sender writes, such as a time stamp: 0 in each frame. What covers them is kept right by
-    /// AdjustChecksum(); of a tunnel, the innermost checksum alone, as the outer ones do not change with what it evens out.
+    /// Bytes that the sender writes, such as a time stamp: 0 in each frame. AdjustChecksum() keeps the checksum right that
+    /// covers them. If several do, as in a tunnel, only the innermost one is adjusted: the sums of the others stay the same.
     /// \param name  for GetSpan(); not empty, without '.', '#' and '@', not "number", and of no other hole.
     /// \param size  in bytes, at least 1.
     FrameBuilder& Hole(const std::string& name, std::size_t size);
@@ -200,7 +200,8 @@ public:
     /// \{
 
     /// Gives a field of the frame another value, constant or counting. Checksums follow.
-    /// \param name  std::invalid_argument is raised for a name that the frame does not have and for a crossed field.
+    /// \param name  std::invalid_argument is raised for a name that the frame does not have, for a crossed field, for a hole
+    ///              and for a field of which bytes were varied by their place.
     FrameBuilder& Vary(const std::string& name, const FrameVariation& variation);
 
     /// The same for bytes at any place of the frame as it is so far, as one number in network order. Their name is
@@ -224,8 +225,9 @@ public:
     /// have shown all their values. Fields that are not named go on as they are.
     ///
     /// \param fields  at least one name of fields that count and have no repeat; each one but the last has a count other
-    ///                than 0. One field of a table stands for all that Rows() made count together. Layers may still follow. std::invalid_argument is raised if fields are crossed already, and if
-    ///                the counts of all but the last one multiply to 2^64 or more.
+    ///                than 0. One field of a table stands for all that Rows() made count together. Layers may still
+    ///                follow. std::invalid_argument is raised if fields are crossed already, and if the counts of all
+    ///                but the last one multiply to 2^64 or more.
     FrameBuilder& Cross(const std::vector<std::string>& fields);
 
     /// How many flows there are: the number of different combinations of values of the crossed fields; without Cross(), of

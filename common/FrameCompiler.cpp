@@ -36,6 +36,7 @@ std::string TextOf(const AssembledFrame& frame)
 {
     std::string text = "@h";
     std::size_t from = 0;
+    std::map<std::size_t, std::size_t> tables{{0, 0}}; // in the order of the frame, whatever the calls were
     const auto addLiteral = [&](std::size_t to) {
         if (to != from) text += ' ';
         AppendHex(text, std::string_view(frame.bytes).substr(from, to - from));
@@ -49,8 +50,9 @@ std::string TextOf(const AssembledFrame& frame)
         }
         if (field.isShuffled) text += " @shuffled(" + std::to_string(field.seed) + ')';
         if (field.table) { // whose values stand in the tables of the program
-            text += " @list(" + std::to_string(field.rows) + ',' + std::to_string(field.size) + ',' +
-                    std::to_string(field.count) + ',' + std::to_string(field.interval - 1) + ')';
+            text += " @list(" + std::to_string(tables.emplace(field.rows, tables.size()).first->second) + ',' +
+                    std::to_string(field.size) + ',' + std::to_string(field.count) + ',' +
+                    std::to_string(field.interval - 1) + ')';
             continue;
         }
         text += " @$(";
@@ -103,9 +105,11 @@ public:
         std::map<std::size_t, std::vector<const FrameField*>> tables; // by their numbers
         for (const FrameField& field : frame.fields) {
             if (field.rows != 0) tables[field.rows].push_back(&field);
-            if (field.table && field.rows == 0) Add({&field}, builder);
         }
-        for (const auto& [number, columns] : tables) Add(columns, builder);
+        for (const FrameField& field : frame.fields) { // in the order of the frame, not in that of the calls
+            if (field.table && field.rows == 0) Add({&field}, builder);
+            if (field.rows != 0 && tables[field.rows].front() == &field) Add(tables[field.rows], builder);
+        }
     }
 
     /// Where the values of a field stand.

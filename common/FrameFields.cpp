@@ -304,7 +304,8 @@ FrameBuilder& FrameBuilder::Rows(const std::vector<std::string>& fields,
             const FrameCell& cell = row[column];
             list.cells.push_back(cell.GetNumber());
             value.isNegative = value.isNegative || cell.IsNegative();
-            if (cell.GetAddressSize() != 0) value.addressSize = cell.GetAddressSize();
+            const std::size_t size = cell.GetAddressSize();
+            if (size != 0 && (value.addressSize == 0 || size != found->second->size)) value.addressSize = size;
         }
         value.first = list.cells.front();
         value.step = {0, 0};

@@ -91,13 +91,15 @@ private:
     }
 
     /// Adds a layer of the next bytes, with the fields that each one of its kind has. Null for no bytes.
-    FrameLayer* Take(LayerKind kind, std::size_t size)
+    /// \param hasLength  as in FrameLayer; the layers behind one that has none may be of any size.
+    FrameLayer* Take(LayerKind kind, std::size_t size, bool hasLength = true)
     {
         if (size == 0) return nullptr;
         FrameLayer layer;
         layer.kind = kind;
         layer.bytes = mFrame.substr(mAt, size);
         layer.isTaken = true;
+        layer.hasLength = hasLength;
         for (const auto& field : kFields) {
             if (field.kind == kind) AddField(layer, field.name, field.offset, field.size, field.bits, field.shift);
         }
@@ -205,8 +207,7 @@ private:
         const bool isFragment = (Number16(6) & 0x3fff) != 0;
         const bool isComplete = length >= size && end <= mEnd;
         const bool isFinal = IsAtFinalDestination(Here(), size);
-        FrameLayer* const layer = Take(LayerKind::Ipv4, size);
-        layer->hasLength = isComplete;
+        FrameLayer* const layer = Take(LayerKind::Ipv4, size, isComplete);
         layer->isFragment = isFragment;
         if (!isComplete) return false;
         Close(end);
@@ -236,8 +237,7 @@ private:
             size += extension;
         }
         const Next next = {Says::Protocol, Byte(protocolAt)};
-        FrameLayer* const layer = Take(LayerKind::Ipv6, size);
-        layer->hasLength = isComplete;
+        FrameLayer* const layer = Take(LayerKind::Ipv6, size, isComplete);
         layer->protocolAt = protocolAt;
         if (!isComplete) return false;
         Close(end);

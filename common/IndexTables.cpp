@@ -23,13 +23,17 @@ namespace {
 
 /// After how many values a list repeats itself: the least number that divides how many there are. By the borders of the
 /// list, of which the longest one tells the least period.
-std::uint64_t RepetitionOf(const ListedExpression& listed, const char* values)
+/// \param order  in which the values are shown; null for that of the list.
+std::uint64_t RepetitionOf(const ListedExpression& listed, const char* values, const IndexOrder* order)
 {
-    const auto isSame = [&](std::size_t left, std::size_t right) {
-        return std::equal(values + left * listed.distance, values + left * listed.distance + listed.size,
-                          values + right * listed.distance);
-    };
     const auto count = static_cast<std::size_t>(listed.turns.count.GetNumber());
+    std::vector<const char*> shown(count);
+    for (std::size_t turn = 0; turn < count; ++turn) {
+        shown[turn] = values + (order ? order->GetIndexAt(turn) : turn) * listed.distance;
+    }
+    const auto isSame = [&](std::size_t left, std::size_t right) {
+        return std::equal(shown[left], shown[left] + listed.size, shown[right]);
+    };
     std::vector<std::size_t> borders(count, 0);
     for (std::size_t i = 1; i < count; ++i) {
         std::size_t border = borders[i - 1];
@@ -48,7 +52,7 @@ void IndexProgramBuilder::AddListed(ListedExpression listed, const IndexOrder* o
     listed.order = AddOrder(order);
     const char* const values = program.tables.data() + listed.first;
     const std::uint64_t count = listed.turns.count.GetNumber();
-    const std::uint64_t turns = RepetitionOf(listed, values);
+    const std::uint64_t turns = RepetitionOf(listed, values, order);
     // An order shows every value; without one, a value may last so long that some are never shown.
     const std::uint64_t shown = listed.order != 0 ? count : listed.turns.Last() + 1;
     const std::uint64_t first = listed.order != 0 ? program.orders[listed.order - 1].GetIndexAt(0) : 0;
@@ -59,7 +63,7 @@ void IndexProgramBuilder::AddListed(ListedExpression listed, const IndexOrder* o
             if (values[turn * listed.distance + i] != text[i]) changing[i] = true;
         }
     }
-    AddExpression(PeriodOf(listed.turns, listed.order != 0 && turns != 1 ? count : turns, false), text.size());
+    AddExpression(PeriodOf(listed.turns, turns, false), text.size());
     program.expressions.back().motion = Motion::Listed;
     program.expressions.back().interval = listed.turns.interval.GetNumber();
     listed.expression = program.expressions.size() - 1;

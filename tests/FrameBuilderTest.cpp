@@ -226,6 +226,11 @@ TEST(FrameBuilder, RefusesWhatCannotBe)
              f.Vary(ByteSpan{36, 2}, 0);
          },
          "Vary: \"bytes@36\" reaches beyond the frame"},
+        {tabled,
+         [](auto& f) {
+             f.Rows({"ipv4.src"}, {{CIpv6Address(7, 1)}, {kHere}});
+         },
+         "Ipv4: src has 4 bytes, and the address 16"},
         {varied,
          [](auto& f) {
              f.Vary(ByteSpan{20, 0}, 0);
@@ -306,6 +311,14 @@ TEST(FrameBuilder, GoesThroughListsAndTables)
     EXPECT_EQ(frame.GetSpan("stamp"), (ByteSpan{50, 8}));
     EXPECT_EQ(frame.GetFlowCount(), 4u);
     EXPECT_EQ(listed, FrameBuilder(frame).Compile());
+    std::set<std::uint64_t> periods; // of two values, in an order that may have them by turns
+    for (std::uint64_t seed = 0; seed < 100; ++seed) {
+        FrameBuilder drawn;
+        const CompiledTemplate order = drawn.Number(Shuffled(OneOf({7, 7, 9, 9}), seed)).Compile();
+        periods.insert(order.GetPeriod());
+        EXPECT_EQ(order.GetPeriod(), ValueAt(order, 0) == ValueAt(order, 2) ? 2u : 4u) << "seed " << seed;
+    }
+    EXPECT_EQ(periods.size(), 2u);
 
     const auto table = [](int last) -> std::vector<std::vector<FrameCell>> {
         return {{1, kHere, 5}, {2, kThere, 5}, {1, kHere, 5}, {1, kHere, last}};
@@ -314,6 +327,11 @@ TEST(FrameBuilder, GoesThroughListsAndTables)
     frame.Rows({"mpls.label", "ipv4.dst", "udp.sport"}, table(6));
     EXPECT_NE(frame.Compile(), other.Rows({"mpls.label", "ipv4.dst", "udp.sport"}, table(7)).Compile());
     EXPECT_EQ(frame.GetFlowCount(), 3u);
+    (other = frame).Rows({"udp.dport"}, {{1}, {2}}).Rows({"ipv4.id"}, {{3}}).Rows({"eth.src"}, {{kSource}});
+    FrameBuilder reversed = frame;
+    reversed.Rows({"eth.src"}, {{kSource}}).Rows({"ipv4.id"}, {{3}}).Rows({"udp.dport"}, {{1}, {2}});
+    EXPECT_EQ(other.Compile(), reversed.Compile());
+    EXPECT_EQ(ValueAt(other.Compile(), 7), ValueAt(reversed.Compile(), 7));
     frame.Cross({"vlan.id", "udp.sport", "udp.dport"});
     EXPECT_EQ(frame.GetFlowCount(), 2u * 3 * 2);
     const CompiledTemplate crossed = frame.Compile();
@@ -423,6 +441,13 @@ TEST(FrameBuilder, TakenPacketsStayAsTheyAre)
         ASSERT_FALSE(HasFailure()) << "round " << round;
     }
     EXPECT_GT(random.accepted, 100);
+
+    FrameBuilder cut; // of a length of 0, as a card gives segments that it has joined
+    cut.Ethernet(kSource, kDestination).Ipv4(kHere, kThere).Bytes("tcp");
+    std::string joined = ValueAt(cut.Compile(), 0).replace(16, 2, 2, '\0').append(70000, 'x');
+    cut = FrameBuilder::FromPacket(reinterpret_cast<const unsigned char*>(joined.data()), joined.size());
+    EXPECT_NO_THROW(cut.Number(1, 4));
+    EXPECT_EQ(cut.GetSize(), joined.size() + 4);
 }
 
 } // namespace
