@@ -19,9 +19,8 @@ namespace zor::common::test {
 
 /// Frames whose expressions stand at known places.
 struct AuditedFrames {
-    explicit AuditedFrames(Random& random)
+    explicit AuditedFrames(Random& random) : text("@h 0102")
     {
-        text = "@h 0102";
         std::size_t size = 2;
         for (std::size_t i = 1 + random.Below(3); i > 0; --i) {
             const std::size_t bytes = 1 + random.Below(4);
