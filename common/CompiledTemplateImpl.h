@@ -19,9 +19,9 @@ namespace zor::common {
 /// It never changes once it is built.
 struct CompiledTemplate::Impl {
     /// \param built  a program that was not compiled from the text; null for one that is.
-    Impl(const std::string& templ, const std::string& opening, const detail::PacketContext& settings,
-         const detail::Variables& values, const std::vector<ChecksumField>& fields,
-         std::shared_ptr<const detail::IndexProgram> built = nullptr);
+    ZOR_COMMON_LOCAL Impl(const std::string& templ, const std::string& opening, const detail::PacketContext& settings,
+                          const detail::Variables& values, const std::vector<ChecksumField>& fields,
+                          std::shared_ptr<const detail::IndexProgram> built = nullptr);
 
     std::string text;
     std::string marker;
