@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -85,8 +86,7 @@ FrameBuilder Ethernet6()
 }
 
 /// Each tunnel, with something that counts inside and outside of it.
-template <class Write>
-void WriteTunnels(Write write)
+void WriteTunnels(const std::function<void(const char*, const FrameBuilder&)>& write)
 {
     const UdpOptions unsummed{false};
     const FrameNumber port = Counting<int>(0xfff0, 0);
