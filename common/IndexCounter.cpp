@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 namespace zor::common::detail {
 
@@ -151,6 +152,24 @@ std::uint64_t CommonPeriod(std::uint64_t left, std::uint64_t right) noexcept
     std::uint64_t period = 0;
     if (left == 0 || right == 0) return 0;
     return __builtin_mul_overflow(left, right / std::gcd(left, right), &period) ? 0 : period;
+}
+
+std::uint64_t InverseOf(std::uint64_t number, std::uint64_t modulus) noexcept
+{
+    // Euclid's algorithm; factors are kept modulo the modulus, as products of them do not fit 64 bits.
+    std::uint64_t larger = modulus;
+    std::uint64_t smaller = number % modulus;
+    std::uint64_t previous = 0;
+    std::uint64_t present = 1 % modulus;
+    while (smaller > 1) {
+        const std::uint64_t quotient = larger / smaller;
+        const auto product = static_cast<std::uint64_t>(Product{quotient} * present % modulus);
+        previous = previous >= product ? previous - product : previous + (modulus - product);
+        std::swap(previous, present);
+        larger -= quotient * smaller;
+        std::swap(larger, smaller);
+    }
+    return present;
 }
 
 } // namespace zor::common::detail

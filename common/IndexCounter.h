@@ -68,6 +68,9 @@ bool StepsAreExact(const HexCounter& counter);
 /// The least common multiple; 0 where that is 2^64 or more, or where one of both is 0.
 std::uint64_t CommonPeriod(std::uint64_t left, std::uint64_t right) noexcept;
 
+/// The number below \a modulus times which \a number is 1 modulo \a modulus, with which it has no common divisor.
+std::uint64_t InverseOf(std::uint64_t number, std::uint64_t modulus) noexcept;
+
 } // namespace zor::common::detail
 
 #endif // ZOR_COMMON_INDEX_COUNTER_H

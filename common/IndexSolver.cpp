@@ -24,25 +24,6 @@ std::uint64_t AlikeTurns(const TurnCycle& cycle)
     return cycle.turns == cycle.unit ? 1 : (cycle.turns - 1) / cycle.unit + 1;
 }
 
-/// The number below \a modulus times which \a number is 1 modulo \a modulus, with which it has no common divisor.
-std::uint64_t InverseOf(std::uint64_t number, std::uint64_t modulus)
-{
-    // Euclid's algorithm; factors are kept modulo the modulus, as products of them do not fit 64 bits.
-    std::uint64_t larger = modulus;
-    std::uint64_t smaller = number % modulus;
-    std::uint64_t previous = 0;
-    std::uint64_t present = 1 % modulus;
-    while (smaller > 1) {
-        const std::uint64_t quotient = larger / smaller;
-        const auto product = static_cast<std::uint64_t>(Product{quotient} * present % modulus);
-        previous = previous >= product ? previous - product : previous + (modulus - product);
-        std::swap(previous, present);
-        larger -= quotient * smaller;
-        std::swap(larger, smaller);
-    }
-    return present;
-}
-
 /// The indexes of a turn: blocks that come back with a period.
 struct Blocks {
     Blocks(const TurnCycle& cycle, std::uint64_t turn) : size(cycle.interval), period(PeriodOf(cycle))

@@ -13,29 +13,11 @@ constexpr std::size_t kLongestNumber = 16; ///< In bytes, that is read as a whol
 
 /// The number times which an odd one is 1 modulo 2^64. Each round doubles the bits that are right, of which an odd number
 /// has three to begin with.
-std::uint64_t InverseOf(std::uint64_t odd)
+std::uint64_t InverseOfOdd(std::uint64_t odd)
 {
     std::uint64_t inverse = odd;
     for (int bits = 3; bits < 64; bits *= 2) inverse *= 2 - odd * inverse;
     return inverse;
-}
-
-/// The number below \a modulus times which \a number is 1 modulo \a modulus, by Euclid's algorithm. Both have no common
-/// divisor; neither is above 2^32.
-std::uint64_t InverseOf(std::uint64_t number, std::uint64_t modulus)
-{
-    std::int64_t previous = 0;
-    std::int64_t present = 1;
-    std::uint64_t larger = modulus;
-    for (std::uint64_t smaller = number % modulus; smaller > 1;) {
-        const std::uint64_t quotient = larger / smaller;
-        previous -= static_cast<std::int64_t>(quotient) * present;
-        std::swap(previous, present);
-        larger -= quotient * smaller;
-        std::swap(larger, smaller);
-    }
-    const std::int64_t inverse = present < 0 ? present + static_cast<std::int64_t>(modulus) : present;
-    return modulus == 1 ? 0 : static_cast<std::uint64_t>(inverse);
 }
 
 /// Reads an address, which is all of the text.
@@ -155,7 +137,7 @@ void TurnReader::SetMotion(const std::vector<BitRun>& runs, std::size_t shownBit
         if (bits > mBits) {
             mSlices = slices;
             mStart = start;
-            mInverse = InverseOf(step | 1);
+            mInverse = InverseOfOdd(step | 1);
             mBits = static_cast<std::uint8_t>(bits);
         }
         slices.clear();

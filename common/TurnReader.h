@@ -22,8 +22,8 @@ struct TurnCycle {
     std::uint64_t interval = 1; ///< How many indexes a turn lasts.
     std::uint64_t turns = 0;    ///< After how many turns the first one is shown again; 0 is 2^64 or more.
     std::uint64_t unit = 0;     ///< Texts tell turns modulo this; 0 is 2^64 or more. Never above \a turns.
-    bool startsApart =
-        false; ///< Whether turn 0 has a text that no other one has, and never comes back without a count.
+    /// Whether turn 0 has a text that no other one has, and never comes back without a count.
+    bool startsApart = false;
     bool hasCount = false;
 };
 
@@ -85,11 +85,6 @@ public:
 
     /// Of a number that starts apart: whether a text is that of turn 0.
     bool IsFirst(const char* text, std::size_t size) const noexcept { return std::string_view(text, size) == mFirst; }
-
-    /// The size of texts of turns other than 0, if all of them have one size.
-    std::size_t GetFullSize() const noexcept { return mFullSize; }
-
-    const std::string& GetFirst() const noexcept { return mFirst; }
 
 private:
     enum class Form : std::uint8_t { BigBytes, LittleBytes, HexDigits, Decimal, Ipv4, Ipv6 };
