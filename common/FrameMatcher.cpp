@@ -200,4 +200,28 @@ FrameMatcher::Likeness FrameMatcher::Compare(const unsigned char* packet, std::s
     });
 }
 
+std::size_t FrameMatcher::CountDifferences(const unsigned char* packet, std::size_t size, std::uint64_t index) const
+{
+    size = std::min(size, mConstants.size());
+    return WithBuffer(mConstants.size(), [&](unsigned char* frame) {
+        Render(index, packet, size, frame);
+        std::size_t count = 0;
+        for (std::size_t at = 0; at < size; ++at) {
+            if (((packet[at] ^ frame[at]) & (mConstants[at] | mChanging[at])) != 0) ++count;
+        }
+        return count;
+    });
+}
+
+bool FrameMatcher::ExcludesFramesOf(const FrameMatcher& other, std::size_t size) const noexcept
+{
+    size = std::min({size, mConstants.size(), other.mConstants.size()});
+    for (std::size_t at = 0; at < size; ++at) {
+        if ((mConstants[at] & other.mConstants[at]) != 0 && mProgram->frame[at] != other.mProgram->frame[at]) {
+            return true;
+        }
+    }
+    return false;
+}
+
 } // namespace zor::common::detail

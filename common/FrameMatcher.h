@@ -44,6 +44,12 @@ public:
     /// \param size  of the packet in bytes; only so many are compared, and no more than the frame has.
     Likeness Compare(const unsigned char* packet, std::size_t size, std::uint64_t index) const;
 
+    /// In how many bytes a packet differs from the frame of an index, with parameters as for Compare().
+    std::size_t CountDifferences(const unsigned char* packet, std::size_t size, std::uint64_t index) const;
+
+    /// Whether no packet of \a size bytes and more can be a frame of both, as a byte that is compared differs.
+    bool ExcludesFramesOf(const FrameMatcher& other, std::size_t size) const noexcept;
+
 private:
     /// Bytes that are compared in one go.
     struct Stretch {

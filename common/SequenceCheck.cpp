@@ -52,7 +52,7 @@ std::vector<TemplateDiagnostic> CheckTemplate(const CompiledTemplate& of)
     std::uint64_t interval = 1; // how many indexes a turn of each counter lasts; 0 where they differ
     std::string repeats;
     for (std::size_t i = 0; i < fields.size(); ++i) {
-        const detail::IndexExpression& expression = of.mImpl->program->expressions[i];
+        const detail::IndexExpression& expression = of.mImpl->read.program->expressions[i];
         const std::uint64_t period = fields[i].period;
         if (period < 2 || period >= kSequence || fields[i].kind == '_') continue;
         repeats +=
@@ -78,7 +78,7 @@ std::vector<TemplateDiagnostic> CheckTemplate(const CompiledTemplate& of)
     }
     if (!of.IsReadable() && !fields.empty()) {
         const std::uint64_t count = of.GetReadableCount();
-        const auto [expression, reason] = WhyUnreadable(of.mImpl->inverse, of.mImpl->program->expressions);
+        const auto [expression, reason] = WhyUnreadable(of.mImpl->read.inverse, of.mImpl->read.program->expressions);
         const TemplateField& field = fields[expression];
         found.push_back({127,
                          TemplateDiagnostic::Severity::Note,
