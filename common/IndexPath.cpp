@@ -162,19 +162,21 @@ std::uint64_t IndexPath::ReadableCount(std::uint64_t inner, std::uint64_t distan
     std::optional<IndexBounds> reach = IndexBounds{};
     std::uint64_t tries = 1;
     bool isInOrder = false;
-    const auto take = [&tries](std::uint64_t factor) {
-        return !__builtin_mul_overflow(tries, factor, &tries) && tries <= kMaxTries;
+    const auto take = [&tries](std::uint64_t more) { // more than one
+        if (more >= kMaxTries) return false;
+        tries *= more + 1; // both are at most 65536
+        return tries <= kMaxTries;
     };
     for (const std::shared_ptr<const TrafficPlace>& place : mPlaces) {
         const IndexOrder* const order = place->GetOrder();
         if (order) { // rounds of the outermost one need no tries
-            if (isInOrder && order->GetSize() != 0 && !take(reach->last / order->GetSize() + 1)) return 0;
+            if (isInOrder && order->GetSize() != 0 && !take(reach->last / order->GetSize())) return 0;
             isInOrder = true;
         }
         reach = order ? IndexBounds{0, order->GetSize() - 1} : place->InnerOf(*reach);
         if (!reach) return kAll;
     }
-    if (isInOrder && distance != 0 && !take((reach->last - reach->first) / distance + 1)) return 0;
+    if (isInOrder && distance != 0 && !take((reach->last - reach->first) / distance)) return 0;
     std::uint64_t count = inner;
     for (auto place = mPlaces.rbegin(); place != mPlaces.rend(); ++place) {
         const IndexOrder* const order = (*place)->GetOrder();

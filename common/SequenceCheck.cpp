@@ -40,10 +40,34 @@ std::pair<std::size_t, const char*> WhyUnreadable(const detail::IndexInverse& in
             "counters that repeat their values leave more than 65536 indexes to try."};
 }
 
+/// Of a template made of templates.
+std::vector<TemplateDiagnostic> CheckParts(const CompiledTemplate& of, const detail::TrafficPlan& plan)
+{
+    std::vector<TemplateDiagnostic> found;
+    bool areReadable = true;
+    for (const CompiledTemplate& part : plan.GetParts()) {
+        const std::vector<TemplateDiagnostic> more = CheckTemplate(part);
+        found.insert(found.end(), more.begin(), more.end());
+        areReadable = areReadable && part.IsReadable();
+    }
+    if (areReadable && !of.IsReadable()) {
+        found.push_back(
+            {127,
+             TemplateDiagnostic::Severity::Note,
+             0,
+             0,
+             "The index cannot be told from a value, because more than 65536 positions of the order show the "
+             "same one.",
+             {}});
+    }
+    return found;
+}
+
 } // namespace
 
 std::vector<TemplateDiagnostic> CheckTemplate(const CompiledTemplate& of)
 {
+    if (of.mImpl->traffic) return CheckParts(of, *of.mImpl->traffic);
     constexpr std::uint64_t kSequence = std::uint64_t{1} << 32;
     const std::vector<TemplateField> fields = of.GetFields();
     std::vector<TemplateDiagnostic> found;
