@@ -136,14 +136,6 @@ bool AuditLeaf::IsQuick() const noexcept
     return mWhole.inverse->IsQuick() && !mWhole.hasOthers && (mPath.IsWhole() || mSetup->range.every == 1);
 }
 
-bool AuditLeaf::IsAt(const unsigned char* packet, std::uint64_t inner) const
-{
-    std::uint64_t residue = 0;
-    return mWhole.isUsable && mMatcher->HasConstants(packet) && mWhole.inverse->ReadQuickly(packet, residue) &&
-           ResidueSearch{residue, mWhole.inverse->GetQuickModulus()}.Suits(inner) &&
-           mMatcher->HasChanging(packet, inner);
-}
-
 /// The index of a residue that is nearest to a position, where the template is the whole. Any index of the packet has the
 /// residue, so if this is one, it is the nearest one.
 bool AuditLeaf::FindInWhole(std::uint64_t residue, std::uint64_t next, std::uint64_t& index) const
@@ -315,7 +307,8 @@ std::optional<PlacedIndex> AuditLeaf::FindValue(std::string_view packet, std::ui
     return mSetup->IsNearer(up->outer, down->outer, next) ? up : down;
 }
 
-AuditReader::AuditReader(const std::shared_ptr<const AuditSetup>& setup) : mSetup(setup)
+AuditReader::AuditReader(const std::shared_ptr<const AuditSetup>& setup)
+    : mSetup(setup), mPlan(TrafficPlan::PlanOf(setup->of))
 {
     const std::vector<TrafficLeaf> leaves = TrafficPlan::LeavesOf(setup->of);
     std::vector<std::size_t> order;
@@ -369,19 +362,21 @@ bool AuditReader::IsCertain() const noexcept
            std::all_of(mLeaves.begin(), mLeaves.end(), [](const AuditLeaf& leaf) { return leaf.IsCertain(); });
 }
 
-/// Whether a packet is the one at a position, in traffic.
+/// Whether a packet is surely the one at a position.
 bool AuditReader::FindExpected(const unsigned char* packet, std::size_t size, std::uint64_t next,
                                std::uint64_t& index) const
 {
     if (next >= mSetup->range.count) return false;
     index = mSetup->range.first + next * mSetup->range.every;
-    const TrafficPlan::Shown shown = TrafficPlan::PlanOf(mSetup->of)->At(index);
+    const TrafficPlan::Shown shown = mPlan ? mPlan->At(index) : TrafficPlan::Shown{0, index};
     const std::size_t place = mPlaces[shown.leaf];
     if (place >= mFixedCount) return false;
-    const std::size_t full = mLeaves[place].GetProgram().frame.size();
+    const AuditLeaf& leaf = mLeaves[place];
+    const std::size_t full = leaf.GetProgram().frame.size();
     // Of templates that are not apart, one with a shorter trailer goes first.
     const bool isOfSize = size == full || (mAreApart && size > full && size - full <= mSetup->options.trailer);
-    return isOfSize && mLeaves[place].IsAt(packet, shown.index);
+    return isOfSize && leaf.IsReadable() && leaf.GetMatcher().HasConstants(packet) &&
+           leaf.GetMatcher().IsFrameAt(packet, shown.index);
 }
 
 /// Keeps the better one of two.
@@ -472,13 +467,7 @@ FoundPacket AuditReader::FindAny(const unsigned char* packet, std::size_t size, 
 FoundPacket AuditReader::Find(const unsigned char* packet, std::size_t size, std::uint64_t next)
 {
     FoundPacket found = {FrameMatcher::Likeness::Same, 0, 0};
-    if (TrafficPlan::PlanOf(mSetup->of))
-        return FindExpected(packet, size, next, found.index) ? found : FindAny(packet, size, next);
-    if (mFixedCount != 0 && size >= mGroups[0].size && size - mGroups[0].size <= mSetup->options.trailer) {
-        PlacedIndex at;
-        if (mLeaves[0].FindQuickly(packet, next, at)) return {FrameMatcher::Likeness::Same, at.inner, at.outer};
-    }
-    return FindAny(packet, size, next);
+    return FindExpected(packet, size, next, found.index) ? found : FindAny(packet, size, next);
 }
 
 } // namespace zor::common::detail

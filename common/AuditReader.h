@@ -78,8 +78,8 @@ public:
     /// Whether a frame without fault that is not found by FindQuickly() is none of the template.
     bool IsQuick() const noexcept;
 
-    /// Whether a frame without fault is that of an index, which is found fast.
-    bool IsAt(const unsigned char* packet, std::uint64_t inner) const;
+    /// Whether packets that were not cut can be found at all.
+    bool IsReadable() const noexcept { return mWhole.isUsable; }
 
     /// Finds the index of a frame without fault that is nearest to a position, if that can be done fast.
     bool FindQuickly(const unsigned char* packet, std::uint64_t next, PlacedIndex& found) const;
@@ -150,6 +150,7 @@ private:
     FoundPacket FindAny(const unsigned char* packet, std::size_t size, std::uint64_t next);
 
     std::shared_ptr<const AuditSetup> mSetup;
+    const TrafficPlan* mPlan;         ///< Of the setup; null for a template with a program.
     std::vector<AuditLeaf> mLeaves;   ///< Those of fixed size, the largest ones first, and then the others.
     std::vector<std::size_t> mPlaces; ///< For each leaf of the traffic, its place in these.
     std::vector<Group> mGroups;       ///< Of those of fixed size.
