@@ -141,7 +141,20 @@ private:
         std::size_t end;
     };
 
+    /// Values from a position on, for packets that come in order.
+    struct Ahead {
+        std::uint64_t first = 0;
+        std::size_t count = 0;
+        std::vector<unsigned char> bytes;
+        std::vector<std::uint32_t> sizes;
+    };
+    static constexpr std::size_t kMaxAhead = 32;
+    static constexpr std::size_t kMaxAheadSize = 512; ///< Longer frames take longer to render than to read.
+    static constexpr unsigned int kStreak = 8;        ///< Packets in order before others are looked at ahead.
+
     bool AreApart(const AuditLeaf& left, const AuditLeaf& right) const;
+    void LookAhead(std::uint64_t next);
+    bool IsAhead(const unsigned char* packet, std::size_t size, std::uint64_t next) const noexcept;
     bool FindExpected(const unsigned char* packet, std::size_t size, std::uint64_t next, std::uint64_t& index) const;
     void Take(FoundPacket& best, const FoundPacket& found, std::uint64_t next) const;
     void FindInGroup(const Group& group, const unsigned char* packet, std::size_t size, std::uint64_t next,
@@ -155,7 +168,10 @@ private:
     std::vector<std::size_t> mPlaces; ///< For each leaf of the traffic, its place in these.
     std::vector<Group> mGroups;       ///< Of those of fixed size.
     std::size_t mFixedCount = 0;      ///< How many have a fixed size.
-    bool mAreApart = true;            ///< Whether no packet may be of two leaves.
+    Ahead mAhead;
+    unsigned int mStreak = 0;  ///< Packets that were found where they were expected, one after the other.
+    bool mMayLookAhead = true; ///< Whether packets are equal to what is rendered.
+    bool mAreApart = true;     ///< Whether no packet may be of two leaves.
 };
 
 } // namespace zor::common::detail
