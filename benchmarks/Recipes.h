@@ -21,12 +21,14 @@ using namespace zor::common::literals;
 inline const CMacAddress kTester(0x020000000001);
 inline const CMacAddress kDevice(0x0200000000fe);
 inline const CIpAddress kServer(192, 168, 0, 1);
+inline const CIpAddress kNear(10, 0, 0, 1);
+inline const CIpAddress kFar(10, 0, 0, 2);
 
 // 1. One flow with a sequence number, in frames of 64 bytes.
 inline CompiledTemplate OneFlow()
 {
     FrameBuilder frame;
-    frame.Ethernet(kTester, kDevice).Ipv4(CIpAddress(10, 0, 0, 1), kServer).Udp(1024, 53);
+    frame.Ethernet(kTester, kDevice).Ipv4(kNear, kServer).Udp(1024, 53);
     frame.Number(Counting(0u, 0)).PadTo(64);
     return frame.Compile();
 }
@@ -35,7 +37,7 @@ inline CompiledTemplate OneFlow()
 inline CompiledTemplate CrossedFlows()
 {
     FrameBuilder frame;
-    frame.Ethernet(kTester, kDevice).Ipv4(Counting(CIpAddress(10, 0, 0, 1), 250), kServer);
+    frame.Ethernet(kTester, kDevice).Ipv4(Counting(kNear, 250), kServer);
     frame.Udp(Counting<std::uint16_t>(1024, 40000), 53).PadTo(64);
     frame.Cross({"ipv4.src", "udp.sport"});
     return frame.Compile();
@@ -46,7 +48,7 @@ inline CompiledTemplate Imix()
 {
     const auto ofSize = [](std::size_t size) {
         FrameBuilder frame;
-        frame.Ethernet(kTester, kDevice).Ipv4(Counting(CIpAddress(10, 0, 0, 1), 250), kServer);
+        frame.Ethernet(kTester, kDevice).Ipv4(Counting(kNear, 250), kServer);
         return frame.Udp(1024, 53).Number(Counting(0u, 0)).PadTo(size).Compile();
     };
     return Mix({{ofSize(64), 7}, {ofSize(570), 4}, {ofSize(1518), 1}});
@@ -58,7 +60,7 @@ inline CompiledTemplate BenchmarkSizes()
     std::vector<std::pair<CompiledTemplate, std::uint64_t>> trials;
     for (const std::size_t size : {64, 128, 256, 512, 1024, 1280, 1518}) {
         FrameBuilder frame;
-        frame.Ethernet(kTester, kDevice).Ipv4(CIpAddress(10, 0, 0, 1), kServer).Udp(1024, 53);
+        frame.Ethernet(kTester, kDevice).Ipv4(kNear, kServer).Udp(1024, 53);
         trials.emplace_back(frame.Number(Counting(0u, 0)).PadTo(size).Compile(), 1250000 / (size + 20));
     }
     return Joined(trials);
@@ -89,9 +91,7 @@ inline CompiledTemplate TableRows()
 inline CompiledTemplate Vxlan()
 {
     FrameBuilder frame;
-    frame.Ethernet(kTester, kDevice)
-        .Ipv4(CIpAddress(10, 0, 0, 1), CIpAddress(10, 0, 0, 2))
-        .Udp(49152, UdpOptions{false});
+    frame.Ethernet(kTester, kDevice).Ipv4(kNear, kFar).Udp(49152, UdpOptions{false});
     frame.Vxlan(Counting<std::uint32_t>(5000, 1000));
     frame.Ethernet(kTester, kDevice).Ipv4(Counting(CIpAddress(10, 1, 0, 1), 250), kServer).Udp(1024, 53);
     frame.Number(Counting(0u, 0)).PadTo(128);
@@ -102,7 +102,7 @@ inline CompiledTemplate Vxlan()
 inline CompiledTemplate MobileTunnels()
 {
     FrameBuilder frame;
-    frame.Ethernet(kTester, kDevice).Ipv4(CIpAddress(10, 0, 0, 1), CIpAddress(10, 0, 0, 2)).Udp(2152);
+    frame.Ethernet(kTester, kDevice).Ipv4(kNear, kFar).Udp(2152);
     frame.GtpU(Counting<std::uint32_t>(1, 1000000));
     frame.Ipv4(Counting(CIpAddress(10, 64, 0, 0), 1000000), kServer).Udp(1024, 53);
     return frame.Number(Counting(0u, 0)).PadTo(128).Compile();
@@ -115,7 +115,7 @@ inline CompiledTemplate StackedTags()
     service.tagType = 0x88a8;
     FrameBuilder frame;
     frame.Ethernet(kTester, kDevice).Vlan(Counting<std::uint16_t>(1, 16), service);
-    frame.Vlan(Counting<std::uint16_t>(1, 4094)).Ipv4(CIpAddress(10, 0, 0, 1), kServer).Udp(1024, 53);
+    frame.Vlan(Counting<std::uint16_t>(1, 4094)).Ipv4(kNear, kServer).Udp(1024, 53);
     frame.Number(Counting(0u, 0)).PadTo(68);
     return frame.Cross({"vlan#2.id", "vlan.id"}).Compile();
 }
@@ -124,7 +124,7 @@ inline CompiledTemplate StackedTags()
 inline CompiledTemplate FromCapture(const unsigned char* packet, std::size_t size)
 {
     FrameBuilder frame = FrameBuilder::FromPacket(packet, size);
-    frame.Vary("ipv4.src", Counting(CIpAddress(10, 0, 0, 1), 0));
+    frame.Vary("ipv4.src", Counting(kNear, 0));
     frame.Vary("udp.sport", Counting<std::uint16_t>(1024, 60000));
     frame.Vary("ipv4.id", Counting<std::uint16_t>(0, 0));
     return frame.Compile();
@@ -134,14 +134,15 @@ inline CompiledTemplate FromCapture(const unsigned char* packet, std::size_t siz
 inline CompiledTemplate Handshakes()
 {
     const Counting clients(CIpAddress(10, 0, 0, 0), 1000000);
-    const auto packet = [&clients](unsigned char flags, bool isAnswer) {
+    std::vector<std::pair<CompiledTemplate, std::uint32_t>> packets;
+    for (std::size_t i = 0; i < 6; ++i) {
+        const std::uint8_t flags[] = {0x02, 0x12, 0x10, 0x10, 0x11, 0x11};
         FrameBuilder frame;
-        if (isAnswer) frame.Ethernet(kDevice, kTester).Ipv4(kServer, clients).Tcp(80, 1024, {0, 1, flags});
-        if (!isAnswer) frame.Ethernet(kTester, kDevice).Ipv4(clients, kServer).Tcp(1024, 80, {0, 1, flags});
-        return std::pair(frame.PadTo(64).Compile(), 1u);
-    };
-    return Mix(
-        {packet(2, false), packet(18, true), packet(16, false), packet(16, true), packet(17, false), packet(17, true)});
+        if (i % 2 == 0) frame.Ethernet(kTester, kDevice).Ipv4(clients, kServer).Tcp(1024, 80, {0, 1, flags[i]});
+        if (i % 2 == 1) frame.Ethernet(kDevice, kTester).Ipv4(kServer, clients).Tcp(80, 1024, {0, 1, flags[i]});
+        packets.emplace_back(frame.PadTo(64).Compile(), 1);
+    }
+    return Mix(packets);
 }
 
 /// Frames into which a sender writes when each one is sent.
@@ -155,7 +156,7 @@ struct Stamped {
 inline Stamped TimeStamps()
 {
     FrameBuilder frame;
-    frame.Ethernet(kTester, kDevice).Ipv4(CIpAddress(10, 0, 0, 1), kServer).Udp(1024, 53);
+    frame.Ethernet(kTester, kDevice).Ipv4(kNear, kServer).Udp(1024, 53);
     frame.Number(Counting(0u, 0)).Hole("stamp", 8).PadTo(64);
     return {frame.Compile(), frame.GetSpan("stamp"), frame.GetChecksums().back()};
 }
