@@ -1,5 +1,7 @@
 #include "AuditReader.h"
 
+#include "IndexBatch.h"
+
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
@@ -80,6 +82,8 @@ AuditLeaf::AuditLeaf(const std::shared_ptr<const AuditSetup>& setup, const Traff
     } else {
         mMatcher = std::make_shared<const FrameMatcher>(program, *mWhole.inverse, setup->options.ignored);
     }
+    mMayLookAhead = mWhole.isUsable && size != 0 && program.holes.empty() && setup->options.ignored.empty() &&
+                    !mPath.HasOrder() && (mPath.IsWhole() || setup->range.every == 1);
     const std::size_t least = setup->options.leastSize;
     if (least != 0 && least < size) mIsCutCertain = MakeReading(least).isCertain;
 }
@@ -135,6 +139,32 @@ const AuditLeaf::Reading* AuditLeaf::ReadingOfCut(std::size_t size)
 bool AuditLeaf::IsQuick() const noexcept
 {
     return mWhole.inverse->IsQuick() && !mWhole.hasOthers && (mPath.IsWhole() || mSetup->range.every == 1);
+}
+
+void AuditLeaf::LookAhead(std::uint64_t first)
+{
+    const IndexProgram& program = *mOf->program;
+    const std::size_t size = program.frame.size();
+    const bool isPatch = !mAhead.frames.empty();
+    if (!isPatch) mAhead.frames.resize(size * std::clamp(kAheadBytes / size, kMinAhead, kMaxAhead));
+    const IndexRange& range = mSetup->range;
+    const std::size_t count = mAhead.frames.size() / size;
+    const IndexRange indexes = mPath.IsWhole() ? IndexRange{range.first + first * range.every, count, range.every}
+                                               : IndexRange{first, count, 1};
+    WriteFrames(program, indexes, count, FrameBuffers(mAhead.frames.data(), size), isPatch);
+    mAhead.first = first;
+    mAhead.count = count;
+}
+
+bool AuditLeaf::IsFrameAt(const unsigned char* packet, std::uint64_t inner, std::uint64_t position, bool isInOrder)
+{
+    const std::uint64_t place = mPath.IsWhole() ? position : inner;
+    if (isInOrder && mMayLookAhead && place - mAhead.first >= mAhead.count) LookAhead(place);
+    if (place - mAhead.first < mAhead.count) {
+        const std::size_t size = mOf->program->frame.size();
+        return std::memcmp(packet, mAhead.frames.data() + (place - mAhead.first) * size, size) == 0;
+    }
+    return mWhole.isUsable && mMatcher->HasConstants(packet) && mMatcher->IsFrameAt(packet, inner);
 }
 
 /// The index of a residue that is nearest to a position, where the template is the whole. Any index of the packet has the
@@ -331,10 +361,6 @@ AuditReader::AuditReader(const std::shared_ptr<const AuditSetup>& setup)
         if (mGroups.empty() || mGroups.back().size != size) mGroups.push_back({size, mFixedCount, mFixedCount});
         mGroups.back().end = ++mFixedCount;
     }
-    mMayLookAhead = setup->options.ignored.empty() && setup->of.GetMaxSize() <= kMaxAheadSize;
-    for (const AuditLeaf& leaf : mLeaves) {
-        mMayLookAhead = mMayLookAhead && leaf.IsReadable() && leaf.GetProgram().holes.empty();
-    }
     mAreApart = mLeaves.size() <= kMaxCompared;
     for (std::size_t i = 1; i < mLeaves.size() && mAreApart; ++i) {
         for (std::size_t k = 0; k < i && mAreApart; ++k) mAreApart = AreApart(mLeaves[i], mLeaves[k]);
@@ -368,20 +394,18 @@ bool AuditReader::IsCertain() const noexcept
 }
 
 /// Whether a packet is surely the one at a position.
-bool AuditReader::FindExpected(const unsigned char* packet, std::size_t size, std::uint64_t next,
-                               std::uint64_t& index) const
+bool AuditReader::FindExpected(const unsigned char* packet, std::size_t size, std::uint64_t next, std::uint64_t& index)
 {
     if (next >= mSetup->range.count) return false;
     index = mSetup->range.first + next * mSetup->range.every;
     const TrafficPlan::Shown shown = mPlan ? mPlan->At(index) : TrafficPlan::Shown{0, index};
     const std::size_t place = mPlaces[shown.leaf];
     if (place >= mFixedCount) return false;
-    const AuditLeaf& leaf = mLeaves[place];
+    AuditLeaf& leaf = mLeaves[place];
     const std::size_t full = leaf.GetProgram().frame.size();
     // Of templates that are not apart, one with a shorter trailer goes first.
     const bool isOfSize = size == full || (mAreApart && size > full && size - full <= mSetup->options.trailer);
-    return isOfSize && leaf.IsReadable() && leaf.GetMatcher().HasConstants(packet) &&
-           leaf.GetMatcher().IsFrameAt(packet, shown.index);
+    return isOfSize && leaf.IsFrameAt(packet, shown.index, next, mStreak >= kStreak && mLeaves.size() <= kMaxAheadLeaves);
 }
 
 /// Keeps the better one of two.
@@ -469,44 +493,10 @@ FoundPacket AuditReader::FindAny(const unsigned char* packet, std::size_t size, 
     return best;
 }
 
-/// Renders the values from a position on.
-void AuditReader::LookAhead(std::uint64_t next)
-{
-    const std::size_t size = mSetup->of.GetMaxSize();
-    mAhead.count = 0;
-    mAhead.bytes.resize(kMaxAhead * size);
-    mAhead.sizes.resize(kMaxAhead);
-    const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(kMaxAhead, mSetup->range.count - next));
-    const IndexRange& range = mSetup->range;
-    mSetup->of.RenderFrames(IndexRange{range.first + next * range.every, count, range.every},
-                            FrameBuffers(mAhead.bytes.data(), size), size, mAhead.sizes.data());
-    mAhead.first = next;
-    mAhead.count = count;
-}
-
-/// Whether a packet is the one at a position that was looked at ahead.
-bool AuditReader::IsAhead(const unsigned char* packet, std::size_t size, std::uint64_t next) const noexcept
-{
-    const auto place = static_cast<std::size_t>(next - mAhead.first);
-    const std::size_t full = mAhead.sizes[place];
-    const bool isOfSize = size == full || (mAreApart && mFixedCount == mLeaves.size() && size > full &&
-                                           size - full <= mSetup->options.trailer); // see FindExpected()
-    const std::size_t stride = mAhead.bytes.size() / kMaxAhead;
-    return isOfSize && std::memcmp(packet, mAhead.bytes.data() + place * stride, full) == 0;
-}
-
-/// To compare with rendered frames halves the time of packets that come in order.
 FoundPacket AuditReader::Find(const unsigned char* packet, std::size_t size, std::uint64_t next)
 {
     FoundPacket found = {FrameMatcher::Likeness::Same, 0, 0};
-    const bool wasInOrder = mStreak >= kStreak && mMayLookAhead && next < mSetup->range.count;
-    if (wasInOrder && next - mAhead.first >= mAhead.count) LookAhead(next);
-    if (next - mAhead.first < mAhead.count) {
-        if (IsAhead(packet, size, next)) {
-            found.index = mSetup->range.first + next * mSetup->range.every;
-            return found;
-        }
-    } else if (FindExpected(packet, size, next, found.index)) {
+    if (FindExpected(packet, size, next, found.index)) {
         ++mStreak;
         return found;
     }

@@ -81,6 +81,10 @@ public:
     /// Whether packets that were not cut can be found at all.
     bool IsReadable() const noexcept { return mWhole.isUsable; }
 
+    /// Whether a packet of the size of the frame is surely the one of an index of the range, which is at a position.
+    /// \param isInOrder  whether those behind it will probably be asked for next.
+    bool IsFrameAt(const unsigned char* packet, std::uint64_t inner, std::uint64_t position, bool isInOrder);
+
     /// Finds the index of a frame without fault that is nearest to a position, if that can be done fast.
     bool FindQuickly(const unsigned char* packet, std::uint64_t next, PlacedIndex& found) const;
 
@@ -103,6 +107,19 @@ private:
     /// The most indexes that the searches for one packet try together, beyond the first one each way.
     static constexpr std::uint64_t kMaxSearchTries = 16 * IndexSolver::kMaxTries;
 
+    /// Frames of indexes that follow each other. To compare with them halves the time of packets that come in order: 12 ns
+    /// in place of 22 for 64 bytes. They are patched from one batch to the next.
+    struct Ahead {
+        std::uint64_t first = 0; ///< A position, or an index of a part.
+        std::size_t count = 0;
+        std::vector<unsigned char> frames;
+    };
+    static constexpr std::size_t kMinAhead = 8;
+    static constexpr std::size_t kMaxAhead = 32;
+    static constexpr std::size_t kAheadBytes = 8192;
+
+    void LookAhead(std::uint64_t first);
+
     Reading MakeReading(std::size_t size) const;
     const Reading* ReadingOfCut(std::size_t size);
     bool FindInWhole(std::uint64_t residue, std::uint64_t next, std::uint64_t& index) const;
@@ -120,7 +137,9 @@ private:
     std::map<std::size_t, Reading> mCut;          ///< Of others, by how many expressions they hold.
     std::shared_ptr<const FrameMatcher> mMatcher; ///< Of a program of fixed size.
     bool mIsCutCertain = true;
-    std::string mValue; ///< To be compared, kept for its memory.
+    Ahead mAhead;
+    bool mMayLookAhead = false; ///< Whether packets are equal to what is rendered, and follow each other.
+    std::string mValue;         ///< To be compared, kept for its memory.
 };
 
 /// Finds packets among the values of any template.
@@ -141,21 +160,11 @@ private:
         std::size_t end;
     };
 
-    /// Values from a position on, for packets that come in order.
-    struct Ahead {
-        std::uint64_t first = 0;
-        std::size_t count = 0;
-        std::vector<unsigned char> bytes;
-        std::vector<std::uint32_t> sizes;
-    };
-    static constexpr std::size_t kMaxAhead = 32;
-    static constexpr std::size_t kMaxAheadSize = 512; ///< Longer frames take longer to render than to read.
-    static constexpr unsigned int kStreak = 8;        ///< Packets in order before others are looked at ahead.
+    static constexpr unsigned int kStreak = 8;         ///< Packets in order before others are looked at ahead.
+    static constexpr std::size_t kMaxAheadLeaves = 64; ///< Each of which keeps some frames.
 
     bool AreApart(const AuditLeaf& left, const AuditLeaf& right) const;
-    void LookAhead(std::uint64_t next);
-    bool IsAhead(const unsigned char* packet, std::size_t size, std::uint64_t next) const noexcept;
-    bool FindExpected(const unsigned char* packet, std::size_t size, std::uint64_t next, std::uint64_t& index) const;
+    bool FindExpected(const unsigned char* packet, std::size_t size, std::uint64_t next, std::uint64_t& index);
     void Take(FoundPacket& best, const FoundPacket& found, std::uint64_t next) const;
     void FindInGroup(const Group& group, const unsigned char* packet, std::size_t size, std::uint64_t next,
                      FoundPacket& best);
@@ -168,10 +177,8 @@ private:
     std::vector<std::size_t> mPlaces; ///< For each leaf of the traffic, its place in these.
     std::vector<Group> mGroups;       ///< Of those of fixed size.
     std::size_t mFixedCount = 0;      ///< How many have a fixed size.
-    Ahead mAhead;
-    unsigned int mStreak = 0;  ///< Packets that were found where they were expected, one after the other.
-    bool mMayLookAhead = true; ///< Whether packets are equal to what is rendered.
-    bool mAreApart = true;     ///< Whether no packet may be of two leaves.
+    unsigned int mStreak = 0;         ///< Packets that were found where they were expected, one after the other.
+    bool mAreApart = true;            ///< Whether no packet may be of two leaves.
 };
 
 } // namespace zor::common::detail

@@ -22,11 +22,11 @@ struct AuditOptions {
     /// Bytes that devices on the way may change: TTL, addresses, checksums, holes. They are not compared, and an expression
     /// with one of them takes no part in finding the index; its other bytes are compared. Where the others leave several
     /// indexes, up to 65,536 of them are compared, the nearest to the expected one first. What reaches beyond the frame is
-    /// cut. Not for templates of varying size.
+    /// cut. Not for templates of varying size; a mix of frames of several sizes may have them.
     std::vector<ByteSpan> ignored;
 
     /// The least size in bytes of a packet that was cut. It is compared as far as it goes; without the bytes that tell the
-    /// index it is foreign. 0 takes no cut packets. For templates of fixed size.
+    /// index it is foreign. 0 takes no cut packets. For templates of fixed size, and mixes of these.
     std::size_t leastSize = 0;
 
     /// Up to how many bytes may follow the value, such as a frame check sequence or padding. They are not compared.
@@ -50,7 +50,8 @@ struct AuditOptions {
 /// that no value does. Packets that were sent in another order than that of the range count as Late, although nothing on the
 /// way has reordered them.
 ///
-/// Memory holds one bit for each position, in pages of 4 KiB for 32,768 positions; pages without packets take none.
+/// Memory holds one bit for each position, in pages of 4 KiB for 32,768 positions; pages without packets take none. Beside
+/// these, up to 32 frames of a template are kept, to be compared with the packets to come.
 ///
 /// Distinct objects may be used in distinct threads, also for one template; one object serves one thread at a time.
 class ZOR_COMMON_API SequenceAudit {

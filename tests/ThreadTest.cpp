@@ -11,6 +11,8 @@
 #include <common/Ipv6Address.h>
 #include <common/Lcm.h>
 #include <common/MacroExpander.h>
+#include <common/SequenceAudit.h>
+#include <common/Traffic.h>
 #include <common/Wildcards.h>
 #include <common/WorldWideName.h>
 
@@ -113,6 +115,7 @@ TEST(Threads, OneCompiledTemplateForAll)
 {
     const CompiledTemplate compiled("@h 0102 @$(0A000001,9,00000001,big) @m(1) @x(1,7,1,3,2) @$(ff,0,01,mac,1,0f)");
     const std::size_t size = compiled.GetMaxSize();
+    const CompiledTemplate traffic = Mix({{compiled, 2}, {Shuffled(compiled, IndexOrder(500, 1)), 1}});
     constexpr std::size_t kFrames = 700;
     const auto use = [&](std::uint64_t part) {
         CompiledTemplate copy("");
@@ -123,7 +126,12 @@ TEST(Threads, OneCompiledTemplateForAll)
         std::string value(reinterpret_cast<const char*>(ring.data()), ring.size()), last;
         compiled.GetValueAt(range.first + kFrames - 1, last);
         EXPECT_EQ(value.substr(value.size() - size), last);
-        return value + std::to_string(copy.GetPeriod() + copy.GetChangingSpans().size());
+        EXPECT_TRUE(traffic.RenderFrames(range, {ring.data(), size}));
+        SequenceAudit audit(traffic, range); // its own, of the shared template
+        for (std::size_t k = 0; k < kFrames; ++k) audit.Add(ring.data() + k * size, size);
+        value.append(reinterpret_cast<const char*>(ring.data()), ring.size());
+        value += std::to_string(traffic.FindIndex(ring.data(), size).value_or(0));
+        return value + std::to_string(copy.GetPeriod() + audit.GetCounts().inOrder);
     };
     std::string results[8];
     OnThreads([&](unsigned int thread) { results[thread] = use(thread); }, 8);
