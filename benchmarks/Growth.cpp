@@ -14,7 +14,9 @@
 #include <common/Integer.h>
 #include <common/Ipv6Address.h>
 #include <common/MacroExpander.h>
+#include <common/SequenceAudit.h>
 #include <common/TemplateCheck.h>
+#include <common/Traffic.h>
 #include <common/Wildcards.h>
 #include <common/WorldWideName.h>
 
@@ -216,6 +218,21 @@ const std::vector<Group> kGroups = {
        }}},
      {{"text"}, {"a"}},
      8192},
+    {{{"traffic of many parts",
+       [](auto& text) {
+           const CompiledTemplate part("@x(0,6,1)");
+           std::vector<std::pair<CompiledTemplate, std::uint32_t>> weighted;
+           for (std::size_t i = 0; i < text.size() / 16; ++i) weighted.emplace_back(part, 1 + i % 5);
+           const Count count;
+           const CompiledTemplate traffic = Shuffled(Joined({{Mix(weighted), 99}, {part, 1}}), IndexOrder(300, 1));
+           SequenceAudit audit(traffic, {0, 9});
+           std::string value;
+           traffic.GetValueAt(5, value);
+           audit.Add(value);
+           if (!traffic.FindIndex(value)) throw std::logic_error("values are lost");
+           Diagram(traffic, DiagramStyle::Rfc);
+       }}},
+     {{"text"}}},
     {{{"200 lengths",
        [](auto& text) {
            std::string all;

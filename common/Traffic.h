@@ -25,7 +25,7 @@ namespace zor::common {
 ///
 /// The result is a CompiledTemplate like any other: immutable, shared by its copies, for any number of threads. What it is
 /// made of is shared, too. What its members say of it:
-/// - GetPeriod() is 0 for 2^64 and more. Below 4,096 it is the least period of the values; above, values that two parts
+/// - GetPeriod() is 0 for 2^64 and more. Up to 4,096 it is the least period of the values; above, values that two parts
 ///   have in common may repeat sooner.
 /// - IsFixedSize() is true if all parts that are shown have one size in common. PatchFrames() then writes literal text as
 ///   well, where that of the parts differs, and GetChangingSpans() has it.
@@ -38,8 +38,8 @@ namespace zor::common {
 ///   in the part's own text and value, and the period counts indexes of the whole.
 /// - Two are equal if they are made in the same way of equal parts.
 ///
-/// Templates made of templates may be parts in turn. They may be 16 deep, with 65,536 templates in all, each counted
-/// as often as it is part of something. Beyond that std::invalid_argument is raised.
+/// The result may be a part in turn, up to 16 levels deep. All levels together may have 65,536 templates that are made of
+/// no others, each counted as often as it is a part. Beyond that std::invalid_argument is raised.
 /// \{
 
 /// Templates by weight.
