@@ -118,8 +118,7 @@ public:
         return false;
     }
 
-    /// Reading up to white space and then seeking back to the delimiter in what was read ends where stopping at
-    /// the delimiter does, which reads nothing twice.
+    /// Stops at the delimiter. A stream would read on to white space and seek back to the same place.
     bool Word(std::string_view& word)
     {
         if (AtEnd()) return false;

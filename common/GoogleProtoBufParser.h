@@ -100,8 +100,7 @@ public:
     ///
     /// \param path      opened as the platform does: a directory opens and holds nothing.
     /// \param messages  appended to, never cleared.
-    /// \return          false if the file cannot be opened; true in every other case, be it that no message
-    ///                  was found.
+    /// \return          false if the file cannot be opened; true in every other case, even if it has no message.
     bool readProtoFile(const std::string& path, std::vector<CGoogleProtoBufMessageInfo>& messages);
 
     /// The same, and says what was left out and why: each block and the field in it that cannot be read, where reading

@@ -4,9 +4,9 @@
 /// \file
 /// The version of the library. The three numbers stand here alone: the build and the packages read them from this file.
 
-#define ZOR_COMMON_VERSION_MAJOR 1 ///< Goes up when programs must be built anew, as does the number of the soname.
-#define ZOR_COMMON_VERSION_MINOR 0 ///< Goes up when something is added.
-#define ZOR_COMMON_VERSION_PATCH 0 ///< Goes up when something is mended.
+#define ZOR_COMMON_VERSION_MAJOR 1 ///< Incremented with the soname, when programs must be recompiled.
+#define ZOR_COMMON_VERSION_MINOR 0 ///< Incremented for additions.
+#define ZOR_COMMON_VERSION_PATCH 0 ///< Incremented for bug fixes.
 
 /// The version as one number that grows: 1.2.3 is 10203.
 #define ZOR_COMMON_VERSION                                                                                             \

@@ -2,8 +2,8 @@
 #define ZOR_COMMON_WIDE_STEPS_H
 
 /// \file
-/// Internal: steps over many digits or bits at once that need instructions without a spelling in C++, all that the
-/// library has of these but for ScanHex() in AddressForms.h. Each has a twin that does without, which other processors use and the tests compare.
+/// Internal: SSE2 and inline assembly, all of it but ScanHex() in AddressForms.h. Each function has a portable version,
+/// which is used on other processors and compared in the tests.
 
 #include "Digits.h"
 

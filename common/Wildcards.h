@@ -169,8 +169,9 @@ public:
     /// \{
 
     /// Rewrites a template that starts with "@h" to the bytes it stands for; others are left alone. Expressions
-    /// ("@" and a kind, with a list that is closed) are copied. A marker among the bytes gets its first character
-    /// once more in front, in the last stretch "@" does. A "@" at the very end repeats the stretch before it.
+    /// ("@" and a kind, with a list that is closed) are copied. A marker among the bytes is escaped by its first
+    /// character; behind the last expression, "@" is. If the last character is "@", the bytes since the last expression
+    /// appear twice.
     static void ConvertHexWildcardExpr(std::string& text, std::string opening);
 
     /// Reads runs of hex digits as bytes, an odd run with a zero in front; other characters only end a run.
