@@ -164,7 +164,8 @@ bool AuditLeaf::IsFrameAt(const unsigned char* packet, std::uint64_t inner, std:
         const std::size_t size = mOf->program->frame.size();
         return std::memcmp(packet, mAhead.frames.data() + (place - mAhead.first) * size, size) == 0;
     }
-    return mWhole.isUsable && mMatcher->HasConstants(packet) && mMatcher->IsFrameAt(packet, inner);
+    // The counters first, as these differ in a packet that is not the expected one.
+    return mWhole.isUsable && mMatcher->IsFrameAt(packet, inner) && mMatcher->HasConstants(packet);
 }
 
 /// The index of a residue that is nearest to a position, where the template is the whole. Any index of the packet has the

@@ -34,8 +34,8 @@ public:
         return mIsProven || CompareChanging(packet, index);
     }
 
-    /// Whether a packet whose constants are as they should be is surely the frame of an index. Nothing is read for that, so
-    /// it takes less time than the search for an index that is expected.
+    /// Whether all that changes in a packet of the size of the frame is surely that of an index. Nothing is read for that,
+    /// so it takes less time than the search for an index that is expected.
     bool IsFrameAt(const unsigned char* packet, std::uint64_t index) const noexcept;
 
     /// How far a packet is the frame of an index.
