@@ -311,7 +311,7 @@ FoundPacket AuditLeaf::FindFrame(const unsigned char* packet, std::size_t size, 
     reading->inverse->VisitReadings(frame, [&](const std::vector<KnownTurn>& turns) {
         VisitNearest(TurnSearch{reading->inverse->GetSolver(), turns}, next, [&](const PlacedIndex& at) {
             const FrameMatcher::Likeness likeness = mMatcher->Compare(packet, size, at.inner);
-            if (likeness < best.likeness) best = {likeness, at.inner, at.outer};
+            if (likeness < best.likeness) best = {likeness, at};
             return likeness == FrameMatcher::Likeness::Same || !reading->hasOthers;
         });
     });
@@ -406,7 +406,8 @@ bool AuditReader::FindExpected(const unsigned char* packet, std::size_t size, st
     const std::size_t full = leaf.GetProgram().frame.size();
     // Of templates that are not apart, one with a shorter trailer goes first.
     const bool isOfSize = size == full || (mAreApart && size > full && size - full <= mSetup->options.trailer);
-    return isOfSize && leaf.IsFrameAt(packet, shown.index, next, mStreak >= kStreak && mLeaves.size() <= kMaxAheadLeaves);
+    return isOfSize &&
+           leaf.IsFrameAt(packet, shown.index, next, mStreak >= kStreak && mLeaves.size() <= kMaxAheadLeaves);
 }
 
 /// Keeps the better one of two.
@@ -418,11 +419,11 @@ void AuditReader::Take(FoundPacket& best, const FoundPacket& found, std::uint64_
         return;
     }
     const AuditSetup& setup = *mSetup;
-    const bool isUp = setup.PositionOf(found.index) >= next;
-    const bool isBestUp = setup.PositionOf(best.index) >= next;
-    const bool isBetter = isUp == isBestUp ? (found.index < best.index) == isUp
-                          : isUp           ? setup.IsNearer(found.index, best.index, next)
-                                           : !setup.IsNearer(best.index, found.index, next);
+    const bool isUp = setup.PositionOf(found.at.outer) >= next;
+    const bool isBestUp = setup.PositionOf(best.at.outer) >= next;
+    const bool isBetter = isUp == isBestUp ? (found.at.outer < best.at.outer) == isUp
+                          : isUp           ? setup.IsNearer(found.at.outer, best.at.outer, next)
+                                           : !setup.IsNearer(best.at.outer, found.at.outer, next);
     if (isBetter) best = found;
 }
 
@@ -435,7 +436,7 @@ void AuditReader::FindInGroup(const Group& group, const unsigned char* packet, s
     for (std::size_t i = group.first; i < group.end && size == group.size; ++i) {
         PlacedIndex at;
         if (!mLeaves[i].FindQuickly(packet, next, at)) continue;
-        Take(found, {FrameMatcher::Likeness::Same, at.inner, at.outer}, next);
+        Take(found, {FrameMatcher::Likeness::Same, at}, next);
         if (mAreApart) break;
     }
     const bool isFound = found.likeness == FrameMatcher::Likeness::Same;
@@ -447,13 +448,14 @@ void AuditReader::FindInGroup(const Group& group, const unsigned char* packet, s
         // Of several templates that a changed packet may be of, it is the one that differs least.
         const bool isCompared =
             other.likeness == FrameMatcher::Likeness::SameExpressions && group.end - group.first > 1;
-        const std::size_t count = isCompared ? mLeaves[i].GetMatcher().CountDifferences(packet, size, other.inner) : 0;
+        const std::size_t count =
+            isCompared ? mLeaves[i].GetMatcher().CountDifferences(packet, size, other.at.inner) : 0;
         if (other.likeness == FrameMatcher::Likeness::SameExpressions && found.likeness == other.likeness) {
             if (count < differences) found = other;
         } else {
             Take(found, other, next);
         }
-        if (found.index == other.index) differences = count;
+        if (found.at.outer == other.at.outer) differences = count;
     }
     Take(best, found, next);
 }
@@ -476,7 +478,7 @@ FoundPacket AuditReader::FindWhole(const unsigned char* packet, std::size_t size
         for (std::size_t i = mFixedCount; i < mLeaves.size(); ++i) {
             const std::string_view value(reinterpret_cast<const char*>(packet), end);
             const std::optional<PlacedIndex> at = mLeaves[i].FindValue(value, next);
-            if (at) Take(best, {FrameMatcher::Likeness::Same, at->inner, at->outer}, next);
+            if (at) Take(best, {FrameMatcher::Likeness::Same, *at}, next);
         }
         if (best.likeness == FrameMatcher::Likeness::Same || end == least) break;
     }
@@ -496,13 +498,23 @@ FoundPacket AuditReader::FindAny(const unsigned char* packet, std::size_t size, 
 
 FoundPacket AuditReader::Find(const unsigned char* packet, std::size_t size, std::uint64_t next)
 {
-    FoundPacket found = {FrameMatcher::Likeness::Same, 0, 0};
-    if (FindExpected(packet, size, next, found.index)) {
+    FoundPacket found;
+    bool isSame = FindExpected(packet, size, next, found.at.outer);
+    if (isSame) {
         ++mStreak;
-        return found;
+    } else {
+        mStreak = 0;
+        const bool isOfSize = mLeaves.size() == 1 && mFixedCount == 1 && size >= mGroups[0].size;
+        if (isOfSize && size - mGroups[0].size <= mSetup->options.trailer) { // most templates
+            isSame = mLeaves[0].FindQuickly(packet, next, found.at);
+        }
     }
-    mStreak = 0;
-    return FindAny(packet, size, next);
+    if (isSame) {
+        found.likeness = FrameMatcher::Likeness::Same;
+    } else {
+        found = FindAny(packet, size, next);
+    }
+    return found;
 }
 
 } // namespace zor::common::detail

@@ -60,8 +60,7 @@ struct AuditSetup {
 /// A packet that was found.
 struct FoundPacket {
     FrameMatcher::Likeness likeness = FrameMatcher::Likeness::Different;
-    std::uint64_t inner = 0; ///< Of the template with a program.
-    std::uint64_t index = 0;
+    PlacedIndex at; ///< The inner index is that of the template with a program.
 };
 
 /// Finds packets among the values of one template with a program.

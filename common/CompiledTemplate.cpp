@@ -201,11 +201,14 @@ std::optional<std::uint64_t> CompiledTemplate::FindIndex(const unsigned char* va
     const std::uint64_t limit = mImpl->read.inverse.GetLimit();
     if (limit == 1 || (limit != 0 && from >= limit)) return std::nullopt;
     const detail::IndexBounds bounds = {from, limit - 1};
-    return mImpl->read.Find(value, size, [&](const auto& search) -> std::optional<detail::PlacedIndex> {
-        const std::optional<std::uint64_t> index = search.FindFirst(bounds);
-        if (!index) return std::nullopt;
-        return detail::PlacedIndex{*index, *index};
-    });
+    const auto locate = [&bounds](const auto& search, detail::PlacedIndex& first) {
+        const bool isFound = search.FindFirst(bounds, first.outer);
+        first.inner = first.outer;
+        return isFound;
+    };
+    std::uint64_t index = 0;
+    if (!mImpl->read.Find(value, size, locate, index)) return std::nullopt;
+    return index;
 }
 
 } // namespace zor::common

@@ -139,22 +139,24 @@ void VisitShown(const IndexPath& path, const Search& search, Visit visit)
     }
 }
 
-/// The least outer index within bounds that a search finds.
+/// The least outer index within bounds that a search finds. False if there is none.
 template <class Search>
-std::optional<PlacedIndex> FindFirst(const IndexPath& path, const IndexBounds& outer, const Search& search)
+bool FindFirst(const IndexPath& path, const IndexBounds& outer, const Search& search, PlacedIndex& first)
 {
-    std::optional<PlacedIndex> first;
+    bool isFound = false;
     if (path.HasOrder()) {
         VisitShown(path, search, [&](std::uint64_t inner) {
             const std::optional<std::uint64_t> at = path.FirstShowing(inner, outer);
-            if (at && (!first || *at < first->outer)) first = PlacedIndex{inner, *at};
+            if (at && (!isFound || *at < first.outer)) first = {inner, *at};
+            isFound = isFound || at;
             return false;
         });
     } else if (const std::optional<IndexBounds> bounds = path.InnerOf(outer)) {
         const std::optional<std::uint64_t> inner = search.FindFirst(*bounds);
-        if (inner) first = PlacedIndex{*inner, *path.OuterOf(*inner)};
+        isFound = inner.has_value();
+        if (isFound) first = {*inner, *path.OuterOf(*inner)};
     }
-    return first;
+    return isFound;
 }
 
 /// Finds indexes of one residue.
@@ -162,10 +164,16 @@ struct ResidueSearch {
     std::uint64_t residue;
     const Divisor& modulus; ///< None is 2^64.
 
+    bool FindFirst(const IndexBounds& bounds, std::uint64_t& index) const noexcept
+    {
+        index = residue;
+        return RaiseToFirst(index, modulus, bounds);
+    }
+
     std::optional<std::uint64_t> FindFirst(const IndexBounds& bounds) const noexcept
     {
-        std::uint64_t index = residue;
-        return RaiseToFirst(index, modulus, bounds) ? std::optional<std::uint64_t>(index) : std::nullopt;
+        std::uint64_t index = 0;
+        return FindFirst(bounds, index) ? std::optional<std::uint64_t>(index) : std::nullopt;
     }
 
     std::optional<std::uint64_t> FindLast(const IndexBounds& bounds) const noexcept
@@ -189,6 +197,13 @@ struct ResidueSearch {
 struct TurnSearch {
     const IndexSolver& solver;
     const std::vector<KnownTurn>& turns;
+
+    bool FindFirst(const IndexBounds& bounds, std::uint64_t& index) const
+    {
+        const std::optional<std::uint64_t> first = FindFirst(bounds);
+        index = first.value_or(0);
+        return first.has_value();
+    }
 
     std::optional<std::uint64_t> FindFirst(const IndexBounds& bounds) const { return solver.FindFirst(turns, bounds); }
     std::optional<std::uint64_t> FindLast(const IndexBounds& bounds) const { return solver.FindLast(turns, bounds); }

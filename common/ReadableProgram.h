@@ -41,21 +41,23 @@ struct ReadableProgram {
     /// As CompiledTemplate has it.
     void GetValueAt(std::uint64_t index, std::string& out) const;
 
-    /// The least outer index of a value.
-    /// \param locate  gets a search, as VisitShown() takes it, and returns the least index of it.
+    /// Finds the least outer index of a value.
+    /// \param locate  gets a search, as VisitShown() takes it, and sets the least index of it; false if there is none.
+    /// \param index   where it is put. To hand optional values on took a quarter of the time.
     template <class Locate>
-    std::optional<std::uint64_t> Find(const unsigned char* value, std::size_t size, Locate locate) const
+    bool Find(const unsigned char* value, std::size_t size, Locate locate, std::uint64_t& index) const
     {
         if (program->isFixedSize) {
-            if (size != program->frame.size() || !matcher.HasConstants(value)) return std::nullopt;
+            if (size != program->frame.size() || !matcher.HasConstants(value)) return false;
             std::uint64_t residue = 0; // of all indexes that may be meant
-            if (!inverse.ReadQuickly(value, residue)) return std::nullopt;
-            const std::optional<PlacedIndex> at = locate(ResidueSearch{residue, inverse.GetQuickModulus()});
-            if (!at) return std::nullopt;
-            if (matcher.HasChanging(value, at->inner)) return at->outer;
-            if (inverse.IsQuick()) return std::nullopt;
+            if (!inverse.ReadQuickly(value, residue)) return false;
+            PlacedIndex at;
+            if (!locate(ResidueSearch{residue, inverse.GetQuickModulus()}, at)) return false;
+            index = at.outer;
+            if (matcher.HasChanging(value, at.inner)) return true;
+            if (inverse.IsQuick()) return false;
         }
-        return FindByAllTexts(std::string_view(reinterpret_cast<const char*>(value), size), locate);
+        return FindByAllTexts(std::string_view(reinterpret_cast<const char*>(value), size), locate, index);
     }
 
     std::shared_ptr<const IndexProgram> program;
@@ -67,14 +69,17 @@ private:
 
     /// Reads all texts.
     template <class Locate>
-    [[gnu::noinline]] std::optional<std::uint64_t> FindByAllTexts(std::string_view value, Locate locate) const
+    [[gnu::noinline]] bool FindByAllTexts(std::string_view value, Locate locate, std::uint64_t& index) const
     {
-        std::optional<std::uint64_t> least;
+        bool isFound = false;
         inverse.VisitReadings(value, [&](const std::vector<KnownTurn>& turns) {
-            const std::optional<PlacedIndex> at = locate(TurnSearch{inverse.GetSolver(), turns});
-            if (at && (!least || at->outer < *least) && IsValue(value, at->inner)) least = at->outer;
+            PlacedIndex at;
+            if (!locate(TurnSearch{inverse.GetSolver(), turns}, at)) return;
+            if ((isFound && at.outer >= index) || !IsValue(value, at.inner)) return;
+            index = at.outer;
+            isFound = true;
         });
-        return least;
+        return isFound;
     }
 };
 

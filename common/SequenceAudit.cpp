@@ -35,7 +35,7 @@ struct SequenceAudit::Impl {
         const detail::FoundPacket found = reader.Find(packet, size, hasSeen ? greatest + 1 : 0);
         const Verdict verdict = Judge(found);
         ++counts.received;
-        if (index && verdict != Verdict::Foreign) *index = found.index;
+        if (index && verdict != Verdict::Foreign) *index = found.at.outer;
         return verdict;
     }
 
@@ -49,7 +49,7 @@ struct SequenceAudit::Impl {
             ++counts.changed;
             return Verdict::Changed;
         }
-        const std::uint64_t position = setup->PositionOf(found.index);
+        const std::uint64_t position = setup->PositionOf(found.at.outer);
         if (!hasSeen || position > greatest) {
             seen.Add(position);
             hasSeen = true;

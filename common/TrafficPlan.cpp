@@ -354,12 +354,14 @@ std::optional<std::uint64_t> TrafficPlan::FindIndex(const unsigned char* value, 
         const IndexProgram& program = *leaf.of->program;
         if (program.maxSize < size) break;
         if (program.minSize > size) continue;
-        const std::optional<std::uint64_t> found =
-            leaf.of->Find(value, size, [&](const auto& search) { return FindFirst(leaf.path, bounds, search); });
-        if (!found) continue;
+        const auto locate = [&](const auto& search, PlacedIndex& first) {
+            return FindFirst(leaf.path, bounds, search, first);
+        };
+        std::uint64_t found = 0;
+        if (!leaf.of->Find(value, size, locate, found)) continue;
         least = found;
-        if (*found == from) break;
-        bounds.last = *found - 1;
+        if (found == from) break;
+        bounds.last = found - 1;
     }
     return least;
 }
