@@ -75,7 +75,7 @@ bool Repeats(const Forecast& forecast)
 
 std::string Describe(const Forecast& forecast, const Options& options)
 {
-    std::string text = "at " + *options.rate + ": " + ShowCount(forecast.perSecond) + "packets/s; ";
+    std::string text = "at " + *options.rate + ": " + ShowCount(forecast.perSecond) + "packets/s, ";
     if (forecast.period == 0) {
         text += "the counters do not start again within 2^64 packets\n";
     } else {
@@ -83,7 +83,7 @@ std::string Describe(const Forecast& forecast, const Options& options)
                 ShowDuration(static_cast<double>(forecast.period) / forecast.perSecond) + "\n";
     }
     if (!options.duration) return text;
-    text += "for " + *options.duration + ": " + std::to_string(forecast.packets) + " packets; ";
+    text += "for " + *options.duration + ": " + std::to_string(forecast.packets) + " packets, ";
     if (Repeats(forecast)) {
         return text + "they repeat, each one up to " + std::to_string((forecast.packets - 1) / forecast.period + 1) +
                " times\n";

@@ -268,6 +268,9 @@ int (*ReadCommandLine(int argc, char** argv, Options& options))(Options&)
     } catch (const CLI::CallForVersion& version) {
         Print(std::string("zor-packets ") + version.what() + "\n");
         return nullptr;
+    } catch (const CLI::RequiredError& error) {
+        if (argc > 1) throw InputError("\"" + std::string(argv[1]) + "\" is no sub-command (see --help)");
+        throw InputError(std::string(error.what()) + " (see --help)");
     } catch (const CLI::ParseError& error) {
         throw InputError(std::string(error.what()) + " (see --help)");
     }

@@ -112,7 +112,7 @@ int Find(Options& options)
     const Packets packets = CompilePackets(settings, false);
     const Run run = ReadRun(settings, 0);
     if (packets.compiled.GetReadableCount() == 0) {
-        throw InputError("the index of a packet cannot be told; check --verbose says why");
+        throw InputError("the index of a packet cannot be told: check --verbose says why");
     }
     if (options.files.empty()) options.files.emplace_back("-");
     Finder finder(packets, run, options.isJson);

@@ -33,7 +33,7 @@ int Import(Options& options)
     std::string text = settings.GetRecipe();
     if (options.isText) {
         const std::optional<std::string> written = packets.frame->GetTemplate();
-        if (!written) throw InputError("the grammar of templates has no words for these fields; leave --text out");
+        if (!written) throw InputError("the grammar of templates has no words for these fields: leave --text out");
         text = *written + "\n";
     }
     Output output(options.output);

@@ -281,7 +281,7 @@ public:
             if (argument.isUsed) continue;
             const std::string name(argument.name.empty() ? argument.value : argument.name);
             Refuse(argument, "there is no \"" + name + "\"" +
-                                 (mNames.empty() ? ", and nothing else in the parentheses" : "; there are " + mNames));
+                                 (mNames.empty() ? ", and nothing else in the parentheses" : ", but " + mNames));
         }
     }
 

@@ -195,7 +195,7 @@ int Make(Options& options)
 
     const bool isShared = shard && options.output && *options.output != "-";
     if (isShared && !isFixed) {
-        throw InputError("shards can share a file only if all packets have one size; write them to standard output");
+        throw InputError("shards can share a file only if all packets have one size: write them to standard output");
     }
     std::optional<Output> output;
     if (isShared) {

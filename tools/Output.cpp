@@ -89,7 +89,7 @@ Output::Output(const std::optional<std::string>& path)
     }
     mPart = mPath + ".part";
     if (stat((mPart + ".marks").c_str(), &status) == 0) {
-        throw InputError("\"" + mPart + "\" belongs to shards; remove it and \"" + mPart + ".marks\" to write anew");
+        throw InputError("\"" + mPart + "\" belongs to shards: remove it and \"" + mPart + ".marks\" to write anew");
     }
     mFile = open(mPart.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kMode);
     if (mFile < 0) Fail(mPath);
@@ -126,7 +126,7 @@ void Output::OpenMarks(const std::string& recipe, std::uint64_t size)
         const bool isNew = access(mPart.c_str(), F_OK) != 0; // marks without a file are those of one that is complete
         const std::uint64_t whole = recipe.size() + mShard.count;
         if (!isNew && !content.empty() && (content.size() != whole || content.compare(0, recipe.size(), recipe) != 0)) {
-            throw InputError("\"" + mPart + "\" belongs to shards of other packets; remove it and \"" + marks +
+            throw InputError("\"" + mPart + "\" belongs to shards of other packets: remove it and \"" + marks +
                              "\" to write anew");
         }
         if (isNew || content.empty()) {

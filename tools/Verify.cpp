@@ -142,7 +142,7 @@ int Verify(Options& options)
     if (run.seed && audit.window > 0) throw InputError("--window and --seed do not go together");
     if (audit.window > 0 && options.files.size() > 1) throw InputError("--window is for one capture");
     if (!packets.compiled.IsReadable() && packets.compiled.GetReadableCount() == 0) {
-        throw InputError("the index of a packet cannot be told; check --verbose says why");
+        throw InputError("the index of a packet cannot be told: check --verbose says why");
     }
     std::optional<Receiver> all;
     {
