@@ -640,7 +640,10 @@ private:
         std::string_view value;
         if (Take('"')) {
             end = mText.find('"', mAt);
-            if (end == std::string::npos) Fail("the quotation mark is not closed", mText.size() - from);
+            if (end == std::string::npos) {
+                mAt = from;
+                Fail("the quotation mark is not closed", mText.size() - from);
+            }
             value = std::string_view(mText).substr(mAt, end - mAt);
             mAt = end + 1;
             SkipBlanks();

@@ -106,8 +106,10 @@ void WriteFrames(const Job& job, Output& output, Progress& progress)
     for (std::uint64_t done = 0; done < job.positions.count;) {
         const std::size_t count = std::min<std::uint64_t>(most, job.positions.count - done);
         const std::uint64_t first = job.positions.first + done;
-        GetIndexes(job, first, count, indexes);
-        const IndexList list(indexes.data(), count);
+        if (job.run.seed || job.records.HasIndexes()) GetIndexes(job, first, count, indexes);
+        const std::uint64_t every = job.run.range.every;
+        const IndexList list = job.run.seed ? IndexList(indexes.data(), count)
+                                            : IndexList(IndexRange{job.run.range.first + every * first, count, every});
         if (rendered < count) {
             job.packets.RenderFrames(list, frames);
             rendered = count;

@@ -39,15 +39,16 @@ public:
         return mFormat == Format::Pcap || mFormat == Format::Pcapng || mFormat == Format::Raw;
     }
 
-    std::size_t GetRecordSize(std::size_t packetSize) const noexcept; ///< In bytes.
-    std::size_t GetPacketPlace() const noexcept;                      ///< Of a binary record, in bytes.
-    std::uint64_t GetLastTime() const noexcept;                       ///< The latest that the format can say.
+    bool HasIndexes() const noexcept { return mFormat == Format::Pcapng; } ///< Whether records say their indexes.
+    std::size_t GetRecordSize(std::size_t packetSize) const noexcept;      ///< In bytes.
+    std::size_t GetPacketPlace() const noexcept;                           ///< Of a binary record, in bytes.
+    std::uint64_t GetLastTime() const noexcept;                            ///< The latest that the format can say.
 
     /// Writes all of a binary record but the packet, its time and its index.
     void WriteFrame(unsigned char* record, std::size_t packetSize) const noexcept;
 
     /// Writes times and indexes into records that stand one behind the other.
-    /// \param indexes  of the packets.
+    /// \param indexes  of the packets; not looked at without HasIndexes().
     void WriteStamps(unsigned char* records, std::size_t recordSize, std::size_t packetSize, std::size_t count,
                      std::uint64_t time, std::uint64_t gap, const std::uint64_t* indexes) const noexcept;
 
