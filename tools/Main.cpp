@@ -83,6 +83,5 @@ int main(int argc, char** argv)
         std::fflush(stdout);
         status = Report(error.what());
     }
-    // What is left belongs to the kernel; a failed flush was reported.
-    std::_Exit(status);
+    return status;
 }

@@ -44,7 +44,7 @@ std::string Table(const Packets& packets, const std::vector<TemplateField>& fiel
         std::string name = field.name;
         if (name.empty()) name = packets.text.substr(std::min(field.pos, packets.text.size()), field.len);
         constexpr std::size_t kWidest = 40;
-        if (name.size() > kWidest) name = name.substr(0, kWidest - 3) + "...";
+        if (name.size() > kWidest) name.replace(kWidest - 3, std::string::npos, "...");
         std::string size = std::to_string(field.minSize);
         if (field.maxSize != field.minSize) size += "-" + std::to_string(field.maxSize);
         const bool isText = packets.isText;

@@ -245,7 +245,7 @@ if(NOT ZOR_COMMON_DEBIAN_PYTHON)
 endif()
 set(check_tool ${ZOR_COMMON_DEBIAN_PYTHON} ${PROJECT_SOURCE_DIR}/tests/support/CheckTool.py $<TARGET_FILE:zor-packets>
     ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_BINARY_DIR})
-foreach(group IN ITEMS Errors Help Recipes Shards Verify)
+foreach(group IN ITEMS Errors Help Recipes Shards Terminal Verify)
     add_test(NAME tool/${group} COMMAND ${check_tool} ${group})
 endforeach()
 foreach(group IN ITEMS Captures Manual Replay)

@@ -139,6 +139,7 @@ int Verify(Options& options)
     const Run run = ReadRun(settings, std::nullopt);
     if (options.files.empty()) throw InputError("no capture is given");
     const AuditOptions audit = ReadAuditOptions(options, packets);
+    if (run.range.every == 0) throw InputError("--every must not be 0");
     if (run.seed && audit.window > 0) throw InputError("--window and --seed do not go together");
     if (audit.window > 0 && options.files.size() > 1) throw InputError("--window is for one capture");
     if (!packets.compiled.IsReadable() && packets.compiled.GetReadableCount() == 0) {
@@ -157,7 +158,7 @@ int Verify(Options& options)
                     throw InputError("--ignore needs packets that all have one size");
                 }
                 throw InputError("indexes can be told below " + std::to_string(packets.compiled.GetReadableCount()) +
-                                 " only, and --every must not be 0");
+                                 " only, which is less than the last one that was sent");
             }
             CaptureReader capture(path, packets.isIp);
             for (std::string_view packet; capture.Next(packet);) {

@@ -220,6 +220,33 @@ class Help(Test):
         self.assertRegex(run("--help"), r"Exit status: 0")
 
 
+class Terminal(Test):
+    def test_progress(self):
+        for options, is_shown in [([], True), (["--progress", "never"], False)]:
+            main, terminal = os.openpty()
+            process = subprocess.Popen([TOOL, "make", "--frame", FRAME, "--count", "100G", "-o", "/dev/null", *options],
+                                       stdout=subprocess.DEVNULL, stderr=terminal)
+            os.close(terminal)
+            time.sleep(2)
+            process.kill()
+            process.wait()
+            try:
+                shown = os.read(main, 65536).decode()
+            except OSError:  # what a terminal without programs and without text gives
+                shown = ""
+            os.close(main)
+            self.assertEqual(bool(re.search(r"[\d.]+ [kMG]packets, [\d.]+ [kMG]packets/s, 0 %, .* left", shown)), is_shown, shown)
+
+    def test_pictures_and_tables(self):
+        self.assertIn("udp.sport *", run("show", "--frame", FRAME, "--diagram", "rfc"))
+        self.assertTrue(run("show", "--frame", FRAME, "--diagram", "svg").startswith("<svg"))
+        self.assertEqual(len(json.loads(run("show", "--frame", FRAME, "--json"))["fields"]), 3)
+        self.assertIn("\033[33mwarning", run("check", "-e", "@z", "--color", "always"))
+        self.assertNotIn("\033", run("check", "-e", "@z"))
+        run("make", "--frame", FRAME, "--count", "2", "-o", "x.pcap")
+        self.assertEqual([each["size"] for each in json.loads(run("inspect", "--json", "x.pcap"))], [46, 46])
+
+
 class Recipes(Test):
     def test_made_again(self):
         binary = bytes(range(1, 256)).replace(b"@", b"") + b"@$(00,0,01,big)\\n\\x41\n"
