@@ -101,7 +101,7 @@ class Errors(Test):
         run("make", "--frame", FRAME, "--count", "3", "-o", "whole.pcapng")
         for name in ["whole.pcap", "whole.pcapng"]:
             whole = read(name)
-            for size in range(0, len(whole)):
+            for size in range(0, len(whole), 1 if name.endswith("pcap") else 7):
                 write("cut", whole[:size])
                 done = subprocess.run([TOOL, "verify", "--frame", FRAME, "--count", "3", "cut"], capture_output=True,
                                       check=False, timeout=60)
