@@ -119,6 +119,7 @@ void Output::OpenMarks(const std::string& recipe, std::uint64_t size)
         if (!lock.IsHeld() || fstat(mMarks, &status) != 0) Fail(marks);
         if (status.st_nlink == 0) { // another process has completed the file in between
             close(mMarks);
+            mMarks = -1;
             continue;
         }
         std::string content;
