@@ -75,7 +75,7 @@ struct Job {
 void CheckTimes(const Run& run, const Records& records)
 {
     const std::uint64_t last = records.GetLastTime();
-    if (run.range.count == 0) return;
+    if (run.range.count == 0 || !records.HasTimes()) return;
     if (run.start > last || (run.gap > 0 && (last - run.start) / run.gap < run.range.count - 1)) {
         throw InputError("the last packet would have a time that the format cannot say");
     }

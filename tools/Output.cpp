@@ -79,6 +79,7 @@ Output::Output(const std::optional<std::string>& path)
         mFile = STDOUT_FILENO;
         return;
     }
+    if (path->empty()) throw InputError("cannot write \"\": the name is empty");
     mPath = Resolved(*path);
     struct stat status = {};
     const bool isThere = stat(mPath.c_str(), &status) == 0;

@@ -293,8 +293,8 @@ ByteSpan FindSpan(const Packets& packets, const std::string& name)
     if (!packets.frame) throw InputError("\"" + name + "\" is no span: OFFSET:SIZE is expected");
     try {
         return packets.frame->GetSpan(name);
-    } catch (const std::invalid_argument& error) {
-        throw InputError(error.what());
+    } catch (const std::invalid_argument&) {
+        throw InputError("\"" + name + "\" is no field of the frame and no span, which is OFFSET:SIZE");
     }
 }
 

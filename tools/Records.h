@@ -40,9 +40,10 @@ public:
     }
 
     bool HasIndexes() const noexcept { return mFormat == Format::Pcapng; } ///< Whether records say their indexes.
-    std::size_t GetRecordSize(std::size_t packetSize) const noexcept;      ///< In bytes.
-    std::size_t GetPacketPlace() const noexcept;                           ///< Of a binary record, in bytes.
-    std::uint64_t GetLastTime() const noexcept;                            ///< The latest that the format can say.
+    bool HasTimes() const noexcept { return mFormat != Format::Raw && mFormat != Format::Lines; } ///< And their times.
+    std::size_t GetRecordSize(std::size_t packetSize) const noexcept;                             ///< In bytes.
+    std::size_t GetPacketPlace() const noexcept; ///< Of a binary record, in bytes.
+    std::uint64_t GetLastTime() const noexcept;  ///< The latest that the format can say.
 
     /// Writes all of a binary record but the packet, its time and its index.
     void WriteFrame(unsigned char* record, std::size_t packetSize) const noexcept;

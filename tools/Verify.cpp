@@ -111,9 +111,8 @@ void PrintReport(const SequenceAudit::Counts& counts, std::uint64_t sent, bool i
 }
 
 /// Writes the index of each packet that is missing, a line each.
-void WriteMissing(const SequenceAudit& audit, const std::string& path)
+void WriteMissing(const SequenceAudit& audit, Output& output)
 {
-    Output output(path);
     std::string lines;
     const auto flush = [&] {
         output.Write(reinterpret_cast<const unsigned char*>(lines.data()), lines.size());
@@ -145,6 +144,8 @@ int Verify(Options& options)
     if (!packets.compiled.IsReadable() && packets.compiled.GetReadableCount() == 0) {
         throw InputError("the index of a packet cannot be told: check --verbose says why");
     }
+    std::optional<Output> missing; // opened before the work, which may last
+    if (options.missing) missing.emplace(*options.missing);
     std::optional<Receiver> all;
     {
         Progress progress(options.showsProgress);
@@ -173,7 +174,7 @@ int Verify(Options& options)
         }
     }
     const SequenceAudit::Counts counts = all->GetCounts();
-    if (options.missing) WriteMissing(all->GetAudit(), *options.missing);
+    if (missing) WriteMissing(all->GetAudit(), *missing);
     PrintReport(counts, run.range.count, all->GetAudit().IsCertain(), options.isJson);
     const bool isSame = counts.missing == 0 && counts.inOrder == counts.received;
     return isSame ? 0 : 1;
