@@ -25,7 +25,7 @@ inline void Barrier()
 
 /// The same elements in drawn order.
 template <class Element>
-std::vector<Element> Shuffled(std::vector<Element> elements, std::uint64_t seed)
+std::vector<Element> InDrawnOrder(std::vector<Element> elements, std::uint64_t seed)
 {
     std::mt19937_64 random(seed);
     std::shuffle(elements.begin(), elements.end(), random);
@@ -156,7 +156,7 @@ public:
             mPlaces[k] = first + k * stride;
             std::memcpy(mPlaces[k], mPacket->frame.data(), mLayout.size); // which patches need
         }
-        if (mLayout.isPool) mPlaces = Shuffled(std::move(mPlaces), 7);
+        if (mLayout.isPool) mPlaces = InDrawnOrder(std::move(mPlaces), 7);
     }
 
     auto operator()(std::uint32_t batch)
@@ -259,7 +259,7 @@ void FrameRows()
 {
     std::vector<std::uint64_t> drawn(65536);
     std::iota(drawn.begin(), drawn.end(), std::uint64_t{0});
-    const ByList listed{std::make_shared<const std::vector<std::uint64_t>>(Shuffled(std::move(drawn), 5))};
+    const ByList listed{std::make_shared<const std::vector<std::uint64_t>>(InDrawnOrder(std::move(drawn), 5))};
     for (const std::size_t size : {std::size_t{64}, std::size_t{1500}}) {
         const auto packet = std::make_shared<const Packet>(size);
         for (const std::size_t burst : {std::size_t{0}, std::size_t{8}, std::size_t{32}, std::size_t{64}}) {

@@ -19,12 +19,10 @@ CompiledTemplate::Impl::Impl(const std::string& templ, const std::string& openin
                              const std::vector<ChecksumField>& fields,
                              std::shared_ptr<const detail::IndexProgram> built)
     : text(templ), marker(opening), context(settings), variables(values), checksums(fields), isBuilt(built != nullptr),
-      program(built ? std::move(built)
-                    : detail::CompileForIndexes(*detail::CompileTemplate(text, marker, context), context, variables,
-                                                checksums)),
-      inverse(*program)
+      read(built ? std::move(built)
+                 : detail::CompileForIndexes(*detail::CompileTemplate(text, marker, context), context, variables,
+                                             checksums))
 {
-    if (program->isFixedSize) matcher = detail::FrameMatcher(*program, inverse);
 }
 
 CompiledTemplate::CompiledTemplate(const std::string& text, const std::string& marker)
@@ -45,6 +43,8 @@ CompiledTemplate::CompiledTemplate(const Wildcards& source, const std::vector<Ch
 {
 }
 
+CompiledTemplate::CompiledTemplate(std::shared_ptr<const Impl> impl) noexcept : mImpl(std::move(impl)) {}
+
 CompiledTemplate::CompiledTemplate(const CompiledTemplate& other) noexcept = default;
 CompiledTemplate& CompiledTemplate::operator=(const CompiledTemplate& other) noexcept = default;
 CompiledTemplate::~CompiledTemplate() = default;
@@ -53,100 +53,84 @@ bool CompiledTemplate::operator==(const CompiledTemplate& other) const noexcept
 {
     const Impl& left = *mImpl;
     const Impl& right = *other.mImpl;
-    return &left == &right || (left.text == right.text && left.marker == right.marker &&
-                               left.context == right.context && left.variables == right.variables &&
-                               left.checksums == right.checksums && left.program->tables == right.program->tables);
+    if (&left == &right) return true;
+    if (left.traffic || right.traffic) return left.traffic && right.traffic && *left.traffic == *right.traffic;
+    return left.text == right.text && left.marker == right.marker && left.context == right.context &&
+           left.variables == right.variables && left.checksums == right.checksums &&
+           left.read.program->tables == right.read.program->tables;
 }
 
 void CompiledTemplate::GetValueAt(std::uint64_t index, std::string& out) const
 {
-    const detail::IndexProgram& program = *mImpl->program;
-    // Where there is room for any value, this one need not be measured first.
-    out.resize(out.capacity() < program.maxSize ? detail::MeasureIndex(program, index) : program.maxSize);
-    out.resize(static_cast<std::size_t>(detail::RenderIndex(program, index, out.data()) - out.data()));
+    if (!mImpl->traffic) return mImpl->read.GetValueAt(index, out);
+    const detail::TrafficPlan::Shown shown = mImpl->traffic->At(index);
+    mImpl->traffic->GetLeaves()[shown.leaf].of->GetValueAt(shown.index, out);
 }
 
 std::size_t CompiledTemplate::Render(std::uint64_t index, unsigned char* out, std::size_t room) const noexcept
 {
-    const detail::IndexProgram& program = *mImpl->program;
-    if (room < program.maxSize) {
-        const std::size_t size = detail::MeasureIndex(program, index);
-        if (size > room) return size;
-    }
-    char* const text = reinterpret_cast<char*>(out);
-    return static_cast<std::size_t>(detail::RenderIndex(program, index, text) - text);
+    if (mImpl->traffic) return mImpl->traffic->Render(index, out, room);
+    return mImpl->read.Render(index, out, room);
 }
 
 std::size_t CompiledTemplate::GetMaxSize() const noexcept
 {
-    return mImpl->program->maxSize;
+    return mImpl->traffic ? mImpl->traffic->GetMaxSize() : mImpl->read.program->maxSize;
 }
 
 bool CompiledTemplate::IsFixedSize() const noexcept
 {
-    return mImpl->program->isFixedSize;
+    return mImpl->traffic ? mImpl->traffic->IsFixedSize() : mImpl->read.program->isFixedSize;
 }
-
-namespace {
-
-bool WriteAll(const detail::IndexProgram& program, const IndexList& indexes, const FrameBuffers& frames, bool isPatch)
-{
-    const std::uint64_t count = Access::CountOf(indexes);
-    if (count == 0) return true;
-    if (!program.isFixedSize || !Access::CanHold(frames, program.maxSize)) return false;
-    detail::WriteFrames(program, indexes, count, frames, isPatch);
-    return true;
-}
-
-} // namespace
 
 bool CompiledTemplate::RenderFrames(const IndexList& indexes, const FrameBuffers& frames) const noexcept
 {
-    return WriteAll(*mImpl->program, indexes, frames, false);
+    const std::uint64_t count = Access::CountOf(indexes);
+    if (count == 0) return true;
+    if (!IsFixedSize() || !Access::CanHold(frames, GetMaxSize())) return false;
+    if (mImpl->traffic) return mImpl->traffic->WriteFrames(indexes, count, frames, GetMaxSize(), nullptr);
+    detail::WriteFrames(*mImpl->read.program, indexes, count, frames, false);
+    return true;
 }
 
 bool CompiledTemplate::PatchFrames(const IndexList& indexes, const FrameBuffers& frames) const noexcept
 {
-    return WriteAll(*mImpl->program, indexes, frames, true);
+    const std::uint64_t count = Access::CountOf(indexes);
+    if (count == 0) return true;
+    if (!IsFixedSize() || !Access::CanHold(frames, GetMaxSize())) return false;
+    if (mImpl->traffic) {
+        mImpl->traffic->PatchFrames(indexes, count, frames);
+    } else {
+        detail::WriteFrames(*mImpl->read.program, indexes, count, frames, true);
+    }
+    return true;
 }
 
 bool CompiledTemplate::RenderFrames(const IndexList& indexes, const FrameBuffers& frames, std::size_t room,
                                     std::uint32_t* sizes) const noexcept
 {
-    constexpr std::size_t kMax = std::numeric_limits<std::uint32_t>::max();
     const std::uint64_t count = Access::CountOf(indexes);
-    if (IsFixedSize() && GetMaxSize() <= room) {
-        std::fill_n(sizes, count, static_cast<std::uint32_t>(std::min(GetMaxSize(), kMax)));
-        detail::WriteFrames(*mImpl->program, indexes, count, frames, false);
-        return true;
-    }
-    bool haveAllFitted = true;
-    for (std::uint64_t k = 0; k < count; ++k) {
-        const std::size_t size = Render(Access::IndexAt(indexes, k), Access::FrameAt(frames, k), room);
-        sizes[k] = static_cast<std::uint32_t>(std::min(size, kMax));
-        haveAllFitted = haveAllFitted && size <= room;
-    }
-    return haveAllFitted;
+    if (mImpl->traffic) return mImpl->traffic->WriteFrames(indexes, count, frames, room, sizes);
+    return detail::WriteSizedFrames(*mImpl->read.program, indexes, count, frames, room, sizes);
 }
 
 const std::vector<ByteSpan>& CompiledTemplate::GetChangingSpans() const noexcept
 {
-    return mImpl->program->changingSpans;
+    return mImpl->traffic ? mImpl->traffic->GetChangingSpans() : mImpl->read.program->changingSpans;
 }
 
 std::size_t CompiledTemplate::RenderBatch(const IndexList& indexes, unsigned char* out, std::size_t room,
                                           std::vector<std::size_t>& offsets) const
 {
-    const detail::IndexProgram& program = *mImpl->program;
-    const std::size_t size = program.frame.size(); // of each value, if they have one size
+    const std::size_t size = GetMaxSize(); // of each value, if they have one size
     std::uint64_t count = Access::CountOf(indexes);
-    if (program.isFixedSize) {
+    if (IsFixedSize()) {
         if (size != 0) count = std::min<std::uint64_t>(count, room / size);
     } else {
         std::size_t left = room;
         std::uint64_t fitting = 0;
         for (std::size_t next = 0; fitting < count; ++fitting, left -= next) {
-            next = detail::MeasureIndex(program, Access::IndexAt(indexes, fitting));
+            next = Render(Access::IndexAt(indexes, fitting), nullptr, 0);
             if (next > left) break;
         }
         count = fitting;
@@ -154,15 +138,13 @@ std::size_t CompiledTemplate::RenderBatch(const IndexList& indexes, unsigned cha
     if (count >= offsets.max_size()) throw std::bad_alloc();
     offsets.reserve(static_cast<std::size_t>(count) + 1); // from here on nothing fails
     offsets.assign(1, 0);
-    if (program.isFixedSize) {
-        detail::WriteFrames(program, indexes, count, FrameBuffers(out, size), false);
+    if (IsFixedSize()) {
         for (std::uint64_t k = 0; k < count; ++k) offsets.push_back(offsets.back() + size);
+        RenderFrames(IndexList(Access::FirstOf(indexes, count)), FrameBuffers(out, size));
     } else {
-        char* next = reinterpret_cast<char*>(out);
         for (std::uint64_t k = 0; k < count; ++k) {
-            char* const end = detail::RenderIndex(program, Access::IndexAt(indexes, k), next);
-            offsets.push_back(offsets.back() + static_cast<std::size_t>(end - next));
-            next = end;
+            const std::size_t at = offsets.back();
+            offsets.push_back(at + Render(Access::IndexAt(indexes, k), out + at, room - at));
         }
     }
     return static_cast<std::size_t>(count);
@@ -170,13 +152,14 @@ std::size_t CompiledTemplate::RenderBatch(const IndexList& indexes, unsigned cha
 
 bool CompiledTemplate::StepsAlike() const noexcept
 {
-    return mImpl->program->stepsAlike;
+    return mImpl->traffic ? mImpl->traffic->StepsAlike() : mImpl->read.program->stepsAlike;
 }
 
 std::uint64_t CompiledTemplate::GetPeriod() const noexcept
 {
+    if (mImpl->traffic) return mImpl->traffic->GetPeriod();
     std::uint64_t period = 1;
-    for (const detail::IndexExpression& one : mImpl->program->expressions) {
+    for (const detail::IndexExpression& one : mImpl->read.program->expressions) {
         period = detail::CommonPeriod(period, one.period);
     }
     return period;
@@ -184,43 +167,27 @@ std::uint64_t CompiledTemplate::GetPeriod() const noexcept
 
 std::uint64_t CompiledTemplate::GetPeriod(const std::vector<std::size_t>& fields) const
 {
-    const std::vector<detail::IndexExpression>& expressions = mImpl->program->expressions;
     std::uint64_t period = 1;
     for (const std::size_t field : fields) {
-        if (field < expressions.size()) period = detail::CommonPeriod(period, expressions[field].period);
+        if (mImpl->traffic) {
+            period = detail::CommonPeriod(period, mImpl->traffic->PeriodOfField(field));
+        } else if (field < mImpl->read.program->expressions.size()) {
+            period = detail::CommonPeriod(period, mImpl->read.program->expressions[field].period);
+        }
     }
     return period;
 }
 
 bool CompiledTemplate::IsReadable() const noexcept
 {
-    return mImpl->inverse.GetLimit() == 0;
+    if (mImpl->traffic) return mImpl->traffic->GetReadableCount() == detail::IndexPath::kAll;
+    return mImpl->read.inverse.GetLimit() == 0;
 }
 
 std::uint64_t CompiledTemplate::GetReadableCount() const noexcept
 {
-    const std::uint64_t limit = mImpl->inverse.GetLimit();
-    return limit == 1 ? 0 : limit == 0 ? std::numeric_limits<std::uint64_t>::max() : limit;
+    return mImpl->traffic ? mImpl->traffic->GetReadableCount() : mImpl->read.GetReadableCount();
 }
-
-namespace {
-
-/// The least index within bounds of a value, when all its texts are read.
-/// \param isValue  whether the value is that of an index.
-template <class IsValue>
-[[gnu::noinline]] std::optional<std::uint64_t> FindByAllTexts(const detail::IndexInverse& inverse,
-                                                              std::string_view value, const detail::IndexBounds& bounds,
-                                                              IsValue isValue)
-{
-    std::optional<std::uint64_t> least;
-    inverse.VisitReadings(value, [&](const std::vector<detail::KnownTurn>& turns) {
-        const std::optional<std::uint64_t> index = inverse.GetSolver().FindFirst(turns, bounds);
-        if (index && (!least || *index < *least) && isValue(*index)) least = index;
-    });
-    return least;
-}
-
-} // namespace
 
 std::optional<std::uint64_t> CompiledTemplate::FindIndex(std::string_view value, std::uint64_t from) const
 {
@@ -230,27 +197,14 @@ std::optional<std::uint64_t> CompiledTemplate::FindIndex(std::string_view value,
 std::optional<std::uint64_t> CompiledTemplate::FindIndex(const unsigned char* value, std::size_t size,
                                                          std::uint64_t from) const
 {
-    const Impl& impl = *mImpl;
-    const detail::IndexInverse& inverse = impl.inverse;
-    const std::uint64_t limit = inverse.GetLimit();
+    if (mImpl->traffic) return mImpl->traffic->FindIndex(value, size, from);
+    const std::uint64_t limit = mImpl->read.inverse.GetLimit();
     if (limit == 1 || (limit != 0 && from >= limit)) return std::nullopt;
     const detail::IndexBounds bounds = {from, limit - 1};
-    if (impl.program->isFixedSize) {
-        if (size != impl.program->frame.size() || !impl.matcher.HasConstants(value)) return std::nullopt;
-        std::uint64_t index = 0; // first the residue of all indexes that may be meant
-        if (!inverse.ReadQuickly(value, index)) return std::nullopt;
-        if (!detail::RaiseToFirst(index, inverse.GetQuickModulus(), bounds)) return std::nullopt;
-        if (impl.matcher.HasChanging(value, index)) return index;
-        if (inverse.IsQuick()) return std::nullopt;
-    }
-    const std::string_view all(reinterpret_cast<const char*>(value), size);
-    return FindByAllTexts(inverse, all, bounds, [&](std::uint64_t index) {
-        if (impl.program->isFixedSize) {
-            return impl.matcher.Compare(value, size, index) == detail::FrameMatcher::Likeness::Same;
-        }
-        std::string text;
-        GetValueAt(index, text);
-        return text == all;
+    return mImpl->read.Find(value, size, [&](const auto& search) -> std::optional<detail::PlacedIndex> {
+        const std::optional<std::uint64_t> index = search.FindFirst(bounds);
+        if (!index) return std::nullopt;
+        return detail::PlacedIndex{*index, *index};
     });
 }
 

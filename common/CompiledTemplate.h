@@ -23,6 +23,7 @@ namespace zor::common {
 namespace detail {
 struct BatchAccess;
 struct IndexProgram;
+class TrafficPlan;
 } // namespace detail
 
 /// Which values a batch holds: those of a range, or listed ones. It points at the listed indexes, which must stay as they
@@ -100,6 +101,8 @@ struct TemplateField {
 ///
 /// A frame is a value of a template whose values all have one size.
 ///
+/// Mix(), Joined() and Shuffled() in Traffic.h make a template of others.
+///
 /// One object serves any number of threads at once, without locks. A copy shares the program and allocates nothing. To move
 /// is to copy: the source stays as it was.
 ///
@@ -129,7 +132,7 @@ public:
     ~CompiledTemplate();                                                 ///< The last one that shares releases memory.
 
     /// Whether text, marker, settings, variables and checksum fields are the same. FrameBuilder says what that is for its
-    /// frames.
+    /// frames, and Traffic.h for templates of templates.
     bool operator==(const CompiledTemplate& other) const noexcept;
     bool operator!=(const CompiledTemplate& other) const noexcept { return !(*this == other); } ///< The opposite.
 
@@ -171,6 +174,7 @@ public:
 
     /// Writes values of any size, one to each buffer of \a room bytes, whatever their stride. One that is larger is not
     /// written.
+    ///
     /// \param sizes  gets the size of each value in bytes, also of one that is not written; 2^32 - 1 for one above that.
     /// \return       whether all values were written.
     bool RenderFrames(const IndexList& indexes, const FrameBuffers& frames, std::size_t room,
@@ -257,12 +261,14 @@ public:
 private:
     friend class FrameBuilder;
     friend class SequenceAudit;
+    friend class detail::TrafficPlan;
     friend ZOR_COMMON_API std::vector<TemplateDiagnostic> CheckTemplate(const CompiledTemplate& of);
     struct Impl;
 
     /// Takes a program that was not compiled from a text. Source and checksum fields say what it equals.
     ZOR_COMMON_LOCAL CompiledTemplate(const Wildcards& source, const std::vector<ChecksumField>& checksums,
                                       std::shared_ptr<const detail::IndexProgram> built);
+    ZOR_COMMON_LOCAL explicit CompiledTemplate(std::shared_ptr<const Impl> impl) noexcept;
     ZOR_COMMON_LOCAL std::vector<TemplateField> GetBuiltFields() const;
 
     std::shared_ptr<const Impl> mImpl;

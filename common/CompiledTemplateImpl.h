@@ -5,13 +5,13 @@
 /// Internal: what the copies of a compiled template share.
 
 #include "CompiledTemplate.h"
-#include "FrameMatcher.h"
-#include "IndexInverse.h"
-#include "IndexProgram.h"
+#include "ReadableProgram.h"
+#include "TrafficPlan.h"
 #include "WildcardsImpl.h"
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace zor::common {
@@ -23,15 +23,17 @@ struct CompiledTemplate::Impl {
                           const detail::Variables& values, const std::vector<ChecksumField>& fields,
                           std::shared_ptr<const detail::IndexProgram> built = nullptr);
 
+    /// One that is made of templates. It has no program of its own.
+    ZOR_COMMON_LOCAL explicit Impl(std::shared_ptr<const detail::TrafficPlan> plan) : traffic(std::move(plan)) {}
+
     std::string text;
     std::string marker;
     detail::PacketContext context;
     detail::Variables variables;
     std::vector<ChecksumField> checksums;
-    bool isBuilt; ///< Whether the program was not compiled from the text.
-    std::shared_ptr<const detail::IndexProgram> program;
-    detail::IndexInverse inverse;
-    detail::FrameMatcher matcher; ///< Of a program of fixed size.
+    bool isBuilt = false; ///< Whether the program was not compiled from the text.
+    detail::ReadableProgram read;
+    std::shared_ptr<const detail::TrafficPlan> traffic; ///< Null for a template with a program.
 };
 
 } // namespace zor::common

@@ -119,22 +119,30 @@ void FrameMatcher::PlanLanes(const IndexInverse& inverse)
     }
     for (const Lane& lane : mProgram->patching.lanes) {
         const std::size_t bytes = compared(lane.offset, lane.size);
+        if (bytes == lane.size) mAllLanes.push_back(lane);
         if (bytes == lane.size && !isProven[lane.offset]) mLanes.push_back(lane);
         mIsRendered = mIsRendered || (bytes != 0 && bytes != lane.size);
+        mIsSure = mIsSure && !mIsRendered;
     }
     for (const std::uint32_t place : mProgram->patching.rest) {
         const IndexField& field = mProgram->fields[place];
+        const bool isListed = field.shape == Shape::Listed;
+        const std::size_t bytes = isListed ? compared(field.offset, field.size) : 0;
+        if (bytes != 0) mListed.push_back(place);
+        mIsSure = mIsSure && isListed && (bytes == 0 || bytes == field.size);
         mIsRendered = mIsRendered || !isProven[field.offset];
     }
     for (const IndexChecksum& checksum : mFollowing) {
         const std::size_t bytes = compared(checksum.at, 2);
         if (bytes == 0) continue;
         mChecksums.push_back(checksum);
-        mIsRendered = mIsRendered || bytes == 1;
+        bool isWhole = bytes == 2;
         for (std::size_t i = 0; i < checksum.pieces.count; ++i) {
             const SummedPiece& piece = mProgram->summedPieces[checksum.pieces.first + i];
-            mIsRendered = mIsRendered || compared(piece.offset, piece.size) != piece.size;
+            isWhole = isWhole && compared(piece.offset, piece.size) == piece.size;
         }
+        mIsRendered = mIsRendered || !isWhole;
+        mIsSure = mIsSure && isWhole;
     }
     mIsProven = !mIsRendered && mLanes.empty() && mChecksums.empty();
 }
@@ -152,18 +160,39 @@ bool FrameMatcher::HasConstants(const unsigned char* packet) const noexcept
     return true;
 }
 
+bool FrameMatcher::HasChecksums(const unsigned char* packet) const noexcept
+{
+    for (const IndexChecksum& checksum : mChecksums) {
+        std::uint16_t held = 0;
+        std::memcpy(&held, packet + checksum.at, sizeof held);
+        if (held != ChecksumIn(*mProgram, checksum, packet)) return false;
+    }
+    return true;
+}
+
+bool FrameMatcher::IsFrameAt(const unsigned char* packet, std::uint64_t index) const noexcept
+{
+    if (!mIsSure) return false;
+    for (const Lane& lane : mAllLanes) {
+        if (!HasLane(packet, lane, index)) return false;
+    }
+    for (const std::uint32_t place : mListed) {
+        const IndexField& field = mProgram->fields[place];
+        const Slice& listed = mProgram->DetailsOf(field).listed;
+        const char* const value =
+            mProgram->tables.data() + listed.first + mProgram->TurnAt(field, index) * listed.count;
+        if (std::memcmp(packet + field.offset, value, field.size) != 0) return false;
+    }
+    return HasChecksums(packet);
+}
+
 bool FrameMatcher::CompareChanging(const unsigned char* packet, std::uint64_t index) const
 {
     if (!mIsRendered) {
         for (const Lane& lane : mLanes) {
             if (!HasLane(packet, lane, index)) return false;
         }
-        for (const IndexChecksum& checksum : mChecksums) {
-            std::uint16_t held = 0;
-            std::memcpy(&held, packet + checksum.at, sizeof held);
-            if (held != ChecksumIn(*mProgram, checksum, packet)) return false;
-        }
-        return true;
+        return HasChecksums(packet);
     }
     return WithBuffer(mConstants.size(), [&](unsigned char* frame) {
         Render(index, packet, mConstants.size(), frame);
@@ -198,6 +227,30 @@ FrameMatcher::Likeness FrameMatcher::Compare(const unsigned char* packet, std::s
             AreSame(packet, frame, mConstants.data(), size) && AreSame(packet, frame, mChanging.data(), size);
         return isSame ? Likeness::Same : Likeness::SameExpressions;
     });
+}
+
+std::size_t FrameMatcher::CountDifferences(const unsigned char* packet, std::size_t size, std::uint64_t index) const
+{
+    size = std::min(size, mConstants.size());
+    return WithBuffer(mConstants.size(), [&](unsigned char* frame) {
+        Render(index, packet, size, frame);
+        std::size_t count = 0;
+        for (std::size_t at = 0; at < size; ++at) {
+            if (((packet[at] ^ frame[at]) & (mConstants[at] | mChanging[at])) != 0) ++count;
+        }
+        return count;
+    });
+}
+
+bool FrameMatcher::ExcludesFramesOf(const FrameMatcher& other, std::size_t size) const noexcept
+{
+    size = std::min({size, mConstants.size(), other.mConstants.size()});
+    for (std::size_t at = 0; at < size; ++at) {
+        if ((mConstants[at] & other.mConstants[at]) != 0 && mProgram->frame[at] != other.mProgram->frame[at]) {
+            return true;
+        }
+    }
+    return false;
 }
 
 } // namespace zor::common::detail

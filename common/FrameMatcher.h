@@ -34,6 +34,10 @@ public:
         return mIsProven || CompareChanging(packet, index);
     }
 
+    /// Whether a packet whose constants are as they should be is surely the frame of an index. Nothing is read for that, so
+    /// it takes less time than the search for an index that is expected.
+    bool IsFrameAt(const unsigned char* packet, std::uint64_t index) const noexcept;
+
     /// How far a packet is the frame of an index.
     enum class Likeness : std::uint8_t {
         Same,
@@ -43,6 +47,12 @@ public:
 
     /// \param size  of the packet in bytes; only so many are compared, and no more than the frame has.
     Likeness Compare(const unsigned char* packet, std::size_t size, std::uint64_t index) const;
+
+    /// In how many bytes a packet differs from the frame of an index, with parameters as for Compare().
+    std::size_t CountDifferences(const unsigned char* packet, std::size_t size, std::uint64_t index) const;
+
+    /// Whether no packet of \a size bytes and more can be a frame of both, as a byte that is compared differs.
+    bool ExcludesFramesOf(const FrameMatcher& other, std::size_t size) const noexcept;
 
 private:
     /// Bytes that are compared in one go.
@@ -54,6 +64,7 @@ private:
     void PlanLanes(const IndexInverse& inverse);
     void Render(std::uint64_t index, const unsigned char* packet, std::size_t size,
                 unsigned char* frame) const noexcept;
+    bool HasChecksums(const unsigned char* packet) const noexcept;
     bool CompareChanging(const unsigned char* packet, std::uint64_t index) const;
 
     const IndexProgram* mProgram = nullptr;
@@ -61,10 +72,13 @@ private:
     std::vector<unsigned char> mChanging;    ///< The same for those that change.
     std::vector<unsigned char> mExpressions; ///< The same for those of expressions.
     std::vector<Stretch> mStretches;
-    std::vector<Lane> mLanes;
+    std::vector<Lane> mLanes;              ///< Those that reading does not prove.
+    std::vector<Lane> mAllLanes;           ///< All that are compared.
+    std::vector<std::uint32_t> mListed;    ///< Fields that are compared and show a list.
     std::vector<IndexChecksum> mChecksums; ///< Those that are compared.
     std::vector<IndexChecksum> mFollowing; ///< All that follow what changes or is written late, in their order.
     bool mIsProven = false;                ///< Whether what was read tells all.
+    bool mIsSure = true;                   ///< Whether all lanes and lists together are all that changes.
     bool mIsRendered = false; ///< Whether frames are rendered to be compared, as lanes do not hold all that changes.
 };
 

@@ -90,21 +90,33 @@ struct OneOf {
     std::uint64_t repeat;      ///< How often a value is shown again.
 };
 
+/// Values of a field in another order, as Shuffled() gives them.
+/// \tparam Values  Counting or OneOf.
+template <class Values>
+struct ShuffledValues {
+    Values values;      ///< What is shown.
+    std::uint64_t seed; ///< Which of the orders.
+};
+
 /// Values in an order that looks random: turn t shows what turn IndexOrder(count, seed).GetIndexAt(t) would show, so that
 /// each turn is shown once before the order starts again. A count of 0 is that of all values up to where the field wraps.
 /// \code
 /// Shuffled(Counting(CIpAddress(10, 0, 0, 0), 1 << 24), 42) // all hosts of a network, in the order of seed 42
 /// \endcode
-/// \tparam Values  Counting or OneOf.
-template <class Values>
-struct Shuffled {
-    /// \param turns  what is shown.
-    /// \param number  which of the orders.
-    explicit Shuffled(Values turns, std::uint64_t number = 0) : values(std::move(turns)), seed(number) {}
+/// \param values  what is shown.
+/// \param seed    which of the orders.
+template <class Value>
+ShuffledValues<Counting<Value>> Shuffled(Counting<Value> values, std::uint64_t seed = 0)
+{
+    return {std::move(values), seed};
+}
 
-    Values values;      ///< What is shown.
-    std::uint64_t seed; ///< Which of the orders.
-};
+/// The same of a list.
+template <class Value>
+ShuffledValues<OneOf<Value>> Shuffled(OneOf<Value> values, std::uint64_t seed = 0)
+{
+    return {std::move(values), seed};
+}
 
 namespace detail {
 
@@ -160,7 +172,7 @@ void SetList(FrameValue& value, const OneOf<Value>& list, NumberOf numberOf)
 }
 
 template <class Values>
-void SetOrder(FrameValue& value, const Shuffled<Values>& shuffled) noexcept
+void SetOrder(FrameValue& value, const ShuffledValues<Values>& shuffled) noexcept
 {
     value.isShuffled = true;
     value.seed = shuffled.seed;
@@ -196,7 +208,7 @@ public:
 
     /// Numbers in another order.
     template <class Values, std::enable_if_t<std::is_constructible_v<FrameNumber, const Values&>, int> = 0>
-    FrameNumber(const Shuffled<Values>& shuffled) : FrameNumber(shuffled.values)
+    FrameNumber(const ShuffledValues<Values>& shuffled) : FrameNumber(shuffled.values)
     {
         detail::SetOrder(mValue, shuffled);
     }
@@ -238,7 +250,7 @@ public:
     }
     /// Addresses in another order.
     template <class Values, std::enable_if_t<std::is_constructible_v<FrameAddress, const Values&>, int> = 0>
-    FrameAddress(const Shuffled<Values>& shuffled) : FrameAddress(shuffled.values)
+    FrameAddress(const ShuffledValues<Values>& shuffled) : FrameAddress(shuffled.values)
     {
         detail::SetOrder(mValue, shuffled);
     }

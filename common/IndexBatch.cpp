@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -384,6 +385,26 @@ void WriteFrames(const IndexProgram& program, const IndexList& indexes, std::uin
         }
         done += chunk.count;
     }
+}
+
+bool WriteSizedFrames(const IndexProgram& program, const IndexList& indexes, std::uint64_t count,
+                      const FrameBuffers& frames, std::size_t room, std::uint32_t* sizes) noexcept
+{
+    constexpr std::size_t kMax = std::numeric_limits<std::uint32_t>::max();
+    if (program.isFixedSize && program.maxSize <= room) {
+        std::fill_n(sizes, count, static_cast<std::uint32_t>(std::min(program.maxSize, kMax)));
+        WriteFrames(program, indexes, count, frames, false);
+        return true;
+    }
+    bool haveAllFitted = true;
+    for (std::uint64_t k = 0; k < count; ++k) {
+        const std::uint64_t index = BatchAccess::IndexAt(indexes, k);
+        const std::size_t size = MeasureIndex(program, index);
+        sizes[k] = static_cast<std::uint32_t>(std::min(size, kMax));
+        haveAllFitted = haveAllFitted && size <= room;
+        if (size <= room) RenderIndex(program, index, reinterpret_cast<char*>(BatchAccess::FrameAt(frames, k)));
+    }
+    return haveAllFitted;
 }
 
 } // namespace zor::common::detail

@@ -22,6 +22,14 @@ struct BatchAccess {
         return list.mListed ? list.mListed[k] : list.mRange.first + k * list.mRange.every;
     }
 
+    /// The first places of a list.
+    static IndexList FirstOf(const IndexList& list, std::uint64_t count) noexcept
+    {
+        IndexList first = list;
+        first.mRange.count = count;
+        return first;
+    }
+
     /// Null for a range.
     static const std::uint64_t* ListedOf(const IndexList& list) noexcept { return list.mListed; }
 
@@ -48,6 +56,12 @@ struct BatchAccess {
 /// \param isPatch  whether the buffers hold values already, so that only the changing spans are written.
 void WriteFrames(const IndexProgram& program, const IndexList& indexes, std::uint64_t count, const FrameBuffers& frames,
                  bool isPatch) noexcept;
+
+/// Writes the first \a count values of a list, each one that fits into \a room bytes.
+/// \param sizes  gets the size of each one, as CompiledTemplate::RenderFrames() says.
+/// \return       whether all were written.
+bool WriteSizedFrames(const IndexProgram& program, const IndexList& indexes, std::uint64_t count,
+                      const FrameBuffers& frames, std::size_t room, std::uint32_t* sizes) noexcept;
 
 } // namespace zor::common::detail
 

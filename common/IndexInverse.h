@@ -24,6 +24,8 @@ namespace zor::common::detail {
 /// has none: callers compare one index with the value.
 class IndexInverse {
 public:
+    IndexInverse() = default; ///< Of no program. It can only be assigned to.
+
     /// \param program    must outlive the object.
     /// \param isLeftOut  for each expression whether it takes no part; nothing is none.
     /// \param grid       the indexes that may be found, by first and every; its count does not matter.
@@ -133,7 +135,7 @@ private:
     bool ReadFrame(std::string_view value, std::vector<KnownTurn>& turns) const;
     bool ReadText(std::string_view value, std::size_t openEnd, std::vector<KnownTurn>& turns) const;
 
-    const IndexProgram* mProgram;
+    const IndexProgram* mProgram = nullptr;
     std::vector<std::uint32_t> mRead; ///< Places in IndexProgram::expressions, one for each cycle but that of the grid.
     std::vector<Place> mPlaces;       ///< For each of these.
     std::uint64_t mGridTurn = 0;

@@ -46,6 +46,18 @@ public:
     /// How many indexes there are; 0 is 2^64.
     std::uint64_t GetSize() const noexcept { return mLast + 1; }
 
+    /// Whether size and seed are the same.
+    bool operator==(const IndexOrder& other) const noexcept
+    {
+        bool isSame = mLast == other.mLast;
+        for (unsigned int round = 0; round < kMostRounds; ++round) { // the keys follow from the seed
+            isSame = isSame && mKeys[round].mask == other.mKeys[round].mask &&
+                     mKeys[round].multiplier == other.mKeys[round].multiplier;
+        }
+        return isSame;
+    }
+    bool operator!=(const IndexOrder& other) const noexcept { return !(*this == other); } ///< The opposite.
+
     /// GetIndexAt() of all positions of a range, several at a time: the way to get many.
     ///
     /// \param positions  each is first taken modulo 2^64, as the range says, and then modulo the size.

@@ -40,10 +40,34 @@ std::pair<std::size_t, const char*> WhyUnreadable(const detail::IndexInverse& in
             "counters that repeat their values leave more than 65536 indexes to try."};
 }
 
+/// Of a template made of templates.
+std::vector<TemplateDiagnostic> CheckParts(const CompiledTemplate& of, const detail::TrafficPlan& plan)
+{
+    std::vector<TemplateDiagnostic> found;
+    bool areReadable = true;
+    for (const CompiledTemplate& part : plan.GetParts()) {
+        const std::vector<TemplateDiagnostic> more = CheckTemplate(part);
+        found.insert(found.end(), more.begin(), more.end());
+        areReadable = areReadable && part.IsReadable();
+    }
+    if (areReadable && !of.IsReadable()) {
+        found.push_back(
+            {127,
+             TemplateDiagnostic::Severity::Note,
+             0,
+             0,
+             "The index cannot be told from a value, because more than 65536 positions of the order show the "
+             "same one.",
+             {}});
+    }
+    return found;
+}
+
 } // namespace
 
 std::vector<TemplateDiagnostic> CheckTemplate(const CompiledTemplate& of)
 {
+    if (of.mImpl->traffic) return CheckParts(of, *of.mImpl->traffic);
     constexpr std::uint64_t kSequence = std::uint64_t{1} << 32;
     const std::vector<TemplateField> fields = of.GetFields();
     std::vector<TemplateDiagnostic> found;
@@ -52,7 +76,7 @@ std::vector<TemplateDiagnostic> CheckTemplate(const CompiledTemplate& of)
     std::uint64_t interval = 1; // how many indexes a turn of each counter lasts; 0 where they differ
     std::string repeats;
     for (std::size_t i = 0; i < fields.size(); ++i) {
-        const detail::IndexExpression& expression = of.mImpl->program->expressions[i];
+        const detail::IndexExpression& expression = of.mImpl->read.program->expressions[i];
         const std::uint64_t period = fields[i].period;
         if (period < 2 || period >= kSequence || fields[i].kind == '_') continue;
         repeats +=
@@ -78,7 +102,7 @@ std::vector<TemplateDiagnostic> CheckTemplate(const CompiledTemplate& of)
     }
     if (!of.IsReadable() && !fields.empty()) {
         const std::uint64_t count = of.GetReadableCount();
-        const auto [expression, reason] = WhyUnreadable(of.mImpl->inverse, of.mImpl->program->expressions);
+        const auto [expression, reason] = WhyUnreadable(of.mImpl->read.inverse, of.mImpl->read.program->expressions);
         const TemplateField& field = fields[expression];
         found.push_back({127,
                          TemplateDiagnostic::Severity::Note,

@@ -49,7 +49,8 @@ ZOR_COMMON_API std::vector<TemplateDiagnostic> CheckTemplate(const Wildcards& so
 
 /// What the sequence of values of a compiled template is like: codes 126, how many of the combinations of its counters
 /// occur, and 127, that FindIndex() does not find every index. Both are notes that take more time than a check; counters
-/// that go on for 2^32 values and more are taken for sequence numbers and not for flows.
+/// that go on for 2^32 values and more are taken for sequence numbers and not for flows. Of a template made of templates
+/// (Traffic.h) the findings are those of its parts, one after the other, with places in the part's own text.
 ZOR_COMMON_API std::vector<TemplateDiagnostic> CheckTemplate(const CompiledTemplate& of);
 
 /// Writes a diagnostic as compilers do: the place, the severity and code, the message; the line of the text with a caret
@@ -75,7 +76,8 @@ enum class DiagramStyle : unsigned char {
 };
 
 /// Draws the value of a template at index 0, with its fields; those that count are marked. Long stretches of literal bytes
-/// are cut. Where the size varies, a note says so.
+/// are cut. Where the size varies, a note says so. Of a template made of templates (Traffic.h) all of these are drawn, one
+/// below the other, and JSON has them in a list "templates".
 ///
 /// \param names  name k for field k of CompiledTemplate::GetFields(), any bytes; one that is empty or missing is that of
 ///               the FrameBuilder, or the kind of the expression.

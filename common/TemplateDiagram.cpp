@@ -1,5 +1,6 @@
 #include "CompiledTemplate.h"
 #include "TemplateCheck.h"
+#include "TrafficPlan.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -91,13 +92,14 @@ struct Cell {
 
 /// What all styles show.
 struct Picture {
-    Picture(const CompiledTemplate& of, const std::vector<std::string>& names)
-        : fields(of.GetFields()), isFixedSize(of.IsFixedSize()), period(of.GetPeriod()), maxSize(of.GetMaxSize())
+    /// \param of     has a program.
+    /// \param named  its fields.
+    /// \param after  how many indexes all is the same again.
+    Picture(const CompiledTemplate& of, std::vector<TemplateField> named, std::uint64_t after)
+        : fields(std::move(named)), isFixedSize(of.IsFixedSize()), period(after), maxSize(of.GetMaxSize())
     {
         of.GetValueAt(0, value);
-        for (std::size_t i = 0; i < fields.size(); ++i) {
-            TemplateField& field = fields[i];
-            if (i < names.size() && !names[i].empty()) field.name = names[i];
+        for (TemplateField& field : fields) {
             if (field.name.empty()) field.name = NameOf(field.kind);
         }
         std::size_t end = 0;
@@ -309,7 +311,22 @@ std::string Escaped(std::string_view text)
     return result;
 }
 
-std::string DrawSvg(const Picture& picture)
+struct SvgImage {
+    std::string text;
+    std::size_t width;
+    std::size_t height;
+};
+
+std::string SvgBegin(std::size_t y, std::size_t width, std::size_t height)
+{
+    const std::string size = std::to_string(width);
+    const std::string tall = std::to_string(height);
+    return "<svg xmlns=\"http://www.w3.org/2000/svg\" " + (y == 0 ? "" : "y=\"" + std::to_string(y) + "\" ") +
+           "width=\"" + size + "\" height=\"" + tall + "\" viewBox=\"0 0 " + size + ' ' + tall + "\" role=\"img\">\n";
+}
+
+/// \param top  where the image begins in another one.
+SvgImage DrawSvg(const Picture& picture, std::size_t top = 0)
 {
     constexpr std::size_t kLeft = 44; // in pixels, as all below
     constexpr std::size_t kTop = 24;
@@ -368,17 +385,16 @@ std::string DrawSvg(const Picture& picture)
     if (picture.period != 0) note += "; the same again after " + std::to_string(picture.period);
     if (!picture.isFixedSize) note += "; the size varies, up to " + std::to_string(picture.maxSize) + " bytes";
     addText(kLeft, y + 20, "n s", note);
-    const std::string width = std::to_string(kLeft + kRowBytes * kByte + 8);
-    const std::string height = std::to_string(y + 32);
-    return "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + width + "\" height=\"" + height +
-           "\" viewBox=\"0 0 " + width + ' ' + height +
-           "\" role=\"img\">\n"
-           "<style>rect{stroke:#445;stroke-width:1}.l{fill:#f2f2f4}.f{fill:#dbe7f6}.c{fill:#ffe3b0}"
-           "text{font-family:sans-serif;font-size:12px;text-anchor:middle;fill:#1c1c22}"
-           ".h{font-family:monospace}.n{font-weight:bold}.o{text-anchor:end;fill:#667}.m{text-anchor:middle}"
-           ".s{text-anchor:start;font-weight:normal}</style>\n"
-           "<rect x=\"0\" y=\"0\" width=\"100%\" height=\"100%\" style=\"fill:#fff;stroke:none\"/>\n" +
-           rows + "</svg>\n";
+    const std::size_t width = kLeft + kRowBytes * kByte + 8;
+    const std::size_t height = y + 32;
+    return {SvgBegin(top, width, height) +
+                "<style>rect{stroke:#445;stroke-width:1}.l{fill:#f2f2f4}.f{fill:#dbe7f6}.c{fill:#ffe3b0}"
+                "text{font-family:sans-serif;font-size:12px;text-anchor:middle;fill:#1c1c22}"
+                ".h{font-family:monospace}.n{font-weight:bold}.o{text-anchor:end;fill:#667}.m{text-anchor:middle}"
+                ".s{text-anchor:start;font-weight:normal}</style>\n"
+                "<rect x=\"0\" y=\"0\" width=\"100%\" height=\"100%\" style=\"fill:#fff;stroke:none\"/>\n" +
+                rows + "</svg>\n",
+            width, height};
 }
 
 // ---- JSON
@@ -420,15 +436,85 @@ std::string DrawJson(const Picture& picture)
     return text + "]}\n";
 }
 
+// ---- several templates
+
+/// The templates with a program that a template is made of; itself, if it is made of none.
+void AddTemplates(const CompiledTemplate& of, std::vector<CompiledTemplate>& found)
+{
+    const detail::TrafficPlan* const plan = detail::TrafficPlan::PlanOf(of);
+    if (!plan) return found.push_back(of);
+    for (const CompiledTemplate& part : plan->GetParts()) AddTemplates(part, found);
+}
+
+std::vector<Picture> PicturesOf(const CompiledTemplate& of, const std::vector<std::string>& names)
+{
+    std::vector<TemplateField> fields = of.GetFields();
+    for (std::size_t i = 0; i < std::min(fields.size(), names.size()); ++i) {
+        if (!names[i].empty()) fields[i].name = names[i];
+    }
+    std::vector<CompiledTemplate> templates;
+    AddTemplates(of, templates);
+    std::vector<Picture> pictures;
+    auto next = fields.begin();
+    for (const CompiledTemplate& each : templates) {
+        const auto end = next + static_cast<std::ptrdiff_t>(each.GetFields().size());
+        pictures.emplace_back(each, std::vector<TemplateField>(next, end), of.GetPeriod());
+        next = end;
+    }
+    return pictures;
+}
+
+std::string HeadingOf(std::size_t picture, std::size_t count)
+{
+    return "Template " + std::to_string(picture + 1) + " of " + std::to_string(count);
+}
+
+std::string DrawManyRfc(const std::vector<Picture>& pictures)
+{
+    std::string text;
+    for (std::size_t i = 0; i < pictures.size(); ++i) {
+        text += (i == 0 ? " " : "\n ") + HeadingOf(i, pictures.size()) + '\n' + DrawRfc(pictures[i]);
+    }
+    return text;
+}
+
+std::string DrawManySvg(const std::vector<Picture>& pictures)
+{
+    constexpr std::size_t kHeading = 28;
+    std::string text;
+    std::size_t width = 0;
+    std::size_t y = 0;
+    for (std::size_t i = 0; i < pictures.size(); ++i) {
+        text += "<text x=\"44\" y=\"" + std::to_string(y + 20) +
+                "\" style=\"font-family:sans-serif;font-size:14px;text-anchor:start;font-weight:bold\">" +
+                HeadingOf(i, pictures.size()) + "</text>\n";
+        const SvgImage image = DrawSvg(pictures[i], y + kHeading);
+        text += image.text;
+        width = std::max(width, image.width);
+        y += kHeading + image.height;
+    }
+    return SvgBegin(0, width, y) + text + "</svg>\n";
+}
+
+std::string DrawManyJson(const CompiledTemplate& of, const std::vector<Picture>& pictures)
+{
+    std::string text = "{\"size\": " + std::to_string(of.GetMaxSize());
+    text += ", \"isFixedSize\": " + std::string(of.IsFixedSize() ? "true" : "false");
+    text += ", \"period\": " + std::to_string(of.GetPeriod()) + ",\n \"templates\": [\n";
+    for (std::size_t i = 0; i < pictures.size(); ++i) text += (i == 0 ? "" : ",\n") + DrawJson(pictures[i]);
+    return text + "]}\n";
+}
+
 } // namespace
 
 std::string Diagram(const CompiledTemplate& of, DiagramStyle style, const std::vector<std::string>& names)
 {
-    const Picture picture(of, names);
+    const std::vector<Picture> pictures = PicturesOf(of, names);
+    const bool isOne = !detail::TrafficPlan::PlanOf(of);
     switch (style) {
-    case DiagramStyle::Svg: return DrawSvg(picture);
-    case DiagramStyle::Json: return DrawJson(picture);
-    default: return DrawRfc(picture);
+    case DiagramStyle::Svg: return isOne ? DrawSvg(pictures[0]).text : DrawManySvg(pictures);
+    case DiagramStyle::Json: return isOne ? DrawJson(pictures[0]) : DrawManyJson(of, pictures);
+    default: return isOne ? DrawRfc(pictures[0]) : DrawManyRfc(pictures);
     }
 }
 

@@ -149,16 +149,17 @@ private:
 
 std::vector<TemplateField> CompiledTemplate::GetFields() const
 {
+    if (mImpl->traffic) return mImpl->traffic->GetFields();
     if (mImpl->isBuilt) return GetBuiltFields();
     const auto program = detail::CompileTemplate(mImpl->text, mImpl->marker, mImpl->context);
     return detail::FieldLister(*program, mImpl->marker, mImpl->context, mImpl->variables)
-        .List(mImpl->program->expressions);
+        .List(mImpl->read.program->expressions);
 }
 
 /// The frame has them all, and the text, if there is one, has an expression for each.
 std::vector<TemplateField> CompiledTemplate::GetBuiltFields() const
 {
-    const detail::IndexProgram& program = *mImpl->program;
+    const detail::IndexProgram& program = *mImpl->read.program;
     std::vector<TemplateField> fields;
     detail::TemplateScanner scanner(mImpl->text, mImpl->marker);
     // Fields tend to share their periods, so one value after the other is shown again and again.

@@ -13,6 +13,7 @@
 #include <common/MacroExpander.h>
 #include <common/SequenceAudit.h>
 #include <common/TemplateCheck.h>
+#include <common/Traffic.h>
 #include <common/Wildcards.h>
 #include <common/WorldWideName.h>
 
@@ -284,6 +285,9 @@ TEST(Allocation, CompiledTemplatesAllocateOnlyToCompile)
     std::vector<std::uint32_t> sizes(300);
     std::vector<std::size_t> offsets(302);
     const std::uint64_t listed[] = {~std::uint64_t{0}, 5, 4};
+    const CompiledTemplate same = Mix({{frames, 2}, {Shuffled(frames, IndexOrder(1000, 1)), 1}});
+    const CompiledTemplate traffic = Joined({{same, 40}, {varying, 3}});
+    value.reserve(traffic.GetMaxSize());
     const long before = gAllocations;
     CompiledTemplate copy = varying;
     copy = frames;
@@ -298,6 +302,10 @@ TEST(Allocation, CompiledTemplatesAllocateOnlyToCompile)
     EXPECT_TRUE(frames.PatchFrames(IndexList(listed, 3), buffers));
     EXPECT_TRUE(varying.RenderFrames(IndexRange{0, 300}, buffers, frames.GetMaxSize(), sizes.data()));
     EXPECT_EQ(varying.RenderBatch(IndexRange{0, 300}, bytes.data(), bytes.size(), offsets), 300u);
+    EXPECT_TRUE(same.RenderFrames(IndexRange{1, 300, 3}, buffers));
+    EXPECT_TRUE(same.PatchFrames(IndexRange{7, 300}, buffers));
+    EXPECT_TRUE(traffic.RenderFrames(IndexRange{0, 300}, buffers, frames.GetMaxSize(), sizes.data()));
+    traffic.GetValueAt(41, value);
     EXPECT_EQ(gAllocations - before, 0);
 }
 
@@ -322,7 +330,11 @@ TEST(Allocation, FailuresLeaveOffsetsAndSourcesAsTheyWere)
                        },
                        [](Batch& b) { b.compiled = CompiledTemplate(b.source); },
                        [](Batch& b) { b.compiled = CompiledTemplate("@h 01 @$(0102030405060708090a,0,01,2,0,f0)"); },
-                       [](Batch& b) { CompiledTemplate(kLong + kLong).GetValueAt(7, b.value); });
+                       [](Batch& b) { CompiledTemplate(kLong + kLong).GetValueAt(7, b.value); },
+                       [](Batch& b) {
+                           const CompiledTemplate parts = Mix({{b.compiled, 2}, {CompiledTemplate(kLong), 3}});
+                           b.compiled = Joined({{Shuffled(parts, IndexOrder(9, 1)), 5}, {b.compiled, 1}});
+                       });
 }
 
 TEST(Allocation, AuditsTakeMemoryForPagesAlone)
@@ -388,6 +400,14 @@ TEST(Allocation, FailuresLeaveAuditsAsTheyWere)
         [&](auto& audit) { audit = other; }, [&](auto& audit) { audit.GetMissing(9); },
         [&](auto& audit) {
             audit = SequenceAudit(varying, {0, 99});
+        },
+        [&](auto& audit) {
+            const CompiledTemplate traffic =
+                Mix({{frames, 2}, {Shuffled(CompiledTemplate("b@x(1,0,1)"), IndexOrder(50, 1)), 1}});
+            SequenceAudit many(traffic, {0, 99});
+            for (std::uint64_t i = 0; i < 30; ++i) many.Add(packet(traffic, i == 20 ? 70 : i));
+            traffic.FindIndex(packet(traffic, 77777));
+            audit = many;
         },
         [&](auto&) { varying.FindIndex(packet(varying, 77777)); });
 }

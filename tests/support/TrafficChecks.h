@@ -1,0 +1,184 @@
+#ifndef ZOR_COMMON_TESTS_TRAFFIC_CHECKS_H
+#define ZOR_COMMON_TESTS_TRAFFIC_CHECKS_H
+
+/// \file
+/// Templates made of templates, compared with plain loops over their parts.
+
+#include "AuditChecks.h"
+#include "FindIndexChecks.h"
+
+#include <common/Traffic.h>
+
+#include <functional>
+#include <memory>
+#include <utility>
+
+namespace zor::common::test {
+
+/// A template, and its first values by a loop that knows no index.
+struct PlainTraffic {
+    CompiledTemplate compiled;
+    std::function<std::vector<AuditedValue>(std::size_t)> first;
+    std::size_t leaves = 1;
+};
+
+/// The values of parts in the order in which \a next names them. Each part goes on where it stopped.
+template <class Next>
+std::vector<AuditedValue> Interleaved(const std::vector<PlainTraffic>& parts, std::size_t count, Next next)
+{
+    std::vector<std::size_t> order;
+    std::vector<std::size_t> taken(parts.size());
+    for (std::size_t i = 0; i < count; ++i) ++taken[order.emplace_back(next())];
+    std::vector<std::vector<AuditedValue>> values;
+    for (std::size_t part = 0; part < parts.size(); ++part) values.push_back(parts[part].first(taken[part]));
+    std::fill(taken.begin(), taken.end(), 0);
+    std::vector<AuditedValue> all;
+    for (const std::size_t part : order) all.push_back(values[part][taken[part]++]);
+    return all;
+}
+
+inline PlainTraffic MixedTraffic(const std::vector<PlainTraffic>& parts, const std::vector<std::uint32_t>& weights)
+{
+    std::vector<std::pair<CompiledTemplate, std::uint32_t>> weighted;
+    std::size_t leaves = 0;
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        weighted.emplace_back(parts[i].compiled, weights[i]);
+        leaves += parts[i].leaves;
+    }
+    const auto first = [parts, weights](std::size_t count) {
+        std::vector<std::int64_t> credits(parts.size());
+        return Interleaved(parts, count, [&] {
+            std::size_t best = parts.size();
+            std::int64_t total = 0;
+            for (std::size_t i = 0; i < parts.size(); ++i) {
+                credits[i] += weights[i];
+                total += weights[i];
+                if (weights[i] != 0 && (best == parts.size() || credits[i] > credits[best])) best = i;
+            }
+            credits[best] -= total;
+            return best;
+        });
+    };
+    return {Mix(weighted), first, leaves};
+}
+
+inline PlainTraffic JoinedTraffic(const std::vector<PlainTraffic>& parts, const std::vector<std::uint64_t>& counts)
+{
+    std::vector<std::pair<CompiledTemplate, std::uint64_t>> counted;
+    std::size_t leaves = 0;
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        counted.emplace_back(parts[i].compiled, counts[i]);
+        leaves += parts[i].leaves;
+    }
+    const auto first = [parts, counts](std::size_t count) {
+        std::size_t part = 0;
+        std::uint64_t shown = 0;
+        return Interleaved(parts, count, [&] {
+            for (; shown == counts[part]; shown = 0) part = (part + 1) % parts.size();
+            ++shown;
+            return part;
+        });
+    };
+    return {Joined(counted), first, leaves};
+}
+
+inline PlainTraffic ShuffledTraffic(const PlainTraffic& of, const IndexOrder& order)
+{
+    const auto first = [of, order](std::size_t count) {
+        const std::vector<AuditedValue> inOrder = of.first(static_cast<std::size_t>(order.GetSize()));
+        std::vector<AuditedValue> values;
+        for (std::size_t i = 0; i < count; ++i) {
+            values.push_back(inOrder[static_cast<std::size_t>(order.GetIndexAt(i))]);
+        }
+        return values;
+    };
+    return {Shuffled(of.compiled, order), first, of.leaves};
+}
+
+inline PlainTraffic LeafTraffic(Random& random)
+{
+    AuditedFrames frames(random);
+    const bool isFixedSize = random.Below(6) != 0;
+    if (!isFixedSize) frames.text = "a@x(1,0,1) @x(0," + std::to_string(1 + random.Below(30)) + ")b";
+    const CompiledTemplate of(Wildcards(frames.text, "@"),
+                              isFixedSize ? frames.checksums : std::vector<ChecksumField>());
+    const auto first = [=](std::size_t count) {
+        std::vector<AuditedValue> values;
+        for (std::size_t i = 0; i < count; ++i) values.push_back({ValueAt(of, i), frames.expressions, isFixedSize});
+        return values;
+    };
+    return {of, first};
+}
+
+inline PlainTraffic DrawTraffic(Random& random, int depth)
+{
+    if (depth == 0) return LeafTraffic(random);
+    const std::uint64_t kind = random.Below(4);
+    if (kind == 0) {
+        const std::uint64_t size = 1 + random.Below(random.Below(3) == 0 ? 60 : 9);
+        return ShuffledTraffic(DrawTraffic(random, depth - 1), IndexOrder(size, random.Number()));
+    }
+    std::vector<PlainTraffic> parts;
+    std::vector<std::uint32_t> weights;
+    for (std::size_t i = 1 + random.Below(4); i > 0; --i) {
+        const bool isAgain = !parts.empty() && random.Below(6) == 0;
+        parts.push_back(isAgain ? parts.front()
+                                : DrawTraffic(random, static_cast<int>(random.Below(static_cast<unsigned>(depth)))));
+        weights.push_back(static_cast<std::uint32_t>(random.Below(6)));
+    }
+    if (std::count(weights.begin(), weights.end(), 0u) == static_cast<std::ptrdiff_t>(weights.size())) weights[0] = 3;
+    if (kind == 1) return JoinedTraffic(parts, {weights.begin(), weights.end()});
+    return MixedTraffic(parts, weights);
+}
+
+/// Values, batches, period and inverse are those of the loops.
+inline void CheckTraffic(Random& random)
+{
+    constexpr std::size_t kCount = 600;
+    const PlainTraffic traffic = DrawTraffic(random, 1 + static_cast<int>(random.Below(3)));
+    const CompiledTemplate& compiled = traffic.compiled;
+    const std::vector<AuditedValue> values = traffic.first(kCount);
+    for (std::size_t i = 0; i < kCount; ++i) {
+        ASSERT_NO_FATAL_FAILURE(CheckValue(compiled, i, values[i].text));
+        ASSERT_LE(values[i].text.size(), compiled.GetMaxSize());
+        ASSERT_TRUE(!compiled.IsFixedSize() || values[i].text.size() == compiled.GetMaxSize());
+        if (!compiled.IsReadable() || i % 7 != 0) continue;
+        std::size_t least = 0;
+        while (values[least].text != values[i].text) ++least;
+        ASSERT_EQ(compiled.FindIndex(values[i].text), least) << i;
+    }
+    ASSERT_NO_FATAL_FAILURE(CheckBatches(random, compiled, [&](std::uint64_t at) { return ValueAt(compiled, at); }));
+    ASSERT_NO_FATAL_FAILURE(CheckFinds(random, compiled));
+    const std::uint64_t period = compiled.GetPeriod();
+    const auto isPeriod = [&](std::size_t of) {
+        for (std::size_t i = 0; i + of < kCount; ++i) {
+            if (values[i].text != values[i + of].text) return false;
+        }
+        return true;
+    };
+    if (period != 0 && period <= kCount / 2) {
+        std::size_t least = 1;
+        while (!isPeriod(least)) ++least;
+        ASSERT_EQ(period, least);
+    }
+    for (int i = 0; i < 20 && period != 0; ++i) {
+        const std::uint64_t index = DrawIndex(random);
+        if (index + period < index) continue;
+        ASSERT_EQ(ValueAt(compiled, index), ValueAt(compiled, index + period)) << index;
+    }
+}
+
+/// The audit of traffic is that of a search through all values.
+inline void CheckTrafficAudit(Random& random)
+{
+    const PlainTraffic traffic = DrawTraffic(random, 1 + static_cast<int>(random.Below(3)));
+    const IndexRange range{random.Below(100), random.Below(120), 1 + random.Below(random.Below(2) == 0 ? 1 : 5)};
+    if (range.first + range.count * range.every >= traffic.compiled.GetReadableCount()) return;
+    const std::vector<AuditedValue> values = traffic.first(static_cast<std::size_t>(800));
+    const auto valueAt = [&values](std::uint64_t index) { return values[static_cast<std::size_t>(index)]; };
+    CheckAudit(random, traffic.compiled, range, valueAt, traffic.leaves > 1);
+}
+
+} // namespace zor::common::test
+
+#endif // ZOR_COMMON_TESTS_TRAFFIC_CHECKS_H
