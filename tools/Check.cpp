@@ -92,6 +92,25 @@ std::string Describe(const Forecast& forecast, const Options& options)
     return text + "the counters do not start again, but whether all packets differ is not certain\n";
 }
 
+/// What is said of a template, with its text.
+struct Finding {
+    TemplateDiagnostic diagnostic;
+    std::string text;
+};
+
+void CheckText(const Settings& settings, std::vector<Finding>& found)
+{
+    const std::optional<std::string> text = settings.Find("template");
+    if (!text) return;
+    for (TemplateDiagnostic& each : CheckTemplate(MakeSource(settings))) found.push_back({std::move(each), *text});
+}
+
+bool Has(const std::vector<Finding>& found, Severity severity)
+{
+    return std::any_of(found.begin(), found.end(),
+                       [severity](const Finding& each) { return each.diagnostic.severity == severity; });
+}
+
 } // namespace
 
 int Check(Options& options)
@@ -99,25 +118,24 @@ int Check(Options& options)
     const Settings settings = ResolveSource(options.settings, options.files);
     if (!options.files.empty()) throw InputError("\"" + options.files.front() + "\" is one template too many");
     if (options.duration && !options.rate) throw InputError("--for needs --rate");
-    std::vector<TemplateDiagnostic> found;
-    const std::string text = settings.Find("template").value_or("");
-    if (settings.Find("template")) found = CheckTemplate(MakeSource(settings));
-    const bool hasError =
-        std::any_of(found.begin(), found.end(), [](const auto& each) { return each.severity == Severity::Error; });
+    std::vector<Finding> found;
+    const std::vector<Stream> streams = GetStreams(settings);
+    if (streams.empty()) CheckText(settings, found);
+    for (const Stream& stream : streams) CheckText(stream.settings, found);
+    const bool hasError = Has(found, Severity::Error);
     std::optional<Forecast> forecast;
     if (!hasError) {
         const Packets packets = CompilePackets(settings, false);
         if (options.isVerbose) {
-            for (TemplateDiagnostic& each : CheckTemplate(packets.compiled)) found.push_back(std::move(each));
+            for (TemplateDiagnostic& each : CheckTemplate(packets.compiled))
+                found.push_back({std::move(each), packets.text});
         }
         if (options.rate) forecast = MakeForecast(options, packets.compiled, ReadRun(settings, 0));
     }
-    const bool hasWarning =
-        std::any_of(found.begin(), found.end(), [](const auto& each) { return each.severity == Severity::Warning; });
     if (options.isJson) {
         Json json;
         json.Open('{').Open('[', "diagnostics");
-        for (const TemplateDiagnostic& each : found) {
+        for (const auto& [each, text] : found) {
             json.Open('{')
                 .Add("code", std::uint64_t{each.code})
                 .Add("severity", kSeverities[static_cast<int>(each.severity)]);
@@ -136,13 +154,14 @@ int Check(Options& options)
         }
         Print(json.Close('}').GetText() + "\n");
     } else {
-        for (const TemplateDiagnostic& each : found) {
+        for (const auto& [each, text] : found) {
             Print(Colored(ShowDiagnostic(each, text), each.severity, options.hasColor));
         }
         if (found.empty()) Print("nothing to say\n");
         if (forecast) Print(Describe(*forecast, options));
     }
-    const bool fails = hasError || (options.isStrict && (hasWarning || (forecast && Repeats(*forecast))));
+    const bool fails =
+        hasError || (options.isStrict && (Has(found, Severity::Warning) || (forecast && Repeats(*forecast))));
     return fails ? 1 : 0;
 }
 

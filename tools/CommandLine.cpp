@@ -81,6 +81,8 @@ public:
         Set("-e,--expression", "template", "TEXT", "the template itself in place of a file");
         Set("--frame", "frame", "LAYERS",
             "layers: eth(src=...) / ipv4(src=FIRST..LAST) / udp(dport=53) / number(4) / cross(udp.sport, ipv4.src)");
+        Add("--streams", "FILE", "a mix: a weight and a template or layers on each line",
+            [options = &mOptions](const std::string& path) { options->settings.Override(ReadStreams(path)); });
         Set("--marker", "marker", "C", "the character that opens an expression (@)");
         SetEach("--set", "set", "NAME=VALUE", "a variable of the template; may be given several times");
         Set("--mac", "mac", "ADDRESS,STEP,MASK,REPEAT", "what @m counts; all but the address may be left out");

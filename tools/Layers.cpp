@@ -697,6 +697,17 @@ FrameBuilder ReadLayers(const std::string& text, bool* startsWithIp)
     }
 }
 
+bool LooksLikeLayers(std::string_view text)
+{
+    static constexpr std::string_view kFirst[] = {"eth",  "ipv4",    "ipv6",   "number", "bytes",
+                                                  "fill", "pattern", "prbs31", "hole"};
+    text = Trimmed(text);
+    const std::string_view name = text.substr(0, text.find_first_of("(/ \t"));
+    const std::string_view behind = Trimmed(text.substr(name.size()));
+    return std::find(std::begin(kFirst), std::end(kFirst), name) != std::end(kFirst) &&
+           (behind.empty() || behind.front() == '(' || behind.front() == '/');
+}
+
 void VaryField(FrameBuilder& frame, const std::string& text)
 {
     const std::size_t equals = text.find('=');

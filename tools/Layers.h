@@ -26,6 +26,9 @@ namespace zor::tools {
 /// \param startsWithIp  becomes whether the first layer is one of IP.
 common::FrameBuilder ReadLayers(const std::string& text, bool* startsWithIp = nullptr);
 
+/// Whether a text begins like layers: with the name of one, and behind it a parenthesis, a slash or nothing.
+bool LooksLikeLayers(std::string_view text);
+
 /// Gives a field of a frame the values of "ipv4.src=10.0.0.1..10.0.0.9", or bytes those of "26:4=...".
 void VaryField(common::FrameBuilder& frame, const std::string& text);
 

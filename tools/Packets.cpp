@@ -7,6 +7,7 @@
 
 #include <common/AddressText.h>
 #include <common/ChecksumField.h>
+#include <common/Traffic.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -80,7 +81,8 @@ Settings ResolveSource(const Settings& options, std::vector<std::string>& files)
 Settings ReadStreams(const std::string& path)
 {
     Settings settings;
-    for (const std::string_view line : SplitAt('\n', ReadFile(path))) {
+    const std::string content = ReadFile(path);
+    for (const std::string_view line : SplitAt('\n', content)) {
         if (!line.empty() && line.front() != '#') settings.Add("stream", std::string(line));
     }
     if (!settings.HasSource()) throw InputError(path + " has no stream");
@@ -93,6 +95,33 @@ std::string ShowDiagnostic(const TemplateDiagnostic& found, const std::string& t
     if (!text.empty()) return lines;
     constexpr std::string_view kPlace = "template:1:1: ";
     return lines.substr(kPlace.size(), lines.find('\n') + 1 - kPlace.size());
+}
+
+std::vector<Stream> GetStreams(const Settings& settings)
+{
+    std::vector<Stream> streams;
+    for (const std::string& line : settings.FindAll("stream")) {
+        const std::size_t blank = line.find_first_of(" \t");
+        const std::size_t from = line.find_first_not_of(" \t", blank);
+        if (from == std::string::npos) {
+            throw InputError("a stream must be a weight, and behind it a template or layers, not \"" + line + "\"");
+        }
+        constexpr std::uint64_t kMost = 65536; // of the sum of all weights
+        const std::uint64_t weight =
+            ReadNumber("the weight of a stream", std::string_view(line).substr(0, blank), kMost);
+        constexpr std::string_view kLayers = "--frame ", kTemplate = "-e ";
+        std::string text = line.substr(from);
+        const bool areLayers = text.compare(0, kLayers.size(), kLayers) == 0;
+        const bool isTemplate = text.compare(0, kTemplate.size(), kTemplate) == 0;
+        if (areLayers || isTemplate) text.erase(0, areLayers ? kLayers.size() : kTemplate.size());
+        Settings source;
+        source.Add(areLayers || (!isTemplate && LooksLikeLayers(text)) ? "frame" : "template", text);
+        if (const auto marker = settings.Find("marker")) source.Add("marker", *marker);
+        Settings stream = settings;
+        stream.Override(source);
+        streams.push_back({static_cast<std::uint32_t>(weight), std::move(stream)});
+    }
+    return streams;
 }
 
 void PrintDiagnostics(const Wildcards& source, const std::string& text, bool onlyErrors)
@@ -212,7 +241,7 @@ CompiledTemplate CompileText(const Wildcards& source, const std::string& text, b
 
 Packets CompileFrame(const FrameBuilder& frame)
 {
-    return {frame.Compile(), frame, std::nullopt, "", false, false};
+    return {frame.Compile(), frame, std::nullopt, "", {}, false, false};
 }
 
 Packets CompilePacket(const Settings& settings, const std::string& digits)
@@ -252,9 +281,31 @@ Packets CompileSource(const Settings& settings, bool warns)
                     std::nullopt,
                     source,
                     text,
+                    {},
                     text.compare(0, 2, "@h") != 0,
                     false};
     return packets;
+}
+
+Packets CompileMix(const std::vector<Stream>& streams, bool warns)
+{
+    std::vector<std::pair<CompiledTemplate, std::uint32_t>> parts;
+    std::vector<Packets> packets;
+    for (const Stream& stream : streams) {
+        packets.push_back(CompileSource(stream.settings, warns));
+        parts.emplace_back(packets.back().compiled, stream.weight);
+        if (packets.back().isIp != packets.front().isIp) {
+            throw InputError("some streams start with IP and some do not, which no capture can hold");
+        }
+    }
+    try {
+        Packets mix{Mix(parts), std::nullopt, std::nullopt, "", {}, true, packets.front().isIp};
+        for (const Packets& part : packets) mix.isText = mix.isText && part.isText;
+        mix.streams = std::move(packets);
+        return mix;
+    } catch (const std::invalid_argument& error) {
+        throw InputError(error.what());
+    }
 }
 
 } // namespace
@@ -265,7 +316,8 @@ Packets CompilePackets(const Settings& settings, bool warns)
     if (link && *link != "ethernet" && *link != "ip") {
         throw InputError("--link must be ethernet or ip, not \"" + *link + "\"");
     }
-    Packets packets = CompileSource(settings, warns);
+    const std::vector<Stream> streams = GetStreams(settings);
+    Packets packets = streams.empty() ? CompileSource(settings, warns) : CompileMix(streams, warns);
     if (link) packets.isIp = *link == "ip";
     return packets;
 }

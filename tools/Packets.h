@@ -26,6 +26,7 @@ struct Packets {
     std::optional<common::FrameBuilder> frame; ///< Where fields have names.
     std::optional<common::Wildcards> source;   ///< Of a template text, with its settings.
     std::string text;                          ///< The same text, otherwise empty.
+    std::vector<Packets> streams;              ///< What a mix is made of.
     bool isText = false;                       ///< Whether values are texts and not bytes.
     bool isIp = false;                         ///< Whether they start with a header of IP and not of Ethernet.
 };
@@ -58,6 +59,15 @@ Settings ResolveSource(const Settings& options, std::vector<std::string>& files)
 
 /// The settings of a file of streams: a weight and a template or layers on each line.
 Settings ReadStreams(const std::string& path);
+
+/// A stream of a mix, with the settings that it has by itself.
+struct Stream {
+    std::uint32_t weight;
+    Settings settings;
+};
+
+/// The streams of settings; none if they are no mix.
+std::vector<Stream> GetStreams(const Settings& settings);
 
 /// The source of a template text, with all settings.
 common::Wildcards MakeSource(const Settings& settings);

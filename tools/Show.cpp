@@ -29,6 +29,15 @@ std::string Shown(const std::string& text, bool isText)
 /// How many flows there are: fields that go on for 2^32 values and more number packets, and not flows.
 std::uint64_t CountFlows(const Packets& packets, const std::vector<TemplateField>& fields)
 {
+    if (!packets.streams.empty()) { // 0 where one of them is not known
+        std::uint64_t sum = 0;
+        for (const Packets& stream : packets.streams) {
+            const std::uint64_t flows = CountFlows(stream, stream.compiled.GetFields());
+            if (flows == 0 || sum + flows < sum) return 0;
+            sum += flows;
+        }
+        return sum;
+    }
     if (packets.frame) return packets.frame->GetFlowCount();
     std::vector<std::size_t> flows;
     for (std::size_t i = 0; i < fields.size(); ++i) {
@@ -40,13 +49,19 @@ std::uint64_t CountFlows(const Packets& packets, const std::vector<TemplateField
 std::string Table(const Packets& packets, const std::vector<TemplateField>& fields)
 {
     std::vector<std::vector<std::string>> rows = {{"field", "offset", "size", "first", "second", "last", "period"}};
+    std::vector<std::string> streams; // of each field, from 1 on
+    for (std::size_t i = 0; i < packets.streams.size(); ++i) {
+        streams.resize(streams.size() + packets.streams[i].compiled.GetFields().size(), std::to_string(i + 1) + ": ");
+    }
     for (const TemplateField& field : fields) {
         std::string name = field.name;
+        if (name.empty() && packets.text.empty()) name = std::string("@") + field.kind; // of a stream
         if (name.empty()) name = packets.text.substr(std::min(field.pos, packets.text.size()), field.len);
         constexpr std::size_t kWidest = 40;
         if (name.size() > kWidest) name.replace(kWidest - 3, std::string::npos, "...");
         std::string size = std::to_string(field.minSize);
         if (field.maxSize != field.minSize) size += "-" + std::to_string(field.maxSize);
+        if (rows.size() <= streams.size()) name.insert(0, streams[rows.size() - 1]);
         const bool isText = packets.isText;
         rows.push_back({name, (field.isOffsetFixed ? "" : "from ") + std::to_string(field.offset), size,
                         Shown(field.first, isText), Shown(field.second, isText), Shown(field.last, isText),

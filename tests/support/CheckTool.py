@@ -476,6 +476,32 @@ class Captures(Test):
         self.assertEqual(report["missing"], 10)
         self.assertEqual(read("m").decode().split(), [str(i) for i in range(9, 19)])
 
+    def test_streams(self):
+        write("imix", b"# sizes of Internet traffic\n7 eth / ipv4 / udp / number(4) / pad(60)\n"
+              b"4\t--frame eth / ipv4 / tcp(flags=syn) / number(4) / fill(500)\n1 -e @h " + b"02" * 12 + b"88b5 @$(00,0,01,big)\n")
+        run("make", "--streams", "imix", "--count", "1200", "-o", "x.pcap")
+        fields = judge("tshark", "-r", "x.pcap", "-T", "fields", "-e", "frame.len", "-e", "_ws.col.Protocol").split("\n")[:-1]
+        sizes = [int(line.split("\t")[0]) for line in fields]
+        self.assertEqual([sizes.count(size) for size in (60, 558, 15)], [700, 400, 100])
+        for start in range(0, 1200, 12):  # evenly spread
+            self.assertEqual(sizes[start:start + 12], sizes[:12])
+        self.assertNotIn([60] * 4, [sizes[i:i + 4] for i in range(9)])
+        run("verify", "--streams", "imix", "--count", "1200", "x.pcap")
+        packets = read_pcap("x.pcap")
+        write_pcap("lost.pcap", packets[:70] + packets[80:])
+        self.assertIn("missing   10 of 1200", run("verify", "--streams", "imix", "--count", "1200", "lost.pcap", status=1))
+        run("make", "--streams", "imix", "--count", "1200", "-o", "a.pcapng")
+        run("make", "--like", "a.pcapng", "-o", "b.pcapng")
+        self.assertEqual(read("a.pcapng"), read("b.pcapng"))
+        self.assertEqual(judge("tshark", "-r", "a.pcapng", "-T", "fields", "-e", "frame.len").split(), [str(s) for s in sizes])
+        self.assertRegex(run("show", "a.pcapng"), r"(?s)flows +258\n.*1: number .*2: number .*3: @\$ ")
+        self.assertIn("nothing to say", run("check", "a.pcapng"))
+        for text, error in [("7", "a stream must be a weight"), ("x eth", "the weight of a stream"), ("0 eth", "weight"),
+                            ("1 eth / ip", "there is no layer"), ("1 eth\n1 ipv4", "some streams start with IP"),
+                            ("", "has no stream"), ("1 @x(1,,)", "ends in two delimiters")]:
+            write("bad", text.encode())
+            self.assertIn(error, run("make", "--streams", "bad", "-o", "x.pcap", status=2))
+
     def test_ip_without_ethernet(self):
         run("make", "--frame", "ipv4 / udp(sport=7..9)", "--count", "3", "-o", "x.pcap")
         self.assertEqual(judge("tshark", "-r", "x.pcap", "-T", "fields", "-e", "udp.srcport").split(), ["7", "8", "9"])
