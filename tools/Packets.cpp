@@ -62,9 +62,7 @@ Settings ReadSource(const std::string& path)
     if (const std::optional<std::string> recipe = FindRecipe(content, name)) return Settings::ReadRecipe(*recipe, name);
     if (Settings::IsRecipe(content)) return Settings::ReadRecipe(content, name);
     if (!content.empty() && content.back() == '\n') content.pop_back();
-    Settings settings;
-    settings.Add("template", std::move(content));
-    return settings;
+    return Settings::OfTemplate(std::move(content));
 }
 
 Settings ResolveSource(const Settings& options, std::vector<std::string>& files)
@@ -100,6 +98,8 @@ std::string ShowDiagnostic(const TemplateDiagnostic& found, const std::string& t
 std::vector<Stream> GetStreams(const Settings& settings)
 {
     std::vector<Stream> streams;
+    Settings shared = settings; // by all streams: a source takes the place of theirs
+    shared.Override(Settings::OfTemplate(""));
     for (const std::string& line : settings.FindAll("stream")) {
         const std::size_t blank = line.find_first_of(" \t");
         const std::size_t from = line.find_first_not_of(" \t", blank);
@@ -117,7 +117,7 @@ std::vector<Stream> GetStreams(const Settings& settings)
         Settings source;
         source.Add(areLayers || (!isTemplate && LooksLikeLayers(text)) ? "frame" : "template", text);
         if (const auto marker = settings.Find("marker")) source.Add("marker", *marker);
-        Settings stream = settings;
+        Settings stream = shared;
         stream.Override(source);
         streams.push_back({static_cast<std::uint32_t>(weight), std::move(stream)});
     }

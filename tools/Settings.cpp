@@ -58,6 +58,13 @@ std::optional<std::string> Unescaped(std::string_view text)
 
 } // namespace
 
+Settings Settings::OfTemplate(std::string text)
+{
+    Settings settings;
+    settings.Add("template", std::move(text));
+    return settings;
+}
+
 void Settings::Add(std::string_view name, std::string value)
 {
     mSettings.push_back({std::string(name), std::move(value)});

@@ -22,6 +22,9 @@ public:
         "template", "marker", "frame",       "packet",    "vary", "cross", "stream", "set",   "mac",  "vlan", "vpi",
         "vci",      "base",   "second-base", "checksums", "link", "from",  "count",  "every", "seed", "gap",  "start"};
 
+    /// Those of a template and nothing else.
+    static Settings OfTemplate(std::string text);
+
     /// Adds a setting, behind others of that name.
     void Add(std::string_view name, std::string value);
 
