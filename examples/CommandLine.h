@@ -5,8 +5,6 @@
 /// What the example programs share: numbers and files from the command line, and one way to report a mistake.
 
 #include <common/GoogleProtoBufParser.h>
-#include <common/TemplateCheck.h>
-#include <common/Wildcards.h>
 
 #include <charconv>
 #include <cstdint>
@@ -64,36 +62,6 @@ inline std::string ReadTemplate(const std::string& path)
     std::string text = ReadFile(path);
     if (!text.empty() && text.back() == '\n') text.pop_back();
     return text;
-}
-
-/// Calls \a use with \a count values, from the current one on.
-template <class Use>
-void ForEachValue(zor::common::Wildcards& wildcards, std::uint32_t count, Use use)
-{
-    std::string value;
-    for (std::uint32_t i = 0; i < count; ++i) {
-        if (i == 0) {
-            wildcards.GetValue(value);
-        } else {
-            wildcards.GetNextValue(value);
-        }
-        use(value);
-    }
-}
-
-/// Parses a template that the user may have got wrong, and says on standard error what is wrong and what is doubtful.
-/// \param text  as it was given.
-/// \param name  what it is called.
-inline void ParseTemplate(zor::common::Wildcards& wildcards, const std::string& text, const std::string& name)
-{
-    for (const zor::common::TemplateDiagnostic& found : CheckTemplate(wildcards)) {
-        if (found.severity != zor::common::TemplateDiagnostic::Severity::Note) std::cerr << ToText(found, text, name);
-    }
-    try {
-        wildcards.ParseExpr();
-    } catch (const std::out_of_range&) {
-        throw UsageError("an argument list in the template ends in delimiters");
-    }
 }
 
 /// Prints what a reader says of a schema file, in the way of compilers.

@@ -2,6 +2,9 @@
 
 #include "CommandLine.h"
 
+#include <common/TemplateCheck.h>
+
+#include <algorithm>
 #include <string>
 #include <vector>
 

@@ -1,15 +1,27 @@
 # What CPack does after it has laid out the files of the packages.
 
-# The library depends on the packages whose symbols it uses. dpkg-shlibdeps looks for both directories that are made.
-set(directory ${CPACK_TEMPORARY_DIRECTORY}/runtime)
-file(GLOB_RECURSE library ${directory}/*/libzor-common.so.*[0-9])
-file(MAKE_DIRECTORY ${directory}/debian ${directory}/DEBIAN)
-file(WRITE ${directory}/debian/control "Source: zor-common\n\nPackage: ${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME}\n\
+# Library and program depend on the packages whose symbols they use. dpkg-shlibdeps looks for both directories that are
+# made, and takes the library of these packages from its own list.
+file(GLOB_RECURSE library ${CPACK_TEMPORARY_DIRECTORY}/runtime/*/libzor-common.so.*[0-9])
+file(GLOB_RECURSE program ${CPACK_TEMPORARY_DIRECTORY}/tools/*/zor-packets)
+list(FILTER program INCLUDE REGEX "/bin/zor-packets$")
+list(GET library 0 first)
+get_filename_component(libraries ${first} DIRECTORY)
+function(find_depends component binary)
+    string(TOUPPER ${component} name)
+    set(directory ${CPACK_TEMPORARY_DIRECTORY}/${component})
+    file(MAKE_DIRECTORY ${directory}/debian ${directory}/DEBIAN)
+    file(WRITE ${directory}/debian/control "Source: zor-common\n\nPackage: ${CPACK_DEBIAN_${name}_PACKAGE_NAME}\n\
 Architecture: any\n")
-execute_process(COMMAND dpkg-shlibdeps -O ${library} WORKING_DIRECTORY ${directory}
-    OUTPUT_VARIABLE depends OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
-file(REMOVE_RECURSE ${directory}/debian ${directory}/DEBIAN)
-string(REGEX REPLACE "^shlibs:Depends=" "" CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "${depends}")
+    file(COPY_FILE ${CPACK_ZOR_COMMON_SHLIBS} ${directory}/debian/shlibs.local)
+    execute_process(COMMAND dpkg-shlibdeps -l${libraries} -O ${binary} WORKING_DIRECTORY ${directory}
+        OUTPUT_VARIABLE depends OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+    file(REMOVE_RECURSE ${directory}/debian ${directory}/DEBIAN)
+    string(REGEX REPLACE "^shlibs:Depends=" "" depends "${depends}")
+    set(CPACK_DEBIAN_${name}_PACKAGE_DEPENDS "${depends}" PARENT_SCOPE)
+endfunction()
+find_depends(runtime "${library}")
+find_depends(tools "${program}")
 
 # Files and packages have the time of the release, and directories the usual mode whatever the umask is, so that equal
 # files make equal packages.

@@ -1,0 +1,4 @@
+#include "../tests/support/ToolChecks.h"
+#include "Fuzz.h"
+
+ZOR_FUZZ_TARGET(CheckRecipe)
