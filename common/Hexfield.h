@@ -431,6 +431,7 @@ private:
     void Deduct(const Hexfield& other) noexcept;
     void SetNegative(const Hexfield& field) noexcept;
     void SetSum(const Hexfield& left, const Hexfield& right) noexcept;
+    ZOR_COMMON_LOCAL void SetSumOfWidths(const Hexfield& left, const Hexfield& right) noexcept;
     void SetAnd(const Hexfield& left, const Hexfield& right) noexcept;
     void SetOr(const Hexfield& left, const Hexfield& right) noexcept;
 
