@@ -4,7 +4,6 @@
 #include <common/GoogleProtoBuf.h>
 #include <common/GoogleProtoBufParser.h>
 
-#include <array>
 #include <cstdio>
 #include <fstream>
 #include <string_view>
@@ -31,45 +30,47 @@ namespace {
 using google::protobuf::internal::WireFormatLite;
 using google::protobuf::io::CodedOutputStream;
 
-// An input is the values of one message, as a stream is opened for a message and not for a value.
+// An input is the values of one message, as a stream is opened for a message and not for a value. One message over and
+// over has lengths that a branch predictor learns, as those of real messages; many messages have not.
 
-constexpr std::size_t kValues = 32;
+constexpr std::size_t kValues = 1024;
+constexpr std::size_t kTexts = 32;
 
-using Numbers = std::array<std::uint64_t, kValues>;
+using Numbers = std::vector<std::uint64_t>;
 using Texts = std::vector<std::string>;
 
-/// Numbers of any size, as many of 1 to 10 bytes.
-std::vector<Numbers> MixedNumbers()
+/// Messages of numbers that \a make draws from a generator.
+template <class Make>
+std::vector<Numbers> Messages(std::size_t count, Make make)
 {
-    return Inputs([](std::uint64_t random) {
-        std::mt19937_64 more(random);
-        Numbers numbers;
-        for (std::uint64_t& number : numbers) {
-            const std::uint64_t bits = more() % 64;
-            number = more() >> bits;
-        }
-        return numbers;
-    });
+    return Inputs(
+        [make](std::uint64_t random) {
+            std::mt19937_64 more(random);
+            Numbers numbers(kValues);
+            for (std::uint64_t& number : numbers) number = make(more);
+            return numbers;
+        },
+        count);
 }
 
-/// What fields of a schema have: numbers from 1 on, the most of them below 16.
-std::vector<Numbers> FieldNumbers()
+/// Numbers of any size, as many of 1 to 10 bytes.
+std::uint64_t MixedNumber(std::mt19937_64& random)
 {
-    return Inputs([](std::uint64_t random) {
-        std::mt19937_64 more(random);
-        Numbers numbers;
-        for (std::uint64_t& number : numbers) number = 1 + (more() % 4 == 0 ? more() % 500 : more() % 15);
-        return numbers;
-    });
+    const std::uint64_t bits = random() % 64;
+    return random() >> bits;
+}
+
+/// What fields of a schema have: numbers from 1 to 1,023, the most of them below 16.
+std::uint64_t FieldNumber(std::mt19937_64& random)
+{
+    return 1 + (random() % 4 == 0 ? random() % 1023 : random() % 15);
 }
 
 std::vector<Texts> TextsOf(std::size_t size)
 {
     return Inputs(
-        [size](std::uint64_t random) {
-            return Texts(kValues, std::string(size, static_cast<char>('a' + random % 26)));
-        },
-        InputCount(size * kValues));
+        [size](std::uint64_t random) { return Texts(kTexts, std::string(size, static_cast<char>('a' + random % 26))); },
+        InputCount(size * kTexts));
 }
 
 std::string_view View(const unsigned char* bytes, std::size_t size)
@@ -103,6 +104,18 @@ auto ByCodedStream(Encode encode)
     };
 }
 
+/// The same over an array that holds any message.
+template <class Encode>
+auto ByCodedStreamOverArray(Encode encode)
+{
+    return [encode, wire = std::vector<unsigned char>(1 << 16)](const auto& message) mutable {
+        google::protobuf::io::ArrayOutputStream array(wire.data(), static_cast<int>(wire.size()));
+        CodedOutputStream stream(&array);
+        for (const auto& value : message) encode(value, stream);
+        return View(wire.data(), static_cast<std::size_t>(stream.ByteCount()));
+    };
+}
+
 template <class Encode>
 auto ByProtozero(Encode encode)
 {
@@ -113,43 +126,60 @@ auto ByProtozero(Encode encode)
     };
 }
 
+/// Rows of numbers, which \a ours, \a stream and \a zero append.
+template <class Make, class Encode, class Stream, class Zero>
+void NumberRows(const std::string& name, Make make, Encode ours, Stream stream, Zero zero)
+{
+    for (const std::size_t messages : {1u, 64u}) {
+        const std::string size = messages == 1 ? ", 1,024 values, learnt" : ", 65,536 values, 1,024 a message";
+        Row(name + size, messages == 1 || name == "tag" ? 1.2 : 0.7, Messages(messages, make), Ours(ours))
+            .Against("protobuf over a string", ByCodedStream(stream))
+            .Against("protobuf over an array", ByCodedStreamOverArray(stream))
+            .Against("protozero", ByProtozero(zero));
+    }
+}
+
 void EncoderRows()
 {
-    Row("varint, 32 values of 1 to 10 bytes", 1.5, MixedNumbers(),
-        Ours([](std::uint64_t value, auto& wire) { GoogleProtoBufEncoder::encodeUint64(value, wire); }))
-        .Against("protobuf", ByCodedStream([](std::uint64_t value, auto& stream) { stream.WriteVarint64(value); }))
-        .Against("protozero",
-                 ByProtozero([](std::uint64_t value, auto& wire) { protozero::add_varint_to_buffer(&wire, value); }));
-
-    Row("zigzag, 32 values of 1 to 10 bytes", 1.5, MixedNumbers(), Ours([](std::uint64_t value, auto& wire) {
+    NumberRows(
+        "varint", MixedNumber,
+        [](std::uint64_t value, auto& wire) { GoogleProtoBufEncoder::encodeUint64(value, wire); },
+        [](std::uint64_t value, auto& stream) { stream.WriteVarint64(value); },
+        [](std::uint64_t value, auto& wire) { protozero::add_varint_to_buffer(&wire, value); });
+    NumberRows(
+        "zigzag", MixedNumber,
+        [](std::uint64_t value, auto& wire) {
             GoogleProtoBufEncoder::encodeSint64(static_cast<std::int64_t>(value), wire);
-        }))
-        .Against("protobuf", ByCodedStream([](std::uint64_t value, auto& stream) {
-                     stream.WriteVarint64(WireFormatLite::ZigZagEncode64(static_cast<std::int64_t>(value)));
-                 }))
-        .Against("protozero", ByProtozero([](std::uint64_t value, auto& wire) {
-                     const auto number = static_cast<std::int64_t>(value);
-                     protozero::add_varint_to_buffer(&wire, protozero::encode_zigzag64(number));
-                 }));
-
-    Row("tag, 32 fields", 1.5, FieldNumbers(), Ours([](std::uint64_t value, auto& wire) {
+        },
+        [](std::uint64_t value, auto& stream) {
+            stream.WriteVarint64(WireFormatLite::ZigZagEncode64(static_cast<std::int64_t>(value)));
+        },
+        [](std::uint64_t value, auto& wire) {
+            protozero::add_varint_to_buffer(&wire, protozero::encode_zigzag64(static_cast<std::int64_t>(value)));
+        });
+    NumberRows(
+        "tag", FieldNumber,
+        [](std::uint64_t value, auto& wire) {
             GoogleProtoBufEncoder::encodeTag(static_cast<std::uint32_t>(value), 2, wire);
-        }))
-        .Against("protobuf", ByCodedStream([](std::uint64_t value, auto& stream) {
-                     stream.WriteTag(static_cast<std::uint32_t>(value) << 3 | 2);
-                 }))
-        .Against("protozero", ByProtozero([](std::uint64_t value, auto& wire) {
-                     protozero::add_varint_to_buffer(&wire, value << 3 | 2);
-                 }));
+        },
+        [](std::uint64_t value, auto& stream) { stream.WriteTag(static_cast<std::uint32_t>(value) << 3 | 2); },
+        [](std::uint64_t value, auto& wire) { protozero::add_varint_to_buffer(&wire, value << 3 | 2); });
 
+    const auto stream = [](const std::string& value, auto& out) {
+        out.WriteTag(1 << 3 | 2);
+        out.WriteVarint32(static_cast<std::uint32_t>(value.size()));
+        out.WriteString(value);
+    };
     for (const std::size_t size : {20u, 1500u}) {
-        Row("string, 32 of " + std::to_string(size) + " bytes", 1.2, TextsOf(size),
-            Ours([](const std::string& value, auto& wire) { GoogleProtoBufEncoder::encodeString(value, wire); }))
-            .Against("protobuf", ByCodedStream([](const std::string& value, auto& stream) {
-                         stream.WriteVarint32(static_cast<std::uint32_t>(value.size()));
-                         stream.WriteString(value);
-                     }))
+        Row("tag and string, 32 of " + std::to_string(size) + " bytes", size == 20 ? 1.2 : 1.1, TextsOf(size),
+            Ours([](const std::string& value, auto& wire) {
+                GoogleProtoBufEncoder::encodeTag(1, 2, wire);
+                GoogleProtoBufEncoder::encodeString(value, wire);
+            }))
+            .Against("protobuf over a string", ByCodedStream(stream))
+            .Against("protobuf over an array", ByCodedStreamOverArray(stream))
             .Against("protozero", ByProtozero([](const std::string& value, auto& wire) {
+                         protozero::add_varint_to_buffer(&wire, 1 << 3 | 2);
                          protozero::add_varint_to_buffer(&wire, value.size());
                          wire.insert(wire.end(), value.begin(), value.end());
                      }));
@@ -195,11 +225,11 @@ private:
     std::string mPath;
 };
 
-using Messages = std::vector<CGoogleProtoBufMessageInfo>;
+using MessageInfos = std::vector<CGoogleProtoBufMessageInfo>;
 
-Messages Read(const std::string& path)
+MessageInfos Read(const std::string& path)
 {
-    Messages messages;
+    MessageInfos messages;
     if (!CGoogleProtoBufParser().readProtoFile(path, messages)) messages.clear();
     return messages;
 }
@@ -228,7 +258,7 @@ struct Peer {
         std::fclose(in);
     }
 
-    bool operator==(const Messages& ours) const
+    bool operator==(const MessageInfos& ours) const
     {
         if (!good || ours.size() != static_cast<std::size_t>(file.message_type_size())) return false;
         for (std::size_t i = 0; i < ours.size(); ++i) {

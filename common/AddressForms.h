@@ -249,15 +249,17 @@ inline HexScan ScanHex(const char* text, std::size_t size, char separator) noexc
         return {join(scan.digits), join(scan.separators)};
     }
     HexScan scan;
-    const auto add = [&](std::size_t at) {
+    const auto add = [&](std::size_t at) __attribute__((always_inline))
+    {
         const __m128i characters = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + at));
         const HexScan step = ScanHexVector(characters, separator);
         scan.digits |= step.digits << at;
         scan.separators |= step.separators << at;
     };
     add(0);
-    if (size > 32) add(16);
-    if (size > 16) add(size - 16);
+    if (size == 16) return scan;
+    add(size < 32 ? size - 16 : 16); // no branch, as sizes around 32 are those of full addresses
+    add(size - 16);
     return scan;
 }
 
@@ -383,26 +385,31 @@ inline bool ReadIpv6Groups(const char* text, const char* textEnd, Uint128& numbe
     const int end = !hasTail ? size : scan.separators == 0 ? 0 : 64 - __builtin_clzll(scan.separators);
     if (firstOther < end) return false;
 
+    if (!hasTail && isSeparator(size - 1) && !isSeparator(size - 2)) return false;
+
+    // A group ends at each separator and at the end. What the next one needs of them is one bit cleared.
     Groups groups;
+    std::uint64_t ends = scan.separators | std::uint64_t{1} << size;
     int next = 0;
     if (isSeparator(0)) {
         if (!isSeparator(1)) return false;
         groups.StartGap();
+        ends &= ends - 1;
+        ends &= ends - 1;
         next = 2;
     }
     while (next < end) {
-        const int length = __builtin_ctzll((scan.separators | std::uint64_t{1} << size) >> next);
-        if (length < 1 || length > 4) return false;
-        groups.Add(HexGroupOf(digits, size, next, length));
-        next += length;
-        if (next == size) break;
-        if (isSeparator(++next)) {
+        const int stop = __builtin_ctzll(ends);
+        const int length = stop - next;
+        ends &= ends - 1;
+        if (length != 0) {
+            if (length > 4) return false;
+            groups.Add(HexGroupOf(digits, size, next, length));
+        } else {
             if (groups.HasGap()) return false;
             groups.StartGap();
-            ++next;
-        } else if (next == size) {
-            return false;
         }
+        next = stop + 1;
     }
     if (hasTail) {
         std::uint32_t tail = 0;

@@ -16,8 +16,7 @@
 
 namespace zor::common {
 
-/// Whether the host keeps the most significant byte of a number first. Determined once, on the first call; that
-/// one may come from several threads at once.
+/// Whether the host keeps the most significant byte of a number first.
 ZOR_COMMON_API bool IsBigEndianPlatform() noexcept;
 
 namespace detail {

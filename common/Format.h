@@ -56,7 +56,8 @@ inline constexpr bool kHasFormatter<Prefix<Address>> = true;
 
 /// The formatter of both libraries.
 ///
-/// \tparam Fail  has a static Raise(const char*) that throws the library's own error.
+/// \tparam Fail  has a static Raise(const char*) that throws the library's own error, and the type ArgumentNumber of the
+///              library's arg().
 template <class Value, class Fail>
 class Formatter {
 public:
@@ -171,7 +172,7 @@ private:
                     return 0;
                 }
             },
-            context.arg(static_cast<int>(mWidthArgument)));
+            context.arg(static_cast<typename Fail::ArgumentNumber>(mWidthArgument)));
     }
 
     template <class Context>
@@ -200,11 +201,13 @@ private:
 
 #ifdef __cpp_lib_format
 struct StdFormatFailure {
+    using ArgumentNumber = std::size_t;
     [[noreturn]] static void Raise(const char* message) { throw std::format_error(message); }
 };
 #endif
 #ifdef FMT_VERSION
 struct FmtFormatFailure {
+    using ArgumentNumber = int;
     [[noreturn]] static void Raise(const char* message) { throw fmt::format_error(message); }
 };
 #endif

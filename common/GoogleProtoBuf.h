@@ -39,11 +39,8 @@ public:
     /// The varint.
     static void encodeUint64(const std::uint64_t& value, std::vector<unsigned char>& out)
     {
-        if (value < 0x80) { // the short ways for nearly every tag and length
+        if (value < 0x80) {
             out.push_back(static_cast<unsigned char>(value));
-        } else if (value < 0x4000 && out.capacity() - out.size() >= 2) {
-            out.push_back(static_cast<unsigned char>(value | 0x80));
-            out.push_back(static_cast<unsigned char>(value >> 7));
         } else {
             AppendVarint(value, out);
         }
@@ -81,19 +78,21 @@ public:
     static void encodeTag(const std::uint32_t& fieldNumber, const std::uint32_t& wireType,
                           std::vector<unsigned char>& out)
     {
-        encodeUint32(fieldNumber << 3 | (wireType & 3), out);
+        const std::uint32_t tag = fieldNumber << 3 | (wireType & 3);
+        if (tag < 0x80) {
+            out.push_back(static_cast<unsigned char>(tag));
+        } else if (tag < 0x4000 && (out.data() + out.capacity()) - (out.data() + out.size()) >= 2) {
+            out.push_back(static_cast<unsigned char>(tag | 0x80));
+            out.push_back(static_cast<unsigned char>(tag >> 7));
+        } else {
+            AppendVarint(tag, out);
+        }
     }
 
     /// The number of bytes, cut to 32 bits, as a varint, and then the bytes, NUL characters included.
     static void encodeString(const std::string& text, std::vector<unsigned char>& out)
     {
-        const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
-        if (text.size() < 0x80 && out.capacity() - out.size() > text.size()) {
-            out.push_back(static_cast<unsigned char>(text.size()));
-            out.insert(out.end(), bytes, bytes + text.size());
-        } else {
-            AppendBytes(bytes, text.size(), out);
-        }
+        AppendBytes(reinterpret_cast<const unsigned char*>(text.data()), text.size(), out);
     }
 
     /// As encodeString(). \a bytes may be \a out itself: its bytes before the call are appended.

@@ -285,7 +285,7 @@ unsigned char AddLanes(unsigned char carry, Lane* out, const Lane* left, const L
         }
         carry = AddBlock<kInverted>(carry, out, left, right, std::make_index_sequence<kBlock>());
     }
-    return AddByLanes<kInverted>(carry, out, left, right, count);
+    return count == 0 ? carry : AddByLanes<kInverted>(carry, out, left, right, count);
 }
 
 /// Writes \a lanes plus \a carry. \a out may be \a lanes.
@@ -341,7 +341,15 @@ constexpr auto kInvert = [](auto lane, auto) { return ~lane; };
 
 void Hexfield::SetSum(const Hexfield& left, const Hexfield& right) noexcept
 {
-    if (left.mSize < right.mSize) return SetSum(right, left);
+    if (left.mSize != right.mSize) return SetSumOfWidths(left, right);
+    AddLanes<false>(0, mLanes, left.mLanes, right.mLanes, LaneCount());
+    MaskTopLane();
+}
+
+/// The same for different widths. A function of its own, as it takes the registers that the other one saves.
+[[gnu::noinline]] void Hexfield::SetSumOfWidths(const Hexfield& left, const Hexfield& right) noexcept
+{
+    if (left.mSize < right.mSize) return SetSumOfWidths(right, left);
     const std::size_t common = right.LaneCount();
     const std::size_t rest = LaneCount() - common;
     const unsigned char carry = AddLanes<false>(0, mLanes, left.mLanes, right.mLanes, common);

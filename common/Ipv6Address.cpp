@@ -22,34 +22,11 @@ detail::Uint128 ToUint128(Wide number)
     return {static_cast<std::uint64_t>(number >> 64), static_cast<std::uint64_t>(number)};
 }
 
-/// Divides words whose quotient is below 2^49, and leaves the rest in the dividend.
-///
-/// Floating point has a divider of its own, which works while the one for integers is at another quotient. Halves of
-/// the numbers are converted, as there is an instruction for signed ones only. All roundings, whatever their
-/// direction, make less than 0.5 here, so less 0.5 the estimate is right or 1 too small.
-std::uint64_t DivideByEstimate(std::uint64_t& dividend, std::uint64_t divisor)
-{
-    const auto toDouble = [](std::uint64_t number) { return static_cast<double>(static_cast<std::int64_t>(number)); };
-    const double halfDivisor = toDouble(divisor >> 1) + toDouble(divisor & 1) * 0.5;
-    const double estimate = toDouble(dividend >> 1) / halfDivisor - 0.5;
-    const auto quotient = static_cast<std::uint64_t>(static_cast<std::int64_t>(estimate));
-    dividend -= quotient * divisor;
-    const std::uint64_t tooSmall = dividend >= divisor ? 1 : 0;
-    dividend -= divisor & (0 - tooSmall);
-    return quotient + tooSmall;
-}
-
 /// By a divisor of at most 64 bits, which is not zero.
 Wide DivideByWord(detail::Uint128 dividend, std::uint64_t divisor, Wide& remainder)
 {
-    std::uint64_t high = 0;
-    std::uint64_t rest = dividend.high;
-    if (divisor >> 15 != 0) {
-        high = DivideByEstimate(rest, divisor);
-    } else {
-        high = rest / divisor;
-        rest %= divisor;
-    }
+    const std::uint64_t high = dividend.high / divisor;
+    std::uint64_t rest = dividend.high % divisor;
     const std::uint64_t low = detail::DivideToWord(rest, dividend.low, divisor, rest);
     remainder = rest;
     return ToWide({high, low});

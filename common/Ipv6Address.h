@@ -215,8 +215,7 @@ public:
     CIpv6Address operator/(const CIpv6Address& divisor) const noexcept;
     CIpv6Address operator%(const CIpv6Address& divisor) const noexcept;
 
-    /// Returns the quotient and sets \a remainder, which may be this address or \a divisor. A quotient is estimated by
-    /// floating point on the way, which may set the inexact flag of `<cfenv>`; results do not depend on its modes.
+    /// Returns the quotient and sets \a remainder, which may be this address or \a divisor.
     CIpv6Address Divide(const CIpv6Address& divisor, CIpv6Address& remainder) const noexcept;
 
     /// \}

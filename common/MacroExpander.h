@@ -115,6 +115,17 @@ protected:
     CMacroExpanderToken() = default;
     CMacroExpanderToken(const CMacroExpanderToken&) = default;
     CMacroExpanderToken& operator=(const CMacroExpanderToken&) = default;
+
+private:
+    friend class CMacroExpander;
+    friend class CMacroString;
+    friend class CMacroVar;
+
+    enum class Kind : unsigned char { Other, Literal, Variable };
+
+    explicit CMacroExpanderToken(Kind kind) noexcept : mKind(kind) {}
+
+    Kind mKind = Kind::Other;
 };
 
 /// Literal text.
