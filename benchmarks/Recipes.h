@@ -28,7 +28,7 @@ inline const CIpAddress kFar(10, 0, 0, 2);
 inline CompiledTemplate OneFlow()
 {
     FrameBuilder frame;
-    frame.Ethernet(kTester, kDevice).Ipv4(kNear, kServer).Udp(1024, 53);
+    frame.Ethernet(kTester, kDevice).Ipv4(kNear, kServer).Udp(1024, 9);
     frame.Number(Counting(0u, 0)).PadTo(64);
     return frame.Compile();
 }
@@ -38,7 +38,7 @@ inline CompiledTemplate CrossedFlows()
 {
     FrameBuilder frame;
     frame.Ethernet(kTester, kDevice).Ipv4(Counting(kNear, 250), kServer);
-    frame.Udp(Counting<std::uint16_t>(1024, 40000), 53).PadTo(64);
+    frame.Udp(Counting<std::uint16_t>(1024, 40000), 9).PadTo(64);
     frame.Cross({"ipv4.src", "udp.sport"});
     return frame.Compile();
 }
@@ -49,7 +49,7 @@ inline CompiledTemplate Imix()
     const auto ofSize = [](std::size_t size) {
         FrameBuilder frame;
         frame.Ethernet(kTester, kDevice).Ipv4(Counting(kNear, 250), kServer);
-        return frame.Udp(1024, 53).Number(Counting(0u, 0)).PadTo(size).Compile();
+        return frame.Udp(1024, 9).Number(Counting(0u, 0)).Fill(size - 4 - 46).Compile(); // the card adds the FCS
     };
     return Mix({{ofSize(64), 7}, {ofSize(570), 4}, {ofSize(1518), 1}});
 }
@@ -60,8 +60,9 @@ inline CompiledTemplate BenchmarkSizes()
     std::vector<std::pair<CompiledTemplate, std::uint64_t>> trials;
     for (const std::size_t size : {64, 128, 256, 512, 1024, 1280, 1518}) {
         FrameBuilder frame;
-        frame.Ethernet(kTester, kDevice).Ipv4(kNear, kServer).Udp(1024, 53);
-        trials.emplace_back(frame.Number(Counting(0u, 0)).PadTo(size).Compile(), 1250000 / (size + 20));
+        frame.Ethernet(kTester, kDevice).Ipv4(kNear, kServer).Udp(1024, 9);
+        frame.Number(Counting(0u, 0)).Fill(size - 4 - 46); // the card adds the FCS
+        trials.emplace_back(frame.Compile(), 1250000 / (size + 20));
     }
     return Joined(trials);
 }
@@ -71,7 +72,7 @@ inline CompiledTemplate RandomHosts()
 {
     FrameBuilder frame;
     frame.Ethernet(kTester, kDevice);
-    frame.Ipv6(Counting("2001:db8:1:2::"_ip6, 0), "2001:db8::1"_ip6).Udp(1024, 53);
+    frame.Ipv6(Counting("2001:db8:1:2::"_ip6, 0), "2001:db8::1"_ip6).Udp(1024, 9);
     return Shuffled(frame.PadTo(80).Compile(), IndexOrder(0, 42));
 }
 
@@ -83,7 +84,7 @@ inline CompiledTemplate TableRows()
         rows.push_back({CIpAddress(0x0a000000 + i * 7919 % 99991), CIpAddress(0xc0a80100 + i % 97), 1024 + i % 999});
     }
     FrameBuilder frame;
-    frame.Ethernet(kTester, kDevice).Ipv4(kServer, kServer).Udp(1024, 53).Number(Counting(0u, 0)).PadTo(64);
+    frame.Ethernet(kTester, kDevice).Ipv4(kServer, kServer).Udp(1024, 9).Number(Counting(0u, 0)).PadTo(64);
     return frame.Rows({"ipv4.src", "ipv4.dst", "udp.dport"}, rows).Compile();
 }
 
@@ -93,7 +94,7 @@ inline CompiledTemplate Vxlan()
     FrameBuilder frame;
     frame.Ethernet(kTester, kDevice).Ipv4(kNear, kFar).Udp(49152, UdpOptions{false});
     frame.Vxlan(Counting<std::uint32_t>(5000, 1000));
-    frame.Ethernet(kTester, kDevice).Ipv4(Counting(CIpAddress(10, 1, 0, 1), 250), kServer).Udp(1024, 53);
+    frame.Ethernet(kTester, kDevice).Ipv4(Counting(CIpAddress(10, 1, 0, 1), 250), kServer).Udp(1024, 9);
     frame.Number(Counting(0u, 0)).PadTo(128);
     return frame.Cross({"ipv4#2.src", "vxlan.vni"}).Compile();
 }
@@ -104,7 +105,7 @@ inline CompiledTemplate MobileTunnels()
     FrameBuilder frame;
     frame.Ethernet(kTester, kDevice).Ipv4(kNear, kFar).Udp(2152);
     frame.GtpU(Counting<std::uint32_t>(1, 1000000));
-    frame.Ipv4(Counting(CIpAddress(10, 64, 0, 0), 1000000), kServer).Udp(1024, 53);
+    frame.Ipv4(Counting(CIpAddress(10, 64, 0, 0), 1000000), kServer).Udp(1024, 9);
     return frame.Number(Counting(0u, 0)).PadTo(128).Compile();
 }
 
@@ -115,7 +116,7 @@ inline CompiledTemplate StackedTags()
     service.tagType = 0x88a8;
     FrameBuilder frame;
     frame.Ethernet(kTester, kDevice).Vlan(Counting<std::uint16_t>(1, 16), service);
-    frame.Vlan(Counting<std::uint16_t>(1, 4094)).Ipv4(kNear, kServer).Udp(1024, 53);
+    frame.Vlan(Counting<std::uint16_t>(1, 4094)).Ipv4(kNear, kServer).Udp(1024, 9);
     frame.Number(Counting(0u, 0)).PadTo(68);
     return frame.Cross({"vlan#2.id", "vlan.id"}).Compile();
 }
@@ -135,12 +136,13 @@ inline CompiledTemplate Handshakes()
 {
     const Counting clients(CIpAddress(10, 0, 0, 0), 1000000);
     std::vector<std::pair<CompiledTemplate, std::uint32_t>> packets;
-    for (std::size_t i = 0; i < 6; ++i) {
-        const std::uint8_t flags[] = {0x02, 0x12, 0x10, 0x10, 0x11, 0x11};
-        FrameBuilder frame;
-        if (i % 2 == 0) frame.Ethernet(kTester, kDevice).Ipv4(clients, kServer).Tcp(1024, 80, {0, 1, flags[i]});
-        if (i % 2 == 1) frame.Ethernet(kDevice, kTester).Ipv4(kServer, clients).Tcp(80, 1024, {0, 1, flags[i]});
-        packets.emplace_back(frame.PadTo(64).Compile(), 1);
+    const TcpOptions asked[] = {{0, 0, 0x02}, {1, 1, 0x10}, {1, 1, 0x11}}; // SYN, ACK, FIN: numbers and flags
+    const TcpOptions answered[] = {{0, 1, 0x12}, {1, 1, 0x10}, {1, 2, 0x11}};
+    for (std::size_t i = 0; i < 3; ++i) {
+        FrameBuilder ask, answer;
+        ask.Ethernet(kTester, kDevice).Ipv4(clients, kServer).Tcp(1024, 80, asked[i]).PadTo(64);
+        answer.Ethernet(kDevice, kTester).Ipv4(kServer, clients).Tcp(80, 1024, answered[i]).PadTo(64);
+        packets.insert(packets.end(), {{ask.Compile(), 1}, {answer.Compile(), 1}});
     }
     return Mix(packets);
 }
@@ -156,7 +158,7 @@ struct Stamped {
 inline Stamped TimeStamps()
 {
     FrameBuilder frame;
-    frame.Ethernet(kTester, kDevice).Ipv4(kNear, kServer).Udp(1024, 53);
+    frame.Ethernet(kTester, kDevice).Ipv4(kNear, kServer).Udp(1024, 9);
     frame.Number(Counting(0u, 0)).Hole("stamp", 8).PadTo(64);
     return {frame.Compile(), frame.GetSpan("stamp"), frame.GetChecksums().back()};
 }

@@ -70,8 +70,8 @@ bool AuditSetup::IsCompared(const ByteSpan& text) const
     return false;
 }
 
-AuditLeaf::AuditLeaf(const std::shared_ptr<const AuditSetup>& setup, const TrafficLeaf& leaf)
-    : mSetup(setup), mOf(leaf.of), mPath(leaf.path)
+AuditLeaf::AuditLeaf(const std::shared_ptr<const AuditSetup>& setup, const TrafficLeaf& leaf, std::size_t number)
+    : mSetup(setup), mOf(leaf.of), mPath(leaf.path), mNumber(number)
 {
     const IndexProgram& program = *mOf->program;
     const std::size_t size = program.frame.size();
@@ -116,8 +116,9 @@ AuditLeaf::Reading AuditLeaf::MakeReading(std::size_t size) const
     // Where two indexes of the range cannot be so far apart.
     reading.isCertain = mOf->GetReadableCount() != 0 &&
                         (range.count < 2 || mPath.ShowsOnce(IndexBounds{range.first, mSetup->last}, distance));
-    reading.isUsable = mOf->GetReadableCount() != 0 && reading.inverse->GetLimit() != 1 &&
-                       mPath.ReadableCount(IndexPath::kAll, distance) != 0;
+    reading.isUsable = mOf->GetReadableCount() != 0 && reading.inverse->GetLimit() != 1;
+    const std::uint64_t tries = reading.inverse->IsQuick() ? 1 : reading.inverse->GetSolver().GetTries();
+    reading.isSearched = mPath.CountTries(distance, tries) <= IndexPath::kMaxTries;
     return reading;
 }
 
@@ -200,12 +201,14 @@ bool AuditLeaf::FindQuickly(const unsigned char* packet, std::uint64_t next, Pla
         !mWhole.inverse->ReadQuickly(packet, residue)) {
         return false;
     }
+    if (mPath.HasOrder() && !mWhole.inverse->IsQuick()) return false; // as too many indexes have the residue
     bool isFound = false;
     if (mPath.IsWhole()) {
         isFound = FindInWhole(residue, next, found.outer);
         found.inner = found.outer;
     } else {
-        VisitNearest(ResidueSearch{residue, mWhole.inverse->GetQuickModulus()}, next, [&](const PlacedIndex& at) {
+        const ResidueSearch search = {residue, mWhole.inverse->GetQuickModulus()};
+        VisitNearest(search, next, mWhole.isSearched, [&](const PlacedIndex& at) {
             found = at;
             isFound = true;
             return true;
@@ -216,10 +219,14 @@ bool AuditLeaf::FindQuickly(const unsigned char* packet, std::uint64_t next, Pla
 
 /// Calls \a visit with what a search finds, the nearest ones first, until it returns true or enough of them were tried.
 template <class Search, class Visit>
-void AuditLeaf::VisitNearest(const Search& search, std::uint64_t next, Visit visit) const
+void AuditLeaf::VisitNearest(const Search& search, std::uint64_t next, bool isSearched, Visit visit) const
 {
-    if (mPath.HasOrder()) return VisitOrdered(search, next, visit);
     const AuditSetup& setup = *mSetup;
+    if (!mPath.IsWhole() && (mPath.HasOrder() || setup.range.every != 1)) {
+        const std::uint64_t most = !isSearched ? IndexPath::kMaxTries : mPath.HasOrder() ? kNearInOrder : kNearInGrid;
+        if (VisitNear(search, next, most, visit) || !isSearched) return;
+    }
+    if (mPath.HasOrder()) return VisitOrdered(search, next, visit);
     const std::optional<IndexBounds> from = setup.GetFrom(next);
     const std::optional<IndexBounds> before = setup.GetBefore(next);
     const std::optional<IndexBounds> above = from ? mPath.InnerOf(*from) : from;
@@ -254,6 +261,26 @@ void AuditLeaf::VisitNearest(const Search& search, std::uint64_t next, Visit vis
     }
 }
 
+/// Looks at so many positions each way, and returns whether \a visit has returned true.
+template <class Search, class Visit>
+bool AuditLeaf::VisitNear(const Search& search, std::uint64_t next, std::uint64_t most, Visit& visit) const
+{
+    const AuditSetup& setup = *mSetup;
+    const auto isFound = [&](std::uint64_t position) {
+        const std::uint64_t index = setup.range.first + position * setup.range.every;
+        const TrafficPlan::Shown shown = TrafficPlan::PlanOf(setup.of)->At(index);
+        return shown.leaf == mNumber && search.Suits(shown.index) && visit(PlacedIndex{shown.index, index});
+    };
+    for (std::uint64_t distance = 0; distance <= most; ++distance) {
+        const bool isBelow = distance != 0 && distance <= next;
+        const bool isAbove = distance < setup.range.count - std::min(next, setup.range.count);
+        if (isBelow && isFound(next - distance)) return true;
+        if (isAbove && isFound(next + distance)) return true;
+        if (!isBelow && !isAbove && distance != 0) return false;
+    }
+    return false;
+}
+
 /// The nearest index of the range that shows an inner one.
 std::optional<PlacedIndex> AuditLeaf::NearestShowing(std::uint64_t inner, std::uint64_t next, bool isUp,
                                                      std::uint64_t& triesLeft) const
@@ -272,7 +299,7 @@ std::optional<PlacedIndex> AuditLeaf::NearestShowing(std::uint64_t inner, std::u
 
 /// The same where an order stands between, so that indexes are sorted first.
 template <class Search, class Visit>
-void AuditLeaf::VisitOrdered(const Search& search, std::uint64_t next, Visit visit) const
+void AuditLeaf::VisitOrdered(const Search& search, std::uint64_t next, Visit& visit) const
 {
     std::vector<PlacedIndex> ups;
     std::vector<PlacedIndex> downs;
@@ -309,11 +336,12 @@ FoundPacket AuditLeaf::FindFrame(const unsigned char* packet, std::size_t size, 
         frame = mValue;
     }
     reading->inverse->VisitReadings(frame, [&](const std::vector<KnownTurn>& turns) {
-        VisitNearest(TurnSearch{reading->inverse->GetSolver(), turns}, next, [&](const PlacedIndex& at) {
-            const FrameMatcher::Likeness likeness = mMatcher->Compare(packet, size, at.inner);
-            if (likeness < best.likeness) best = {likeness, at};
-            return likeness == FrameMatcher::Likeness::Same || !reading->hasOthers;
-        });
+        VisitNearest(TurnSearch{reading->inverse->GetSolver(), turns}, next, reading->isSearched,
+                     [&](const PlacedIndex& at) {
+                         const FrameMatcher::Likeness likeness = mMatcher->Compare(packet, size, at.inner);
+                         if (likeness < best.likeness) best = {likeness, at};
+                         return likeness == FrameMatcher::Likeness::Same || !reading->hasOthers;
+                     });
     });
     return best;
 }
@@ -324,23 +352,24 @@ std::optional<PlacedIndex> AuditLeaf::FindValue(std::string_view packet, std::ui
     std::optional<PlacedIndex> down;
     if (!mWhole.isUsable) return up;
     mWhole.inverse->VisitReadings(packet, [&](const std::vector<KnownTurn>& turns) {
-        VisitNearest(TurnSearch{mWhole.inverse->GetSolver(), turns}, next, [&](const PlacedIndex& at) {
-            mOf->GetValueAt(at.inner, mValue);
-            if (mValue != packet) return true; // nor is any other, as all have the same texts
-            if (mSetup->PositionOf(at.outer) >= next) {
-                if (!up || at.outer < up->outer) up = at;
-            } else if (!down || at.outer > down->outer) {
-                down = at;
-            }
-            return true;
-        });
+        VisitNearest(TurnSearch{mWhole.inverse->GetSolver(), turns}, next, mWhole.isSearched,
+                     [&](const PlacedIndex& at) {
+                         mOf->GetValueAt(at.inner, mValue);
+                         if (mValue != packet) return true; // nor is any other, as all have the same texts
+                         if (mSetup->PositionOf(at.outer) >= next) {
+                             if (!up || at.outer < up->outer) up = at;
+                         } else if (!down || at.outer > down->outer) {
+                             down = at;
+                         }
+                         return true;
+                     });
     });
     if (!up || !down) return up ? up : down;
     return mSetup->IsNearer(up->outer, down->outer, next) ? up : down;
 }
 
 AuditReader::AuditReader(const std::shared_ptr<const AuditSetup>& setup)
-    : mSetup(setup), mPlan(TrafficPlan::PlanOf(setup->of))
+    : mSetup(setup), mIsReadable(setup->of.GetReadableCount() != 0), mPlan(TrafficPlan::PlanOf(setup->of))
 {
     const std::vector<TrafficLeaf> leaves = TrafficPlan::LeavesOf(setup->of);
     std::vector<std::size_t> order;
@@ -355,7 +384,7 @@ AuditReader::AuditReader(const std::shared_ptr<const AuditSetup>& setup)
     mPlaces.resize(leaves.size());
     for (const std::size_t leaf : order) {
         mPlaces[leaf] = mLeaves.size();
-        mLeaves.emplace_back(setup, leaves[leaf]);
+        mLeaves.emplace_back(setup, leaves[leaf], leaf);
         const IndexProgram& program = *leaves[leaf].of->program;
         if (!program.isFixedSize) continue;
         const std::size_t size = program.frame.size();
@@ -499,6 +528,7 @@ FoundPacket AuditReader::FindAny(const unsigned char* packet, std::size_t size, 
 FoundPacket AuditReader::Find(const unsigned char* packet, std::size_t size, std::uint64_t next)
 {
     FoundPacket found;
+    if (!mIsReadable) return found;
     bool isSame = FindExpected(packet, size, next, found.at.outer);
     if (isSame) {
         ++mStreak;

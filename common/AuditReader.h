@@ -66,7 +66,8 @@ struct FoundPacket {
 /// Finds packets among the values of one template with a program.
 class AuditLeaf {
 public:
-    AuditLeaf(const std::shared_ptr<const AuditSetup>& setup, const TrafficLeaf& leaf);
+    /// \param number  of the leaf in the traffic.
+    AuditLeaf(const std::shared_ptr<const AuditSetup>& setup, const TrafficLeaf& leaf, std::size_t number);
 
     const IndexProgram& GetProgram() const noexcept { return *mOf->program; }
     const FrameMatcher& GetMatcher() const noexcept { return *mMatcher; }
@@ -99,6 +100,9 @@ private:
         std::shared_ptr<const IndexInverse> inverse;
         bool isCertain = false; ///< Whether texts of the expressions occur once in the range.
         bool isUsable = true;   ///< Whether all that tells the index is there.
+        /// Whether one search finds all indexes. Otherwise too many have to be tried behind an order, and those near the
+        /// expected one are.
+        bool isSearched = true;
         /// Whether indexes with the same texts may differ in other bytes that change, so that several have to be compared.
         bool hasOthers = false;
     };
@@ -113,6 +117,11 @@ private:
         std::size_t count = 0;
         std::vector<unsigned char> frames;
     };
+    /// How far from the expected position packets are looked for before a search. Behind an order that is most often
+    /// enough, and where a range has gaps, a search finds more than the range has.
+    static constexpr std::uint64_t kNearInOrder = 16;
+    static constexpr std::uint64_t kNearInGrid = 4096;
+
     static constexpr std::size_t kMinAhead = 8;
     static constexpr std::size_t kMaxAhead = 32;
     static constexpr std::size_t kAheadBytes = 8192;
@@ -125,13 +134,16 @@ private:
     std::optional<PlacedIndex> NearestShowing(std::uint64_t inner, std::uint64_t next, bool isUp,
                                               std::uint64_t& triesLeft) const;
     template <class Search, class Visit>
-    void VisitNearest(const Search& search, std::uint64_t next, Visit visit) const;
+    void VisitNearest(const Search& search, std::uint64_t next, bool isSearched, Visit visit) const;
     template <class Search, class Visit>
-    void VisitOrdered(const Search& search, std::uint64_t next, Visit visit) const;
+    bool VisitNear(const Search& search, std::uint64_t next, std::uint64_t most, Visit& visit) const;
+    template <class Search, class Visit>
+    void VisitOrdered(const Search& search, std::uint64_t next, Visit& visit) const;
 
     std::shared_ptr<const AuditSetup> mSetup;
     std::shared_ptr<const ReadableProgram> mOf;
     IndexPath mPath;
+    std::size_t mNumber;                          ///< Of the leaf in the traffic.
     Reading mWhole;                               ///< Of packets that were not cut.
     std::map<std::size_t, Reading> mCut;          ///< Of others, by how many expressions they hold.
     std::shared_ptr<const FrameMatcher> mMatcher; ///< Of a program of fixed size.
@@ -171,6 +183,7 @@ private:
     FoundPacket FindAny(const unsigned char* packet, std::size_t size, std::uint64_t next);
 
     std::shared_ptr<const AuditSetup> mSetup;
+    bool mIsReadable;                 ///< Whether any index can be told.
     const TrafficPlan* mPlan;         ///< Of the setup; null for a template with a program.
     std::vector<AuditLeaf> mLeaves;   ///< Those of fixed size, the largest ones first, and then the others.
     std::vector<std::size_t> mPlaces; ///< For each leaf of the traffic, its place in these.

@@ -157,26 +157,31 @@ bool IndexPath::ShowsOnce(const IndexBounds& outer, std::uint64_t distance) cons
     return bounds->first == bounds->last || distance == 0 || bounds->last - bounds->first < distance;
 }
 
-std::uint64_t IndexPath::ReadableCount(std::uint64_t inner, std::uint64_t distance) const noexcept
+std::uint64_t IndexPath::CountTries(std::uint64_t distance, std::uint64_t tries) const noexcept
 {
+    constexpr std::uint64_t kTooMany = kMaxTries + 1;
     std::optional<IndexBounds> reach = IndexBounds{};
-    std::uint64_t tries = 1;
-    bool isInOrder = false;
-    const auto take = [&tries](std::uint64_t more) { // more than one
-        if (more >= kMaxTries) return false;
-        tries *= more + 1; // both are at most 65536
-        return tries <= kMaxTries;
+    std::uint64_t count = std::min(tries, kTooMany);
+    const auto multiply = [&](std::uint64_t more) { // by one more than that
+        count = more >= kMaxTries ? kTooMany : std::min(count * (more + 1), kTooMany);
     };
+    if (!mHasOrder) return 1;
+    bool isInOrder = false;
     for (const std::shared_ptr<const TrafficPlace>& place : mPlaces) {
         const IndexOrder* const order = place->GetOrder();
         if (order) { // rounds of the outermost one need no tries
-            if (isInOrder && order->GetSize() != 0 && !take(reach->last / order->GetSize())) return 0;
+            if (isInOrder && order->GetSize() != 0) multiply(reach->last / order->GetSize());
             isInOrder = true;
         }
         reach = order ? IndexBounds{0, order->GetSize() - 1} : place->InnerOf(*reach);
-        if (!reach) return kAll;
+        if (!reach) return 1;
     }
-    if (isInOrder && distance != 0 && !take((reach->last - reach->first) / distance)) return 0;
+    if (distance != 0) multiply((reach->last - reach->first) / distance);
+    return count;
+}
+
+std::uint64_t IndexPath::ReadableCount(std::uint64_t inner) const noexcept
+{
     std::uint64_t count = inner;
     for (auto place = mPlaces.rbegin(); place != mPlaces.rend(); ++place) {
         const IndexOrder* const order = (*place)->GetOrder();

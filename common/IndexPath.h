@@ -100,13 +100,18 @@ public:
 
     std::uint64_t PeriodOf(std::uint64_t inner) const noexcept;
 
-    /// All outer indexes below are found from the value.
-    /// \param inner     the same for inner indexes.
+    /// All outer indexes below are found from the value, if there are not too many candidates.
+    /// \param inner  the same for inner indexes.
+    std::uint64_t ReadableCount(std::uint64_t inner) const noexcept;
+
+    /// How many indexes have to be tried for one value behind an order. Without one, 1.
     /// \param distance  inner indexes of the same value are at least so far apart; 0 is 2^64.
-    std::uint64_t ReadableCount(std::uint64_t inner, std::uint64_t distance) const noexcept;
+    /// \param tries     for each inner index.
+    /// \return          more than kMaxTries for any number above it.
+    std::uint64_t CountTries(std::uint64_t distance, std::uint64_t tries) const noexcept;
 
     /// Whether outer indexes within bounds show no value twice.
-    /// \param distance  as for ReadableCount().
+    /// \param distance  as for CountTries().
     bool ShowsOnce(const IndexBounds& outer, std::uint64_t distance) const noexcept;
 
 private:

@@ -35,6 +35,9 @@ struct ReadableProgram {
         return limit == 1 ? 0 : limit == 0 ? ~std::uint64_t{0} : limit;
     }
 
+    /// How many indexes are tried to find the index of one residue or of one set of turns.
+    std::uint64_t GetTries() const noexcept { return inverse.IsQuick() ? 1 : inverse.GetSolver().GetTries(); }
+
     /// Writes a value, if there is room, and returns its size in bytes.
     std::size_t Render(std::uint64_t index, unsigned char* out, std::size_t room) const noexcept;
 
@@ -43,19 +46,23 @@ struct ReadableProgram {
 
     /// Finds the least outer index of a value.
     /// \param locate  gets a search, as VisitShown() takes it, and sets the least index of it; false if there is none.
-    /// \param index   where it is put. To hand optional values on took a quarter of the time.
+    /// \param index    where it is put. To hand optional values on took a quarter of the time.
+    /// \param isQuick  whether to search for the residue of the counters without repeat first.
     template <class Locate>
-    bool Find(const unsigned char* value, std::size_t size, Locate locate, std::uint64_t& index) const
+    bool Find(const unsigned char* value, std::size_t size, Locate locate, std::uint64_t& index,
+              bool isQuick = true) const
     {
         if (program->isFixedSize) {
             if (size != program->frame.size() || !matcher.HasConstants(value)) return false;
             std::uint64_t residue = 0; // of all indexes that may be meant
             if (!inverse.ReadQuickly(value, residue)) return false;
-            PlacedIndex at;
-            if (!locate(ResidueSearch{residue, inverse.GetQuickModulus()}, at)) return false;
-            index = at.outer;
-            if (matcher.HasChanging(value, at.inner)) return true;
-            if (inverse.IsQuick()) return false;
+            if (isQuick) {
+                PlacedIndex at;
+                if (!locate(ResidueSearch{residue, inverse.GetQuickModulus()}, at)) return false;
+                index = at.outer;
+                if (matcher.HasChanging(value, at.inner)) return true;
+                if (inverse.IsQuick()) return false;
+            }
         }
         return FindByAllTexts(std::string_view(reinterpret_cast<const char*>(value), size), locate, index);
     }

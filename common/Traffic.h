@@ -25,18 +25,23 @@ namespace zor::common {
 ///
 /// The result is a CompiledTemplate like any other: immutable, shared by its copies, for any number of threads. What it is
 /// made of is shared, too. What its members say of it:
-/// - GetPeriod() is 0 for 2^64 and more. Up to 4,096 it is the least period of the values; above, values that two parts
-///   have in common may repeat sooner.
+/// - GetPeriod() is 0 for 2^64 and more. Up to 4,096 it is the least period of the values. Above, they may repeat sooner:
+///   where parts have values in common, and where an order shows a number that does not change. The period of single
+///   fields is that of their numbers, which may be longer than that of the values.
 /// - IsFixedSize() is true if all parts that are shown have one size in common. PatchFrames() then writes literal text as
 ///   well, where that of the parts differs, and GetChangingSpans() has it.
 /// - RenderFrames() with sizes takes parts of any size, and writes those of fixed size in batches.
-/// - IsReadable() is true if all parts that are shown are readable. In an order, the values must also come back so seldom
-///   that no value stands at more than 65,536 of its positions; otherwise GetReadableCount() is 0 for the order.
+/// - IsReadable() is true if all values that are shown can be told. In an order, values must also come back so seldom that
+///   no more than 65,536 indexes have to be tried for one value, in all parts together. Otherwise GetReadableCount() ends
+///   at the first value that such an order shows.
 /// - FindIndex() gives the least index where parts show the same value.
 /// - StepsAlike() is true if it is for all parts.
 /// - GetFields() lists those of all parts, one part after the other, also of parts that are never shown. Places are those
 ///   in the part's own text and value, and the period counts indexes of the whole.
-/// - Two are equal if they are made in the same way of equal parts.
+/// - Two are equal if they are made in the same way of equal parts. Weights 2 : 4 are those of 1 : 2.
+///
+/// An audit looks near the expected packet first. Behind an order whose values come back, a packet that is further away
+/// takes some 200 ns for each position at which its value stands.
 ///
 /// The result may be a part in turn, up to 16 levels deep. All levels together may have 65,536 templates that are made of
 /// no others, each counted as often as it is a part. Beyond that std::invalid_argument is raised.

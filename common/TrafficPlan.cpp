@@ -67,7 +67,7 @@ std::vector<TrafficLeaf> TrafficPlan::LeavesOf(const CompiledTemplate& of)
 {
     const TrafficPlan* const plan = PlanOf(of);
     if (plan) return plan->mLeaves;
-    return {{std::shared_ptr<const ReadableProgram>(of.mImpl, &of.mImpl->read), {}, true, 0, {}}};
+    return {{std::shared_ptr<const ReadableProgram>(of.mImpl, &of.mImpl->read), {}, true, true, 0, {}}};
 }
 
 CompiledTemplate TrafficPlan::Mixed(const std::vector<std::pair<CompiledTemplate, std::uint32_t>>& parts)
@@ -236,15 +236,17 @@ void TrafficPlan::AddLeaves()
 
 void TrafficPlan::MeasureLeaves()
 {
+    std::uint64_t tries = 0; // for one value in all leaves
     for (std::size_t i = 0; i < mLeaves.size(); ++i) {
-        const TrafficLeaf& leaf = mLeaves[i];
+        TrafficLeaf& leaf = mLeaves[i];
         if (!leaf.isShown) continue;
         const IndexProgram& program = *leaf.of->program;
         mLeavesBySize.push_back(i);
         mMaxSize = std::max(mMaxSize, program.maxSize);
         mIsFixedSize = mIsFixedSize && program.isFixedSize;
-        const std::uint64_t readable =
-            leaf.path.ReadableCount(leaf.of->GetReadableCount(), leaf.of->inverse.GetDistance());
+        if (leaf.path.HasOrder()) tries += leaf.path.CountTries(leaf.of->inverse.GetDistance(), leaf.of->GetTries());
+        leaf.isTold = !leaf.path.HasOrder() || tries <= IndexPath::kMaxTries;
+        const std::uint64_t readable = leaf.path.ReadableCount(leaf.isTold ? leaf.of->GetReadableCount() : 0);
         mReadableCount = std::min(mReadableCount, readable);
     }
     std::stable_sort(mLeavesBySize.begin(), mLeavesBySize.end(), [this](std::size_t left, std::size_t right) {
@@ -353,12 +355,13 @@ std::optional<std::uint64_t> TrafficPlan::FindIndex(const unsigned char* value, 
         const TrafficLeaf& leaf = mLeaves[place];
         const IndexProgram& program = *leaf.of->program;
         if (program.maxSize < size) break;
-        if (program.minSize > size) continue;
+        if (program.minSize > size || !leaf.isTold) continue;
         const auto locate = [&](const auto& search, PlacedIndex& first) {
             return FindFirst(leaf.path, bounds, search, first);
         };
         std::uint64_t found = 0;
-        if (!leaf.of->Find(value, size, locate, found)) continue;
+        const bool isQuick = !leaf.path.HasOrder() || leaf.of->inverse.IsQuick();
+        if (!leaf.of->Find(value, size, locate, found, isQuick)) continue;
         least = found;
         if (found == from) break;
         bounds.last = found - 1;

@@ -24,6 +24,7 @@ struct TrafficLeaf {
     std::shared_ptr<const ReadableProgram> of;
     IndexPath path;
     bool isShown = true;
+    bool isTold = true;         ///< Whether the index is found without too many tries.
     std::size_t firstField = 0; ///< Its first expression, among those of all leaves.
     /// Of frames of one size: what never changes in this template, but from one to another.
     std::vector<ByteSpan> ownText;

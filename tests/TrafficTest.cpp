@@ -186,6 +186,51 @@ TEST(Traffic, IsEqualToWhatIsMadeInTheSameWay)
     EXPECT_FALSE(left.Merge(other));
 }
 
+/// What is tried is counted, and the least index is found where the counters without repeat tell too little.
+TEST(Traffic, CountsWhatAnOrderHasToTry)
+{
+    const CompiledTemplate joined = Shuffled(CompiledTemplate("@h @$(00000000,0,00000001,big) @$(00,100,01,big)"),
+                                             IndexOrder(1241174486730071, 15));
+    ASSERT_TRUE(joined.IsReadable());
+    for (const std::uint64_t index : {4u, 55u, 58u, 71u}) {
+        EXPECT_EQ(joined.FindIndex(ValueAt(joined, index), index), index);
+        EXPECT_LE(joined.FindIndex(ValueAt(joined, index)), index);
+    }
+    const CompiledTemplate slow("@h @$(00,3,01,big,254) @$(00,7,01,big,252)");
+    EXPECT_TRUE(slow.IsReadable());
+    EXPECT_FALSE(Shuffled(slow, IndexOrder(65536, 1)).IsReadable()) << "each of many candidates would be searched for";
+    const CompiledTemplate still = Shuffled(CompiledTemplate("a"), IndexOrder(65536, 1));
+    EXPECT_TRUE(still.IsReadable());
+    EXPECT_EQ(Mix({{still, 1}, {still, 1}}).GetReadableCount(), 1u) << "of all parts together";
+}
+
+/// Behind an order, and in a range with gaps, packets near the expected one are found whatever else has their values.
+TEST(Traffic, AuditsNearTheExpectedPacketFirst)
+{
+    const CompiledTemplate a("a@x(0,1000,1,3)"), b("b@x(0,1000,1,3)"), c("@x(0,1510,1,4)aa");
+    AuditOptions options;
+    options.ignored = {{3, 1}};
+    const struct {
+        CompiledTemplate of;
+        IndexRange range;
+        AuditOptions options;
+    } cases[] = {{Shuffled(c, IndexOrder(100000, 1)), {0, 1000}, options},
+                 {Mix({{a, 1}, {b, 1}}), {0, 100000, 1000003}, {}},
+                 {Joined({{a, 5}, {b, 1}}), {0, 100000, 10000000019}, {}}};
+    for (const auto& each : cases) {
+        SCOPED_TRACE(&each - cases);
+        SequenceAudit audit(each.of, each.range, each.options);
+        for (std::uint64_t k = 0; k < each.range.count; k += k % 40 == 0 ? 7 : 1) {
+            audit.Add(ValueAt(each.of, each.range.first + k * each.range.every));
+            ASSERT_EQ(audit.GetCounts().foreign + audit.GetCounts().changed, 0u) << k;
+        }
+    }
+    const CompiledTemplate untold = Mix({{a, 1}, {Shuffled(CompiledTemplate("x"), IndexOrder(131073, 1)), 1}});
+    ASSERT_EQ(untold.GetReadableCount(), 1u);
+    SequenceAudit one(untold, {0, 1});
+    EXPECT_EQ(one.Add("a000"), SequenceAudit::Verdict::InOrder);
+}
+
 /// Of a packet that may be of several templates, the one that differs least is reported.
 TEST(Traffic, TellsWhichTemplateAPacketWasOf)
 {
