@@ -42,8 +42,8 @@ Arguments ReadArguments(int argc, char** argv)
             break;
         }
     }
-    if (at + 1 != argc) {
-        throw examples::UsageError("usage: dpdk-sender [--empty] [--capture FILE] [--seconds SECONDS] COUNT");
+    if (at + 1 != argc || argv[at][0] == '-') {
+        throw examples::InputError("usage: dpdk-sender [--empty] [--capture FILE] [--seconds SECONDS] COUNT");
     }
     arguments.count = examples::ReadNumber("the count", argv[at]);
     return arguments;
