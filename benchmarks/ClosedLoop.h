@@ -14,26 +14,35 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
-#include <numeric>
+#include <memory>
+#include <new>
 #include <optional>
 #include <random>
 #include <string>
+#include <sys/mman.h>
 #include <utility>
 #include <vector>
 
 namespace zor::common::bench {
 
-/// Buffers as a card sees them: 2,304 bytes apart, and handed out in drawn order.
+/// Buffers as a card sees them: 2,304 bytes apart, in huge pages where the system has them, and handed out in drawn
+/// order.
 class Pool {
 public:
     static constexpr std::size_t kCount = 4096;
     static constexpr std::size_t kRoom = 2304;
 
-    Pool() : mMemory(kCount * kRoom + 64), mBuffers(kCount)
+    Pool() : mBuffers(kCount)
     {
-        unsigned char* const memory = mMemory.data();
-        unsigned char* const first = memory + (64 - reinterpret_cast<std::uintptr_t>(memory) % 64) % 64;
+        constexpr std::size_t kPage = std::size_t{1} << 21;
+        constexpr std::size_t kSize = (kCount * kRoom + kPage - 1) / kPage * kPage;
+        mMemory.reset(static_cast<unsigned char*>(std::aligned_alloc(kPage, kSize)));
+        unsigned char* const first = mMemory.get();
+        if (!first) throw std::bad_alloc();
+        madvise(first, kSize, MADV_HUGEPAGE); // to no effect where there are none
+        std::memset(first, 0, kSize);
         for (std::size_t k = 0; k < kCount; ++k) mBuffers[k] = first + k * kRoom;
         std::mt19937_64 random(7);
         for (std::size_t k = kCount - 1; k > 0; --k) std::swap(mBuffers[k], mBuffers[random() % (k + 1)]);
@@ -43,7 +52,11 @@ public:
     unsigned char* const* Burst(std::uint64_t first) const { return mBuffers.data() + first % kCount; }
 
 private:
-    std::vector<unsigned char> mMemory;
+    struct Free {
+        void operator()(unsigned char* memory) const { std::free(memory); }
+    };
+
+    std::unique_ptr<unsigned char, Free> mMemory;
     std::vector<unsigned char*> mBuffers;
 };
 

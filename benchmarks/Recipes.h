@@ -136,12 +136,11 @@ inline CompiledTemplate Handshakes()
 {
     const Counting clients(CIpAddress(10, 0, 0, 0), 1000000);
     std::vector<std::pair<CompiledTemplate, std::uint32_t>> packets;
-    const TcpOptions asked[] = {{0, 0, 0x02}, {1, 1, 0x10}, {1, 1, 0x11}}; // SYN, ACK, FIN: numbers and flags
-    const TcpOptions answered[] = {{0, 1, 0x12}, {1, 1, 0x10}, {1, 2, 0x11}};
-    for (std::size_t i = 0; i < 3; ++i) {
+    const TcpOptions steps[][2] = {{{0, 0, 2}, {0, 1, 18}}, {{1, 1, 16}, {1, 1, 16}}, {{1, 1, 17}, {1, 2, 17}}};
+    for (const auto& [asked, answered] : steps) { // numbers and flags
         FrameBuilder ask, answer;
-        ask.Ethernet(kTester, kDevice).Ipv4(clients, kServer).Tcp(1024, 80, asked[i]).PadTo(64);
-        answer.Ethernet(kDevice, kTester).Ipv4(kServer, clients).Tcp(80, 1024, answered[i]).PadTo(64);
+        ask.Ethernet(kTester, kDevice).Ipv4(clients, kServer).Tcp(1024, 80, asked).PadTo(64);
+        answer.Ethernet(kDevice, kTester).Ipv4(kServer, clients).Tcp(80, 1024, answered).PadTo(64);
         packets.insert(packets.end(), {{ask.Compile(), 1}, {answer.Compile(), 1}});
     }
     return Mix(packets);
