@@ -58,7 +58,7 @@ inline CompiledTemplate Imix()
 inline CompiledTemplate BenchmarkSizes()
 {
     std::vector<std::pair<CompiledTemplate, std::uint64_t>> trials;
-    for (const std::size_t size : {64, 128, 256, 512, 1024, 1280, 1518}) {
+    for (const std::size_t size : {64u, 128u, 256u, 512u, 1024u, 1280u, 1518u}) {
         FrameBuilder frame;
         frame.Ethernet(kTester, kDevice).Ipv4(kNear, kServer).Udp(1024, 9);
         frame.Number(Counting(0u, 0)).Fill(size - 4 - 46); // the card adds the FCS
