@@ -104,7 +104,9 @@ PYBIND11_MODULE(_native, module) // NOLINT(readability-identifier-naming): Pytho
         try {
             std::rethrow_exception(caught);
         } catch (const zor::tools::PlacedError& error) {
-            PyErr_SetString(PyExc_ValueError, (std::string(error.what()) + "\n" + error.Show()).c_str());
+            std::string text = std::string(error.what()) + "\n" + error.Show();
+            text.pop_back(); // the end of the last line
+            PyErr_SetString(PyExc_ValueError, text.c_str());
         } catch (const zor::tools::InputError& error) {
             PyErr_SetString(PyExc_ValueError, error.what());
         } catch (const py::cast_error&) {

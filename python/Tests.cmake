@@ -30,3 +30,11 @@ zor_common_python_test(judges/stubtest mypy LABEL judges COMMAND -m mypy.stubtes
 set_tests_properties(judges/stubtest PROPERTIES WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})
 zor_common_python_test(judges/scapy-python pytest,scapy LABEL judges
     COMMAND -m pytest -q -rs -p no:cacheprovider ${CMAKE_CURRENT_SOURCE_DIR}/tests/judge_scapy.py)
+
+# Each block of the guide is run, where it may write files.
+set(scratch ${CMAKE_CURRENT_BINARY_DIR}/scratch)
+file(MAKE_DIRECTORY ${scratch})
+zor_common_python_test(guides/python numpy,matplotlib,scapy,distributed LABEL judges
+    COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/tests/check_guide.py ${PROJECT_SOURCE_DIR}/docs/python.md)
+set_tests_properties(guides/python PROPERTIES WORKING_DIRECTORY ${scratch}
+    ENVIRONMENT "PYTHONPATH=${CMAKE_CURRENT_BINARY_DIR}:${PROJECT_SOURCE_DIR}/examples;PYTHONDONTWRITEBYTECODE=1")

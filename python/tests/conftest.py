@@ -4,7 +4,7 @@ import pathlib
 import hypothesis
 import pytest
 
-hypothesis.settings.register_profile("tests", deadline=None, max_examples=60)
+hypothesis.settings.register_profile("tests", deadline=None, max_examples=60, database=None)
 hypothesis.settings.load_profile("tests")
 
 
