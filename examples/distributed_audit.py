@@ -6,7 +6,6 @@ the part that it is in.
 """
 
 import argparse
-import json
 import mmap
 import os
 import struct
@@ -102,7 +101,8 @@ def main():
         audit = audit_capture(client, Template.frame(arguments.layers), arguments.path, count=arguments.count)
     for name, number in audit.counts.as_dict().items():
         print(f"{name.replace('_', ' '):13} {number}")
-    print(json.dumps([[run.start, len(run)] for run in audit.missing(20)]))
+    for run in audit.missing(5):
+        print(f"from {run.start}, {len(run)} missing")
     if not arguments.scheduler:
         cluster.close()
 

@@ -1,10 +1,11 @@
-"""The Dask examples: the same bytes with any number of workers, also where one is lost."""
+"""The Dask examples: the bytes of the tool with any number of workers, also where one is lost."""
 
 import os
 import pathlib
 import random
 import signal
 import struct
+import subprocess
 import sys
 import threading
 import time
@@ -15,19 +16,10 @@ from distributed import Client, LocalCluster
 sys.path.insert(0, os.fspath(pathlib.Path(__file__).resolve().parents[2] / "examples"))
 import distributed_audit  # noqa: E402
 import distributed_capture  # noqa: E402
-from zor_common import Audit, Order, Template  # noqa: E402
+from zor_common import Audit, Template  # noqa: E402
 
 LAYERS = "eth / ipv4(src=10.0.0.1..10.0.0.250) / udp(sport=1024..65535, dport=53) / number(4)"
 COUNT = 200_000
-
-
-def in_one_process(template, seed, gap):
-    order = None if seed is None else Order(COUNT, seed)
-    packets = template if order is None else template.shuffled(order)
-    yield distributed_capture.HEADER
-    size = template.max_size
-    for k, frame in enumerate(packets.frames(0, COUNT)):
-        yield struct.pack("<IIII", k * gap // 10**9, k * gap % 10**9, size, size) + frame
 
 
 def damage(path, out, template):
@@ -68,7 +60,7 @@ def kill_one(cluster):
 
 
 @pytest.mark.parametrize("workers,is_killed", [(1, False), (2, False), (3, False), (2, True)])
-def test_captures_and_audits(files, workers, is_killed):
+def test_captures_and_audits(zor_packets, files, workers, is_killed):
     template = Template.frame(LAYERS)
     made, received = files / f"made-{workers}-{is_killed}.pcap", files / "received.pcap"
     with LocalCluster(
@@ -82,7 +74,9 @@ def test_captures_and_audits(files, workers, is_killed):
                 thread.join()
             expected = files / f"expected-{seed}.pcap"
             if not expected.exists():
-                expected.write_bytes(b"".join(in_one_process(template, seed, 1_000_003)))
+                order = [] if seed is None else ["--seed", str(seed)]
+                command = [zor_packets, "make", "--frame", LAYERS, "--count", str(COUNT), "--gap", "1000003ns", *order]
+                subprocess.run([*command, "-o", expected], check=True)
             assert made.read_bytes() == expected.read_bytes()
             assert not pathlib.Path(f"{made}.part").exists()
         if not received.exists():
