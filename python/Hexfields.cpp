@@ -2,8 +2,6 @@
 
 #include <common/Hexfield.h>
 
-#include <pybind11/operators.h>
-
 #include <functional>
 #include <string>
 
@@ -65,13 +63,21 @@ void AddHexfield(py::module_& module)
     type.def("__len__", &Hexfield::GetSize);
     type.def("__getitem__", &ByteAt, py::arg("index"));
     type.def("__hash__", [](const Hexfield& field) { return py::hash(Packed(field)); });
-    type.def(py::self == py::self).def(py::self != py::self);
-    type.def(py::self < py::self).def(py::self <= py::self).def(py::self > py::self).def(py::self >= py::self);
-    type.def(py::self + py::self).def(py::self - py::self).def(-py::self); // NOLINT(misc-redundant-expression)
-    type.def(
-        "__and__", [](const Hexfield& left, const Hexfield& right) { return left & right; }, py::is_operator());
-    type.def(
-        "__or__", [](const Hexfield& left, const Hexfield& right) { return left | right; }, py::is_operator());
+    const auto define = [&type](const char* method, auto of) {
+        type.def(
+            method, [of](const Hexfield& left, const Hexfield& right) { return of(left, right); }, py::is_operator());
+    };
+    define("__eq__", std::equal_to<Hexfield>());
+    define("__ne__", std::not_equal_to<Hexfield>());
+    define("__lt__", std::less<Hexfield>());
+    define("__le__", std::less_equal<Hexfield>());
+    define("__gt__", std::greater<Hexfield>());
+    define("__ge__", std::greater_equal<Hexfield>());
+    define("__add__", std::plus<Hexfield>());
+    define("__sub__", std::minus<Hexfield>());
+    define("__and__", std::bit_and<Hexfield>());
+    define("__or__", std::bit_or<Hexfield>());
+    type.def("__neg__", [](const Hexfield& field) { return -field; });
     type.def("__invert__", [](const Hexfield& field) { return ~field; });
     type.def(
         "__mul__",

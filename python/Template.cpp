@@ -115,8 +115,8 @@ Template Make(Recipe recipe)
         default: recipe.frame = MakeFrame(recipe); return recipe.frame->Compile();
         }
     };
-    CompiledTemplate compiled = compile();
-    return {std::move(compiled), std::make_shared<const Recipe>(std::move(recipe))};
+    const CompiledTemplate compiled = compile();
+    return {compiled, std::make_shared<const Recipe>(std::move(recipe))};
 }
 
 // From Python to recipes.

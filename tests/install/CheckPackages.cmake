@@ -54,7 +54,7 @@ endif()
 run(dpkg-deb --extract ${python} ${SCRATCH})
 set(modules ${SCRATCH}/usr/lib/python3/dist-packages)
 capture(version ${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${libraries} PYTHONPATH=${modules} PYTHONDONTWRITEBYTECODE=1
-    /usr/bin/python3 -c "import zor_common; print(zor_common.__version__, zor_common.Template('@x(1,0,1,1)')[2].decode())")
+    /usr/bin/python3 -c "import zor_common\nprint(zor_common.__version__, zor_common.Template('@x(1,0,1,1)')[2].decode())")
 check_equal("version of zor_common" "${version}" "${VERSION} 3")
 foreach(file IN ITEMS __init__.pyi py.typed)
     if(NOT EXISTS ${modules}/zor_common/${file})
