@@ -20,12 +20,17 @@ std::size_t CheckedCount(std::uint64_t count, std::size_t size)
 
 } // namespace
 
+std::unique_ptr<unsigned char[], Frames::Release> Frames::Allocate(std::size_t size)
+{
+    return std::unique_ptr<unsigned char[], Release>(static_cast<unsigned char*>(::operator new[](size, kAlignment)));
+}
+
 Frames::Frames(const CompiledTemplate& of, const IndexList& indexes, std::uint64_t count)
     : mCount(CheckedCount(count, of.GetMaxSize())), mFrameSize(of.GetMaxSize()), mIsFixed(of.IsFixedSize())
 {
     const py::gil_scoped_release released;
     if (mIsFixed) {
-        mBytes = std::make_unique_for_overwrite<unsigned char[]>(mCount * mFrameSize);
+        mBytes = Allocate(mCount * mFrameSize);
         if (mFrameSize > 0) of.RenderFrames(indexes, {mBytes.get(), mFrameSize});
         return;
     }
@@ -33,7 +38,7 @@ Frames::Frames(const CompiledTemplate& of, const IndexList& indexes, std::uint64
     of.RenderFrames(indexes, FrameBuffers(nullptr, 0), 0, sizes.data()); // which writes the sizes alone
     std::size_t room = 0;
     for (const std::uint32_t size : sizes) room += size;
-    mBytes = std::make_unique_for_overwrite<unsigned char[]>(room);
+    mBytes = Allocate(room);
     of.RenderBatch(indexes, mBytes.get(), room, mOffsets);
 }
 

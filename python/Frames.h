@@ -9,6 +9,7 @@
 #include <common/CompiledTemplate.h>
 
 #include <memory>
+#include <new>
 #include <vector>
 
 namespace zor::python {
@@ -30,7 +31,14 @@ private:
     std::size_t mCount;
     std::size_t mFrameSize;
     bool mIsFixed;
-    std::unique_ptr<unsigned char[]> mBytes;
+    /// Memory whose first frame starts a cache line, so that frames of 64 bytes take one each.
+    struct Release {
+        void operator()(unsigned char* bytes) const { ::operator delete[](bytes, kAlignment); }
+    };
+    static constexpr std::align_val_t kAlignment{64};
+    static std::unique_ptr<unsigned char[], Release> Allocate(std::size_t size);
+
+    std::unique_ptr<unsigned char[], Release> mBytes;
     std::vector<std::size_t> mOffsets; ///< Of values of varying size, and the end.
 };
 

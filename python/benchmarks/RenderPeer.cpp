@@ -82,7 +82,7 @@ int main(int argc, char** argv)
         } else {
             std::vector<std::thread> workers;
             for (unsigned int k = 0; k < threads; ++k) {
-                workers.emplace_back(RenderBatches, std::cref(packets), memory.get() + k * kBatch * size, 4 * kFrames);
+                workers.emplace_back(RenderBatches, std::cref(packets), memory.get() + k * kBatch * size, 16 * kFrames);
             }
             for (std::thread& worker : workers) worker.join();
         }

@@ -18,7 +18,7 @@ LAYERS = (
     "eth(src=02:00:00:00:00:01..02:00:00:ff:ff:ff) / ipv4(src=10.0.0.1..10.0.0.250) / udp(sport=1024..65535, dport=53)"
     " / number(4) / pad(64)"
 )
-FRAMES, BATCH, TURNS, ROUNDS = 1_000_000, 16384, 30, 5
+FRAMES, BATCH, TURNS, ROUNDS = 1_000_000, 16384, 10, 5
 template = Template.frame(LAYERS)
 
 
@@ -36,6 +36,7 @@ def without_python(threads, memory):
 
 
 array = numpy.empty((FRAMES, 64), "uint8")
+rings = [numpy.asarray(template.frames(0, BATCH)) for _ in range(2)]
 
 
 def into_array(turn):
@@ -48,10 +49,10 @@ def into_fresh(turn):
 
 def by_two_threads(turn):
     def work(ring):
-        for first in range(0, 4 * FRAMES, BATCH):
+        for first in range(0, 16 * FRAMES, BATCH):
             template.render_into(ring, first)
 
-    threads = [threading.Thread(target=work, args=(array[k * BATCH : (k + 1) * BATCH],)) for k in range(2)]
+    threads = [threading.Thread(target=work, args=(ring,)) for ring in rings]
     for thread in threads:
         thread.start()
     for thread in threads:

@@ -1,7 +1,9 @@
 # Builds a wheel of SOURCE with the packages of the system and without a network, and uses it in a virtual environment that
 # has nothing else.
 include(${CMAKE_CURRENT_LIST_DIR}/Check.cmake)
-execute_process(COMMAND /usr/bin/python3 -c "import pip, venv; import setuptools, skbuild" RESULT_VARIABLE status ERROR_QUIET)
+execute_process(
+    COMMAND /usr/bin/python3 -c "from importlib.util import find_spec\nexit(not all(map(find_spec, ('pip', 'skbuild', 'venv'))))"
+    RESULT_VARIABLE status)
 if(status)
     message("python3-pip, python3-skbuild or python3-venv is not installed")
     return()
