@@ -1,5 +1,5 @@
 # Debian packages: libzor-common1 with the shared library, libzor-common-dev with all that it takes to build with it,
-# zor-common-tools with zor-packets. They are made from what is installed, component by component. Every file in them has the time of the release.
+# zor-common-tools with zor-packets, python3-zor-common with the Python module. They are made from what is installed, component by component. Every file in them has the time of the release.
 if(NOT BUILD_SHARED_LIBS)
     message(FATAL_ERROR "the packages are of a shared library")
 endif()
@@ -13,6 +13,7 @@ string(TIMESTAMP year "%Y" UTC)
 set(runtime libzor-common${PROJECT_VERSION_MAJOR})
 set(development libzor-common-dev)
 set(tools zor-common-tools)
+set(python python3-zor-common)
 set(made ${CMAKE_CURRENT_BINARY_DIR}/debian)
 configure_file(cmake/debian/changelog.in ${made}/changelog @ONLY)
 configure_file(cmake/debian/copyright.in ${made}/copyright @ONLY)
@@ -27,7 +28,7 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME zor-common)
 set(CPACK_PACKAGE_CONTACT ${zor_common_maintainer})
 set(CPACK_PACKAGE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/packages)
-set(CPACK_COMPONENTS_ALL runtime development tools)
+set(CPACK_COMPONENTS_ALL runtime development tools python)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_SET_DESTDIR ON) # the files are installed for the prefix that they will have, and absolute directories work
@@ -49,6 +50,8 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${runtime} (= ${PROJECT_VERSION}-${zor_common_revision})")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${tools})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION net)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME ${python})
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
 set(CPACK_ZOR_COMMON_SHLIBS ${made}/shlibs)
 
 set(about "\
@@ -68,9 +71,12 @@ This package has the program zor-packets, which gives all that to a shell:
 it makes captures of templates and of frames by the names of their headers,
 checks templates, tells which packet this is, and says of a capture what of
 a run is missing in it.")
+set(CPACK_DEBIAN_PYTHON_DESCRIPTION "${about}
+This package has the module zor_common for Python, whose frames are arrays
+for NumPy without a copy.")
 set(CPACK_ZOR_COMMON_TIME $ENV{SOURCE_DATE_EPOCH})
 
-foreach(component IN ITEMS runtime development tools)
+foreach(component IN ITEMS runtime development tools python)
     install(FILES ${made}/copyright ${made}/changelog.Debian.gz
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/${${component}} COMPONENT ${component})
     set(package ${${component}})

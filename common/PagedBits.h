@@ -7,6 +7,8 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -40,6 +42,21 @@ public:
 
     std::size_t GetPageCount() const noexcept { return mPages.size(); }
 
+    void Swap(PagedBits& other) noexcept
+    {
+        mPages.swap(other.mPages);
+        mPage = other.mPage = nullptr;
+    }
+
+    /// Appends all pages to a text: the number of each, ascending, and its words; most significant bytes first.
+    void Save(std::string& out) const;
+
+    /// Takes the pages that Save() has written in place of its own.
+    /// \param count  how many positions are set in them.
+    /// \param last   the greatest of them.
+    /// \return  false, with nothing changed, for other bytes, and for a page without a position.
+    bool Restore(std::string_view saved, std::uint64_t& count, std::uint64_t& last);
+
     static constexpr std::uint64_t kPageBits = 32768;
 
     /// Goes through the positions that are not in a set.
@@ -60,6 +77,8 @@ public:
 
 private:
     using Page = std::array<std::uint64_t, kPageBits / 64>;
+
+    static constexpr std::size_t kSavedPage = 8 + sizeof(Page); ///< Number and words, in bytes.
 
     Page& PageOf(std::uint64_t position)
     {

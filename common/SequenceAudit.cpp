@@ -1,6 +1,7 @@
 #include "SequenceAudit.h"
 
 #include "AuditReader.h"
+#include "BigEndian.h"
 #include "PagedBits.h"
 
 #include <algorithm>
@@ -141,6 +142,68 @@ bool SequenceAudit::Merge(const SequenceAudit& other)
     mine.counts.maxLateness = std::max(mine.counts.maxLateness, theirs.counts.maxLateness);
     mine.greatest = std::max(mine.greatest, theirs.greatest);
     mine.hasSeen = mine.hasSeen || theirs.hasSeen;
+    return true;
+}
+
+namespace {
+
+constexpr std::uint64_t kSavedForm = 0x7a6f725f61756431; ///< What saved audits begin with: form 1.
+
+/// The numbers of a saved audit before its pages.
+constexpr std::size_t kSavedNumbers = 13;
+
+} // namespace
+
+std::string SequenceAudit::Save() const
+{
+    const Impl& audit = *mImpl;
+    const Counts& counts = audit.counts;
+    const IndexRange& range = audit.setup->range;
+    const std::uint64_t numbers[kSavedNumbers] = {kSavedForm,     range.first,    range.count,   range.every,
+                                                  audit.window,   counts.inOrder, counts.late,   counts.duplicate,
+                                                  counts.changed, counts.foreign, counts.tooOld, counts.maxLateness,
+                                                  audit.greatest};
+    std::string saved(8 * kSavedNumbers, '\0');
+    for (std::size_t i = 0; i < kSavedNumbers; ++i) {
+        detail::StoreBig64(reinterpret_cast<unsigned char*>(&saved[8 * i]), numbers[i]);
+    }
+    audit.seen.Save(saved);
+    return saved;
+}
+
+bool SequenceAudit::Restore(std::string_view saved)
+{
+    Impl& audit = *mImpl;
+    const IndexRange& range = audit.setup->range;
+    std::uint64_t numbers[kSavedNumbers];
+    if (saved.size() < sizeof numbers) return false;
+    for (std::size_t i = 0; i < kSavedNumbers; ++i) {
+        numbers[i] = detail::LoadBig64(reinterpret_cast<const unsigned char*>(&saved[8 * i]));
+    }
+    const std::uint64_t expected[] = {kSavedForm, range.first, range.count, range.every, audit.window};
+    if (!std::equal(std::begin(expected), std::end(expected), numbers)) return false;
+    Counts counts;
+    std::uint64_t* const verdicts[] = {&counts.inOrder, &counts.late,    &counts.duplicate,
+                                       &counts.changed, &counts.foreign, &counts.tooOld};
+    for (std::size_t i = 0; i < std::size(verdicts); ++i) {
+        *verdicts[i] = numbers[5 + i];
+        if (__builtin_add_overflow(counts.received, *verdicts[i], &counts.received)) return false;
+    }
+    counts.maxLateness = numbers[11];
+    const std::uint64_t greatest = numbers[12];
+    const std::uint64_t seen = counts.inOrder + counts.late;
+    detail::PagedBits bits;
+    std::uint64_t count = 0, last = 0;
+    if (!bits.Restore(saved.substr(sizeof numbers), count, last)) return false;
+    // A window forgets what is far behind, and only that.
+    const bool isWhole = audit.window == 0 ? count == seen : count <= seen && (count > 0) == (seen > 0);
+    if (!isWhole || last != greatest || counts.maxLateness > greatest || (seen > 0) != (counts.inOrder > 0))
+        return false;
+    if (seen > 0 && (greatest >= range.count || seen - 1 > greatest)) return false;
+    audit.seen.Swap(bits);
+    audit.counts = counts;
+    audit.greatest = greatest;
+    audit.hasSeen = seen > 0;
     return true;
 }
 

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -113,6 +114,16 @@ public:
     /// \return  false, with nothing changed, if \a other is this object, has another template, range or options, or has a
     ///          window.
     bool Merge(const SequenceAudit& other);
+
+    /// What was seen and counted, for another process or machine: a bit for each position of the pages that hold one. The
+    /// form is the same on all machines. Template, range and options are not in it.
+    std::string Save() const;
+
+    /// Goes on from what Save() of an audit of an equal template, range and options has given. What this one has seen before
+    /// is forgotten.
+    /// \param saved  any bytes.
+    /// \return       false, with nothing changed, for bytes that no audit of this range and window can have given.
+    bool Restore(std::string_view saved);
 
     Counts GetCounts() const noexcept; ///< Of all packets so far.
 

@@ -41,3 +41,21 @@ show(STATUS 1 COMMAND ${ZOR_PACKETS} verify sent.pcapng received.pcap --missing 
 show(COMMAND ${CAT} port_status.proto)
 show(COMMAND ${ZOR_PACKETS} encode port_status.proto PortStatus port=300 name=uplink up=1)
 show(COMMAND ${ZOR_PACKETS} macro -e "packet $number of $(total), $(left) to go" --count 2)
+
+# The same from Python, and over a Dask cluster of two processes.
+find_program(CMP cmp REQUIRED)
+if(PYTHON)
+    set(ENV{PYTHONPATH} ${PYTHON_MODULES})
+    set(ENV{PYTHONDONTWRITEBYTECODE} 1)
+    file(COPY ${EXAMPLES}/distributed_capture.py ${EXAMPLES}/distributed_audit.py DESTINATION ${DIRECTORY})
+    set(lines "import numpy, zor_common" "packets = zor_common.Template.frame(\"${frame}\")"
+        "print(numpy.asarray(packets.frames(0, 1000000)).shape, packets.index(packets[999999]))")
+    list(JOIN lines "\n" lines)
+    show(COMMAND ${PYTHON} -c ${lines})
+    show(COMMAND ${PYTHON} distributed_capture.py ${frame} parts.pcap --count 1000000)
+    show(COMMAND ${ZOR_PACKETS} make --frame ${frame} --count 1000000 -o whole.pcap)
+    show(COMMAND ${CMP} parts.pcap whole.pcap)
+    show(COMMAND ${PYTHON} distributed_audit.py ${frame} received.pcap --count 100000)
+else()
+    message("The Python module is not built: pybind11 is not installed")
+endif()

@@ -398,6 +398,7 @@ TEST(Allocation, FailuresLeaveAuditsAsTheyWere)
         make, seen, [&](auto& audit) { audit.Add(late); }, [&](auto& audit) { audit.Add(cut); },
         [&](auto& audit) { audit.Add(changed); }, [&](auto& audit) { audit.Merge(other); },
         [&](auto& audit) { audit = other; }, [&](auto& audit) { audit.GetMissing(9); },
+        [&](auto& audit) { audit.Restore(other.Save()); },
         [&](auto& audit) {
             audit = SequenceAudit(varying, {0, 99});
         },

@@ -5,6 +5,7 @@
 file(GLOB_RECURSE library ${CPACK_TEMPORARY_DIRECTORY}/runtime/*/libzor-common.so.*[0-9])
 file(GLOB_RECURSE program ${CPACK_TEMPORARY_DIRECTORY}/tools/*/zor-packets)
 list(FILTER program INCLUDE REGEX "/bin/zor-packets$")
+file(GLOB_RECURSE module ${CPACK_TEMPORARY_DIRECTORY}/python/*/_native.*.so)
 list(GET library 0 first)
 get_filename_component(libraries ${first} DIRECTORY)
 function(find_depends component binary)
@@ -22,6 +23,12 @@ Architecture: any\n")
 endfunction()
 find_depends(runtime "${library}")
 find_depends(tools "${program}")
+find_depends(python "${module}")
+
+# The module is for the one Python that its name says.
+string(REGEX MATCH "cpython-3([0-9]+)" version "${module}")
+math(EXPR next "${CMAKE_MATCH_1} + 1")
+string(APPEND CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS ", python3 (>= 3.${CMAKE_MATCH_1}~), python3 (<< 3.${next})")
 
 # Files and packages have the time of the release, and directories the usual mode whatever the umask is, so that equal
 # files make equal packages.

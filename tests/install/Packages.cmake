@@ -7,6 +7,10 @@ set_tests_properties(packages PROPERTIES FIXTURES_SETUP packages)
 set(root ${CMAKE_CURRENT_BINARY_DIR}/packages)
 zor_common_consumers(packages -DPREFIX=${root}/usr -DPKG_CONFIG_SYSROOT=${root})
 
+# The Python module with the library in it.
+zor_common_script_test(wheel CheckWheel)
+set_tests_properties(wheel PROPERTIES SKIP_REGULAR_EXPRESSION "is not installed")
+
 # A static library, and a shared one in absolute directories.
 function(zor_common_variant label shared)
     set(build ${CMAKE_CURRENT_BINARY_DIR}/${label}/build)

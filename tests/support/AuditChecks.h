@@ -185,6 +185,27 @@ private:
     std::vector<AuditedValue> mValues; ///< Of the range.
 };
 
+/// An audit as it was saved. Bytes that are damaged are refused, or give another audit that is sound.
+inline SequenceAudit Restored(SequenceAudit fresh, const SequenceAudit& of, Random& random)
+{
+    const std::string saved = of.Save(), unused = fresh.Save();
+    std::string damaged = saved.substr(0, random.Below(2) == 0 ? random.Below(saved.size()) : saved.size());
+    if (!damaged.empty())
+        damaged[random.Below(random.Below(2) == 0 ? damaged.size() : 1)] ^= static_cast<char>(1 << random.Below(8));
+    SequenceAudit other = fresh;
+    if (other.Restore(damaged)) {
+        const SequenceAudit::Counts counts = other.GetCounts();
+        EXPECT_EQ(counts.received - counts.duplicate - counts.changed - counts.foreign - counts.tooOld,
+                  counts.inOrder + counts.late);
+        EXPECT_LE(counts.missingBelow, counts.missing);
+    } else {
+        EXPECT_EQ(other.Save(), unused);
+    }
+    EXPECT_TRUE(fresh.Restore(saved));
+    EXPECT_EQ(fresh.Save(), saved);
+    return fresh;
+}
+
 inline void CheckSameAudit(const SequenceAudit& audit, const SlowAudit& slow, std::uint64_t total)
 {
     const SequenceAudit::Counts counts = audit.GetCounts();
@@ -273,9 +294,10 @@ void CheckAudit(Random& random, const CompiledTemplate& of, const IndexRange& ra
         ASSERT_TRUE(index == expected || (isMixed && verdict == SequenceAudit::Verdict::Changed));
     }
     for (int i = 0; i < 2; ++i) ASSERT_NO_FATAL_FAILURE(CheckSameAudit(*audits[i], slows[i], range.count));
-    const SequenceAudit before = *audits[1];
+    const SequenceAudit before = Restored(SequenceAudit(of, range, options), *audits[1], random);
     ASSERT_EQ(audits[0]->Merge(*audits[1]), options.window == 0);
     if (options.window == 0) slows[0].Merge(slows[1]);
+    audits[0] = Restored(SequenceAudit(of, range, options), *audits[0], random);
     ASSERT_NO_FATAL_FAILURE(CheckSameAudit(*audits[0], slows[0], range.count));
     ASSERT_NO_FATAL_FAILURE(CheckSameAudit(before, slows[1], range.count));
 }
