@@ -71,7 +71,7 @@ bool AuditSetup::IsCompared(const ByteSpan& text) const
 }
 
 AuditLeaf::AuditLeaf(const std::shared_ptr<const AuditSetup>& setup, const TrafficLeaf& leaf, std::size_t number)
-    : mSetup(setup), mOf(leaf.of), mPath(leaf.path), mNumber(number)
+    : mSetup(setup), mOf(leaf.of), mPath(leaf.path), mNumber(number), mFrameSize(leaf.of->program->frame.size())
 {
     const IndexProgram& program = *mOf->program;
     const std::size_t size = program.frame.size();
@@ -162,8 +162,7 @@ bool AuditLeaf::IsFrameAt(const unsigned char* packet, std::uint64_t inner, std:
     const std::uint64_t place = mPath.IsWhole() ? position : inner;
     if (isInOrder && mMayLookAhead && place - mAhead.first >= mAhead.count) LookAhead(place);
     if (place - mAhead.first < mAhead.count) {
-        const std::size_t size = mOf->program->frame.size();
-        return std::memcmp(packet, mAhead.frames.data() + (place - mAhead.first) * size, size) == 0;
+        return std::memcmp(packet, mAhead.frames.data() + (place - mAhead.first) * mFrameSize, mFrameSize) == 0;
     }
     // The counters first, as these differ in a packet that is not the expected one.
     return mWhole.isUsable && mMatcher->IsFrameAt(packet, inner) && mMatcher->HasConstants(packet);
@@ -432,7 +431,7 @@ bool AuditReader::FindExpected(const unsigned char* packet, std::size_t size, st
     const std::size_t place = mPlaces[shown.leaf];
     if (place >= mFixedCount) return false;
     AuditLeaf& leaf = mLeaves[place];
-    const std::size_t full = leaf.GetProgram().frame.size();
+    const std::size_t full = leaf.GetFrameSize();
     // Of templates that are not apart, one with a shorter trailer goes first.
     const bool isOfSize = size == full || (mAreApart && size > full && size - full <= mSetup->options.trailer);
     return isOfSize &&

@@ -71,6 +71,7 @@ public:
 
     const IndexProgram& GetProgram() const noexcept { return *mOf->program; }
     const FrameMatcher& GetMatcher() const noexcept { return *mMatcher; }
+    std::size_t GetFrameSize() const noexcept { return mFrameSize; } ///< Of a program of fixed size.
 
     /// Whether texts of the expressions occur once in the range, in packets that were cut, too.
     bool IsCertain() const noexcept { return mWhole.isCertain && mIsCutCertain; }
@@ -144,6 +145,7 @@ private:
     std::shared_ptr<const ReadableProgram> mOf;
     IndexPath mPath;
     std::size_t mNumber;                          ///< Of the leaf in the traffic.
+    std::size_t mFrameSize;                       ///< For what comes in order.
     Reading mWhole;                               ///< Of packets that were not cut.
     std::map<std::size_t, Reading> mCut;          ///< Of others, by how many expressions they hold.
     std::shared_ptr<const FrameMatcher> mMatcher; ///< Of a program of fixed size.

@@ -27,7 +27,7 @@ struct TrafficPlan::Portion {
 template <class Visit>
 void TrafficPlan::VisitPart(std::size_t part, const Portion& portion, std::size_t firstLeaf, Visit& visit) const
 {
-    const TrafficPlan* const plan = PlanOf(mParts[part]);
+    const TrafficPlan* const plan = mPlans[part];
     if (plan) {
         plan->VisitPortions(portion, firstLeaf + mFirstLeaves[part], visit);
     } else {

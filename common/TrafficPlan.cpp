@@ -204,7 +204,7 @@ TrafficPlan::Shown TrafficPlan::At(std::uint64_t outer) const noexcept
         const Located located = plan->Locate(outer);
         firstLeaf += plan->mFirstLeaves[located.part];
         outer = located.inner;
-        const TrafficPlan* const inside = PlanOf(plan->mParts[located.part]);
+        const TrafficPlan* const inside = plan->mPlans[located.part];
         if (!inside) return {firstLeaf, outer};
         plan = inside;
     }
@@ -216,6 +216,7 @@ void TrafficPlan::AddLeaves()
     for (const CompiledTemplate& part : mParts) {
         const TrafficPlan* const plan = PlanOf(part);
         mFirstLeaves.push_back(count);
+        mPlans.push_back(plan);
         count += plan ? plan->mLeaves.size() : 1;
         if (plan) mDepth = std::max(mDepth, plan->mDepth + 1);
         Require(count <= kMaxLeaves, "traffic may be made of 65536 templates at most");

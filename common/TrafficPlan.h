@@ -139,6 +139,7 @@ private:
     std::vector<std::uint64_t> mShares;                       ///< For each part how many of its values a round has.
     std::vector<std::shared_ptr<const TrafficPlace>> mPlaces; ///< For each part; null for one that is never shown.
     std::vector<std::size_t> mFirstLeaves;                    ///< For each part.
+    std::vector<const TrafficPlan*> mPlans;                   ///< For each part; null for one with a program.
     std::optional<IndexOrder> mOrder;
     Divisor mTotal; ///< Values of a round; none is 2^64 and more.
     std::vector<Place> mPattern;
