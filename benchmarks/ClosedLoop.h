@@ -34,7 +34,8 @@ public:
     static constexpr std::size_t kCount = 4096;
     static constexpr std::size_t kRoom = 2304;
 
-    Pool() : mBuffers(kCount)
+    /// \param seed  of the order.
+    explicit Pool(std::uint64_t seed = 7) : mBuffers(kCount)
     {
         constexpr std::size_t kPage = std::size_t{1} << 21;
         constexpr std::size_t kSize = (kCount * kRoom + kPage - 1) / kPage * kPage;
@@ -44,7 +45,7 @@ public:
         madvise(first, kSize, MADV_HUGEPAGE); // to no effect where there are none
         std::memset(first, 0, kSize);
         for (std::size_t k = 0; k < kCount; ++k) mBuffers[k] = first + k * kRoom;
-        std::mt19937_64 random(7);
+        std::mt19937_64 random(seed);
         for (std::size_t k = kCount - 1; k > 0; --k) std::swap(mBuffers[k], mBuffers[random() % (k + 1)]);
     }
 
@@ -62,8 +63,8 @@ private:
 
 /// One recipe: what is sent, and what is written late.
 struct Recipe {
-    Recipe(std::string title, CompiledTemplate of) : name(std::move(title)), packets(std::move(of)) {}
-    Recipe(std::string title, recipes::Stamped stamped)
+    Recipe(std::string title, const CompiledTemplate& of) : name(std::move(title)), packets(of) {}
+    Recipe(std::string title, const recipes::Stamped& stamped)
         : name(std::move(title)), packets(stamped.packets), stamp(stamped.stamp), checksum(stamped.checksum)
     {
     }
