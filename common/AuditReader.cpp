@@ -375,10 +375,11 @@ AuditReader::AuditReader(const std::shared_ptr<const AuditSetup>& setup)
     for (std::size_t i = 0; i < leaves.size(); ++i) {
         if (leaves[i].isShown) order.push_back(i);
     }
-    std::stable_sort(order.begin(), order.end(), [&leaves](std::size_t left, std::size_t right) {
+    std::sort(order.begin(), order.end(), [&leaves](std::size_t left, std::size_t right) {
         const IndexProgram& one = *leaves[left].of->program;
         const IndexProgram& other = *leaves[right].of->program;
-        return one.isFixedSize != other.isFixedSize ? one.isFixedSize : one.maxSize > other.maxSize;
+        if (one.isFixedSize != other.isFixedSize) return one.isFixedSize;
+        return one.maxSize != other.maxSize ? one.maxSize > other.maxSize : left < right;
     });
     mPlaces.resize(leaves.size());
     for (const std::size_t leaf : order) {

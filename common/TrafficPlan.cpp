@@ -250,8 +250,10 @@ void TrafficPlan::MeasureLeaves()
         const std::uint64_t readable = leaf.path.ReadableCount(leaf.isTold ? leaf.of->GetReadableCount() : 0);
         mReadableCount = std::min(mReadableCount, readable);
     }
-    std::stable_sort(mLeavesBySize.begin(), mLeavesBySize.end(), [this](std::size_t left, std::size_t right) {
-        return mLeaves[left].of->program->maxSize > mLeaves[right].of->program->maxSize;
+    std::sort(mLeavesBySize.begin(), mLeavesBySize.end(), [this](std::size_t left, std::size_t right) {
+        const std::size_t one = mLeaves[left].of->program->maxSize;
+        const std::size_t other = mLeaves[right].of->program->maxSize;
+        return one != other ? one > other : left < right;
     });
     mIsFixedSize = mIsFixedSize && mLeaves[mLeavesBySize.back()].of->program->maxSize == mMaxSize;
 }
