@@ -3,10 +3,8 @@
 #include "CompiledTemplateImpl.h"
 #include "IndexBatch.h"
 #include "IndexCompiler.h"
-#include "IndexRender.h"
 
 #include <algorithm>
-#include <limits>
 #include <new>
 #include <utility>
 

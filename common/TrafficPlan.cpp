@@ -2,7 +2,6 @@
 
 #include "CompiledTemplateImpl.h"
 #include "IndexCounter.h"
-#include "IndexRender.h"
 #include "Traffic.h"
 
 #include <algorithm>
@@ -334,12 +333,6 @@ std::vector<TemplateField> TrafficPlan::GetFields() const
         }
     }
     return fields;
-}
-
-std::size_t TrafficPlan::Measure(std::uint64_t outer) const noexcept
-{
-    const Shown shown = At(outer);
-    return MeasureIndex(*mLeaves[shown.leaf].of->program, shown.index);
 }
 
 std::size_t TrafficPlan::Render(std::uint64_t outer, unsigned char* out, std::size_t room) const noexcept

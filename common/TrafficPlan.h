@@ -54,7 +54,7 @@ public:
     };
     Shown At(std::uint64_t outer) const noexcept;
 
-    std::size_t Measure(std::uint64_t outer) const noexcept;
+    /// As CompiledTemplate has it.
     std::size_t Render(std::uint64_t outer, unsigned char* out, std::size_t room) const noexcept;
 
     /// Writes values of any size, each that fits into the room.

@@ -37,14 +37,24 @@ std::vector<AuditedValue> Interleaved(const std::vector<PlainTraffic>& parts, st
     return all;
 }
 
+template <class Share>
+std::vector<std::pair<CompiledTemplate, Share>> WithShares(const std::vector<PlainTraffic>& parts,
+                                                           const std::vector<Share>& shares)
+{
+    std::vector<std::pair<CompiledTemplate, Share>> shared;
+    for (std::size_t i = 0; i < parts.size(); ++i) shared.emplace_back(parts[i].compiled, shares[i]);
+    return shared;
+}
+
+inline std::size_t CountLeaves(const std::vector<PlainTraffic>& parts)
+{
+    std::size_t leaves = 0;
+    for (const PlainTraffic& part : parts) leaves += part.leaves;
+    return leaves;
+}
+
 inline PlainTraffic MixedTraffic(const std::vector<PlainTraffic>& parts, const std::vector<std::uint32_t>& weights)
 {
-    std::vector<std::pair<CompiledTemplate, std::uint32_t>> weighted;
-    std::size_t leaves = 0;
-    for (std::size_t i = 0; i < parts.size(); ++i) {
-        weighted.emplace_back(parts[i].compiled, weights[i]);
-        leaves += parts[i].leaves;
-    }
     const auto first = [parts, weights](std::size_t count) {
         std::vector<std::int64_t> credits(parts.size());
         return Interleaved(parts, count, [&] {
@@ -59,17 +69,11 @@ inline PlainTraffic MixedTraffic(const std::vector<PlainTraffic>& parts, const s
             return best;
         });
     };
-    return {Mix(weighted), first, leaves};
+    return {Mix(WithShares(parts, weights)), first, CountLeaves(parts)};
 }
 
 inline PlainTraffic JoinedTraffic(const std::vector<PlainTraffic>& parts, const std::vector<std::uint64_t>& counts)
 {
-    std::vector<std::pair<CompiledTemplate, std::uint64_t>> counted;
-    std::size_t leaves = 0;
-    for (std::size_t i = 0; i < parts.size(); ++i) {
-        counted.emplace_back(parts[i].compiled, counts[i]);
-        leaves += parts[i].leaves;
-    }
     const auto first = [parts, counts](std::size_t count) {
         std::size_t part = 0;
         std::uint64_t shown = 0;
@@ -79,7 +83,7 @@ inline PlainTraffic JoinedTraffic(const std::vector<PlainTraffic>& parts, const 
             return part;
         });
     };
-    return {Joined(counted), first, leaves};
+    return {Joined(WithShares(parts, counts)), first, CountLeaves(parts)};
 }
 
 inline PlainTraffic ShuffledTraffic(const PlainTraffic& of, const IndexOrder& order)
