@@ -73,7 +73,7 @@ struct SchemaDiagnostic {
 /// - "=", "{", "}" and ";" end a word, so blanks around them may be left out. Blanks inside a keyword are skipped, and
 ///   a keyword is also found at the start of a longer word: `optionalint32 a=1;` is a field.
 /// - Nested messages, enumerations, options, imports and default values are not supported: a message that contains one
-///   is dropped. A comment between fields or directly after "{" drops the message as well.
+///   is dropped. Any other comment inside a message drops it as well.
 ///
 /// \section schema_steps The steps
 ///
