@@ -14,7 +14,7 @@
 
 namespace zor::python {
 
-/// Values one behind the other, for NumPy and whatever else takes buffers.
+/// Values one after the other, for NumPy and everything else that takes buffers.
 class Frames {
 public:
     /// Renders values, without the GIL. MemoryError is raised where there is no room for them.

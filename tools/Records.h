@@ -48,7 +48,7 @@ public:
     /// Writes all of a binary record but the packet, its time and its index.
     void WriteFrame(unsigned char* record, std::size_t packetSize) const noexcept;
 
-    /// Writes times and indexes into records that stand one behind the other.
+    /// Writes times and indexes into records that are one after the other.
     /// \param indexes  of the packets; not looked at without HasIndexes().
     void WriteStamps(unsigned char* records, std::size_t recordSize, std::size_t packetSize, std::size_t count,
                      std::uint64_t time, std::uint64_t gap, const std::uint64_t* indexes) const noexcept;
