@@ -435,7 +435,7 @@ private:
     void SetAnd(const Hexfield& left, const Hexfield& right) noexcept;
     void SetOr(const Hexfield& left, const Hexfield& right) noexcept;
 
-    /// The value, the least significant lane first, in LaneCount() lanes. The bits beyond the width are zero, but for
+    /// The value, the least significant lane first, in LaneCount() lanes. The bits beyond the width are zero, except for
     /// those that MaskMultiply() leaves in the top word.
     Lane* mLanes = mInside;
     Lane mInside[kInsideLanes];

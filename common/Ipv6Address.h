@@ -447,7 +447,7 @@ ZOR_COMMON_API std::istream& operator>>(std::istream& in, CIpv6Address& address)
 
 } // namespace zor::common
 
-/// Addresses that differ in one 64-bit half have distinct hashes; equal ones have one, whatever their flags.
+/// Addresses that differ in one 64-bit half have distinct hashes; equal addresses have the same hash, whatever their flags.
 template <>
 struct std::hash<zor::common::CIpv6Address> {
     std::size_t operator()(const zor::common::CIpv6Address& address) const noexcept
