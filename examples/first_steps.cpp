@@ -9,7 +9,7 @@ int main()
     frame.Vlan(Counting<std::uint16_t>(100, 4));                              // first value, count: 100 to 103
     frame.Ipv4(Counting(CIpAddress(10, 0, 0, 1), 250), CIpAddress(192, 168, 0, 1));
     frame.Udp(Counting<std::uint16_t>(1024, 60000), 53);
-    frame.Number(Counting<std::uint32_t>(0, 0)).PadTo(60); // a sequence number; 0 is no end
+    frame.Number(Counting<std::uint32_t>(0, 0)).PadTo(60); // a sequence number; count 0 has no end
     frame.Cross({"udp.sport", "ipv4.src", "vlan.id"});     // every combination, the ports first
     const CompiledTemplate packets = frame.Compile();
 
