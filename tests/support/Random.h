@@ -2,11 +2,12 @@
 #define ZOR_COMMON_TESTS_RANDOM_H
 
 /// \file
-/// Random inputs that are the same in every run, or those that a fuzzer chooses.
+/// Random inputs that are the same in every run of one seed, or those that a fuzzer chooses.
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <random>
 #include <string>
 #include <string_view>
@@ -16,10 +17,17 @@ namespace zor::common::test {
 /// What a check draws its inputs from: a generator, or the bytes of a fuzzer, behind which everything is 0.
 class Random {
 public:
-    explicit Random(std::uint64_t seed) : mEngine(seed) {}
+    explicit Random(std::uint64_t seed) : mEngine(seed + 1000 * RunSeed()) {}
     Random(const unsigned char* bytes, std::size_t size)
         : mBytes(reinterpret_cast<const char*>(bytes), size), mFromBytes(true)
     {
+    }
+
+    /// The environment variable ZOR_TEST_SEED: with another number than 0, all tests draw other inputs.
+    static std::uint64_t RunSeed()
+    {
+        const char* const text = std::getenv("ZOR_TEST_SEED");
+        return text ? std::strtoull(text, nullptr, 10) : 0;
     }
 
     /// How many of the inputs drawn were valid, by what a check has told.
