@@ -15,6 +15,25 @@ previous !~ /^ *\/\/\/ / && !/\/\/\/</ {
 }
 { previous = /\/\/\/ \\[{}]/ ? "" : $0 }
 
+# Headings get names that stay when sections come and go, so that links to them do: that of the page, and the words.
+FNR == 1 && FILENAME ~ /\.md$/ {
+    page = tolower(FILENAME)
+    sub(/\/docs\/readme\.md$/, "/guides.md", page)
+    gsub(/^.*\/|\.md$/, "", page)
+}
+page && /^ *```/ { fenced = !fenced }
+page && !fenced && /^##* / {
+    label = tolower($0)
+    gsub(/`|^#+ /, "", label)
+    gsub(/[^a-z0-9]+/, "-", label)
+    gsub(/^-|-$/, "", label)
+    label = /^# / ? page : page "-" label
+    if (labels[label]++) label = label "-" labels[label]
+    if (label != "readme") $0 = $0 " {#" label "}"
+    titled = FNR
+}
+page && FNR == titled + 1 && label == page { $0 = "[TOC]" }
+
 # Doxygen takes the "::" at the start of an IPv6 address for a name's, "$(name)" for a variable of the environment, and
 # shows the backslash before a "|" in a table.
 {
