@@ -21,7 +21,10 @@ FNR == 1 && FILENAME ~ /\.md$/ {
     sub(/\/docs\/readme\.md$/, "/guides.md", page)
     gsub(/^.*\/|\.md$/, "", page)
 }
-page && /^ *```/ { fenced = !fenced }
+page && /^ *```/ {
+    fenced = !fenced
+    sub(/```c\+\+$/, "```cpp") # the one name of the language that Doxygen knows
+}
 page && !fenced && /^##* / {
     label = tolower($0)
     gsub(/`|^#+ /, "", label)

@@ -104,8 +104,8 @@ def edit(directory, pattern, change):
 
 
 def main(directory):
-    # An empty line of code is copied as one, without the blank that Doxygen gives it a height by.
-    edit(directory, "*.html", lambda text: text.replace('<div class="line"> </div>', '<div class="line"><br/></div>'))
+    # An empty line of code is copied as one, without the blank that Doxygen puts into it.
+    edit(directory, "*.html", lambda text: text.replace('<div class="line"> </div>', '<div class="line"></div>'))
     for pattern in ("class*.html", "struct*.html"):
         edit(directory, pattern, lambda text: members_after_example(without_dead_links(text, directory)))
     edit(directory, "*.css", lambda text: re.sub(r"(m(?:ax|in)-width: ?)76([78])px",

@@ -19,19 +19,27 @@
         return found;
     }
 
-    // searchSections is an array of [address, title, page, kind, text], as finish_pages.py writes it.
-    function buildIndex(sections) {
-        return lunr(function () {
-            this.tokenizer = (text) => words(text).map((word) => new lunr.Token(word, {}));
-            this.pipeline.reset();
-            this.pipeline.add(lunr.stemmer);
-            this.field("title", { boost: 12 });
-            this.field("page", { boost: 2 });
-            this.field("text");
-            sections.forEach(([, title, page, kind, text], id) => {
-                this.add({ id, title, page, text }, { boost: kind === "guide" ? 2 : 1 });
-            });
-        });
+    // searchSections is an array of [address, title, page, kind, text], as finish_pages.py writes it. The page stays
+    // usable meanwhile, as a phone takes a second or two.
+    async function buildIndex(sections) {
+        const stems = new Map(); // of all words, which are few beside the times that they occur
+        function stem(word) {
+            let known = stems.get(word);
+            if (!known) stems.set(word, known = lunr.stemmer(new lunr.Token(word, {})).toString());
+            return known;
+        }
+        const builder = new lunr.Builder();
+        builder.tokenizer = (text) => words(text).map((word) => new lunr.Token(stem(word), {}));
+        builder.searchPipeline.add(lunr.stemmer);
+        builder.field("title", { boost: 12 });
+        builder.field("page", { boost: 2 });
+        builder.field("text");
+        builder.ref("id");
+        for (const [id, [, title, page, kind, text]] of sections.entries()) {
+            builder.add({ id, title, page, text }, { boost: kind === "guide" ? 2 : 1 });
+            if (id % 50 === 49) await new Promise((resume) => setTimeout(resume));
+        }
+        return builder.build();
     }
 
     // The sections that have all words, or else any of them, the best ones first.
@@ -94,7 +102,7 @@
         function load() {
             loading ??= Promise.all(["lunr.min.js", "search-data.js"].map((name) => new Promise((done, failed) => {
                 document.head.append(element("script", { src: base + name, onload: done, onerror: failed }));
-            }))).then(() => { index = buildIndex(searchSections); });
+            }))).then(() => buildIndex(searchSections)).then((built) => { index = built; });
             return loading;
         }
 
@@ -188,6 +196,21 @@
         };
     }
 
+    // --- the theme's buttons
+
+    function makeButtonsReachable() {
+        document.querySelectorAll("doxygen-awesome-fragment-copy-button, doxygen-awesome-dark-mode-toggle").forEach((button) => {
+            button.tabIndex = 0;
+            button.setAttribute("role", "button");
+            button.setAttribute("aria-label", button.title);
+            button.addEventListener("keydown", (event) => {
+                if (event.key !== "Enter" && event.key !== " ") return;
+                event.preventDefault();
+                button.click();
+            });
+        });
+    }
+
     const base = document.currentScript.getAttribute("src").replace(/pages\.js$/, "");
     openGuides();
     DoxygenAwesomeDarkModeToggle.init();
@@ -198,4 +221,5 @@
         addSearch(base);
         addSectionLinks();
     });
+    window.addEventListener("load", makeButtonsReachable);
 })();

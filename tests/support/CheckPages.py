@@ -4,6 +4,7 @@ Chromium shows each page at the widths of a phone and of a narrow window, search
 usage: CheckPages.py links|widths|search|reader DIRECTORY
 """
 
+import itertools
 import json
 import os
 import pathlib
@@ -12,6 +13,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import textwrap
 
 # What is typed, and the sections of which each is among the first five that are found: their title and their page.
 SEARCHES = (
@@ -175,19 +177,29 @@ def check_search(directory):
 
 
 def check_reader(directory):
-    """Copies, colours and the first thing on the page of a class."""
+    """The list of guides, copies of all their code, colours, and the order on the page of a class."""
     faults = []
     with browser() as view:
-        show(view, DESKTOP, (directory / "wildcards.html").as_uri())
-        copied = view.execute_script("""
-            const copied = [];
-            navigator.clipboard.writeText = (text) => copied.push(text);
-            document.querySelectorAll("doxygen-awesome-fragment-copy-button").forEach((button) => button.click());
-            return copied""")
-        guide = (pathlib.Path(__file__).parents[2] / "docs/wildcards.md").read_text(encoding="utf-8")
-        code = re.findall(r"^```\w*\n(.*?)\n```$", guide, re.MULTILINE | re.DOTALL)
-        if [text.rstrip() for text in copied] != code:
-            faults.append(f"{len(copied)} copies are not the {len(code)} blocks of the guide: {copied!r}")
+        show(view, DESKTOP, (directory / "guides.html").as_uri())
+        listed, tree = view.execute_script("""
+            return [".textblock", "#nav-tree"].map((part) => [...document.querySelectorAll(part + " a[href]")].map(
+                (link) => link.getAttribute("href").replace(/#.*/, "")))""")
+        blocks = 0
+        for guide in sorted((pathlib.Path(__file__).parents[2] / "docs").glob("[a-z]*.md")):
+            if f"{guide.stem}.html" not in listed or f"{guide.stem}.html" not in tree:
+                faults.append(f"{guide.name} is missing in the list of guides or in the tree")
+            show(view, DESKTOP, (directory / f"{guide.stem}.html").as_uri())
+            copied = view.execute_script("""
+                const copied = [];
+                navigator.clipboard.writeText = (text) => copied.push(text);
+                document.querySelectorAll("doxygen-awesome-fragment-copy-button").forEach((button) => button.click());
+                return copied""")
+            code = re.findall(r"^```\S*\n(.*?)\n```$", guide.read_text(encoding="utf-8"), re.MULTILINE | re.DOTALL)
+            blocks += len(code)
+            faults += [f"{guide.name}: copied is {one!r}, written {other!r}"
+                       for one, other in itertools.zip_longest(copied, code) if one is None or other is None or textwrap.dedent(one) != textwrap.dedent(other)]
+        if blocks < 100:
+            faults.append(f"there are only {blocks} blocks of code")
 
         for colours, dark in (("light", False), ("dark", True)):
             for size in (DESKTOP, PHONE):
