@@ -45,7 +45,8 @@ def sections_of_reference(address, page, title, kind):
         if not identity or not name or page.xpath(f'//tr[@class="memdesc:{identity[0]}"]//span[@class="section"]'):
             continue
         described = page.xpath(f'//tr[@class="memdesc:{identity[0]}"]/td[@class="mdescRight"]')
-        details = page.xpath(f'//a[@id="{identity[0]}"]/following-sibling::div[@class="memitem"][1]/div[@class="memdoc"]')
+        details = page.xpath(f'//a[@id="{identity[0]}"]/following-sibling::div[@class="memitem"][1]'
+                             '/div[@class="memdoc"]')
         target = name[0].get("href") or f"{address}#{identity[0]}"
         sections.append([target, text_of(name[0]), title, "member", text_of(*(details or described))])
     return sections
@@ -56,8 +57,9 @@ def sections_of(path):
     title = text_of(*page.xpath('//div[@class="title"]'))
     found = re.fullmatch(r"(.*?) (?:(Class|Struct|Namespace|File)(?: Template)? Reference.*)", title)
     if not found:
-        lists = page.xpath('//table[@class="directory"]') or not page.xpath('//div[@class="contents"]//div[@class="textblock"]')
-        return [] if lists else sections_of_guide(path.name, page, title)
+        is_guide = page.xpath('//div[@class="contents"]//div[@class="textblock"]') and not page.xpath(
+            '//table[@class="directory"]')
+        return sections_of_guide(path.name, page, title) if is_guide else []
     kind = {"File": "header"}.get(found[2], found[2].lower())
     return sections_of_reference(path.name, page, found[1].replace(" ", ""), kind)
 
@@ -95,6 +97,12 @@ def without_dead_links(text, directory):
     return re.sub(r'  <tr class="(?:odd|even)"><td class="entry"><a class="el" href="([^"#]+)#([^"]+)">.*\n', row, text)
 
 
+def with_titles(text, titles):
+    """Links that show the name of a file, as it is read in the sources, show the title of the page instead."""
+    return re.sub(r'(<a class="el" href="([^"#]+)[^"]*">)[\w/-]+\.md</a>',
+                  lambda match: f"{match[1]}{titles[match[2]]}</a>" if match[2] in titles else match[0], text)
+
+
 def edit(directory, pattern, change):
     for path in directory.glob(pattern):
         before = path.read_text(encoding="utf-8")
@@ -105,7 +113,15 @@ def edit(directory, pattern, change):
 
 def main(directory):
     # An empty line of code is copied as one, without the blank that Doxygen puts into it.
-    edit(directory, "*.html", lambda text: text.replace('<div class="line"> </div>', '<div class="line"></div>'))
+    edit(directory, "*.html", lambda text: re.sub('<div class="line">(?:<span class="comment"></span>)? </div>',
+                                                  '<div class="line"></div>', text))
+    titles = {path.name: re.search(r'<div class="title">(.*?) ?</div>', path.read_text(encoding="utf-8"))
+              for path in directory.glob("*.html")}
+    titles = {name: re.sub("<[^>]*>", "", title[1]) for name, title in titles.items() if title}
+    edit(directory, "*.html", lambda text: with_titles(text, titles))
+    # A constructor has no type in front of its name, and needs no line for it on a phone.
+    no_type = r'(<td class="memItemLeft)(" align="right" valign="top">(?:<a id="\w+" name="\w+"></a>\n)?&#160;</td>)'
+    edit(directory, "*.html", lambda text: re.sub(no_type, r"\1 empty\2", text))
     for pattern in ("class*.html", "struct*.html"):
         edit(directory, pattern, lambda text: members_after_example(without_dead_links(text, directory)))
     edit(directory, "*.css", lambda text: re.sub(r"(m(?:ax|in)-width: ?)76([78])px",

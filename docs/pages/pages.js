@@ -1,5 +1,6 @@
-// What the pages do beside Doxygen's own scripts and the theme's: the full-text search, and the links to the sections of
-// a class. The search needs no server and works on files, so what is searched comes as a script, when it is first used.
+// What the pages do beside Doxygen's own scripts and the theme's: the full-text search, the links to the sections of a
+// class, a tree with all guides in sight. The search needs no server and works on files, so what is searched comes as a
+// script, when it is first used.
 "use strict";
 
 (function () {
@@ -128,7 +129,8 @@
             const found = find(index, searchSections, box.value);
             list.replaceChildren(...found.slice(0, RESULTS).map(([address, title, page, kind, text], at) => {
                 const option = element("a", { id: "search-result-" + at, href: base + address, className: kind },
-                    element("strong", {}, title), element("span", {}, page === title ? kind : page), excerpt(text, box.value));
+                    element("strong", {}, title), element("span", {}, page === title ? kind : page),
+                    excerpt(text, box.value));
                 option.setAttribute("role", "option");
                 return option;
             }));
@@ -173,7 +175,8 @@
             line.insertBefore(document.createTextNode(" | "), before);
         }
         const first = line.firstChild;
-        document.querySelectorAll("table.memberdecls h2.groupheader:not(:has(a[id]))").forEach((heading) => add(heading, first));
+        const own = document.querySelectorAll("table.memberdecls h2.groupheader:not(:has(a[id]))");
+        own.forEach((heading) => add(heading, first));
         const details = document.getElementById("more");
         if (details) add(details.parentElement, line.querySelector("a[href$='-members.html']"));
     }
@@ -199,7 +202,8 @@
     // --- the theme's buttons
 
     function makeButtonsReachable() {
-        document.querySelectorAll("doxygen-awesome-fragment-copy-button, doxygen-awesome-dark-mode-toggle").forEach((button) => {
+        const buttons = "doxygen-awesome-fragment-copy-button, doxygen-awesome-dark-mode-toggle";
+        document.querySelectorAll(buttons).forEach((button) => {
             button.tabIndex = 0;
             button.setAttribute("role", "button");
             button.setAttribute("aria-label", button.title);

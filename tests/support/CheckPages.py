@@ -113,7 +113,8 @@ def check_widths(directory):
                                      content.scrollWidth - content.clientWidth),
                             content.clientWidth, title.top, document.getElementById("side-nav").offsetWidth]""")
                 if wide > 0 or text < size[0] or top > size[1] / 5 or tree > 0:
-                    print(f"{page.name}, {size[0]} pixels: {wide} too wide, text of {text} from {top:.0f}, tree of {tree}")
+                    print(f"{page.name}, {size[0]} pixels: {wide} too wide, text of {text} from {top:.0f}, "
+                          f"tree of {tree}")
                     faults += 1
         print(f"{len(pages)} pages, {faults} faults")
     return faults
@@ -196,8 +197,9 @@ def check_reader(directory):
                 return copied""")
             code = re.findall(r"^```\S*\n(.*?)\n```$", guide.read_text(encoding="utf-8"), re.MULTILINE | re.DOTALL)
             blocks += len(code)
+            # Doxygen takes away what all lines are indented by.
             faults += [f"{guide.name}: copied is {one!r}, written {other!r}"
-                       for one, other in itertools.zip_longest(copied, code) if one is None or other is None or textwrap.dedent(one) != textwrap.dedent(other)]
+                       for one, other in itertools.zip_longest(copied, map(textwrap.dedent, code)) if one != other]
         if blocks < 100:
             faults.append(f"there are only {blocks} blocks of code")
 
@@ -214,10 +216,11 @@ def check_reader(directory):
 
         for name, example, member in (("CIpAddress", "CopyFromString", "CIpAddress ()"),
                                       ("CompiledTemplate", "packets.Render", "CompiledTemplate (const std::string"),
-                                      ("Hexfield", "Hexfield", "Hexfield ("), ("Wildcards", "hosts.GetValue", "Wildcards (")):
+                                      ("Hexfield", "Hexfield", "Hexfield ("),
+                                      ("Wildcards", "hosts.GetValue", "Wildcards (")):
             show(view, DESKTOP, (directory / f"classzor_1_1common_1_1{name}.html").as_uri())
             text = view.find_element("id", "doc-content").text
-            places = [text.find(example), text.find(member), text.find("Details\n"), text.find("Member Function Documentation")]
+            places = [text.find(what) for what in (example, member, "Details\n", "Member Function Documentation")]
             if -1 in places or places != sorted(places):
                 faults.append(f"{name}: example, members, details and their documentation stand at {places}")
     print("\n".join(faults) or "as it should be")
