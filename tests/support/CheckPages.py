@@ -80,7 +80,7 @@ def browser():
         missing("chromium")
     options = webdriver.ChromeOptions()
     options.binary_location = chromium
-    for option in ("--headless=new", "--no-sandbox", "--disable-gpu", "--hide-scrollbars"):
+    for option in ("--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--disable-gpu", "--hide-scrollbars"):
         options.add_argument(option)
     return webdriver.Chrome(service=webdriver.chrome.service.Service(driver), options=options)
 
