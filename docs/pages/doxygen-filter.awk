@@ -37,16 +37,33 @@ page && !fenced && /^##* / {
 }
 page && FNR == titled + 1 && label == page { $0 = "[TOC]" }
 
-# Doxygen takes the "::" at the start of an IPv6 address for a name's, "$(name)" for a variable of the environment, and
-# shows the backslash before a "|" in a table.
+# Doxygen does not leave all spans of code alone. It takes the "::" at the start of an IPv6 address for a name's, "$(name)"
+# for a variable of the environment, "%" for its own mark and a "'" for the end of the span, and shows the backslash
+# before a "|" in a table. A span may go on in the next line.
+fenced || /^ *```/ { print; next }
+/^[ \/]*$/ { inside = 0 }
 {
     text = ""
-    while (match($0, /`::[a-f][^`]*`|`[^`|]*\\\|[^`]*`|`[^`]*\$\([A-Za-z]+\)[^`]*`/)) {
-        span = substr($0, RSTART + 1, RLENGTH - 2)
-        sub(/^::/, "\\::", span)
-        gsub(/\$\([A-Za-z]+\)/, "\\\\&", span)
-        text = text substr($0, 1, RSTART - 1) "<code>" span "</code>"
-        $0 = substr($0, RSTART + RLENGTH)
+    if (inside && match($0, /`/)) {
+        text = substr($0, 1, RSTART)
+        $0 = substr($0, RSTART + 1)
+        inside = 0
     }
+    while (!inside && match($0, /`[^`]*`/)) {
+        before = substr($0, 1, RSTART - 1)
+        span = substr($0, RSTART + 1, RLENGTH - 2)
+        $0 = substr($0, RSTART + RLENGTH)
+        if (span ~ /^::[a-f]|\\\||\$\([A-Za-z]+\)|[%']/) {
+            gsub(/&/, "\\&amp;", span)
+            gsub(/</, "\\&lt;", span)
+            gsub(/[%*@_]|--/, "\\\\&", span)
+            sub(/^::/, "\\::", span)
+            gsub(/\$\([A-Za-z]+\)/, "\\\\&", span)
+            text = text before "<code>" span "</code>"
+        } else {
+            text = text before "`" span "`"
+        }
+    }
+    inside = inside || /`/
     print text $0
 }

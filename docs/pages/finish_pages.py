@@ -98,7 +98,9 @@ def without_dead_links(text, directory):
 
 
 def with_titles(text, titles):
-    """Links that show the name of a file, as it is read in the sources, show the title of the page instead."""
+    """Links that show the name of a file, as it is read in the sources, show the title of the page instead, and those
+    that show code have it as code."""
+    text = re.sub(r'(<a class="el" [^>]*>)`([^`<]*)`</a>', r"\1<code>\2</code></a>", text)
     return re.sub(r'(<a class="el" href="([^"#]+)[^"]*">)[\w/-]+\.md</a>',
                   lambda match: f"{match[1]}{titles[match[2]]}</a>" if match[2] in titles else match[0], text)
 

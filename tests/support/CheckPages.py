@@ -177,14 +177,14 @@ def check_search(directory):
 
 
 def check_reader(directory):
-    """The list of guides, copies of all their code, colours, and the order on the page of a class."""
+    """The list of guides, copies of all their code, what else is code in them, colours, and the order on the page of a class."""
     faults = []
     with browser() as view:
         show(view, DESKTOP, (directory / "guides.html").as_uri())
         listed, tree = view.execute_script("""
             return [".textblock", "#nav-tree"].map((part) => [...document.querySelectorAll(part + " a[href]")].map(
                 (link) => link.getAttribute("href").replace(/#.*/, "")))""")
-        blocks = 0
+        blocks = spans = 0
         for guide in sorted((pathlib.Path(__file__).parents[2] / "docs").glob("[a-z]*.md")):
             if f"{guide.stem}.html" not in listed or f"{guide.stem}.html" not in tree:
                 faults.append(f"{guide.name} is missing in the list of guides or in the tree")
@@ -194,13 +194,21 @@ def check_reader(directory):
                 navigator.clipboard.writeText = (text) => copied.push(text);
                 document.querySelectorAll("doxygen-awesome-fragment-copy-button").forEach((button) => button.click());
                 return copied""")
-            code = re.findall(r"^```\S*\n(.*?)\n```$", guide.read_text(encoding="utf-8"), re.MULTILINE | re.DOTALL)
+            text = guide.read_text(encoding="utf-8")
+            code = re.findall(r"^```\S*\n(.*?)\n```$", text, re.MULTILINE | re.DOTALL)
             blocks += len(code)
             # Doxygen takes away what all lines are indented by.
             faults += [f"{guide.name}: copied is {one!r}, written {other!r}"
                        for one, other in itertools.zip_longest(copied, map(textwrap.dedent, code)) if one != other]
-        if blocks < 100:
-            faults.append(f"there are only {blocks} blocks of code")
+            shown = view.execute_script("""
+                return [...document.querySelectorAll(".contents code")].map((code) => code.textContent)""")
+            text = re.sub(r"^```.*?^```$", "", text, flags=re.MULTILINE | re.DOTALL)
+            code = re.findall(r"`([^`]+)`", text.replace("\\|", "|"))
+            spans += len(code)
+            faults += [f"{guide.name}: shown is {one!r}, written {other!r}"
+                       for one, other in itertools.zip_longest(shown, code) if (one or "").split() != (other or "").split()]
+        if blocks < 100 or spans < 1000:
+            faults.append(f"there are only {blocks} blocks of code and {spans} spans in the text")
 
         for colours, dark in (("light", False), ("dark", True)):
             for size in (DESKTOP, PHONE):
