@@ -177,7 +177,8 @@ def check_search(directory):
 
 
 def check_reader(directory):
-    """The list of guides, copies of all their code, what else is code in them, colours, and the order on the page of a class."""
+    """The list of guides, copies of all their code, the spans of code in their text, colours, and the order on the page
+    of a class."""
     faults = []
     with browser() as view:
         show(view, DESKTOP, (directory / "guides.html").as_uri())
@@ -206,7 +207,7 @@ def check_reader(directory):
             code = re.findall(r"`([^`]+)`", text.replace("\\|", "|"))
             spans += len(code)
             faults += [f"{guide.name}: shown is {one!r}, written {other!r}"
-                       for one, other in itertools.zip_longest(shown, code) if (one or "").split() != (other or "").split()]
+                       for one, other in itertools.zip_longest(shown, code, fillvalue="") if one.split() != other.split()]
         if blocks < 100 or spans < 1000:
             faults.append(f"there are only {blocks} blocks of code and {spans} spans in the text")
 
