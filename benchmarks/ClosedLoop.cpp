@@ -53,11 +53,11 @@ public:
 
     void Compare() const
     {
-        int differences = 0;
+        bool same = true;
         for (std::uint64_t k = 0; k < kPackets; ++k) {
-            differences |= std::memcmp(mReceived.Burst(k)[0], mSame.Burst(k)[0], mSizes[k % Pool::kCount]);
+            same &= std::memcmp(mReceived.Burst(k)[0], mSame.Burst(k)[0], mSizes[k % Pool::kCount]) == 0;
         }
-        if (differences != 0) std::abort();
+        if (!same) std::abort();
     }
 
     void Audit(const CompiledTemplate& packets) const

@@ -1,28 +1,24 @@
 /// \file
-/// Runs a fuzz target on the files of the directories named on the command line, without a fuzzer.
+/// Runs a fuzz target on the inputs of a corpus, the file named on the command line, without a fuzzer.
 
+#include "../tests/support/Rows.h"
 #include "Fuzz.h"
 
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <string>
 
 int main(int argc, char** argv)
 {
-    int inputs = 0;
-    for (int i = 1; i < argc; ++i) {
-        for (const auto& entry : std::filesystem::directory_iterator(argv[i])) {
-            std::ifstream file(entry.path(), std::ios::binary);
-            const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-            std::printf("%s\n", entry.path().filename().c_str()); // the last one named is the one that fails
-            std::fflush(stdout);
-            LLVMFuzzerTestOneInput(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
-            ++inputs;
-        }
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: %s corpus.txt\n", argv[0]);
+        return EXIT_FAILURE;
     }
-    std::printf("%d inputs\n", inputs);
+    std::size_t inputs = 0;
+    for (const std::vector<std::string>& row : zor::common::test::ReadRows(argv[1])) {
+        const std::string& bytes = row.front(); // a tab would be written as \09
+        std::printf("line %zu\n", ++inputs);    // the last one named is the one that fails
+        std::fflush(stdout);
+        LLVMFuzzerTestOneInput(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
+    }
     return inputs > 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }

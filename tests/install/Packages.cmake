@@ -18,7 +18,7 @@ function(zor_common_variant label shared)
         -DBUILD=${build} -DOPTIONS=-DBUILD_SHARED_LIBS=${shared},-DCMAKE_INSTALL_PREFIX=/usr/local,${ARGN})
     set_tests_properties(consumers/${label}/build PROPERTIES FIXTURES_SETUP ${label}-build)
 endfunction()
-zor_common_variant(static OFF "-DCMAKE_CXX_FLAGS=-O2 -g") # with names of files in it, for the test "repeatable"
+zor_common_variant(static OFF "-DCMAKE_CXX_FLAGS=-g") # with names of files in it, for the test "repeatable"
 zor_common_install(static ${CMAKE_CURRENT_BINARY_DIR}/static/build OFF -DLIBDIR=lib)
 zor_common_consumers(static -DLIBDIR=lib)
 zor_common_script_test(consumers/static/subdirectory CheckSubdirectory -DCXX=${CMAKE_CXX_COMPILER} -DSHARED=OFF)
@@ -43,7 +43,7 @@ zor_common_consumers(mixed ${directories} "-DFIND=${mixed}/else where")
 zor_common_script_test(repeatable CheckRepeatable
     -DCXX=${CMAKE_CXX_COMPILER}
     -DSHARED_BUILD=${PROJECT_BINARY_DIR} -DSTATIC_BUILD=${CMAKE_CURRENT_BINARY_DIR}/static/build
-    "-DSTATIC_OPTIONS=-DBUILD_SHARED_LIBS=OFF,-DCMAKE_INSTALL_PREFIX=/usr/local,-DCMAKE_CXX_FLAGS=-O2 -g")
+    "-DSTATIC_OPTIONS=-DBUILD_SHARED_LIBS=OFF,-DCMAKE_INSTALL_PREFIX=/usr/local,-DCMAKE_CXX_FLAGS=-g")
 set_tests_properties(repeatable PROPERTIES FIXTURES_REQUIRED static-build)
 
 # The baseline is made from GCC's debugging information; Clang's describes the same in other words.

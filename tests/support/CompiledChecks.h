@@ -125,7 +125,7 @@ inline void CheckCompiledTemplate(Random& random)
 }
 
 /// A template that is likely to make frames.
-inline std::string DrawFrameTemplate(Random& random)
+inline std::string MakeFrameTemplate(Random& random)
 {
     static constexpr const char* kFormats[] = {"big", "big", "big", "little", "hex", "mac"};
     std::string text = "@h";
@@ -148,6 +148,11 @@ inline std::string DrawFrameTemplate(Random& random)
         }
     }
     return text + random.Text("0123456789abcdef", 2 * random.Below(30));
+}
+
+inline std::string DrawFrameTemplate(Random& random)
+{
+    return random.TextBy([&] { return MakeFrameTemplate(random); });
 }
 
 /// Checksums of counters that go up and down and wrap, in sequence, are those of all bytes.

@@ -26,8 +26,9 @@ inline bool Has(const std::vector<TemplateDiagnostic>& found, unsigned int code)
 inline void CheckDiagnostics(Random& random)
 {
     static const std::string kMarkers[] = {"#", "", "@x", "##", std::string(1, '\0')};
-    const std::string text = random.Mutated(DrawTemplate(random), "@@@x$v_(),;=m 01afg-.:\n\xc3");
-    const std::string marker = random.Below(8) == 0 ? kMarkers[random.Below(std::size(kMarkers))] : "@";
+    const std::string text =
+        random.TextBy([&] { return random.Mutated(MakeTemplate(random), "@@@x$v_(),;=m 01afg-.:\n\xc3"); });
+    const std::string marker = random.Below(8) == 7 ? kMarkers[random.Below(std::size(kMarkers))] : "@";
     SCOPED_TRACE("\"" + text + "\", marker \"" + marker + '"');
     Wildcards source(text, marker);
     const std::vector<TemplateDiagnostic> found = CheckTemplate(text, marker);

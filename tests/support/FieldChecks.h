@@ -17,10 +17,9 @@
 
 namespace zor::common::test {
 
-/// Whatever stands between the digits, and wherever a form that is read by steps of its own breaks off.
-inline void CheckHexfieldText(Random& random)
+/// Digits, with what may stand between them, and now and then a fault.
+inline std::string MakeDigits(Random& random)
 {
-    Hexfield used(random.Text("0f", random.Below(60)));
     std::string text;
     const std::size_t bytes = random.Below(60);
     const auto form = random.Below(3);
@@ -30,7 +29,14 @@ inline void CheckHexfieldText(Random& random)
     }
     if (!text.empty() && random.Below(2) == 0) text[random.Below(text.size())] = static_cast<char>(random.Byte());
     if (random.Below(4) == 0) text.erase(0, random.Below(3));
-    if (random.Below(8) == 0) text = random.Mutated(text, "09afAF:g");
+    return random.Below(8) == 0 ? random.Mutated(text, "09afAF:g") : text;
+}
+
+/// Whatever stands between the digits, and wherever a form that is read by steps of its own breaks off.
+inline void CheckHexfieldText(Random& random)
+{
+    Hexfield used(random.Text("0f", random.Below(60)));
+    const std::string text = random.TextBy([&] { return MakeDigits(random); });
     std::string digits;
     std::copy_if(text.begin(), text.end(), std::back_inserter(digits),
                  [](char c) { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f'); });

@@ -119,9 +119,11 @@ private:
         static constexpr const char* kPieces[] = {
             "$(A)",  "$(BC)",  "$BC ", "$x ", "text", "a text that is longer than any string keeps inside",
             "$(no)", "$A(b)c", "$",    "(",   ")",    "$(a name that is longer than any string keeps inside)"};
-        std::string text;
-        for (std::size_t n = random.Below(7); n > 0; --n) text += kPieces[random.Below(std::size(kPieces))];
-        return random.Below(8) == 0 ? random.Mutated(text, "$() x") : text;
+        return random.TextBy([&] {
+            std::string text;
+            for (std::size_t n = random.Below(7); n > 0; --n) text += kPieces[random.Below(std::size(kPieces))];
+            return random.Below(8) == 0 ? random.Mutated(text, "$() x") : text;
+        });
     }
 
     Variables mVariables[2], mNone;

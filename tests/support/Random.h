@@ -2,11 +2,12 @@
 #define ZOR_COMMON_TESTS_RANDOM_H
 
 /// \file
-/// Random inputs that are the same in every run, or those that a fuzzer chooses.
+/// Random inputs that are the same in every run of one seed, or those that a fuzzer chooses.
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <random>
 #include <string>
 #include <string_view>
@@ -16,10 +17,17 @@ namespace zor::common::test {
 /// What a check draws its inputs from: a generator, or the bytes of a fuzzer, behind which everything is 0.
 class Random {
 public:
-    explicit Random(std::uint64_t seed) : mEngine(seed) {}
+    explicit Random(std::uint64_t seed) : mEngine(seed + 1000 * RunSeed()) {}
     Random(const unsigned char* bytes, std::size_t size)
         : mBytes(reinterpret_cast<const char*>(bytes), size), mFromBytes(true)
     {
+    }
+
+    /// The environment variable ZOR_TEST_SEED: with another number than 0, all tests draw other inputs.
+    static std::uint64_t RunSeed()
+    {
+        const char* const text = std::getenv("ZOR_TEST_SEED");
+        return text ? std::strtoull(text, nullptr, 10) : 0;
     }
 
     /// How many of the inputs drawn were valid, by what a check has told.
@@ -50,15 +58,29 @@ public:
         return text;
     }
 
-    /// \a text after up to three insertions, deletions and replacements from \a alphabet; any text of a fuzzer's.
-    std::string Mutated(std::string text, std::string_view alphabet)
+    /// A text that \a draw makes. A fuzzer has texts of its own, each up to a byte that ends it: they can be read and
+    /// edited as texts, and stay what they are when \a draw() changes.
+    template <class Draw>
+    std::string TextBy(Draw draw)
     {
-        if (mFromBytes) {
-            const std::size_t size = Below(256);
-            text = mBytes.substr(0, size);
-            mBytes.remove_prefix(std::min(text.size(), mBytes.size()));
-            return text;
-        }
+        if (!mFromBytes) return draw();
+        const std::string text(mBytes.substr(0, std::min({mBytes.find(kTextEnd), mBytes.size(), kMaxText})));
+        mBytes.remove_prefix(std::min(text.size() + 1, mBytes.size()));
+        return text;
+    }
+
+    /// \a text after up to three insertions, deletions and replacements from \a alphabet, or a fuzzer's own.
+    std::string Mutated(const std::string& text, std::string_view alphabet)
+    {
+        return TextBy([&] { return Edited(text, alphabet); });
+    }
+
+private:
+    static constexpr char kTextEnd = '\x1e'; // a record separator, which means nothing in any text
+    static constexpr std::size_t kMaxText = 1000;
+
+    std::string Edited(std::string text, std::string_view alphabet)
+    {
         for (std::size_t edits = Below(4); edits > 0; --edits) {
             const std::size_t at = Below(text.size() + 1);
             const char c = alphabet[Below(alphabet.size())];
@@ -72,7 +94,6 @@ public:
         return text;
     }
 
-private:
     std::uint64_t Take(std::size_t count)
     {
         std::uint64_t number = 0;

@@ -2,8 +2,8 @@
 #define ZOR_COMMON_TESTS_ROWS_H
 
 /// \file
-/// Tables of cases in tests/data: a row a line, fields separated by tabs, lines that start with "//" left out. In a
-/// field, "\" and two hex digits stand for a byte.
+/// Tables of cases, in tests/data and fuzz/corpus: a row a line, fields separated by tabs, lines that start with "//"
+/// left out. In a field, "\" and two hex digits stand for a byte.
 
 #include <gtest/gtest.h>
 
@@ -13,9 +13,9 @@
 
 namespace zor::common::test {
 
-inline std::vector<std::vector<std::string>> Rows(const std::string& file)
+inline std::vector<std::vector<std::string>> ReadRows(const std::string& path)
 {
-    std::ifstream in(ZOR_COMMON_TEST_DATA "/" + file);
+    std::ifstream in(path);
     std::vector<std::vector<std::string>> rows;
     for (std::string line; std::getline(in, line);) {
         if (line.compare(0, 2, "//") == 0) continue;
@@ -31,8 +31,13 @@ inline std::vector<std::vector<std::string>> Rows(const std::string& file)
             }
         }
     }
-    EXPECT_FALSE(rows.empty()) << "no rows in " << file;
+    EXPECT_FALSE(rows.empty()) << "no rows in " << path;
     return rows;
+}
+
+inline std::vector<std::vector<std::string>> Rows(const std::string& file)
+{
+    return ReadRows(ZOR_COMMON_TEST_DATA "/" + file);
 }
 
 } // namespace zor::common::test

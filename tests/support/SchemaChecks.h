@@ -154,9 +154,11 @@ struct SchemaSteps {
     std::string Draw(Random& random, std::size_t most) const
     {
         using namespace std::string_literals;
-        std::string text = random.Below(2) == 0 ? "// 7\nmessage A {\nint32 x =\t1; // c\n bool y=2;}" : "";
-        for (std::size_t n = random.Below(most); n > 0; --n) text += pieces[random.Below(std::size(pieces))];
-        return random.Below(2) == 0 ? random.Mutated(text, "m/o{}=; \n\t7x\r\0\xa0"s) : text;
+        return random.TextBy([&] {
+            std::string text = random.Below(2) == 0 ? "// 7\nmessage A {\nint32 x =\t1; // c\n bool y=2;}" : "";
+            for (std::size_t n = random.Below(most); n > 0; --n) text += pieces[random.Below(std::size(pieces))];
+            return random.Below(2) == 0 ? random.Mutated(text, "m/o{}=; \n\t7x\r\0\xa0"s) : text;
+        });
     }
 
     void Check(Random& random)

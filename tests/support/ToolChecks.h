@@ -59,9 +59,11 @@ inline void CheckLayers(Random& random)
                                               "icmp(id=",
                                               "fill(",
                                               "18446744073709551615"};
-    std::string text = random.Below(2) == 0 ? "eth / ipv4 / udp" : "";
-    for (std::size_t n = random.Below(12); n > 0; --n) text += kPieces[random.Below(std::size(kPieces))];
-    if (random.Below(4) == 0) text = random.Mutated(text, "()/=,|.:\"~*+ 0");
+    const std::string text = random.TextBy([&] {
+        std::string pieces = random.Below(2) == 0 ? "eth / ipv4 / udp" : "";
+        for (std::size_t n = random.Below(12); n > 0; --n) pieces += kPieces[random.Below(std::size(kPieces))];
+        return random.Below(4) == 0 ? random.Mutated(pieces, "()/=,|.:\"~*+ 0") : pieces;
+    });
     try {
         const FrameBuilder frame = tools::ReadLayers(text);
         const CompiledTemplate packets = frame.Compile();
@@ -77,9 +79,11 @@ inline void CheckLayers(Random& random)
 
 inline std::string SomeBytes(Random& random, std::size_t limit)
 {
-    std::string bytes(random.Below(limit), '\0');
-    for (char& c : bytes) c = static_cast<char>(random.Byte());
-    return bytes;
+    return random.TextBy([&] {
+        std::string bytes(random.Below(limit), '\0');
+        for (char& c : bytes) c = static_cast<char>(random.Byte());
+        return bytes;
+    });
 }
 
 /// Settings come back from their recipe, also out of a capture; and whatever is read as either is refused in words or taken.

@@ -22,8 +22,8 @@
 
 namespace zor::common::test {
 
-/// A template with what the rules are about; a fuzzer's may be any text.
-inline std::string DrawTemplate(Random& random)
+/// A template with what the rules are about.
+inline std::string MakeTemplate(Random& random)
 {
     static constexpr const char* kNumbers[] = {"0",  "1",          "2",          "3",  "7",          "9",
                                                "12", "4294967295", "4294967296", "-1", "2147483649", "x"};
@@ -65,6 +65,17 @@ inline std::string DrawTemplate(Random& random)
     return random.Below(16) == 0 ? random.Mutated(text, "@x$_(),; 0f") : text;
 }
 
+inline std::string DrawTemplate(Random& random)
+{
+    return random.TextBy([&] { return MakeTemplate(random); });
+}
+
+/// A list of variables.
+inline std::string DrawList(Random& random, std::string_view alphabet, std::string_view edits)
+{
+    return random.TextBy([&] { return random.Mutated(random.Text(alphabet, random.Below(24)), edits); });
+}
+
 /// Whether a length field may ask for more bytes than a test should have.
 inline bool HasLongLengthField(const std::string& text)
 {
@@ -101,8 +112,7 @@ struct WildcardsCall {
         name = kNames[random.Below(std::size(kNames))];
         text = random.Text("v,=\\", random.Below(random.Below(4) == 0 ? 200 : 4));
         list = name + "=" + text;
-        if (random.Below(2) == 0)
-            list = random.Mutated(random.Text("akK=,\\ \t", random.Below(24)), "=,\n") + "," + list;
+        if (random.Below(2) == 0) list = DrawList(random, "akK=,\\ \t", "=,\n") + "," + list;
         for (auto& mac : macs) {
             for (unsigned char& byte : mac) byte = random.Byte();
         }
@@ -231,7 +241,7 @@ inline void CheckWildcards(Random& random)
 /// A list of variables is split as the model splits it, and every piece of it is a variable of both or of none.
 inline void CheckVariableList(Random& random)
 {
-    const std::string list = random.Mutated(random.Text("ab=,\\ \t", random.Below(24)), "ab=,\\ \n");
+    const std::string list = DrawList(random, "ab=,\\ \t", "ab=,\\ \n");
     PlainWildcards plain("", "@");
     Wildcards real("", "@");
     plain.AddVarList(list);
