@@ -29,7 +29,7 @@ double Median(Work work)
     return times[kRounds / 2];
 }
 
-/// As many frames as the pool has buffers, and the same once more.
+/// As many frames as the pool has buffers, and a copy of them.
 class Frames {
 public:
     explicit Frames(const Recipe& recipe) : mSizes(Pool::kCount)

@@ -9,14 +9,14 @@
 #include <cstddef>
 #include <stdexcept>
 
-/// Literals are made by the compiler wherever the language has a way to say so.
+/// C++20 can require that a literal is evaluated at compile time.
 #if __cplusplus >= 202002L
 #define ZOR_COMMON_LITERAL consteval
 #else
 #define ZOR_COMMON_LITERAL constexpr
 #endif
 
-#ifdef __clang__ // which otherwise points out to those who ask for all warnings that C++17 has no such word
+#ifdef __clang__ // with -Weverything it would warn that C++17 has no such keyword
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wc++20-compat"
 #endif
@@ -36,8 +36,9 @@ constexpr Address AddressOfLiteral(const char* text, std::size_t size)
 
 } // namespace detail
 
-/// The literals. Each takes what FromChars() takes, and a text that is no address does not compile: in C++20 nowhere, in
-/// C++17 not where a constant is needed; elsewhere there it throws std::invalid_argument with the words of Describe().
+/// The literals. Each accepts what FromChars() accepts. A text that is not an address does not compile in C++20. In
+/// C++17 it does not compile where a constant is required; elsewhere it throws std::invalid_argument with the words of
+/// Describe().
 /// \code
 /// using namespace zor::common::literals;
 /// constexpr CIpAddress gateway = "10.0.0.1"_ip4;

@@ -16,15 +16,14 @@ namespace zor::common {
 
 /// A network: an address and the number of leading bits that all of its members share.
 ///
-/// A plain record of what a text or a caller says. The host bits of `network` may be set: AddressRange::Network() clears
-/// them. `length` runs from 0, which is everything, to the width of the address in bits; whoever uses a length outside
-/// of that takes the nearest one.
+/// A plain record. The host bits of `network` may be set; AddressRange::Network() clears them. `length` is from 0,
+/// which means all addresses, to the width of the address in bits; functions clamp a length outside this range.
 template <class Address>
 struct Prefix {
     Address network; ///< The address; usually its host bits are zero.
     int length = 0;  ///< The prefix length in bits.
 
-    /// Whether addresses and lengths are equal; the formatting flag of an IPv6 address is left out.
+    /// Whether addresses and lengths are equal; the formatting flag of an IPv6 address is ignored.
     friend constexpr bool operator==(const Prefix& left, const Prefix& right) noexcept
     {
         return left.network == right.network && left.length == right.length;

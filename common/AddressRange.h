@@ -2,7 +2,7 @@
 #define ZOR_COMMON_ADDRESS_RANGE_H
 
 /// \file
-/// AddressRange, a run of addresses that is walked, indexed and split into networks; Summarize().
+/// AddressRange, a run of addresses with iterators, an index and subnets; Summarize().
 
 #include "AddressPrefix.h"
 #include "BigEndian.h"
@@ -146,10 +146,10 @@ struct WidePlace {
 
 /// The addresses from one to another, both included.
 ///
-/// A range is two numbers and copies like them; distinct objects may be used from distinct threads, and one by several
-/// that do not assign to it. It is a random-access container in all but the addresses, which it makes and does not
-/// hold: iterators give values, and stay valid when the range is gone. In C++20 it is a std::ranges::view, so that
-/// `| std::views::reverse` and the like apply.
+/// A range is two numbers and is as cheap to copy. Distinct objects may be used from distinct threads, and one object
+/// from several threads that do not assign to it. It works like a random-access container, but it computes addresses
+/// and does not store them: iterators return values, and stay valid after the range is destroyed. In C++20 it is a
+/// std::ranges::view, so views such as `| std::views::reverse` apply.
 /// \code
 /// const auto hosts = AddressRange<CIpAddress>::Network(CIpAddress(10, 0, 0, 0), 22);
 /// for (const CIpAddress host : hosts) { /* 10.0.0.0 to 10.0.3.255 */ }
@@ -158,10 +158,9 @@ struct WidePlace {
 /// hosts.GetSubnet(24, 3);                            // 10.0.3.0 to 10.0.3.255
 /// \endcode
 ///
-/// Everything holds up to the last address of the type: a range may end in ff...ff or be the whole space. Prefix
-/// lengths count bits from the top, and those outside of 0 to the width of the address count as the nearest; unlike
-/// CIpAddress::GetNetwork(), a length of 0 is everything for each type. IPv6 addresses that come out of a range have no
-/// formatting flag.
+/// A range may end in ff...ff and may be the whole address space. Prefix lengths count bits from the top and are
+/// clamped to the width of the address. Unlike in CIpAddress::GetNetwork(), a length of 0 means all addresses for each
+/// type. IPv6 addresses from a range have no formatting flag.
 template <class Address>
 class AddressRange {
     using Traits = detail::AddressNumber<Address>;
@@ -169,16 +168,16 @@ class AddressRange {
     using Place = std::conditional_t<(Traits::kBits < 64), detail::NarrowPlace, detail::WidePlace>;
 
 public:
-    /// Walks a range: random access, by value. `difference_type` is std::ptrdiff_t, so a difference is defined where it
-    /// is below 2^63. Iterators of different ranges compare by the address too.
+    /// A random-access iterator that returns addresses by value. `difference_type` is std::ptrdiff_t, so a difference
+    /// is defined only below 2^63. Iterators of different ranges compare by their addresses.
     class Iterator {
     public:
-        using value_type = Address;             ///< What it walks over.
+        using value_type = Address;             ///< The address type.
         using difference_type = std::ptrdiff_t; ///< The distance of two iterators.
-        using reference = Address;              ///< Addresses are made, so there is none to refer to.
+        using reference = Address;              ///< Addresses are computed, so there is no object to refer to.
         using iterator_category = std::random_access_iterator_tag; ///< Steps of any length take the same time.
 
-        /// What `->` gives: an address that lives as long as the expression.
+        /// The result of `->`: an address that lives as long as the expression.
         class pointer {
         public:
             constexpr const Address* operator->() const noexcept { return &mAddress; } ///< The address.
@@ -192,11 +191,11 @@ public:
 
         constexpr Iterator() noexcept = default; ///< At the first address of the type.
 
-        /// \name What random access takes
-        /// As for a pointer into an array of all addresses of the type, and the place behind the last one.
+        /// \name Random access
+        /// As with a pointer into an array of all addresses of the type, or one past its end.
         /// \{
 
-        /// The address here; none behind the last address of the type.
+        /// The address at this position. Must not be called past the last address of the type.
         constexpr Address operator*() const noexcept
         {
             if constexpr (Traits::kBits > 64) {
@@ -205,43 +204,43 @@ public:
                 return Traits::ToAddress(static_cast<Number>(mPlace.LowWord()));
             }
         }
-        constexpr pointer operator->() const noexcept { return pointer(**this); } ///< The same, for a member of it.
-        /// The address \a n steps on.
+        constexpr pointer operator->() const noexcept { return pointer(**this); } ///< For members of the address.
+        /// The address \a n steps ahead.
         constexpr Address operator[](difference_type n) const noexcept { return *(*this + n); }
 
-        /// One step on.
+        /// Moves one step forward.
         constexpr Iterator& operator++() noexcept
         {
             mPlace.Next();
             return *this;
         }
-        /// One step on; gives where it was before.
+        /// Moves one step forward; returns the old position.
         constexpr Iterator operator++(int) noexcept
         {
             const Iterator before = *this;
             mPlace.Next();
             return before;
         }
-        /// One step back.
+        /// Moves one step back.
         constexpr Iterator& operator--() noexcept
         {
             mPlace.Previous();
             return *this;
         }
-        /// One step back; gives where it was before.
+        /// Moves one step back; returns the old position.
         constexpr Iterator operator--(int) noexcept
         {
             const Iterator before = *this;
             mPlace.Previous();
             return before;
         }
-        /// \a n steps on.
+        /// Moves \a n steps forward.
         constexpr Iterator& operator+=(difference_type n) noexcept
         {
             mPlace.Move(n);
             return *this;
         }
-        /// \a n steps back.
+        /// Moves \a n steps back.
         constexpr Iterator& operator-=(difference_type n) noexcept
         {
             mPlace.Move(static_cast<difference_type>(0 - static_cast<std::uint64_t>(n)));
@@ -290,35 +289,35 @@ public:
 
     constexpr AddressRange() noexcept : mFirst(One()), mLast(HostMask(0)) {} ///< Empty.
 
-    /// From \a first to \a last, both included; empty where \a first is above \a last.
+    /// From \a first to \a last, both included; empty if \a first is above \a last.
     constexpr AddressRange(const Address& first, const Address& last) noexcept
         : mFirst(Traits::Of(first)), mLast(Traits::Of(last))
     {
     }
 
-    /// The network of a prefix length that \a of belongs to; 0 is everything.
+    /// The network with a prefix length that contains \a of; 0 means all addresses.
     static constexpr AddressRange Network(const Address& of, int prefixLength) noexcept
     {
         const int hostBits = Traits::kBits - detail::NearestLength<Address>(prefixLength);
         return OfNumbers(Traits::Of(of) & ~HostMask(hostBits), hostBits);
     }
 
-    /// The network that a prefix says; host bits that are set in it do not count.
+    /// The network of a prefix, whose host bits are ignored.
     static constexpr AddressRange Network(const Prefix<Address>& prefix) noexcept
     {
         return Network(prefix.network, prefix.length);
     }
 
     /// \}
-    /// \name What belongs to it
+    /// \name Addresses
     /// \{
 
     constexpr bool IsEmpty() const noexcept { return mLast < mFirst; } ///< Whether it has no address.
 
-    constexpr Address GetFirst() const noexcept { return Traits::ToAddress(mFirst); } ///< As given, if it is empty too.
-    constexpr Address GetLast() const noexcept { return Traits::ToAddress(mLast); }   ///< As given, if it is empty too.
+    constexpr Address GetFirst() const noexcept { return Traits::ToAddress(mFirst); } ///< As given, even if empty.
+    constexpr Address GetLast() const noexcept { return Traits::ToAddress(mLast); }   ///< As given, even if empty.
 
-    /// How many addresses; nothing for 2^64 and more.
+    /// The number of addresses; nothing for 2^64 and more.
     constexpr std::optional<std::uint64_t> GetSize() const noexcept
     {
         if (IsEmpty()) return 0;
@@ -327,20 +326,21 @@ public:
         return detail::LowWord(steps) + 1;
     }
 
-    /// Whether an address belongs to it.
+    /// Whether an address belongs to the range.
     constexpr bool Contains(const Address& address) const noexcept
     {
         const Number number = Traits::Of(address);
         return !(number < mFirst || mLast < number);
     }
 
-    /// The address at a position, counted from 0. Beyond the range it goes on counting, and wraps at the width.
+    /// The address at a position, counted from 0. Positions beyond the range continue and wrap at the width of the
+    /// address.
     constexpr Address GetAt(std::uint64_t n) const noexcept
     {
         return Traits::ToAddress(mFirst + detail::ShiftedLeft<Number>(n, 0));
     }
 
-    /// The position of an address; nothing for one that does not belong to it, or at 2^64 and more.
+    /// The position of an address; nothing if it does not belong to the range, or if the position is 2^64 or more.
     constexpr std::optional<std::uint64_t> GetPositionOf(const Address& address) const noexcept
     {
         if (!Contains(address)) return std::nullopt;
@@ -349,7 +349,7 @@ public:
         return detail::LowWord(steps);
     }
 
-    /// Whether both have the same addresses.
+    /// Whether both ranges have the same addresses.
     friend constexpr bool operator==(const AddressRange& left, const AddressRange& right) noexcept
     {
         if (left.IsEmpty() || right.IsEmpty()) return left.IsEmpty() && right.IsEmpty();
@@ -364,8 +364,8 @@ public:
     /// \name Networks
     /// \{
 
-    /// The n-th subnet of a prefix length, counted from 0, of a range that is a network. Empty for a range that is none,
-    /// for a length below the network's own and beyond the last subnet.
+    /// Subnet \a n with a prefix length, counted from 0, of a range that is a network. Empty if the range is not a
+    /// network, if the length is below that of the network, and beyond the last subnet.
     constexpr AddressRange GetSubnet(int prefixLength, std::uint64_t n) const noexcept
     {
         const int hostBits = Traits::kBits - detail::NearestLength<Address>(prefixLength);
@@ -375,7 +375,7 @@ public:
         return OfNumbers(mFirst + detail::ShiftedLeft<Number>(n, hostBits), hostBits);
     }
 
-    /// The fewest networks that have exactly its addresses, in ascending order.
+    /// The least number of networks that together have exactly the addresses of the range, in ascending order.
     std::vector<Prefix<Address>> GetPrefixes() const
     {
         std::vector<Prefix<Address>> prefixes;
@@ -384,12 +384,12 @@ public:
     }
 
     /// \}
-    /// \name Walking
+    /// \name Iterators
     /// \{
 
     constexpr Iterator begin() const noexcept { return Iterator(Place(mFirst)); } ///< At the first address.
 
-    /// Behind the last address, be that the last one of the type.
+    /// One past the last address, also if this is the last address of the type.
     constexpr Iterator end() const noexcept
     {
         Place place(IsEmpty() ? mFirst : mLast);
@@ -435,8 +435,8 @@ private:
     Number mLast;
 };
 
-/// The fewest networks that have exactly the addresses of all ranges, in ascending order. Ranges may overlap, touch, be
-/// empty and come in any order. Sorting them is what takes the time: n log n for n ranges.
+/// The least number of networks that together have exactly the addresses of all ranges, in ascending order. Ranges may
+/// overlap, touch, be empty and come in any order. Sorting takes most of the time: n log n for n ranges.
 template <class Address>
 std::vector<Prefix<Address>> Summarize(std::vector<AddressRange<Address>> ranges)
 {

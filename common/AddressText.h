@@ -3,7 +3,7 @@
 
 /// \file
 /// FromChars() and ToChars(): strict reading of address texts with the reason and the place of a fault, and printing
-/// into a buffer of the caller's, without allocation and without the style that MAC addresses share.
+/// into the caller's buffer, without allocation and without the style that all MAC addresses share.
 
 #include "AddressForms.h"
 #include "AddressPrefix.h"
@@ -18,22 +18,21 @@
 
 namespace zor::common {
 
-/// Why a text is no address. Describe() has the words.
+/// Why a text is not an address. Describe() puts it into words.
 enum class TextFault : unsigned char {
-    None,         ///< It is one.
+    None,         ///< The text is an address.
     Empty,        ///< There are no characters at all.
-    BadCharacter, ///< A digit, or a separator, must stand here, and something else does.
+    BadCharacter, ///< Another character is in the place of a digit or a separator.
     TooLarge,     ///< This digit makes a number too large, or a group too long.
-    LeadingZero,  ///< A digit behind a zero that starts a decimal number.
+    LeadingZero,  ///< A digit follows a zero that starts a decimal number.
     TooFewParts,  ///< The text ends, or a dotted tail begins, before there are enough parts.
-    TooManyParts, ///< A separator behind a complete address, or a second "::".
-    TrailingText, ///< Something else behind a complete address.
+    TooManyParts, ///< A separator follows a complete address, or "::" occurs twice.
+    TrailingText, ///< Another character follows a complete address.
 };
 
-/// What FromChars() has found.
+/// The result of FromChars().
 struct TextResult {
-    const char*
-        end; ///< Where the fault was met: the first character that no address can go on with. `last` without one.
+    const char* end; ///< The place of the fault: the first character that makes the text wrong. `last` without a fault.
     TextFault fault; ///< None for an address.
 };
 
@@ -53,8 +52,8 @@ constexpr const char* Describe(TextFault fault) noexcept
     return "unknown fault";
 }
 
-/// The most characters that ToChars() writes for an address, or for a prefix of it with "/" and the length. No NUL is
-/// written and none is counted.
+/// The greatest number of characters that ToChars() writes for an address, or for a Prefix with "/" and the length. It
+/// includes no NUL, as none is written.
 template <class Address>
 inline constexpr std::size_t kMaxTextSize = 0;
 template <>
@@ -254,13 +253,13 @@ constexpr char* WriteFitting(char* first, char* last, Write write) noexcept
 } // namespace detail
 
 /// \name Strict reading
-/// Each overload reads all of [first, last) as one address, and accepts what inet_pton and Python's ipaddress do: no
-/// white space, no sign, nothing behind the address, no leading zeros in decimal, no zone.
+/// Each overload reads all of [first, last) as one address. It accepts what inet_pton and Python's ipaddress accept: no
+/// white space, no sign, no text after the address, no leading zeros in decimal numbers, no zone.
 ///
-/// On a fault \a address is as it was, the formatting flag of an IPv6 address included, and the result says why and
-/// where: at the first character that no address can go on with, or at \a last where characters are missing. Nothing
-/// is allocated, and the style of MAC addresses and World Wide Names is neither read nor set, so any number of threads
-/// may read at once. In constant expressions they work as well.
+/// After a fault \a address is as it was, with its formatting flag if it is an IPv6 address, and the result says why
+/// and where: at the first character that makes the text wrong, or at \a last if characters are missing. Nothing is
+/// allocated, and the style of MAC addresses and World Wide Names is neither read nor set, so any number of threads may
+/// read at once. The functions also work in constant expressions.
 /// \{
 
 /// Four decimal numbers of up to 255, joined by ".".
@@ -276,8 +275,8 @@ constexpr TextResult FromChars(const char* first, const char* last, CIpAddress& 
     return {last, TextFault::None};
 }
 
-/// Eight groups of one to four hex digits, joined by ":". Once, "::" stands for one group of zeros or more. The last two
-/// groups may be a dotted decimal tail, which sets the formatting flag of \a address; other texts clear it.
+/// Eight groups of one to four hex digits, joined by ":". Once, "::" stands for one group of zeros or more. The last
+/// two groups may be a dotted decimal tail, which sets the formatting flag of \a address; other texts clear it.
 constexpr TextResult FromChars(const char* first, const char* last, CIpv6Address& address) noexcept
 {
     if (first == last) return {first, TextFault::Empty};
@@ -347,9 +346,9 @@ constexpr TextResult FromChars(const char* first, const char* last, Prefix<Addre
 
 /// \}
 /// \name Printing into a buffer
-/// Each overload writes an address to [first, last) and returns the end of what it has written, without a NUL; null if
-/// it does not fit, and then nothing is written. What lies between that end and \a last may be overwritten.
-/// kMaxTextSize says how many characters always suffice. Nothing is allocated, and no shared style is read.
+/// Each overload writes an address to [first, last), without a NUL, and returns the end of the text. If the text does
+/// not fit, nothing is written and the result is null. Bytes between the end of the text and \a last may be
+/// overwritten. kMaxTextSize characters are always enough. Nothing is allocated, and no shared style is read.
 /// \{
 
 /// Four decimal numbers, joined by ".".
@@ -362,9 +361,10 @@ constexpr char* ToChars(char* first, char* last, const CIpAddress& address) noex
     });
 }
 
-/// As RFC 5952 has it, and Python's ipaddress: the first of the longest runs of two or more zero groups is "::", a
-/// single one stays "0". An address with the formatting flag prints its last four bytes dotted, whichever it is, one
-/// without never. CIpv6Address::ToString() also shortens a single zero group, and knows two forms with a tail only.
+/// By RFC 5952, as Python's ipaddress prints: the first of the longest runs of two or more zero groups is "::", and a
+/// single zero group stays "0". Any address with the formatting flag prints its last four bytes as dotted decimal, and
+/// no address without it. (CIpv6Address::ToString() also shortens a single zero group, and prints a dotted tail for
+/// IPv4-compatible and IPv4-mapped addresses only.)
 constexpr char* ToChars(char* first, char* last, const CIpv6Address& address) noexcept
 {
     unsigned char bytes[16] = {};
@@ -378,7 +378,7 @@ constexpr char* ToChars(char* first, char* last, const CIpv6Address& address) no
         first, last, [&](char* out) { return detail::WriteHexGroups(out, bytes, 8, 2); });
 }
 
-/// In the style given: six groups of two lower-case digits where its grouping is 1, three of four otherwise.
+/// In the given style: six groups of two lower-case digits if its grouping is 1, otherwise three groups of four.
 constexpr char* ToChars(char* first, char* last, const CMacAddress& address,
                         const CMacAddress::FormatStyle& style) noexcept
 {
@@ -398,7 +398,7 @@ constexpr char* ToChars(char* first, char* last, const CMacAddress& address) noe
     return ToChars(first, last, address, CMacAddress::FormatStyle{1, ':'});
 }
 
-/// Eight groups of two lower-case digits with the separator of the style given.
+/// Eight groups of two lower-case digits with the separator of the given style.
 constexpr char* ToChars(char* first, char* last, const CWorldWideName& name,
                         const CWorldWideName::FormatStyle& style) noexcept
 {
@@ -414,7 +414,7 @@ constexpr char* ToChars(char* first, char* last, const CWorldWideName& name) noe
     return ToChars(first, last, name, CWorldWideName::FormatStyle{0, ':'});
 }
 
-/// The address, "/" and the prefix length, which is brought into its range: 10.0.0.0/22.
+/// The address, "/" and the prefix length, clamped to its range: 10.0.0.0/22.
 template <class Address>
 constexpr char* ToChars(char* first, char* last, const Prefix<Address>& prefix) noexcept
 {

@@ -2,24 +2,24 @@
 #define ZOR_COMMON_BYTE_SPAN_H
 
 /// \file
-/// ByteSpan, a piece of a frame.
+/// ByteSpan, the place of some bytes in a frame.
 
 #include <cstddef>
 
 namespace zor::common {
 
-/// Bytes of a frame that follow one another.
+/// Consecutive bytes of a frame.
 struct ByteSpan {
     std::size_t offset = 0; ///< In bytes from the start of the frame.
     std::size_t size = 0;   ///< In bytes.
 };
 
-/// Whether both are the same bytes.
+/// Whether offset and size are equal.
 constexpr bool operator==(const ByteSpan& left, const ByteSpan& right) noexcept
 {
     return left.offset == right.offset && left.size == right.size;
 }
-/// Whether they are not.
+/// Whether offset or size differ.
 constexpr bool operator!=(const ByteSpan& left, const ByteSpan& right) noexcept
 {
     return !(left == right);

@@ -2,7 +2,7 @@
 #define ZOR_COMMON_CHECKSUM_FIELD_H
 
 /// \file
-/// ChecksumField and what works it out: the checksums of IP, UDP, TCP and ICMP.
+/// ChecksumField, a checksum of IP, UDP, TCP or ICMP in a frame, and functions that find and compute checksums.
 
 #include "ByteSpan.h"
 #include "Export.h"
@@ -13,21 +13,21 @@
 
 namespace zor::common {
 
-/// A checksum in a frame: where it stands and what it covers.
+/// A checksum in a frame: its place and the bytes that it covers.
 ///
-/// The sum is the ones' complement sum of 16-bit words in network order (RFC 1071). It is 0000 only if all covered bytes
-/// and the initial sum are 0; every other sum that could be 0 is ffff.
+/// The sum is the ones' complement sum of 16-bit words in network order (RFC 1071). It is 0000 only if all covered
+/// bytes and the initial sum are 0; otherwise a sum that is 0 modulo ffff is ffff.
 struct ChecksumField {
-    std::size_t at = 0;            ///< Where its two bytes stand in the frame, the most significant one first.
-    std::vector<ByteSpan> covered; ///< What is summed. Each span begins a word, and one of odd size is padded by a zero
-                                   ///< byte. Bytes of the field itself count as 0.
+    std::size_t at = 0;            ///< Offset of its two bytes in the frame; the most significant one comes first.
+    std::vector<ByteSpan> covered; ///< The bytes that are summed. Each span begins a new word, and a span of odd size
+                                   ///< is padded by a zero byte. Bytes of the field itself count as 0.
     std::uint32_t initial = 0;     ///< Added to the sum: protocol and length of a pseudo header, as numbers.
     bool zeroIsAllOnes = false;    ///< Whether a result of 0000 is written as ffff, as in UDP.
-    bool complement = true; ///< Whether the complement of the sum is written, as protocols do. Without it the sum
-                            ///< itself is: what a card wants that finishes the checksum (checksum offload).
+    bool complement = true; ///< Whether the complement of the sum is written, as protocols require. If false, the sum
+                            ///< itself is written, for a card that completes it (checksum offload).
 };
 
-/// Whether both stand at the same place and hold the same, with their spans in the same order.
+/// Whether all members are equal, with the spans in the same order.
 inline bool operator==(const ChecksumField& left, const ChecksumField& right) noexcept
 {
     return left.at == right.at && left.covered == right.covered && left.initial == right.initial &&
@@ -40,36 +40,37 @@ inline bool operator!=(const ChecksumField& left, const ChecksumField& right) no
 }
 
 /// The Internet checksum of bytes, as a number (RFC 1071): the complement of their sum.
-/// \param bytes    summed as words in network order, an odd last byte padded by a zero; may be null if \a size is 0.
+/// \param bytes    summed as words in network order, a last odd byte padded by a zero byte; may be null if \a size is
+///                 0.
 /// \param initial  added to the sum, as a number.
 ZOR_COMMON_API std::uint16_t InternetChecksum(const unsigned char* bytes, std::size_t size,
                                               std::uint32_t initial = 0) noexcept;
 
-/// Replaces bytes of a frame and keeps a checksum right by the difference (RFC 1624): for what a sender writes late, such
-/// as a time stamp. It takes time for the replaced bytes alone.
+/// Replaces bytes of a frame and corrects a checksum by the difference (RFC 1624): for bytes that a sender writes late,
+/// such as a time stamp. The time depends only on the number of replaced bytes.
 ///
-/// The field must hold the checksum of the frame as it is. It then holds that of the frame as it becomes, the same as the
-/// sum of all bytes, unless all covered bytes and the initial sum are 0. Replaced bytes that are not covered leave it as
-/// it is; those of the field itself are not replaced.
-/// \param offset  where the replaced bytes stand in the frame, which must hold them, the field and what it covers.
-/// \param is      \a size bytes that do not overlap the frame.
+/// Before the call, the field must hold the right checksum of the frame. Afterwards it holds the same checksum as a sum
+/// over all bytes gives, unless all covered bytes and the initial sum are 0. Replaced bytes that the field does not
+/// cover do not change it; bytes of the field itself are not replaced.
+/// \param offset  of the replaced bytes in the frame, which must contain them, the field and the bytes that it covers.
+/// \param is      the new bytes, \a size of them, which do not overlap the frame.
 ZOR_COMMON_API void AdjustChecksum(const ChecksumField& field, unsigned char* frame, std::size_t offset,
                                    const unsigned char* is, std::size_t size) noexcept;
 
-/// Finds the checksums of an Ethernet frame by its headers, behind any number of 802.1Q and 802.1ad tags:
-/// - of an IPv4 header, with its options, whatever is behind it;
+/// Finds the checksums of an Ethernet frame by its headers, after any number of 802.1Q and 802.1ad tags:
+/// - of an IPv4 header, with its options, whatever follows it;
 /// - of UDP, TCP and ICMP over IPv4 that is not a fragment;
-/// - of UDP, TCP and ICMPv6 over IPv6, behind hop-by-hop options, routing headers and destination options.
+/// - of UDP, TCP and ICMPv6 over IPv6, after hop-by-hop options, routing headers and destination options.
 ///
-/// Lengths are those of the headers, so padding is not covered. What the fields hold does not matter. A UDP checksum is
-/// found where it is 0 too. Left out is what is cut short or not known: a UDP length below 8 or beyond the packet, TCP
-/// with a data offset below 5 words or beyond the segment, ICMP and ICMPv6 of fewer than 8 bytes, and all that is behind an
-/// IPv4 source route or an IPv6 routing header that is not used up, as the final destination is not in place yet. A home
-/// address (RFC 6275) is not looked for.
+/// Lengths are those of the headers, so padding is not covered. The values of the checksum fields do not matter; a UDP
+/// checksum is found even if it is 0. Headers that are cut short or unknown are left out: a UDP length below 8 or
+/// beyond the packet, TCP with a data offset below 5 words or beyond the segment, ICMP and ICMPv6 of fewer than 8
+/// bytes, and everything after an IPv4 source route or an IPv6 routing header with segments left, as the final
+/// destination is not in place yet. The home address of RFC 6275 is ignored.
 ///
-/// \param frame  from the destination address on, without the frame check sequence. A template's value 0 serves:
-///               `CompiledTemplate(source, FindChecksums(...))`.
-/// \return       the fields in the order in which they stand in the frame.
+/// \param frame  from the destination address on, without the frame check sequence. For a template, take its value at
+///               index 0: `CompiledTemplate(source, FindChecksums(...))`.
+/// \return       the fields in the order of their places in the frame.
 ZOR_COMMON_API std::vector<ChecksumField> FindChecksums(const unsigned char* frame, std::size_t size);
 
 } // namespace zor::common

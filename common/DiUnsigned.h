@@ -2,7 +2,7 @@
 #define ZOR_COMMON_DI_UNSIGNED_H
 
 /// \file
-/// di_unsigned, unsigned numbers of any fixed width, and the digit arithmetic beside it.
+/// di_unsigned, unsigned numbers of any fixed width, and arithmetic on their digits.
 
 #include "BigEndian.h"
 
@@ -65,13 +65,13 @@ struct di_subfunctor {
     constexpr D operator()(bool* borrow, D a, D b) const noexcept { return di_subunit<D>(borrow, a, b); }
 };
 
-/// Adds or subtracts \a src into \a dst, both with the least significant digit first. A shorter \a src counts as
-/// zero-extended; of a longer one, or one of equal length, the digit that meets the top digit of \a dst counts
-/// by the bits in \a headmask, or whole when that is 0.
+/// Adds \a src to \a dst or subtracts it, both with the least significant digit first. A shorter \a src is extended
+/// with zeros. If it has at least as many digits as \a dst, only the bits of \a headmask are used of the digit that is
+/// added to the top digit of \a dst; a mask of 0 means all bits.
 ///
 /// \tparam F  di_addfunctor or di_subfunctor.
-/// \return    with a head mask, whether the bit above it is set in the top digit afterwards; else the carry or
-///            borrow out of the top digit. False when \a dst has no digits.
+/// \return    with a head mask, whether the bit above it is set in the top digit afterwards; otherwise the carry or
+///            borrow out of the top digit. False if \a dst has no digits.
 template <class W, class D, class F>
 constexpr bool di_addsub(D* dst, const D* src, W dstDigits, W srcDigits, D headmask) noexcept
 {
@@ -95,9 +95,9 @@ namespace detail {
 /// Long division of numbers of 32-bit words, least significant word first: dividend = quotient * divisor +
 /// remainder. A divisor of zero gives the quotient 0 and the remainder \a dividend.
 ///
-/// A quotient word is estimated from the two top words of what is left and the top word of a divisor whose
-/// highest bit is set, so it is at most 2 too large; the second word mends nearly all of that, adding the divisor
-/// back the rest.
+/// A quotient word is estimated from the two top words of the remainder so far and the top word of the divisor, whose
+/// highest bit is set. So the estimate is at most 2 too large. The second word of the divisor corrects nearly all
+/// estimates, and adding the divisor back corrects the others.
 template <std::size_t Words>
 constexpr void DivideWords(const std::uint32_t (&dividend)[Words], const std::uint32_t (&divisor)[Words],
                            std::uint32_t (&quotient)[Words], std::uint32_t (&remainder)[Words]) noexcept
@@ -173,9 +173,9 @@ constexpr void DivideWords(const std::uint32_t (&dividend)[Words], const std::ui
 
 } // namespace detail
 
-/// An unsigned number of N bits in byte digits, least significant digit first, as CIpv6Address divides with.
+/// An unsigned number of N bits in byte digits, least significant digit first.
 ///
-/// A plain record: no operation checks the digits against the width by itself, clearhead() cuts them to it.
+/// A plain record: operations do not cut the digits to the width; clearhead() does.
 /// \tparam W  the type of counts, unsigned int.
 /// \tparam D  the type of digits, unsigned char.
 /// \tparam N  the width in bits.
@@ -189,14 +189,14 @@ struct di_unsigned {
     /// The carry, borrow or bit beyond the width of the last addition or subtraction whose caller stored it.
     bool overflow = false;
 
-    /// The bits of the top digit that belong to the number; 0 when all eight do.
+    /// The bits of the top digit that belong to the number; 0 if all eight do.
     D headmask = di_unsignedtable<W, D>::table[8 + N % 8];
 
     /// The number, least significant digit first.
     D digits[kDigits] = {};
 
-    /// Shifts all digits \a count bits up, 0 < count < 8 in common use. The top digit keeps all eight bits, also
-    /// those beyond the width; a count of 8 * kDigits or more clears the digits.
+    /// Shifts all digits up by \a count bits. The top digit keeps all eight bits, also those beyond the width; a count
+    /// of 8 * kDigits or more clears the digits.
     constexpr void leftshiftbit(W count) noexcept
     {
         const W whole = count / 8;
@@ -207,7 +207,7 @@ struct di_unsigned {
         }
     }
 
-    /// Shifts all digits \a count bits down; zeros come in at the top.
+    /// Shifts all digits down by \a count bits and fills with zeros.
     constexpr void rightshiftbit(W count) noexcept
     {
         const W whole = count / 8;
@@ -224,7 +224,7 @@ struct di_unsigned {
         if (headmask != 0) digits[kDigits - 1] &= headmask;
     }
 
-    /// Takes the digits of a number of any width, zero-extended or cut to this width; neither flag nor mask.
+    /// Copies the digits of a number of any width, extended with zeros or cut to this width, but not its flag and mask.
     template <W M>
     constexpr di_unsigned& assign(const di_unsigned<W, D, M>& src) noexcept
     {

@@ -13,11 +13,11 @@
 
 namespace zor::common {
 
-/// A bit field of a header: where it starts and how long it is, ready to be cut out of any number of packets.
+/// The place of a bit field in a header, by which it is cut out of any number of packets.
 ///
-/// Bits count from 0, the most significant bit of the first byte, as header diagrams do: bit p is the bit of
-/// value 128 >> p % 8 in byte p / 8. A field comes out left-aligned: its first bit is the top bit of the first
-/// output byte, and the bits of the last byte beyond the field are 0.
+/// Bits are numbered from 0, the most significant bit of the first byte, as in header diagrams: bit p has the value 128
+/// >> p % 8 in byte p / 8. The result is left-aligned: the first bit of the field is the top bit of the first output
+/// byte, and bits of the last byte beyond the field are 0.
 /// \code
 /// std::vector<unsigned char> tci = {0xa0, 0x64};            // an IEEE 802.1Q tag: priority 5, VLAN 100
 /// std::vector<unsigned char> out;
@@ -26,30 +26,30 @@ namespace zor::common {
 /// FieldExtractor(4, 13).ExtractField(tci, out, false);      // false, 17 bits do not fit; out is unchanged
 /// \endcode
 ///
-/// A field that does not start on a byte has a limit, on which existing users rely: where its length leaves a
-/// last partial byte, the bits of that byte are taken from one input byte alone, and those that lie in the next
-/// one come out as 0. Four bits at bit 6 of {0x03, 0xc0} give {0xc0}, not {0xf0}. To get all bits, ask for a
-/// multiple of 8 bits and ignore the surplus, or for a field that ends inside the byte.
+/// A field that does not start on a byte boundary has a limit, which stays because existing users rely on it: the bits
+/// of the last partial output byte are taken from one input byte only, and bits that lie in the next input byte are 0.
+/// Four bits at bit 6 of {0x03, 0xc0} give {0xc0}, not {0xf0}. To get all bits, ask for a multiple of 8 bits and ignore
+/// the surplus, or call Get(), which has no such limit.
 ///
-/// An extractor is two numbers and may be used by several threads at once. Input and output may be one vector:
-/// the result is as if the input had been copied first. Each output byte is written once, and an output vector
-/// with enough capacity is not reallocated. If an allocation fails, the output is as it was before the call.
+/// An extractor is two numbers and may be used by several threads at once. Input and output may be the same vector:
+/// the result is as if the input had been copied first. An output vector with enough capacity is not reallocated. If an
+/// allocation fails, the output is as it was before the call.
 class ZOR_COMMON_API FieldExtractor {
 public:
     /// \param offset  the position of the first bit.
     /// \param length  in bits; 0 gives an empty field. Nothing is checked here.
     constexpr FieldExtractor(unsigned int offset, unsigned int length) noexcept : mOffset(offset), mLength(length) {}
 
-    /// A field of up to 64 bits as a number, right-aligned, straight out of any bytes: no vector, no extractor.
+    /// A field of up to 64 bits as a number, read from any bytes without a vector and without an extractor.
     /// \code
-    /// FieldExtractor::Get(frame, size, 112 + 4, 12);   // the VLAN id behind an Ethernet header of 14 bytes
+    /// FieldExtractor::Get(frame, size, 112 + 4, 12);   // the VLAN id after an Ethernet header of 14 bytes
     /// \endcode
     ///
-    /// \param bytes   \a size bytes, none of which is changed; may be null where \a size is 0.
+    /// \param bytes   \a size bytes; may be null if \a size is 0.
     /// \param offset  the position of the first bit; any number.
     /// \param length  in bits; 0, or more than 64, gives 0.
-    /// \return        the field. Bits beyond the bytes read as 0, those of a field that lies across the end too. The
-    ///                limit of a last partial byte, above, does not hold here.
+    /// \return        the field; bits beyond the end of the bytes are 0. The limit of the last partial byte, above,
+    ///                does not apply.
     static constexpr std::uint64_t Get(const unsigned char* bytes, std::size_t size, std::size_t offset,
                                        std::size_t length) noexcept
     {
@@ -66,8 +66,8 @@ public:
         return bits >> (64 - length);
     }
 
-    /// Whether an input of \a size bytes holds the whole field, that is, its last bit. offset + length is taken
-    /// modulo 2^32, so a field that ends beyond that passes or fails by the wrapped sum.
+    /// Whether an input of \a size bytes contains the whole field. offset + length is taken modulo 2^32, so the result
+    /// for a field that ends beyond 2^32 bits is that of the wrapped sum.
     bool Validate(unsigned int size) const noexcept;
 
     /// The number with the low \a count bits set; from 32 on, all of them.
@@ -76,18 +76,18 @@ public:
         return count < 32 ? (1u << count) - 1 : ~0u;
     }
 
-    /// Replaces \a out by the field for an offset that is a multiple of 8; the surplus bits of another offset are
-    /// ignored. Bytes that \a in does not have read as 0.
+    /// Replaces \a out by the field. The offset is rounded down to a multiple of 8. Bytes that \a in does not have are
+    /// 0.
     void ExtractByteAligned(std::vector<unsigned char>& in, std::vector<unsigned char>& out) const;
 
-    /// Appends the field to \a out, for any offset. Bytes that \a in does not have read as 0.
+    /// Appends the field to \a out, for any offset. Bytes that \a in does not have are 0.
     void ExtractNonByteAligned(std::vector<unsigned char>& in, std::vector<unsigned char>& out) const;
 
-    /// Cuts the field out of \a in, checked: what most callers want.
+    /// Cuts the field out of \a in, with all checks. Most callers want this function.
     ///
-    /// \param append  whether to add the field at the end of \a out or to replace its content.
-    /// \return        whether \a in holds the field, by Validate() and without wrapping; if not, \a out is
-    ///                unchanged.
+    /// \param append  whether to append the field to \a out or to replace its content.
+    /// \return        whether \a in contains the whole field, with offset + length computed without wrapping; if not,
+    ///                \a out is unchanged.
     bool ExtractField(std::vector<unsigned char>& in, std::vector<unsigned char>& out, bool append) const;
 
 private:

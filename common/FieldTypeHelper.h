@@ -16,13 +16,13 @@
 
 namespace zor::common {
 
-/// Whether the host keeps the most significant byte of a number first.
+/// Whether the host stores the most significant byte of a number first.
 ZOR_COMMON_API bool IsBigEndianPlatform() noexcept;
 
 namespace detail {
 
-/// What a view knows about its type: how many bytes it has and, for an integer, the end of its range error.
-/// Types without an entry have no view.
+/// Describes a type for its view: the size in bytes and, for an integer, the end of its error text. Types without an
+/// entry have no view.
 template <class T>
 struct FieldType;
 
@@ -109,9 +109,9 @@ void CheckIndex(int index)
 /// Reads a value byte by byte in network order, whatever the host's byte order: index 0 is the most significant
 /// byte.
 ///
-/// There are views of the integers `unsigned char`, `signed char`, and signed and unsigned `short`, `int` and
-/// `long`, and of the four address types; a view of another type does not compile. A view is a pointer: the value
-/// must outlive it, and changes of the value show through it.
+/// There are views of the integers `unsigned char`, `signed char`, and signed and unsigned `short`, `int` and `long`,
+/// and of the four address types; a view of another type does not compile. A view is a pointer: the value must outlive
+/// it, and the view always shows its present bytes.
 /// \code
 /// const unsigned short port = 0x1234;
 /// CConstFieldTypeHelper<unsigned short> bytes(port);
@@ -120,11 +120,10 @@ void CheckIndex(int index)
 /// bytes[2];                                // throws std::out_of_range
 /// \endcode
 ///
-/// An index outside of an integer throws `std::out_of_range` with a text such as
-/// `index 2 is not in range 0-1 for uint16_t type`; of the integers of one byte it is
-/// `index 1 is not expected value of 0 for uint8 type`. The type is named `uint8`, `int8`, `uint16_t`, `int16_t`,
-/// `uint32_t`, `int32_t`, `uint64_t` or `int64_t`. An address takes the nearest byte that it has instead and
-/// throws nothing.
+/// An index outside of an integer throws `std::out_of_range` with a text such as `index 2 is not in range 0-1 for
+/// uint16_t type`; for integers of one byte it is `index 1 is not expected value of 0 for uint8 type`. The type is
+/// named `uint8`, `int8`, `uint16_t`, `int16_t`, `uint32_t`, `int32_t`, `uint64_t` or `int64_t`. A view of an address
+/// takes the nearest byte instead and throws nothing.
 template <class T>
 class CConstFieldTypeHelper {
     static_assert(detail::FieldType<T>::kSize > 0, "there are views of integers and addresses only");
@@ -132,7 +131,7 @@ class CConstFieldTypeHelper {
 public:
     /// \param value  must outlive the view; not null.
     constexpr CConstFieldTypeHelper(const T* value) noexcept : mValue(value) {}
-    constexpr CConstFieldTypeHelper(const T& value) noexcept : mValue(&value) {} ///< The same; no temporary.
+    constexpr CConstFieldTypeHelper(const T& value) noexcept : mValue(&value) {} ///< The same; not for temporaries.
 
     /// The byte at \a index.
     unsigned char operator[](int index) const

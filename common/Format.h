@@ -2,12 +2,12 @@
 #define ZOR_COMMON_FORMAT_H
 
 /// \file
-/// Formatters for addresses, prefixes and Hexfield: for std::format where the standard library has it, and for {fmt}
-/// where `<fmt/format.h>` was included before this header.
+/// Formatters for addresses, prefixes and Hexfield: for std::format if the standard library has it, and for {fmt} if
+/// `<fmt/format.h>` was included before this header.
 ///
-/// The format is `[[fill]align][width][style]`: any one character to fill with (UTF-8), "<", ">" or "^", and a width as
-/// a number, "{}" or "{n}". Texts are aligned to the left unless the format says otherwise, and never cut. The style is
-/// one letter, for MAC addresses alone:
+/// The format is `[[fill]align][width][style]`: one fill character (UTF-8), "<", ">" or "^", and a width as a number,
+/// "{}" or "{n}". Texts are aligned to the left by default, and are never cut. The style is one letter, for MAC
+/// addresses only:
 ///
 /// | style | prints |
 /// |---|---|
@@ -15,8 +15,8 @@
 /// | h | 00-1a-2b-3c-4d-5e, with hyphens |
 /// | d | 001a.2b3c.4d5e, with dots |
 ///
-/// Addresses print as ToChars() writes them: the style that MAC addresses share is neither read nor set, and IPv6
-/// addresses follow RFC 5952. A Hexfield prints its digits.
+/// Addresses are printed as by ToChars(): the style that all MAC addresses share is neither read nor set, and IPv6
+/// addresses follow RFC 5952. A Hexfield is printed as its digits.
 /// \code
 /// fmt::format("{:>15} is at {:h}", "10.0.0.1"_ip4, "00:1a:2b:3c:4d:5e"_mac);
 /// \endcode
@@ -56,8 +56,8 @@ inline constexpr bool kHasFormatter<Prefix<Address>> = true;
 
 /// The formatter of both libraries.
 ///
-/// \tparam Fail  has a static Raise(const char*) that throws the library's own error, and the type ArgumentNumber of the
-///              library's arg().
+/// \tparam Fail  has a static Raise(const char*) that throws the library's own error, and the type ArgumentNumber of
+///              the library's arg().
 template <class Value, class Fail>
 class Formatter {
 public:

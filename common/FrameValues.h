@@ -2,7 +2,7 @@
 #define ZOR_COMMON_FRAME_VALUES_H
 
 /// \file
-/// What a field of a frame may show: a constant, or values that follow from the index. Part of FrameBuilder.h.
+/// What a field of a frame can show: a constant, or values that follow from the index. Part of FrameBuilder.h.
 
 #include "BigEndian.h"
 #include "IpAddress.h"
@@ -21,9 +21,9 @@ namespace zor::common {
 
 class FrameBuilder;
 
-/// How far a counting field moves at each change: a number, negative to count down, or an IPv6 address for steps of 2^64
-/// and more, such as from one /64 network to the next. A number of 2^63 and more is the negative one that is the same
-/// modulo 2^64.
+/// The step of a counting field: a number, negative to count down, or an IPv6 address for steps of 2^64 and more, such
+/// as from one /64 network to the next. A number of 2^63 and more counts as the negative number that equals it modulo
+/// 2^64.
 class CountingStep {
 public:
     /// A number, as it is.
@@ -31,7 +31,7 @@ public:
         : mNumber{number < 0 ? ~std::uint64_t{0} : 0, static_cast<std::uint64_t>(number)}
     {
     }
-    /// The number that an address is; one above 2^127 - 1 counts down.
+    /// An address as a 128-bit number; a number above 2^127 - 1 counts down.
     CountingStep(const CIpv6Address& distance) noexcept
     {
         unsigned char bytes[16];
@@ -46,7 +46,7 @@ private:
     detail::Uint128 mNumber;
 };
 
-/// The value of a field that counts: turn t shows first + t * step, modulo the width of the field.
+/// The value of a field that counts: its value after t changes is first + t * step, modulo the width of the field.
 /// \code
 /// Counting<std::uint16_t>(1024, 60000)                  // ports from 1024 to 61023
 /// Counting(CIpAddress(10, 0, 0, 250), 250, -1)          // down to 10.0.0.1
@@ -55,23 +55,24 @@ private:
 /// \tparam Value  an integer or one of CMacAddress, CIpAddress and CIpv6Address.
 template <class Value>
 struct Counting {
-    /// \param from    what index 0 shows.
-    /// \param turns   how many values there are before the first one shows again; 0 is without end, so that the field
+    /// \param from    the value at index 0.
+    /// \param turns   how many values there are before the first one comes back; 0 means without end, so that the field
     ///                wraps at its width.
-    /// \param by      is added at each turn.
-    /// \param again   how often a value is shown again before the next one; a turn lasts \a again + 1 indexes.
+    /// \param by      is added at each change of the value.
+    /// \param again   how often a value is shown again before the next one, so that it lasts \a again + 1 indexes.
     constexpr Counting(const Value& from, std::uint64_t turns, CountingStep by = 1, std::uint64_t again = 0) noexcept
         : first(from), count(turns), step(by), repeat(again)
     {
     }
 
-    Value first;          ///< What index 0 shows.
-    std::uint64_t count;  ///< How many values there are; 0 is without end.
-    CountingStep step;    ///< Added at each turn.
+    Value first;          ///< The value at index 0.
+    std::uint64_t count;  ///< How many values there are; 0 means without end.
+    CountingStep step;    ///< Is added at each change of the value.
     std::uint64_t repeat; ///< How often a value is shown again.
 };
 
-/// The value of a field that goes through a list: turn t shows value t. A value may stand in the list more than once.
+/// The value of a field that goes through a list, and starts again after the last value. A value may be in the list
+/// more than once.
 /// \code
 /// OneOf<std::uint16_t>({53, 123, 443})
 /// OneOf({CIpAddress(10, 0, 0, 1), CIpAddress(10, 9, 0, 1)}, 1) // each one twice
@@ -98,8 +99,9 @@ struct ShuffledValues {
     std::uint64_t seed; ///< Which of the orders.
 };
 
-/// Values in an order that looks random: turn t shows what turn IndexOrder(count, seed).GetIndexAt(t) would show, so that
-/// each turn is shown once before the order starts again. A count of 0 is that of all values up to where the field wraps.
+/// Values in an order that looks random: the t-th value shown is number IndexOrder(count, seed).GetIndexAt(t) of \a
+/// values, so each of them is shown once before the order starts again. A count of 0 means all values up to where the
+/// field wraps.
 /// \code
 /// Shuffled(Counting(CIpAddress(10, 0, 0, 0), 1 << 24), 42) // all hosts of a network, in the order of seed 42
 /// \endcode
@@ -120,7 +122,7 @@ ShuffledValues<OneOf<Value>> Shuffled(OneOf<Value> values, std::uint64_t seed = 
 
 namespace detail {
 
-/// Values one behind the other, by rows.
+/// Values in memory row by row.
 struct FrameTable {
     std::size_t columns = 1;
     std::vector<Uint128> cells;
@@ -180,8 +182,8 @@ void SetOrder(FrameValue& value, const ShuffledValues<Values>& shuffled) noexcep
 
 } // namespace detail
 
-/// A number in a header or in the payload: a constant, or one that counts. Whether it fits is checked by the layer that
-/// takes it, so an integer of any type will do.
+/// A number in a header or in the payload: a constant, or a number that counts. The layer that takes it checks whether
+/// it fits, so an integer of any type will do.
 class FrameNumber {
 public:
     /// A constant, of 0 or above.
@@ -216,7 +218,7 @@ public:
     /// For the layers: the number as one of 128 bits.
     const detail::FrameValue& GetValue() const noexcept { return mValue; }
 
-    /// The bytes of the integer type that it was given as.
+    /// The size in bytes of the integer type that the number was given as.
     std::size_t GetTypeSize() const noexcept { return mTypeSize; }
 
 private:
@@ -224,7 +226,7 @@ private:
     std::size_t mTypeSize;
 };
 
-/// An address in a header: a constant, or one that counts.
+/// An address in a header: a constant, or an address that counts.
 /// \tparam Address  CMacAddress, CIpAddress or CIpv6Address.
 template <class Address>
 class FrameAddress {
@@ -266,8 +268,8 @@ private:
     detail::FrameValue mValue;
 };
 
-/// What FrameBuilder::Vary() gives to a field: whatever a FrameNumber or a FrameAddress is made of. An address has to have
-/// the size of the field.
+/// What FrameBuilder::Vary() gives to a field: anything that makes a FrameNumber or a FrameAddress. An address must
+/// have the size of the field.
 class FrameVariation {
 public:
     /// A number or an address that is a constant or counts.

@@ -8,39 +8,39 @@
 
 namespace zor::common {
 
-/// A stepped sequence of values. There is one of IPv6 addresses, for other types it is only declared.
+/// A stepped sequence of values. It is defined for IPv6 addresses and only declared for other types.
 ///
 /// \tparam Value  the type of the values.
 /// \tparam Delta  the type of the step.
 template <class Value, class Delta>
 class CGenericFieldModifierImpl;
 
-/// A sequence of IPv6 addresses: at position p it has start + p / (repeat count + 1) * step in the bits of the
-/// mask, and start in the others.
+/// A sequence of IPv6 addresses. At position p, the bits within the mask are those of
+/// start + p / (repeat count + 1) * step, and the other bits are those of start.
 /// \code
 /// const CIpv6Address start(0, 1), step(0, 2), all(~0ul, ~0ul);
 /// CGenericFieldModifierImpl<CIpv6Address, CIpv6Address> modifier(start, all, step, 4);
-/// modifier.FindFirstPositionOf(CIpv6Address(0, 7));    // 15: each address stands five times
+/// modifier.FindFirstPositionOf(CIpv6Address(0, 7));    // 15: each address comes five times
 /// modifier.FindFirstPositionOf(CIpv6Address(0, 8));    // 0xffffffff: never
 /// \endcode
 template <>
 class CGenericFieldModifierImpl<CIpv6Address, CIpv6Address> {
 public:
     /// \param mask         the bits that the sequence changes.
-    /// \param repeatCount  how many times more each value stands before the next one.
+    /// \param repeatCount  how often each value is repeated before the next one.
     CGenericFieldModifierImpl(const CIpv6Address& start, const CIpv6Address& mask, const CIpv6Address& step,
                               unsigned int repeatCount) noexcept
         : mStart(start), mMask(mask), mStep(step), mRepeatCount(repeatCount)
     {
     }
 
-    /// The first position of \a value, compared in the bits of the mask alone.
+    /// The first position of \a value. Only the bits within the mask are compared.
     ///
-    /// \return  0xffffffff if it never occurs. The position is taken modulo 2^32: of the number of steps the low 32
-    ///          bits count, and their product with repeat count + 1 wraps.
+    /// \return  0xffffffff if it never occurs. The position is taken modulo 2^32: only the low 32 bits of the number of
+    ///          steps are used, and their product with repeat count + 1 wraps.
     ///
-    /// Whether \a value occurs is whether its distance from the start is a multiple of the step, both cut to the
-    /// bits of the mask; steps that carry out of a mask with gaps are not followed.
+    /// \a value occurs if its distance from the start is a multiple of the step, both cut to the bits of the mask.
+    /// Carries across the gaps of a mask are not considered.
     unsigned int FindFirstPositionOf(const CIpv6Address& value) const noexcept
     {
         CIpv6Address distance = value - mStart;

@@ -15,7 +15,7 @@ namespace zor::common {
 
 /// Appends single values in the wire format of the Protocol Buffers encoding guide.
 ///
-/// A message is its fields one after the other, each a tag followed by its value, in any order:
+/// A message is a sequence of fields in any order. Each field is a tag followed by a value:
 /// \code
 /// std::vector<unsigned char> wire;
 /// GoogleProtoBufEncoder::encodeTag(1, 0, wire);          // field 1, wire type 0: a varint follows
@@ -24,16 +24,15 @@ namespace zor::common {
 /// GoogleProtoBufEncoder::encodeString("abc", wire);      // 08 ac 02 12 03 61 62 63
 /// \endcode
 ///
-/// Wire type 0 goes with every number and with bool (encodeUint32() of 0 or 1), wire type 2 with strings,
-/// bytes and embedded messages (encodeBytes() of the encoded message).
+/// Use wire type 0 for every number and for bool (encodeUint32() of 0 or 1), and wire type 2 for strings, bytes and
+/// embedded messages (encodeBytes() of the encoded message).
 ///
-/// A varint is the value in groups of 7 bits, the least significant first, one a byte; bit 7 is set on every
-/// byte but the last. So 32 bits take 1 to 5 bytes and 64 bits 1 to 10.
+/// A varint is the value in groups of 7 bits, the least significant group first, one group in each byte; bit 7 is set
+/// in every byte except the last. So 32 bits take 1 to 5 bytes and 64 bits 1 to 10.
 ///
-/// Every function appends to \a out and leaves the bytes that are already there alone; when memory runs out,
-/// `std::bad_alloc` or `std::length_error` passes and \a out is as before. Room grows by doubling, so that
-/// many small values cost time in proportion to their bytes. There is no shared state: threads may encode into
-/// distinct vectors at once.
+/// Every function appends to \a out and does not change the bytes before. If an allocation fails, `std::bad_alloc` or
+/// `std::length_error` is thrown and \a out is as before. The capacity grows by doubling, so the time for many small
+/// values is proportional to their bytes. There is no shared state: threads may encode into distinct vectors at once.
 class ZOR_COMMON_API GoogleProtoBufEncoder {
 public:
     /// The varint.
@@ -70,11 +69,11 @@ public:
         encodeUint32(static_cast<std::uint32_t>(value) << 1 ^ static_cast<std::uint32_t>(value >> 31), out);
     }
 
-    /// The key that stands before a value: the varint of `fieldNumber << 3 | wireType & 3`.
+    /// The tag before a value: the varint of `fieldNumber << 3 | wireType & 3`.
     ///
-    /// \param fieldNumber  shifted in 32 bits, so that its top three bits are lost.
-    /// \param wireType     its low two bits alone count, on purpose: 4 is written as 0 and 5 as 1, so the
-    ///                     fixed 32-bit wire type cannot be written.
+    /// \param fieldNumber  shifted in 32 bits, so its top three bits are lost.
+    /// \param wireType     only its low two bits are used, deliberately: 4 is written as 0 and 5 as 1, so the fixed
+    ///                     32-bit wire type cannot be written.
     static void encodeTag(const std::uint32_t& fieldNumber, const std::uint32_t& wireType,
                           std::vector<unsigned char>& out)
     {
@@ -99,12 +98,12 @@ public:
     static void encodeBytes(const std::vector<unsigned char>& bytes, std::vector<unsigned char>& out);
 
     /// The varint of a number given as bytes, the most significant first. It is exact for up to 3 bytes, and for 4
-    /// whose first is below 0x80; beyond that the arithmetic is that of signed 32 bits, which callers rely on:
+    /// bytes if the first one is below 0x80. For other numbers the arithmetic is that of signed 32-bit integers, which
+    /// stays because callers rely on it:
     ///
-    /// - a byte of 0x80 or more in the place of bits 24 to 31 sets bits 32 to 63 too, so 80 00 00 00 becomes
-    ///   0xffffffff80000000;
-    /// - shifts wrap at 32, so of 5 to 8 bytes the first ones are ORed onto the last four: 01 02 03 04 05
-    ///   becomes 0x02030405, its first byte on the bits of the last.
+    /// - a byte of 0x80 or more in bits 24 to 31 also sets bits 32 to 63, so 80 00 00 00 becomes 0xffffffff80000000;
+    /// - shift counts wrap at 32, so the first bytes of 5 to 8 are ORed into the last four: 01 02 03 04 05 becomes
+    ///   0x02030405, with the first byte in the same bits as the last.
     ///
     /// \param bytes   may be null if \a length is 0, and may point into \a out.
     /// \param length  in bytes. 0 gives the value 0; bytes after the eighth are not read.

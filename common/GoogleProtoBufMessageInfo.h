@@ -14,10 +14,10 @@
 
 namespace zor::common {
 
-/// One message as a schema states it: its name, its fields and the TLV type number that announces it.
+/// One message of a schema: its name, its fields and its TLV type number.
 ///
-/// A plain record like its fields, usually filled by CGoogleProtoBufParser. Distinct objects may be used from
-/// distinct threads.
+/// A plain record, like its fields, usually filled by CGoogleProtoBufParser. Distinct objects may be used from distinct
+/// threads.
 /// \code
 /// CGoogleProtoBufMessageInfo message;
 /// message.name = "Status";
@@ -38,20 +38,20 @@ public:
     CGoogleProtoBufMessageInfo& operator=(CGoogleProtoBufMessageInfo&&) noexcept = default;
     ~CGoogleProtoBufMessageInfo() = default;
 
-    /// Takes all or, where memory runs out, nothing.
+    /// Copies all members; if an allocation fails, nothing changes.
     CGoogleProtoBufMessageInfo& operator=(const CGoogleProtoBufMessageInfo& other)
     {
         return *this = CGoogleProtoBufMessageInfo(other);
     }
 
-    /// Back to the state after construction.
+    /// Restores the state after construction.
     void reset() noexcept;
 
-    /// Writes the message as schema text: the opening line, one line a field, the closing line, each ended
+    /// Writes the message as schema text: the opening line, a line for each field, and the closing line. Each line ends
     /// with a newline and a flush.
     ///
-    /// \ref tlvType is not written, on purpose: CGoogleProtoBufParser reads the text back only after a caller
-    /// has put a comment line with the number above it.
+    /// \ref tlvType is deliberately not written. For CGoogleProtoBufParser to read the text back, write a comment line
+    /// with the number above it.
     /// \return \a os
     std::ostream& protoIdlToStream(std::ostream& os) const;
 

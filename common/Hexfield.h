@@ -20,10 +20,10 @@ namespace zor::common {
 
 /// A field of packet bytes of 0 to 65535 bytes, read and written as one unsigned big-endian number.
 ///
-/// Byte 0 is the first and most significant one. Results wrap modulo 256 to the power of the width and report
-/// nothing. Operands of different widths meet as if the narrower had zero bytes in front, and the result has the
-/// larger width. Only running out of memory throws, and then the field is as it was. Distinct objects may be used
-/// from distinct threads; operands may be one object.
+/// Byte 0 is the first and most significant byte. Results wrap modulo 256 to the power of the width and report nothing.
+/// If operands have different widths, the narrower one is extended by zero bytes in front, and the result has the
+/// larger width. Only a failed allocation throws, and then the field is as it was. Distinct objects may be used from
+/// distinct threads; both operands may be the same object.
 /// \code
 /// Hexfield counter("00ff");
 /// counter += Hexfield("01");                // 0100
@@ -32,19 +32,19 @@ namespace zor::common {
 /// (counter - Hexfield("0101")).ToString();  // "ffff"
 /// \endcode
 ///
-/// A field of up to 16 bytes lies inside its object and allocates nothing. One that gets narrower, or a copy of a
-/// narrower one, keeps the room that it has.
+/// A field of up to 16 bytes is stored in the object and allocates nothing. A wider field keeps its capacity when it
+/// gets narrower or when a narrower field is assigned to it.
 ///
-/// Some results go by the 32-bit words of the field, counted from the least significant end. They are relied on and
-/// stay:
+/// Some operations work on the 32-bit words of the field, counted from the least significant end. Their results stay as
+/// they are, because existing callers rely on them:
 ///
-/// | operation | what to know | where it matters |
+/// | operation | result | for |
 /// |---|---|---|
-/// | sum, difference | a carry is lost behind two words 0xffffffff with a carry coming in | above 8 bytes |
-/// | product | each word by itself: no carry from one word to the next | above 4 bytes |
-/// | `<` and its kin | numeric for equal widths; of different widths some words are passed over | above 4 bytes |
-/// | `==` | fields of different widths are never equal | always |
-/// | MaskMultiply() | a bit moves by the sum of its two places in their words | masks above bit 0 |
+/// | sum, difference | the carry out of a word is lost if both words are 0xffffffff and a carry comes in | widths above 8 bytes |
+/// | product | each word is multiplied by itself, without carries between words | widths above 4 bytes |
+/// | `<`, `<=`, `>`, `>=` | numeric for equal widths; for different widths some words are ignored | widths above 4 bytes |
+/// | `==` | fields of different widths are never equal | all widths |
+/// | MaskMultiply() | a bit moves by the sum of its two positions in their words | masks above bit 0 |
 class ZOR_COMMON_API Hexfield {
 public:
     /// \name Construction and copying
@@ -56,8 +56,8 @@ public:
     /// Reads hexadecimal text, as CopyFromString() does.
     Hexfield(const std::string& text) { CopyFromString(text); }
 
-    /// With \a binary, the characters are the bytes, as for CopyFromBinaryString(text, mostSignificantFirst);
-    /// without, \a text is hexadecimal and \a mostSignificantFirst is not used.
+    /// If \a binary is true, the characters are the bytes, as for CopyFromBinaryString(text, mostSignificantFirst).
+    /// Otherwise \a text is hexadecimal and \a mostSignificantFirst is not used.
     Hexfield(const std::string& text, bool binary, bool mostSignificantFirst);
 
     /// A field of the same width and value.
@@ -65,7 +65,7 @@ public:
 
     Hexfield(Hexfield&& other) noexcept { Take(other); } ///< Leaves \a other with width 0.
 
-    /// Takes width and value; if memory runs out, this field stays as it is.
+    /// Copies width and value. If an allocation fails, this field stays as it is.
     Hexfield& operator=(const Hexfield& other)
     {
         if (this == &other) return *this;
@@ -82,7 +82,7 @@ public:
         return *this;
     }
 
-    ~Hexfield() { FreeRoom(); } ///< Gives the memory of a wide field back.
+    ~Hexfield() { FreeRoom(); } ///< Frees the memory of a wide field.
 
     /// \}
     /// \name Bytes
@@ -91,7 +91,7 @@ public:
     /// The width in bytes.
     unsigned short GetSize() const noexcept { return mSize; }
 
-    /// Byte \a index, counted from the most significant one; 0 from the width on.
+    /// Byte \a index, counted from the most significant byte; 0 for an index beyond the width.
     unsigned char GetByte(unsigned int index) const noexcept
     {
         if (index >= mSize) return 0;
@@ -99,7 +99,7 @@ public:
         return static_cast<unsigned char>(mLanes[place / 8] >> place % 8 * 8);
     }
 
-    /// Replaces byte \a index, counted from the most significant one; does nothing from the width on.
+    /// Replaces byte \a index, counted from the most significant byte; does nothing for an index beyond the width.
     void SetByte(unsigned int index, unsigned char value) noexcept
     {
         if (index >= mSize) return;
@@ -108,14 +108,14 @@ public:
         lane = (lane & ~(Lane{0xff} << place % 8 * 8)) | Lane{value} << place % 8 * 8;
     }
 
-    /// Changes the width and keeps the value modulo 256^size: bytes come and go at the most significant end.
+    /// Changes the width and keeps the value modulo 256^size: bytes are added and removed at the most significant end.
     void normalize(unsigned short size);
 
     /// \}
     /// \name Text and byte strings
     /// \{
 
-    /// Two lower-case hex digits a byte, without prefix or separators; nothing for width 0.
+    /// Two lower-case hex digits for each byte, without prefix or separators; empty for width 0.
     std::string ToString() const
     {
         std::string text(2 * std::size_t{mSize}, '\0');
@@ -123,21 +123,21 @@ public:
         return text;
     }
 
-    /// Reads hexadecimal text of any length: digits of both cases count, every other character is skipped, an odd
-    /// number of digits gets a zero in front. The width becomes half the number of digits, rounded up, modulo
-    /// 65536; the last bytes of a longer text are kept. Without digits the width is 0. No prefix is known: the 0 of
-    /// "0x12" is a digit, so that reads as 00 12.
+    /// Reads hexadecimal text of any length, in upper and lower case. All other characters are skipped, and an odd
+    /// number of digits gets a zero in front. The width becomes half the number of digits, rounded up, modulo 65536; of
+    /// a longer text the last bytes are kept. Without digits the width is 0. A prefix has no meaning: the 0 of "0x12"
+    /// is a digit, so the bytes are 00 12.
     void CopyFromString(const std::string& text);
 
-    /// One character a byte, the first one being the most or the least significant byte.
+    /// One character for each byte; the first one is the most or the least significant byte.
     std::string ToBinaryString(bool mostSignificantFirst) const;
 
     /// The inverse of ToBinaryString(); see CopyFromByteArray() for more than 65535 characters.
     void CopyFromBinaryString(const std::string& text, bool mostSignificantFirst);
 
-    /// Reads \a length bytes, the first one being the most or the least significant one. The width becomes the
-    /// length modulo 65536. Of more bytes than that, the first ones are kept when the most significant comes first,
-    /// the last ones otherwise.
+    /// Reads \a length bytes, of which the first is the most or the least significant one. The width becomes the length
+    /// modulo 65536. Of a longer array, the first bytes are kept if the most significant byte comes first, otherwise
+    /// the last ones.
     void CopyFromByteArray(const unsigned char* bytes, unsigned int length, bool mostSignificantFirst);
 
     /// Writes exactly GetSize() bytes, the same as ToBinaryString() returns.
@@ -148,21 +148,21 @@ public:
 
     /// \}
     /// \name Comparison
-    /// `!=` is the opposite of `==`, and `>`, `<=` and `>=` are worked out by `<` alone.
+    /// `!=` is the opposite of `==`, and `>`, `<=` and `>=` are defined by `<`.
     /// \{
 
-    /// Whether widths and values are equal: 01 and 00 01 are not.
+    /// Whether widths and values are equal: false for 01 and 00 01.
     bool operator==(const Hexfield& other) const noexcept
     {
         return mSize == other.mSize && std::equal(mLanes, mLanes + LaneCount(), other.mLanes);
     }
     bool operator!=(const Hexfield& other) const noexcept { return !(*this == other); }
 
-    /// Numeric for fields of one width.
+    /// Numeric for fields of the same width.
     ///
-    /// For different widths, w being the narrower one in bytes, a wider left field with a non-zero word at an index of
-    /// w or above is not less. Then the words decide from index (w - 1) / 4, rounded up, down to 0 (from 1 where w is
-    /// 0), missing ones reading as zero. Words of the wider field between the two ranges are passed over: the 12 bytes
+    /// For different widths, let w be the smaller width in bytes. A wider left field with a non-zero word at index w or
+    /// above is not less. Otherwise the words from index (w - 1) / 4, rounded up, down to 0 decide (from index 1 if w
+    /// is 0), and missing words are zero. Words of the wider field between these two ranges are ignored: the 12 bytes
     /// 01 00...00 are less than the 4 bytes 00 00 00 05.
     bool operator<(const Hexfield& other) const noexcept;
     bool operator>(const Hexfield& other) const noexcept { return other < *this; }
@@ -173,8 +173,8 @@ public:
     /// \name Arithmetic
     /// \{
 
-    /// The sum, word by word from the least significant one. The carry out of a word is 1 when the sum is below
-    /// either operand's word; so it is 0 where both words are 0xffffffff and a carry comes in.
+    /// The sum, word by word from the least significant word. The carry out of a word is 1 if the sum is below the word
+    /// of either operand; so it is 0 if both words are 0xffffffff and a carry comes in.
     Hexfield operator+(const Hexfield& other) const
     {
         return MeetInOneLane(other) ? Hexfield(WiderOf(other), mLanes[0] + other.mLanes[0])
@@ -196,9 +196,9 @@ public:
     Hexfield operator+(unsigned int value) const;
 
     /// The sum with the two's complement of \a other, by the carry rule of the sum. So above 8 bytes, a word 0xffffffff
-    /// of this field that nothing is to be borrowed from loses the carry even where a small number is taken away:
-    /// 00000001 ffffffff 00000005 minus 01 is 00000000 ffffffff 00000004. Two fields of width 0 give the one-byte field
-    /// 01, the complement of nothing being that.
+    /// of this field from which nothing is borrowed loses the carry, even if a small number is subtracted: 00000001
+    /// ffffffff 00000005 minus 01 is 00000000 ffffffff 00000004. The difference of two fields of width 0 is the
+    /// one-byte field 01, since the complement of width 0 is 01.
     Hexfield operator-(const Hexfield& other) const
     {
         Hexfield result(*this);
@@ -268,14 +268,14 @@ public:
 
     /// Gathers the bits set in \a mask, multiplies them and ORs the product back into this field.
     ///
-    /// Bit k is bit k % 32 of word k / 32, both counted from the least significant end. The j-th bit set in the
-    /// mask, at position b, is gathered from place b % 32 of word b / 32 to place b % 32 + j % 32 of word j / 32; the
-    /// gathered field is multiplied as by `*`; then place j % 32 of its word j / 32 goes to place j % 32 + b % 32 of
-    /// word b / 32. What would leave a word is lost. With at most one mask bit a word, at place 0, that is a plain
-    /// gather and deposit of the first of them. No bit of this field is cleared, and bits beyond the width that
-    /// arrive in the top word stay in it: no text shows them, but later operations may.
+    /// Bit k is bit k % 32 of word k / 32, both counted from the least significant end. The j-th bit set in the mask,
+    /// at position b, is moved from bit b % 32 of word b / 32 to bit b % 32 + j % 32 of word j / 32 of another field,
+    /// which is multiplied as by `*`. Then bit j % 32 of its word j / 32 is moved to bit j % 32 + b % 32 of word b /
+    /// 32. Bits that would leave a word are lost. If the mask has at most one bit in each word, at bit 0, the operation
+    /// is a plain gather and deposit of the first bit. No bit of this field is cleared, and bits beyond the width that
+    /// get into the top word stay in it: no text shows them, but later operations may.
     ///
-    /// \param mask  positions beyond it count as zero, and so do positions from 65536 on.
+    /// \param mask  positions beyond its width count as zero, and so do positions from 65536 on.
     void MaskMultiply(unsigned int factor, const Hexfield& mask) noexcept;
 
     /// \}
@@ -319,9 +319,9 @@ private:
         return *this;
     }
 
-    // Fields of one width of 9 to 16 bytes, those of IPv6 addresses, meet in two, unless a word that a carry may come into
-    // is full in both. It pays: through the functions for any width, sums in place take 2.4 times as long, differences 3
-    // times, and bits 1.5 times.
+    // Fields of one width of 9 to 16 bytes, those of IPv6 addresses, meet in two, unless a word that a carry may come
+    // into is full in both. It pays: through the functions for any width, sums in place take 2.4 times as long,
+    // differences 3 times, and bits 1.5 times.
     bool MeetInTwoLanes(const Hexfield& other) const noexcept { return mSize - 9u < 8 && mSize == other.mSize; }
     bool MayLoseCarry(Lane low, Lane high) const noexcept
     {
@@ -435,7 +435,7 @@ private:
     void SetAnd(const Hexfield& left, const Hexfield& right) noexcept;
     void SetOr(const Hexfield& left, const Hexfield& right) noexcept;
 
-    /// The value, the least significant lane first, in LaneCount() lanes. The bits beyond the width are zero, but for
+    /// The value, the least significant lane first, in LaneCount() lanes. The bits beyond the width are zero, except for
     /// those that MaskMultiply() leaves in the top word.
     Lane* mLanes = mInside;
     Lane mInside[kInsideLanes];
@@ -446,14 +446,15 @@ private:
 /// Writes ToString().
 ZOR_COMMON_API std::ostream& operator<<(std::ostream& out, const Hexfield& field);
 
-/// Reads one word delimited by white space and passes it to Hexfield::CopyFromString(). Where there is no word left,
-/// that is the empty text, which gives width 0. A word that the stream breaks off, with badbit, changes nothing.
+/// Reads one word delimited by white space and passes it to Hexfield::CopyFromString(). If there is no word left, it
+/// passes an empty text, so the width becomes 0. If the stream fails with badbit in the middle of a word, the field
+/// does not change.
 ZOR_COMMON_API std::istream& operator>>(std::istream& in, Hexfield& field);
 
 } // namespace zor::common
 
-/// Of the bytes and the width: equal fields have one hash. `<` orders fields of one width alone, so a set of several
-/// widths asks for this.
+/// Hashes the bytes and the width, so equal fields have the same hash. For fields of several widths use unordered
+/// containers: `<` orders only fields of the same width.
 template <>
 struct std::hash<zor::common::Hexfield> {
     std::size_t operator()(const zor::common::Hexfield& field) const noexcept

@@ -53,7 +53,7 @@ void Check(const IndexProgram& program, const std::vector<ChecksumField>& fields
     }
 }
 
-/// Checksums of many counters, and counters that start anew all the time, are summed by what the frames hold.
+/// Checksums over many counters, and over counters that often start again, are summed from the bytes of the frames.
 constexpr std::size_t kMostCounters = 8;
 constexpr std::uint64_t kLongRun = 32;
 

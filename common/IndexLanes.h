@@ -23,7 +23,7 @@ struct Lane {
     std::size_t offset = 0;   ///< In the frame.
     std::uint8_t size = 0;    ///< 8, 6, 4, 2 or 1 bytes.
     bool isLittle = false;    ///< Whether the least significant byte comes first.
-    bool hasLongRuns = false; ///< Whether at least kLongRun indexes one behind the other go on by the same step.
+    bool hasLongRuns = false; ///< Whether at least kLongRun indexes in sequence have the same step.
 
     static constexpr std::uint64_t kLongRun = 64;
 };

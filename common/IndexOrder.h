@@ -12,38 +12,37 @@
 
 namespace zor::common {
 
-/// An order of the indexes 0 to size - 1 that looks random: each index stands at one position, and either is worked
-/// out from the other.
+/// An order of the indexes 0 to size - 1 that looks random: each index has one position, and index and position can be
+/// computed from each other.
 /// \code
 /// const IndexOrder order(1000000, 42);                  // a million indexes, seed 42
 /// const std::uint64_t index = order.GetIndexAt(0);      // 119543
 /// order.GetPositionOf(index);                           // 0
 /// std::uint64_t burst[32];
-/// order.GetIndexesAt(IndexRange{0, 32}, burst);         // the first 32 at once, in less time each
+/// order.GetIndexesAt(IndexRange{0, 32}, burst);         // the first 32 at once, faster than one by one
 /// \endcode
-/// The order follows from size and seed alone. It is the same on every machine and in every release. Nothing is stored
-/// but the keys: an order of 2^64 indexes takes as much memory as one of 10. Seeds that are close to each other
-/// give unrelated orders, and so do sizes. An order is no cipher: anyone who sees enough of its indexes can find the seed.
+/// The order follows from size and seed alone. It is the same on every machine and in every release. Only keys are
+/// stored, so an order of 2^64 indexes takes as much memory as an order of 10. Seeds that are close to each other give
+/// unrelated orders, and so do sizes. An order is not a cipher: anyone who sees enough of its indexes can find the
+/// seed.
 ///
-/// An index of a size of 128 and more costs two permutations of a number at most, on average over all positions, and one
-/// where the size is a power of two from 256 on. Smaller sizes are cut out of 256 numbers and cost 256 / size.
+/// An index takes at most two permutations of a number on average if the size is 128 or more, and one if the size is a
+/// power of two from 256 on. Smaller sizes are cut out of 256 numbers and take 256 / size permutations.
 ///
-/// An order never changes once constructed, except by assignment, so any number of threads may use one object at once.
-/// Nothing allocates.
+/// An order changes only by assignment, so any number of threads may use one object at once. Nothing allocates.
 class ZOR_COMMON_API IndexOrder {
 public:
-    /// \param size  how many indexes; 0 is 2^64.
-    /// \param seed  any number; which of the orders.
+    /// \param size  the number of indexes; 0 stands for 2^64.
+    /// \param seed  any number, which chooses one of the orders.
     IndexOrder(std::uint64_t size, std::uint64_t seed) noexcept;
 
-    /// The index at a position, which is taken modulo the size: behind its end the order starts again.
+    /// The index at a position. Positions are taken modulo the size: the order starts again after its end.
     std::uint64_t GetIndexAt(std::uint64_t position) const noexcept;
 
-    /// The position below the size at which an index stands: the inverse of GetIndexAt(). The index is taken modulo the
-    /// size.
+    /// The position of an index, below the size: the inverse of GetIndexAt(). The index is taken modulo the size.
     std::uint64_t GetPositionOf(std::uint64_t index) const noexcept;
 
-    /// How many indexes there are; 0 is 2^64.
+    /// The number of indexes; 0 stands for 2^64.
     std::uint64_t GetSize() const noexcept { return mLast + 1; }
 
     /// Whether size and seed are the same.
@@ -58,10 +57,11 @@ public:
     }
     bool operator!=(const IndexOrder& other) const noexcept { return !(*this == other); } ///< The opposite.
 
-    /// GetIndexAt() of all positions of a range, several at a time: the way to get many.
+    /// GetIndexAt() for all positions of a range. It computes several at a time, so it is faster than many single
+    /// calls.
     ///
-    /// \param positions  each is first taken modulo 2^64, as the range says, and then modulo the size.
-    /// \param out        room for as many indexes as the range has; not touched by a range without any.
+    /// \param positions  each is taken modulo 2^64, as in every range, and then modulo the size.
+    /// \param out        room for as many indexes as the range has; not touched if the range is empty.
     void GetIndexesAt(const IndexRange& positions, std::uint64_t* out) const noexcept;
 
 private:

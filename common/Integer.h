@@ -15,15 +15,15 @@ namespace zor::common {
 /// Integer::StrToInt64("-0x10", &end, 10);        // 0; end is at "x10"
 /// \endcode
 ///
-/// Leading white space and one sign pass. A base of 2 to 36 is that base; 0 takes base 16 after "0x" or "0X", 8
-/// after "0" and 10 otherwise; base 16 allows the "0x", too. Without digits the result is 0 and the end is the
-/// start of the text. A number that does not fit gives the nearest one that does and sets `errno` to `ERANGE`;
-/// another base gives 0 and `EINVAL`, with the end not set. Nothing resets `errno`.
+/// Leading white space and one sign are accepted. The base is from 2 to 36, or 0: then it is 16 after "0x" or "0X", 8
+/// after "0" and 10 otherwise; with base 16, "0x" is accepted too. Without digits the result is 0 and the end is the
+/// start of the text. A number that does not fit gives the nearest number that does and sets `errno` to `ERANGE`; any
+/// other base gives 0 and `EINVAL`, and the end is not set. `errno` is never reset.
 class ZOR_COMMON_API Integer {
 public:
     Integer() = delete;
 
-    /// The unsigned number at the start of \a text; after a minus sign, its negative modulo 2^64.
+    /// The unsigned number at the start of \a text; after a minus sign, the negated number modulo 2^64.
     ///
     /// \param text  ends in a NUL.
     /// \param end   may be null; set to the position after the last digit.

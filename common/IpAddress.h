@@ -26,9 +26,9 @@ namespace zor::common {
 /// address.GetNetwork(16).ToString();   // "10.0.0.0"
 /// \endcode
 ///
-/// A prefix length counts bits from the top. Two operations differ on purpose from what the name may
-/// suggest, and stay so because their results are relied on: \ref operator% gives the quotient, and
-/// \ref GetNetwork of length 0 gives the whole address.
+/// A prefix length counts bits from the top. Two operations differ from what their names suggest: \ref operator%
+/// returns the quotient, and \ref GetNetwork of length 0 returns the whole address. They stay, because existing callers
+/// rely on their results.
 class ZOR_COMMON_API CIpAddress {
 public:
     /// \name Construction and copying
@@ -61,19 +61,19 @@ public:
     /// Takes the number as it is, no byte swap.
     constexpr void CopyFrom(unsigned int value) noexcept { mValue = value; }
 
-    /// The one shared 0.0.0.0. Safe to call first from several threads at once, and before main().
+    /// A shared object with the value 0.0.0.0. Several threads may call it at once, also before main().
     static const CIpAddress& GetZeroIp() noexcept;
 
     /// \}
     /// \name Text
     /// \{
 
-    /// Reads dotted decimal with the leniency of sscanf("%u.%u.%u.%u"): white space and a sign before a number
-    /// pass, leading zeros are decimal, and nothing after the fourth number is examined. Each number must be at
-    /// most 255; one that fits 64 bits counts by its low 32, so 4294967297 is 1. What is white space does not depend
-    /// on the locale.
+    /// Reads dotted decimal as leniently as sscanf("%u.%u.%u.%u"): white space and a sign before a number are accepted,
+    /// leading zeros are decimal, and text after the fourth number is ignored. Each number must be at most 255; a
+    /// number that fits 64 bits is first cut to its low 32 bits, so 4294967297 is read as 1. White space does not
+    /// depend on the locale. FromChars() reads strictly.
     ///
-    /// \param text   the text; what follows a NUL character in it is not examined.
+    /// \param text   the text; characters after a NUL are ignored.
     /// \param error  may be null; replaced only on failure, by
     ///               `invalid ip address "TEXT": should be dotted decimal`, with the whole text.
     /// \return       whether \a text was an address; if not, this address is unchanged.
@@ -183,8 +183,8 @@ public:
 
     /// \}
     /// \name Prefixes
-    /// A length above 32 counts as 32, but for GetNetmask() and IsAddressReserved(). Length 0 is the odd one;
-    /// each operation says what it gives.
+    /// A length above 32 counts as 32, except for GetNetmask() and IsAddressReserved(). The result for length 0 differs
+    /// between the operations; each one documents it.
     /// \{
 
     static constexpr unsigned char GetMaxPrefixLength() noexcept { return 32; } ///< The whole address, in bits.
@@ -203,7 +203,7 @@ public:
     /// The host part, the low 32 - \a length bits; 0 gives the whole address.
     constexpr CIpAddress GetHost(unsigned char length) const noexcept { return mValue & ~Mask(length); }
 
-    /// Replaces the host part by that of \a host; 0 changes nothing (CIpv6Address::SetHost takes all).
+    /// Replaces the host part by that of \a host; 0 changes nothing (CIpv6Address::SetHost copies all of \a host).
     constexpr void SetHost(const CIpAddress& host, unsigned char length) noexcept
     {
         const unsigned int mask = (1u << HostBits(Clamp(length))) - 1;
@@ -217,21 +217,21 @@ public:
         return mValue & 0xffffffffu << HostBits(Clamp(length));
     }
 
-    /// Replaces the network part by that of \a network; 0 takes all of \a network.
+    /// Replaces the network part by that of \a network; 0 copies all of \a network.
     constexpr void SetNetwork(const CIpAddress& network, unsigned char length) noexcept
     {
         const unsigned int mask = 0xffffffffu << HostBits(Clamp(length));
         mValue = (mValue & ~mask) | (network.mValue & mask);
     }
 
-    /// Whether GetNetwork(length) of both is equal; so 0 compares the whole addresses.
+    /// Whether GetNetwork(length) of both addresses is equal; so 0 compares the whole addresses.
     constexpr bool OnSameSubnet(unsigned char length, const CIpAddress& other) const noexcept
     {
         return GetNetwork(length) == other.GetNetwork(length);
     }
 
-    /// Whether all host bits of a prefix of 1 to 30 bits are set. Every address from 240.0.0.0 up counts,
-    /// whatever the length; below that, other lengths give false.
+    /// Whether all host bits are set, for a prefix length from 1 to 30; false for other lengths. Always true for
+    /// addresses from 240.0.0.0 on.
     constexpr bool IsBroadcastAddr(unsigned char length) const noexcept
     {
         if (mValue >= 0xf0000000u) return true;
@@ -251,7 +251,7 @@ public:
     /// \{
 
     constexpr bool IsZero() const noexcept { return mValue == 0; }    ///< 0.0.0.0
-    constexpr bool IsNonZero() const noexcept { return mValue != 0; } ///< All but 0.0.0.0.
+    constexpr bool IsNonZero() const noexcept { return mValue != 0; } ///< Any address except 0.0.0.0.
 
     /// 127.0.0.0/8 (RFC 1122).
     constexpr bool IsLoopbackAddr() const noexcept { return mValue >> 24 == 127; }
@@ -259,7 +259,7 @@ public:
     /// 224.0.0.0/4, that is 224.0.0.0 to 239.255.255.255 (RFC 1112).
     constexpr bool IsMulticastAddr() const noexcept { return mValue >> 28 == 14; }
 
-    /// Whether at most one bit is set: 0.0.0.0 counts.
+    /// Whether at most one bit is set: true for 0.0.0.0 too.
     constexpr bool IsPowerOf2() const noexcept { return (mValue & (mValue - 1)) == 0; }
 
     /// \}
@@ -281,8 +281,8 @@ private:
 /// Writes ToString().
 ZOR_COMMON_API std::ostream& operator<<(std::ostream& out, const CIpAddress& address);
 
-/// Reads one word delimited by white space and passes it to CopyFromString(): a word that is no address
-/// leaves \a address unchanged and the stream good.
+/// Reads one word delimited by white space and passes it to CopyFromString(). A word that is not an address leaves
+/// \a address unchanged and the stream good.
 ZOR_COMMON_API std::istream& operator>>(std::istream& in, CIpAddress& address);
 
 } // namespace zor::common

@@ -28,9 +28,9 @@ namespace zor::common {
 /// address.RoundUpToPrefix(64).ToString();    // "2001:db8:0:1::"
 /// \endcode
 ///
-/// The flag, GetFormatLast4BytesAsIpv4(), remembers that the address was written with a dotted IPv4 tail, so
-/// that ToString() prints it back the same way. It belongs to the object and not to the number: `==` leaves it
-/// out, Equals() takes it in. What an operation makes of it is fixed:
+/// The flag, GetFormatLast4BytesAsIpv4(), records that the address was written with a dotted IPv4 tail, so that
+/// ToString() prints it in the same way. It belongs to the object and not to the number: `==` ignores it, Equals()
+/// compares it. Each operation has a documented effect on it:
 ///
 /// | operation | the flag of the result |
 /// |---|---|
@@ -54,7 +54,7 @@ public:
     /// Reads sixteen bytes, as CopyFrom(const unsigned char*) does.
     constexpr CIpv6Address(const unsigned char* bytes) noexcept { CopyFrom(bytes); }
 
-    /// A plain 0 would be a null pointer, so it is no address.
+    /// A plain 0 could be a null pointer, so it does not compile.
     CIpv6Address(std::nullptr_t) = delete;
 
     /// The bytes in the order they are written.
@@ -86,31 +86,32 @@ public:
     /// \{
 
     /// Reads the forms of RFC 4291: eight groups of up to four hex digits, "::" once for a run of zero groups, and
-    /// a dotted decimal tail in place of the last two groups, which sets the flag.
+    /// a dotted decimal tail in place of the last two groups, which sets the flag. FromChars() reads strictly.
     ///
-    /// More than that passes: an empty group is zero (1:2:3:4:5:6:7: ends in one), "::" may stand for no group at
-    /// all, and the numbers of a dotted tail count by their low 8 bits. The text is expanded to eight groups, each
-    /// filled up with zeros to four characters, and then read as sscanf does, two digits ("%2x") a byte and "%d" for
-    /// the tail; a group of five digits fails there, unless it is the last one, of which the first four count.
+    /// More texts than these are accepted: an empty group is zero (1:2:3:4:5:6:7: ends in one), "::" may stand for no
+    /// group at all, and of the numbers of a dotted tail only the low 8 bits are used. The text is expanded to eight
+    /// groups, each padded with zeros to four characters, and then read as by sscanf: "%2x" for each byte and "%d" for
+    /// the tail. A group of five digits fails, unless it is the last group, whose first four digits are used.
     ///
-    /// Take a prefix length or a zone off before: what follows an address is not reliably told from its last group.
-    /// After four characters of that group, or after a dotted tail, it is not examined, but a "." or ":" in it still
-    /// counts; after a shorter group it is read as part of it ("::1/64" is rejected, "::1 and" is ::10a).
+    /// Cut off a prefix length or a zone first, because text after an address cannot reliably be distinguished from its
+    /// last group. After four characters of that group, or after a dotted tail, the text is ignored, except that a "."
+    /// or ":" in it still has its meaning; after a shorter group the text is read as part of the group ("::1/64" is
+    /// rejected, "::1 and" is ::10a).
     ///
     /// \param error  may be null; replaced only on failure, by `invalid ipv6 address "TEXT"`, with the whole text.
     /// \return       whether \a text was an address; if not, this address and its flag are unchanged.
     bool CopyFromString(const std::string& text, std::string* error);
 
-    /// Lower-case groups without leading zeros. The first of the longest runs of zero groups is written "::", also
-    /// when it is a single group. With the flag set, an IPv4-compatible or IPv4-mapped address ends in dotted
-    /// decimal: `::ffff:192.168.0.1`; other addresses print as without it.
+    /// Lower-case groups without leading zeros. The first of the longest runs of zero groups is written "::", even if
+    /// it is a single group. With the flag set, an IPv4-compatible or IPv4-mapped address ends in dotted decimal:
+    /// `::ffff:192.168.0.1`. For other addresses the flag has no effect.
     std::string ToString() const;
 
     /// \}
     /// \name The formatting flag
     /// \{
 
-    /// Whether ToString() writes the last four bytes as dotted decimal, where the address has such a form.
+    /// Whether ToString() writes the last four bytes as dotted decimal, if the address has such a form.
     constexpr bool GetFormatLast4BytesAsIpv4() const noexcept { return mFormatLast4BytesAsIpv4; }
     /// Sets the flag; the bytes stay.
     constexpr void SetFormatLast4BytesAsIpv4(bool flag) noexcept { mFormatLast4BytesAsIpv4 = flag; }
@@ -141,7 +142,7 @@ public:
 
     /// \}
     /// \name Comparison
-    /// By the 128-bit number, which is byte by byte from the first; the flag is left out.
+    /// By the 128-bit number, that is byte by byte from the first one; the flag is ignored.
     /// \{
 
     constexpr bool operator==(const CIpv6Address& other) const noexcept { return Number() == other.Number(); }
@@ -153,7 +154,7 @@ public:
 
     /// \}
     /// \name Arithmetic
-    /// Results wrap modulo 2^128. Division by zero gives 0, the remainder by zero the dividend.
+    /// Results wrap modulo 2^128. The quotient by zero is 0, the remainder by zero is the dividend.
     /// \{
 
     /// Adds 1, clears the flag and returns a copy.
@@ -174,9 +175,9 @@ public:
         return *this;
     }
 
-    /// Multiplies byte by byte into one 16-bit sum for each byte of the result. A sum above 65535 loses its excess,
-    /// so the product is exact only while none gets there: `::ffff` times 0xffff gives `::fefe:1`. Results like this
-    /// one are relied on and stay.
+    /// Multiplies byte by byte into one 16-bit sum for each byte of the result. A sum above 65535 loses its carry, so
+    /// the product is exact only if no sum gets that large: `::ffff` times 0xffff gives `::fefe:1`. This stays, because
+    /// existing callers rely on the results.
     constexpr CIpv6Address& operator*=(unsigned long factor) noexcept
     {
         std::uint16_t columns[16] = {};
@@ -197,7 +198,7 @@ public:
 
     CIpv6Address& operator/=(const CIpv6Address& divisor) noexcept { return *this = *this / divisor; }
 
-    /// The true remainder; CIpAddress gives the quotient here.
+    /// The remainder; with CIpAddress this operator gives the quotient.
     CIpv6Address& operator%=(const CIpv6Address& divisor) noexcept { return *this = *this % divisor; }
 
     constexpr CIpv6Address operator+(const CIpv6Address& other) const noexcept
@@ -248,8 +249,8 @@ public:
         return result;
     }
 
-    /// Moves every bit \a count places to the more significant end; zeros come in. 128 and more clear the address,
-    /// a negative count leaves it alone.
+    /// Shifts all bits \a count places towards the most significant end and fills with zeros. A count of 128 or more
+    /// clears the address, a negative count does nothing.
     constexpr void ShiftLeft(int count) noexcept { SetNumber(Number() << count); }
 
     /// As ShiftLeft(), towards the less significant end.
@@ -257,7 +258,7 @@ public:
 
     /// \}
     /// \name Bytes
-    /// Byte 0 is the first one written. A negative index selects byte 0, one above 15 selects byte 15.
+    /// Byte 0 is the first byte in the text. A negative index selects byte 0, an index above 15 selects byte 15.
     /// \{
 
     constexpr const unsigned char& operator[](int i) const noexcept { return mBytes[detail::ClampIndex(i, 16)]; }
@@ -281,14 +282,14 @@ public:
         return WithNumber(Number() & detail::TopBits128(length));
     }
 
-    /// Replaces the host part by that of \a host; 0 takes all of \a host (CIpAddress::SetHost changes nothing).
+    /// Replaces the host part by that of \a host; 0 copies all of \a host (CIpAddress::SetHost changes nothing).
     constexpr void SetHost(const CIpv6Address& host, unsigned char length) noexcept
     {
         const detail::Uint128 mask = detail::TopBits128(length);
         SetNumber((Number() & mask) | (host.Number() & ~mask));
     }
 
-    /// Replaces the network part by that of \a network; 0 changes nothing (CIpAddress::SetNetwork takes all).
+    /// Replaces the network part by that of \a network; 0 changes nothing (CIpAddress::SetNetwork copies all of it).
     constexpr void SetNetwork(const CIpv6Address& network, unsigned char length) noexcept
     {
         const detail::Uint128 mask = detail::TopBits128(length);
@@ -308,27 +309,26 @@ public:
         *this = FromNumber(~detail::Uint128{0, 0} >> (128 - length));
     }
 
-    /// The smallest multiple of 2^(128 - length) that is not below this address, itself where it is one; beyond the
-    /// last one it wraps to zero.
+    /// The smallest multiple of 2^(128 - length) that is not below this address; zero above the last multiple.
     CIpv6Address RoundUpToPrefix(int length) const noexcept;
 
-    /// This address moved on by step * count subnets of a prefix: that product, taken modulo 2^32, times
-    /// 2^(128 - length) is added, modulo 2^128.
+    /// This address plus step * count subnets of a prefix length: the product, taken modulo 2^32, times 2^(128 -
+    /// length) is added, modulo 2^128.
     constexpr CIpv6Address GetNextIp(int length, unsigned int step, unsigned int count) const noexcept
     {
         return FromNumber(Number() + (detail::Uint128{0, step * count} << HostBits(length)));
     }
 
-    /// This address moved back the same way. For a length below 32 it declines, and returns this address as it is,
-    /// whenever the distance reaches into byte 0 or above; GetNextIp() goes there. From 32 on nothing is tested
-    /// and the difference wraps.
+    /// This address minus step * count subnets, in the same way. For a length below 32 it returns this address
+    /// unchanged if the distance reaches into byte 0 or above, where GetNextIp() has no such limit. For a length of 32
+    /// and more the difference wraps.
     CIpv6Address Subtract(int length, unsigned int step, unsigned int count) const noexcept;
 
     /// The number of the subnet, counted in blocks of \a n: the low 32 bits of this address shifted right by
     /// 128 - length, divided by \a n. \a n = 0 gives 0.
     unsigned int Divide(int length, unsigned int n) const noexcept;
 
-    /// The place of the subnet in its block, the remainder of the same division. \a n = 0 gives the dividend.
+    /// The position of the subnet in its block: the remainder of the same division. \a n = 0 gives the dividend.
     unsigned int GetOffset(int length, unsigned int n) const noexcept;
 
     /// Replaces x, the number in bytes 12 to 15, by (x AND value) OR (NOT value with its lowest set bit cleared),
@@ -344,7 +344,7 @@ public:
     /// \{
 
     constexpr bool IsZero() const noexcept { return Number() == detail::Uint128{0, 0}; } ///< The address "::".
-    constexpr bool IsNonZero() const noexcept { return !IsZero(); }                      ///< All but "::".
+    constexpr bool IsNonZero() const noexcept { return !IsZero(); }                      ///< Any address except "::".
 
     /// ::1
     constexpr bool IsLoopbackAddr() const noexcept { return Number() == detail::Uint128{0, 1}; }
@@ -358,14 +358,14 @@ public:
     /// fe80::/10
     constexpr bool IsLinkLocalAddr() const noexcept { return mBytes[0] == 0xfe && (mBytes[1] & 0xc0) == 0x80; }
 
-    /// ::/96 (RFC 4291, 2.5.5.1); the zero address and ::1 count too.
+    /// ::/96 (RFC 4291, 2.5.5.1), including the zero address and ::1.
     constexpr bool IsIpv4CompatibleAddr() const noexcept { return (Number() >> 32) == detail::Uint128{0, 0}; }
 
     /// `::ffff:0:0/96` (RFC 4291, 2.5.5.2)
     constexpr bool IsIpv4MappedAddr() const noexcept { return (Number() >> 32) == detail::Uint128{0, 0xffff}; }
 
-    /// Whether at most one bit of bytes 0 to 3 is set; the other bytes are not examined. That is how it is meant:
-    /// 8000:: and 0:1::5 count, 3:: does not.
+    /// Whether at most one bit of bytes 0 to 3 is set. The other bytes are ignored, deliberately: true for 8000:: and
+    /// 0:1::5, false for 3::.
     constexpr bool IsPowerOf2() const noexcept { return CIpAddress(mBytes).IsPowerOf2(); }
 
     /// \}
@@ -404,7 +404,7 @@ public:
         mBytes[1] = 0x80;
     }
 
-    /// Sets \a mac to what SetEui64() took. Whether the middle bytes are ff:fe is not tested.
+    /// Sets \a mac to the address that was given to SetEui64(). The middle bytes are not checked to be ff:fe.
     constexpr void GetEui64(CMacAddress& mac) const noexcept
     {
         mac = CMacAddress(mBytes[8] ^ 0x02, mBytes[9], mBytes[10], mBytes[13], mBytes[14], mBytes[15]);
@@ -447,7 +447,7 @@ ZOR_COMMON_API std::istream& operator>>(std::istream& in, CIpv6Address& address)
 
 } // namespace zor::common
 
-/// Addresses that differ in one 64-bit half have distinct hashes; equal ones have one, whatever their flags.
+/// Addresses that differ in one 64-bit half have distinct hashes; equal addresses have the same hash, whatever their flags.
 template <>
 struct std::hash<zor::common::CIpv6Address> {
     std::size_t operator()(const zor::common::CIpv6Address& address) const noexcept

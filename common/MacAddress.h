@@ -18,10 +18,10 @@ class CIpv6Address;
 
 /// A MAC address: six bytes in transmission order, seen as one 48-bit number with byte 0 most significant.
 ///
-/// Arithmetic wraps modulo 2^48 and reports nothing. Distinct objects may be used from distinct threads, but
-/// for their text: how addresses print is one setting of the whole process, without a lock, which every
-/// successful CopyFromString() replaces by the style of the text it read. So addresses print the way the last
-/// one was written; call SetFormatStyle() before ToString() where the style must be a certain one.
+/// Arithmetic wraps modulo 2^48 and reports nothing. Distinct objects may be used from distinct threads, except for
+/// ToString(), `<<`, `>>` and CopyFromString(): the style of the text is one setting of the whole process, without a
+/// lock, and every successful CopyFromString() sets it to the style of the text that was read. So all addresses print
+/// in the style that was read last. ToChars() and FromChars() neither read nor set this style.
 /// \code
 /// CMacAddress address;
 /// address.ToString();                                    // "0000.0000.0000", the initial style
@@ -77,12 +77,12 @@ public:
     /// Reads six groups of one byte or three groups of 16 bits, in hexadecimal, and on success makes their form
     /// the style of every CMacAddress in the process.
     ///
-    /// The first character that is no hex digit is the separator; a text without one fails, and so does one with NUL or
-    /// "%" there.
-    /// The groups are read as sscanf does with "%x" and that separator between them, so each may have any number of
-    /// digits and, but for the first, a sign or an 0x prefix, and what follows the last group is not examined. A
-    /// value counts by its low 32 bits taken as signed, must be at most 255 (or 65535), and gives its low 8 (or
-    /// 16) bits. Three groups of any width are read as the 16-bit form: 1:2:3 is 00:01:00:02:00:03.
+    /// The first character that is not a hex digit is the separator; it must not be NUL or "%", and a text without a
+    /// separator fails. The groups are read as by sscanf with "%x" and that separator between them: a group may have
+    /// any number of digits and, except for the first, a sign or an 0x prefix; text after the last group is ignored.
+    /// The low 32 bits of a group, as a signed number, must be at most 255 (or 65535), and its low 8 (or 16) bits are
+    /// used. Three groups of any width are read as groups of 16 bits: 1:2:3 is 00:01:00:02:00:03. FromChars() reads
+    /// strictly.
     ///
     /// \param error  may be null; replaced only on failure, by `invalid mac address "TEXT": should be 6 hex bytes`,
     ///               with the whole text.
@@ -92,15 +92,15 @@ public:
     /// Lower-case hex digits in the style of the process: 00:1a:2b:3c:4d:5e or 001a.2b3c.4d5e.
     std::string ToString() const;
 
-    /// Sets how every CMacAddress prints. Not locked: let one thread set, parse and print at a time.
+    /// Sets the style in which every CMacAddress prints. There is no lock: set, read and print in one thread at a time.
     static void SetFormatStyle(const FormatStyle& style) noexcept { mFormatStyle = style; }
 
-    /// The style of the process, as set or read last. Not locked either.
+    /// The style of the process, as it was set or read last. There is no lock.
     static FormatStyle GetFormatStyle() noexcept { return mFormatStyle; }
 
     /// \}
     /// \name Comparison
-    /// By the 48-bit number, which is byte by byte from the first.
+    /// By the 48-bit number, that is byte by byte from the first one.
     /// \{
 
     constexpr bool operator==(const CMacAddress& other) const noexcept { return ToU64() == other.ToU64(); }
@@ -112,7 +112,7 @@ public:
 
     /// \}
     /// \name Arithmetic
-    /// All results wrap modulo 2^48. Division by zero gives 0, the remainder by zero the dividend.
+    /// All results wrap modulo 2^48. The quotient by zero is 0, the remainder by zero is the dividend.
     /// \{
 
     /// Adds 1 and returns a copy of the new value: ff:ff:ff:ff:ff:ff becomes 00:00:00:00:00:00.
@@ -137,7 +137,7 @@ public:
         return number == 0 ? 0 : ToU64() / number;
     }
 
-    /// The true remainder; CIpAddress gives the quotient here.
+    /// The remainder; with CIpAddress this operator gives the quotient.
     constexpr CMacAddress operator%(const CMacAddress& divisor) const noexcept
     {
         const unsigned long number = divisor.ToU64();
@@ -157,8 +157,8 @@ public:
     constexpr void Not() noexcept { CopyFrom(~ToU64()); }                 ///< Complements every bit in place.
     constexpr CMacAddress operator~() const noexcept { return ~ToU64(); } ///< The complement, as a new value.
 
-    /// Moves every bit \a count places to the more significant end; zeros come in. 48 and more clear the
-    /// address, a negative count leaves it alone.
+    /// Shifts all bits \a count places towards the most significant end and fills with zeros. A count of 48 or more
+    /// clears the address, a negative count does nothing.
     constexpr void ShiftLeft(int count) noexcept
     {
         if (count > 0) CopyFrom(count < 48 ? ToU64() << count : 0);
@@ -172,7 +172,7 @@ public:
 
     /// \}
     /// \name Bytes
-    /// Byte 0 is the first one written. A negative index selects byte 0, one above 5 selects byte 5.
+    /// Byte 0 is the first byte in the text. A negative index selects byte 0, an index above 5 selects byte 5.
     /// \{
 
     constexpr unsigned char operator[](int i) const noexcept { return mBytes[detail::ClampIndex(i, 6)]; }
@@ -182,7 +182,7 @@ public:
     /// \name Prefixes
     /// \{
 
-    /// The top \a length bits kept, the rest cleared; above 48 counts as 48, and 0 gives zero.
+    /// The top \a length bits kept, the rest cleared. A length above 48 counts as 48, and 0 gives zero.
     constexpr CMacAddress GetNetwork(unsigned char length) const noexcept
     {
         return length >= 48 ? ToU64() : ToU64() & ~(~0ul >> 16 >> length);
@@ -192,7 +192,7 @@ public:
     /// \name Classification
     /// \{
 
-    /// Whether at most one bit is set: the zero address counts.
+    /// Whether at most one bit is set: true for the zero address too.
     constexpr bool IsPowerOf2() const noexcept { return (ToU64() & (ToU64() - 1)) == 0; }
 
     /// Whether the individual/group bit, the lowest one of byte 0, is set (IEEE 802).
@@ -205,15 +205,15 @@ public:
     /// Becomes ff:ff:ff:ff:ff:ff.
     constexpr void SetBroadcastAddr() noexcept { CopyFrom(~0ul); }
 
-    /// Becomes 01:00:5e and the low 23 bits of \a group, the Ethernet address of an IPv4 group (RFC 1112). Whether
-    /// \a group is a multicast address is not tested.
+    /// Becomes 01:00:5e and the low 23 bits of \a group, the Ethernet address of an IPv4 group (RFC 1112). \a group is
+    /// not checked to be a multicast address.
     constexpr void SetMulticastAddr(const CIpAddress& group) noexcept
     {
         *this = {0x01, 0x00, 0x5e, static_cast<unsigned char>(group[1] & 0x7f), group[2], group[3]};
     }
 
-    /// Becomes 33:33 and the last four bytes of \a group, the Ethernet address of an IPv6 group (RFC 2464). Whether
-    /// \a group is a multicast address is not tested.
+    /// Becomes 33:33 and the last four bytes of \a group, the Ethernet address of an IPv6 group (RFC 2464). \a group is
+    /// not checked to be a multicast address.
     void SetMulticastAddr(const CIpv6Address& group) noexcept;
 
     /// \}
@@ -227,8 +227,8 @@ private:
 /// Writes ToString().
 ZOR_COMMON_API std::ostream& operator<<(std::ostream& out, const CMacAddress& address);
 
-/// Reads one word delimited by white space and passes it to CopyFromString(), so a word that is an address
-/// also sets the style; any other word leaves \a address unchanged and the stream good.
+/// Reads one word delimited by white space and passes it to CopyFromString(). A word that is an address also sets the
+/// style; any other word leaves \a address unchanged and the stream good.
 ZOR_COMMON_API std::istream& operator>>(std::istream& in, CMacAddress& address);
 
 } // namespace zor::common

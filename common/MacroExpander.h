@@ -2,7 +2,7 @@
 #define ZOR_COMMON_MACRO_EXPANDER_H
 
 /// \file
-/// CMacroExpander, which replaces "$" variables in a text, the tokens it makes and the resolvers it asks.
+/// CMacroExpander, which replaces "$" variables in a text, its tokens and its resolvers.
 
 #include "Export.h"
 
@@ -17,24 +17,24 @@ namespace zor::common {
 
 class CMacroExpander;
 
-/// Where a CMacroExpander gets its variables from: derive from it to supply one's own.
+/// Supplies a CMacroExpander with variables. Derive from it to supply your own.
 ///
-/// A resolver belongs to the caller, who keeps it alive as long as an expander may ask it. While it answers it
-/// must not change the tokens of the expander that asks; to nest macros, expand values with a second expander.
+/// A resolver belongs to the caller, who keeps it alive as long as an expander uses it. During a call it must not
+/// change the tokens of the expander that calls; to nest macros, expand values with a second expander.
 class ZOR_COMMON_API CMacroVarResolver {
 public:
     virtual ~CMacroVarResolver();
 
     /// Lists the names that expressions may use.
     ///
-    /// \param names  comes in empty from an expander; the order and duplicates do not matter.
-    /// \return       false to have no name known at all, whatever \a names holds.
+    /// \param names  passed in empty by an expander; the order and duplicates do not matter.
+    /// \return       false if there are no names, whatever \a names contains.
     virtual bool GetVarNames(std::vector<std::string>& names) = 0;
 
-    /// Gives the value of one variable.
+    /// Reads the value of a variable.
     ///
-    /// \param value  comes in empty from an expander.
-    /// \return       false to have the variable contribute nothing, whatever \a value holds.
+    /// \param value  passed in empty by an expander.
+    /// \return       false if the variable has no value, whatever \a value contains; it is then expanded to nothing.
     virtual bool GetValue(const std::string& name, std::string& value) = 0;
 
 protected:
@@ -43,29 +43,29 @@ protected:
     CMacroVarResolver& operator=(const CMacroVarResolver&) = default;
 };
 
-/// A resolver that holds names and values itself. Names and values are any bytes, NUL included.
+/// A resolver that stores names and values. Both may contain any bytes, NUL included.
 class ZOR_COMMON_API CMacroVarMapResolver : public CMacroVarResolver {
 public:
     CMacroVarMapResolver() = default;
     CMacroVarMapResolver(const CMacroVarMapResolver&) = default;
-    /// Takes all or, where memory runs out, nothing.
+    /// Copies all variables; if an allocation fails, nothing changes.
     CMacroVarMapResolver& operator=(const CMacroVarMapResolver& other);
     ~CMacroVarMapResolver() override;
 
     /// Replaces \a names by all names, in ascending order of their bytes as unsigned numbers. Always true.
     bool GetVarNames(std::vector<std::string>& names) override;
 
-    /// Sets \a value to that of \a name; an unknown name empties it and gives false.
+    /// Sets \a value to that of \a name. For an unknown name, clears it and returns false.
     bool GetValue(const std::string& name, std::string& value) override;
 
-    /// Adds a variable, or gives a known one another value.
+    /// Adds a variable, or replaces its value.
     void SetValue(const std::string& name, const std::string& value);
 
 private:
     friend class CMacroVar;
 
-    /// A number that no other resolver has or had, and that an assignment changes: as long as it is the same, each
-    /// value stays in its place, as variables are never taken out.
+    /// Unique per resolver and renewed by assignment. While it is unchanged, pointers to values stay valid, as
+    /// variables are never removed.
     class ZOR_COMMON_API Identity {
     public:
         Identity() noexcept : mNumber(NextNumber()) {}
@@ -86,21 +86,21 @@ private:
     std::map<std::string, std::string> mValues;
 };
 
-/// Something that is wrong with a macro expression.
+/// A fault of a macro expression.
 struct MacroDiagnostic {
-    std::size_t pos = 0; ///< The first byte that is meant.
-    std::size_t len = 0; ///< How many bytes are meant.
-    std::string message; ///< What is so.
-    std::string hint;    ///< What to write instead of these bytes, ready to paste; empty if only the writer knows.
+    std::size_t pos = 0; ///< Offset of the first byte concerned.
+    std::size_t len = 0; ///< The number of bytes concerned.
+    std::string message; ///< What is wrong, in one or more sentences.
+    std::string hint;    ///< A replacement for these bytes, ready to paste; empty if only the writer knows.
 };
 
-/// Says all that is wrong with an expression, and where, and not what is wrong first alone: what CMacroExpander refuses,
-/// in its words, and a "$" that is literal although a variable of the resolver has the name behind it, or that makes the
-/// character behind it disappear. Of "$$$", which is how a literal "$$" is written, nothing is said. An expression without an
-/// entry is accepted.
+/// Finds all faults of an expression with their places, and not only the first one: everything that CMacroExpander
+/// refuses, in its words; a "$" that is literal although the name of a variable follows it; and a "$" after which a
+/// character disappears. "$$$" is accepted, as it is the way to write a literal "$$". CMacroExpander accepts an
+/// expression for which nothing is returned.
 ///
-/// \param resolver  asked for its names once; null knows none.
-/// \return          in the order of their places.
+/// \param resolver  asked once for its names; null has no names.
+/// \return          the faults in the order of their places.
 ZOR_COMMON_API std::vector<MacroDiagnostic> CheckMacro(const std::string& expr, CMacroVarResolver* resolver);
 
 /// A piece of a parsed expression.
@@ -108,7 +108,7 @@ class ZOR_COMMON_API CMacroExpanderToken {
 public:
     virtual ~CMacroExpanderToken();
 
-    /// Sets \a value to what this piece expands to; false says that it has no value.
+    /// Sets \a value to the expansion of this piece; false if it has no value.
     virtual bool GetValue(std::string& value) = 0;
 
 protected:
@@ -131,7 +131,7 @@ private:
 /// Literal text.
 class ZOR_COMMON_API CMacroString : public CMacroExpanderToken {
 public:
-    /// \param expander  the one that makes the token; not owned, may be null.
+    /// \param expander  the expander that makes the token; not owned, may be null.
     CMacroString(CMacroExpander* expander, std::string text);
     CMacroString(const CMacroString&) = default;
     CMacroString& operator=(const CMacroString&) = default;
@@ -141,7 +141,7 @@ public:
     bool GetValue(std::string& value) override;
 
     CMacroExpander* GetExpander() const noexcept { return mExpander; } ///< As given to the constructor.
-    const std::string& GetText() const noexcept { return mText; }      ///< What it expands to.
+    const std::string& GetText() const noexcept { return mText; }      ///< Its expansion.
 
 private:
     friend class CMacroExpander;
@@ -153,14 +153,14 @@ private:
 /// A reference to a variable.
 class ZOR_COMMON_API CMacroVar : public CMacroExpanderToken {
 public:
-    /// \param expander  the one whose resolver is asked; not owned, may be null.
+    /// \param expander  the expander whose resolver is asked; not owned, may be null.
     CMacroVar(CMacroExpander* expander, std::string name);
     CMacroVar(const CMacroVar&) = default;
     CMacroVar& operator=(const CMacroVar&) = default;
     ~CMacroVar() override;
 
-    /// Passes on what the expander's resolver of the moment answers. Without an expander, or without a resolver,
-    /// false, and \a value stays as it is.
+    /// Asks the present resolver of the expander. Without an expander or a resolver it returns false, and \a value
+    /// stays as it is.
     bool GetValue(std::string& value) override;
 
     CMacroExpander* GetExpander() const noexcept { return mExpander; } ///< As given to the constructor.
@@ -179,8 +179,8 @@ private:
 
 /// Expands macro expressions: texts in which "$" starts a variable, whose value a resolver supplies.
 ///
-/// An expression is parsed and checked once and can then be expanded any number of times, each time with the
-/// values that the resolver gives at that moment.
+/// An expression is parsed and checked once. Then it can be expanded any number of times, each time with the present
+/// values of the resolver.
 /// \code
 /// CMacroVarMapResolver variables;
 /// variables.SetValue("host", "10.0.0.1");
@@ -200,11 +200,11 @@ private:
 /// | `$name` | name | before white space, before the next "$", or at the end of the text |
 /// | `$(any name)` | any name | after the ")"; the name may hold white space and "$", but no "(" |
 ///
-/// A "(" inside a bare name opens a part that is joined to it, up to the ")": `$ab(cd)` names abcd. A ")" outside
-/// of a variable is plain text. White space is blank, `\t`, `\n`, `\v`, `\f` and `\r`, whatever the locale. All
-/// other bytes, NUL and those above 127 included, have no meaning of their own.
+/// A "(" inside a bare name opens a part that is joined to the name, up to the ")": `$ab(cd)` names abcd. A ")" outside
+/// of a variable is plain text. White space is blank, `\t`, `\n`, `\v`, `\f` and `\r`, whatever the locale. All other
+/// bytes, NUL and those above 127 included, have no special meaning.
 ///
-/// Whether a "$" starts a variable is decided by the character two places after it, not by the one that follows:
+/// The character two places after a "$" decides whether it starts a variable, and not the character directly after it:
 ///
 /// | the "$" | is |
 /// |---|---|
@@ -215,8 +215,8 @@ private:
 ///
 /// Existing expressions rely on exactly this. Names of one letter are safest in parentheses.
 ///
-/// Every variable must be among the names that the resolver lists when the expression is parsed. What can go
-/// wrong, and what the error text then says:
+/// Every variable must be among the names that the resolver lists when the expression is parsed. These are the error
+/// texts:
 ///
 /// | message | when |
 /// |---|---|
@@ -225,21 +225,19 @@ private:
 /// | `Missing closing parenthesis.` | the text ends inside a name in parentheses |
 /// | `Variable "NAME" is not supported.` | the resolver does not list NAME; a line for each reference, joined by `\n` |
 ///
-/// The first three replace the error text. The last is appended to what the error text already holds, after a
-/// `\n`, and a parse succeeds exactly when the error text is empty after it: a text that is not empty before the
-/// call makes it fail, so pass an empty one.
+/// The first three replace the error text. The last is appended to it after a `\n`. A parse succeeds if the error text
+/// is empty at its end, so a text that is not empty before the call makes the parse fail: pass an empty one.
 ///
-/// Parsing is linear in the expression, checking takes n log n steps for n names and references. A parse uses the
-/// memory of the tokens before the current ones again, so that alike expressions, accepted one after the other, soon
-/// need no more; ClearTokens() gives it back. The texts of one call may be one object: EvalExpr(s, s, error)
-/// replaces s by its expansion. An expander is used by one thread at a time. It is not copied, because its tokens
-/// point back at it. If an exception escapes from an operation (std::bad_alloc, or one of the resolver's own), the
-/// expander is as it was before the call.
+/// Parsing is linear in the size of the expression; checking takes n log n steps for n names and references. A parse
+/// reuses the memory of earlier tokens, so similar expressions soon need no allocations; ClearTokens() frees it. The
+/// texts of one call may be the same object: EvalExpr(s, s, error) replaces s by its expansion. Use an expander in one
+/// thread at a time. It cannot be copied, because its tokens point to it. If an exception escapes from an operation
+/// (std::bad_alloc, or an exception of the resolver), the expander is as it was before the call.
 class ZOR_COMMON_API CMacroExpander {
 public:
     /// An expander with an empty expression, which expands to an empty text.
     ///
-    /// \param resolver  not owned; null knows no variable.
+    /// \param resolver  not owned; null has no variables.
     CMacroExpander(CMacroVarResolver* resolver);
     CMacroExpander(const CMacroExpander&) = delete;
     CMacroExpander& operator=(const CMacroExpander&) = delete;
@@ -249,35 +247,35 @@ public:
     void SetResolver(CMacroVarResolver* resolver) { mResolver = resolver; }
     CMacroVarResolver* GetResolver() { return mResolver; } ///< Null if there is none.
 
-    /// The expression that SetExpr() accepted last. Changing it changes no token, but it is what a failing
-    /// SetExpr() goes back to.
+    /// The last expression that SetExpr() accepted. Writing to it does not change the tokens, but a SetExpr() that
+    /// fails restores the expression that is here.
     std::string& GetExpr() { return mExpr; }
 
-    /// Parses and checks an expression whose tokens take the place of the current ones, also where it fails: after
-    /// an unknown variable all of them, after a parenthesis in the wrong place those before it. GetExpr() stays.
+    /// Parses and checks an expression. Its tokens replace the present ones even if it fails: all of them after an
+    /// unknown variable, those before the fault after a wrong parenthesis. GetExpr() stays.
     ///
     /// \param error  see the class comment; not emptied first.
     /// \return       whether \a error is empty after the call.
     bool ParseExpr(const std::string& expr, std::string& error);
 
-    /// Parses and checks an expression and keeps it. On failure GetExpr() stays, and it is parsed again, so that
-    /// the tokens are its own once more.
+    /// Parses and checks an expression and keeps it. On failure GetExpr() stays, and it is parsed again to restore its
+    /// tokens.
     ///
     /// \param error  see the class comment; not emptied first.
     bool SetExpr(const std::string& expr, std::string& error);
 
-    /// The same for callers that need no reason.
+    /// The same without an error text.
     bool SetExpr(const std::string& expr);
 
-    /// Replaces \a value by the expansion of the tokens. A variable for which the resolver has no value
-    /// contributes nothing. \a value keeps its capacity, so literals and the values of a CMacroVarMapResolver go into
-    /// a string used again without an allocation; if the resolver throws, it holds the expansion up to there.
+    /// Replaces \a value by the expansion of the tokens. A variable without a value expands to nothing. \a value keeps
+    /// its capacity, so with a CMacroVarMapResolver and a string that is large enough nothing is allocated. If the
+    /// resolver throws, \a value has the expansion up to that point.
     void GetValue(std::string& value);
 
-    /// SetExpr() and, if that succeeds, GetValue(); otherwise \a value stays as it is.
+    /// Calls SetExpr() and, if that succeeds, GetValue(); otherwise \a value stays as it is.
     bool EvalExpr(const std::string& expr, std::string& value, std::string& error);
 
-    /// Drops all tokens, so that GetValue() gives an empty text. GetExpr() stays.
+    /// Drops all tokens, so GetValue() returns an empty text. GetExpr() stays.
     void ClearTokens();
 
 private:
@@ -291,7 +289,7 @@ private:
     CMacroVarResolver* mResolver;
     Tokens mTokens;
     std::string mExpr;
-    Tokens mUsed; ///< The tokens before the current ones, for the next parse to use again.
+    Tokens mUsed; ///< The previous tokens, whose memory the next parse reuses.
 };
 
 } // namespace zor::common

@@ -2,9 +2,9 @@
 #define ZOR_COMMON_VERSION_H
 
 /// \file
-/// The version of the library. The three numbers stand here alone: the build and the packages read them from this file.
+/// The version of the library. The build and the packages read the three numbers from this file.
 
-#define ZOR_COMMON_VERSION_MAJOR 1 ///< Incremented with the soname, when programs must be recompiled.
+#define ZOR_COMMON_VERSION_MAJOR 1 ///< Incremented with the soname: programs must be recompiled.
 #define ZOR_COMMON_VERSION_MINOR 0 ///< Incremented for additions.
 #define ZOR_COMMON_VERSION_PATCH 0 ///< Incremented for bug fixes.
 

@@ -16,9 +16,10 @@ namespace zor::common {
 /// A World Wide Name of a Fibre Channel port: eight bytes, seen as one 64-bit number with byte 0 most
 /// significant.
 ///
-/// Arithmetic wraps modulo 2^64 and reports nothing. Distinct objects may be used from distinct threads, but
-/// for their text: the separator that names print with is one setting of the whole process, without a lock,
-/// which every successful CopyFromString() replaces by the separator of the text it read.
+/// Arithmetic wraps modulo 2^64 and reports nothing. Distinct objects may be used from distinct threads, except for
+/// ToString(), `<<`, `>>` and CopyFromString(): the separator of the text is one setting of the whole process, without
+/// a lock, and every successful CopyFromString() sets it to the separator that was read. ToChars() and FromChars()
+/// neither read nor set it.
 /// \code
 /// CWorldWideName name(0x20000025b5000001);
 /// name.ToString();                                           // "20:00:00:25:b5:00:00:01", the initial style
@@ -74,29 +75,30 @@ public:
     /// Reads eight bytes in hexadecimal and on success makes their separator that of every CWorldWideName in the
     /// process.
     ///
-    /// The first character that is no hex digit is the separator; a text without one fails, and so does one with NUL or
-    /// "%" there.
-    /// The bytes are read as sscanf does with "%x" and that separator between them, so each may have any number of
-    /// digits and, but for the first, a sign or an 0x prefix, and what follows the last one is not examined. A value
-    /// counts by its low 32 bits taken as signed, must be at most 255, and gives its low 8 bits.
+    /// The first character that is not a hex digit is the separator; it must not be NUL or "%", and a text without a
+    /// separator fails. The bytes are read as by sscanf with "%x" and that separator between them: a byte may have any
+    /// number of digits and, except for the first, a sign or an 0x prefix; text after the last byte is ignored. The low
+    /// 32 bits of a byte's number, as a signed number, must be at most 255, and its low 8 bits are used. FromChars()
+    /// reads strictly.
     ///
     /// \param error  may be null; replaced only on failure, by
     ///               `invalid World Wide Number "TEXT": should be 8 hex bytes`, with the whole text.
     /// \return       whether \a text was a name; if not, this name and the style are unchanged.
     bool CopyFromString(const std::string& text, std::string* error);
 
-    /// Two lower-case hex digits a byte, joined by the separator of the process: 20:00:00:25:b5:00:00:01.
+    /// Two lower-case hex digits for each byte, joined by the separator of the process: 20:00:00:25:b5:00:00:01.
     std::string ToString() const;
 
-    /// Sets how every CWorldWideName prints. Not locked: let one thread set, parse and print at a time.
+    /// Sets the style in which every CWorldWideName prints. There is no lock: set, read and print in one thread at a
+    /// time.
     static void SetFormatStyle(const FormatStyle& style) noexcept { mFormatStyle = style; }
 
-    /// The style of the process, as set or read last. Not locked either.
+    /// The style of the process, as it was set or read last. There is no lock.
     static FormatStyle GetFormatStyle() noexcept { return mFormatStyle; }
 
     /// \}
     /// \name Comparison
-    /// By the 64-bit number, which is byte by byte from the first.
+    /// By the 64-bit number, that is byte by byte from the first one.
     /// \{
 
     constexpr bool operator==(const CWorldWideName& other) const noexcept { return ToU64() == other.ToU64(); }
@@ -108,7 +110,7 @@ public:
 
     /// \}
     /// \name Arithmetic
-    /// All results wrap modulo 2^64. Division by zero gives 0, the remainder by zero the dividend.
+    /// All results wrap modulo 2^64. The quotient by zero is 0, the remainder by zero is the dividend.
     /// \{
 
     /// Adds 1 and returns a copy of the new value.
@@ -133,7 +135,7 @@ public:
         return number == 0 ? 0 : ToU64() / number;
     }
 
-    /// The true remainder; CIpAddress gives the quotient here.
+    /// The remainder; with CIpAddress this operator gives the quotient.
     constexpr CWorldWideName operator%(const CWorldWideName& divisor) const noexcept
     {
         const unsigned long number = divisor.ToU64();
@@ -155,7 +157,7 @@ public:
 
     /// \}
     /// \name Bytes
-    /// Byte 0 is the first one written. A negative index selects byte 0, one above 7 selects byte 7.
+    /// Byte 0 is the first byte in the text. A negative index selects byte 0, an index above 7 selects byte 7.
     /// \{
 
     constexpr unsigned char operator[](int i) const noexcept { return mBytes[detail::ClampIndex(i, 8)]; }
@@ -165,7 +167,7 @@ public:
     /// \name Classification
     /// \{
 
-    /// Whether at most one bit is set: the zero name counts.
+    /// Whether at most one bit is set: true for the zero name too.
     constexpr bool IsPowerOf2() const noexcept { return (ToU64() & (ToU64() - 1)) == 0; }
 
     /// \}
@@ -179,8 +181,8 @@ private:
 /// Writes ToString().
 ZOR_COMMON_API std::ostream& operator<<(std::ostream& out, const CWorldWideName& name);
 
-/// Reads one word delimited by white space and passes it to CopyFromString(), so a word that is a name also
-/// sets the style; any other word leaves \a name unchanged and the stream good.
+/// Reads one word delimited by white space and passes it to CopyFromString(). A word that is a name also sets the
+/// style; any other word leaves \a name unchanged and the stream good.
 ZOR_COMMON_API std::istream& operator>>(std::istream& in, CWorldWideName& name);
 
 } // namespace zor::common

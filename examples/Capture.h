@@ -15,7 +15,7 @@
 
 namespace examples {
 
-inline constexpr std::uint32_t kLongestPacket = 262144; // what capture tools write at most
+inline constexpr std::uint32_t kLongestPacket = 262144; // the limit of capture tools
 
 /// Writes packets one after the other.
 class CaptureWriter {

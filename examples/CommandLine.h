@@ -2,7 +2,7 @@
 #define ZOR_COMMON_EXAMPLES_COMMAND_LINE_H
 
 /// \file
-/// What the example programs share: numbers and files from the command line, and one way to report a mistake.
+/// Common code of the example programs: numbers and files from the command line, and one way to report a mistake.
 
 #include <common/GoogleProtoBufParser.h>
 
@@ -23,13 +23,13 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// A mistake in what a program is given to work on: the same without pointing to the help.
+/// A mistake in the input of a program: the same without a hint to the help.
 class InputError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// A decimal number of up to 32 bits, with nothing before or behind it.
+/// A decimal number of up to 32 bits, with no other characters before or after it.
 inline std::uint32_t ReadNumber(const char* what, std::string_view text)
 {
     std::uint32_t number = 0;
@@ -64,8 +64,8 @@ inline std::string ReadTemplate(const std::string& path)
     return text;
 }
 
-/// Prints what a reader says of a schema file, in the way of compilers.
-/// \param path  what the file is called.
+/// Prints the diagnostics of a schema file as compilers do.
+/// \param path  the name of the file.
 inline void PrintSchemaDiagnostic(std::ostream& out, const zor::common::SchemaDiagnostic& found,
                                   const std::string& path)
 {
@@ -75,7 +75,7 @@ inline void PrintSchemaDiagnostic(std::ostream& out, const zor::common::SchemaDi
     if (!found.hint.empty()) out << "  instead: " << found.hint << '\n';
 }
 
-/// What was wrong, in one line whatever text it quotes.
+/// An error text in one line, whatever text it quotes.
 inline void Report(const char* program, std::string message)
 {
     for (char& c : message) {
@@ -84,7 +84,7 @@ inline void Report(const char* program, std::string message)
     std::cerr << program << ": " << message << '\n';
 }
 
-/// Runs the body of a main() and turns what it throws into an exit status.
+/// Runs the body of a main() and converts its exceptions to an exit status.
 template <class Body>
 int Run(const char* program, Body body)
 {

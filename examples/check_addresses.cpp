@@ -1,4 +1,5 @@
-// Reads a list of addresses of any type, one a line, and reports each line that is none: where, and what is wrong.
+// Reads a list of addresses of any type, one on each line, and reports each line that is not an address, with the place
+// and the reason.
 
 #include "CommandLine.h"
 
@@ -13,10 +14,10 @@ using namespace zor::common;
 
 namespace {
 
-/// What a line most likely is meant to be.
+/// The address type that a line is probably meant to have.
 enum class Kind { Ipv4, Ipv6, Mac, Name };
 
-/// Told apart by the separators, so that faults are reported for the type that was meant.
+/// Guesses the type by the separators, so that faults are reported for the intended type.
 Kind GuessKind(std::string_view text)
 {
     const std::size_t first = text.find_first_of(":-.");

@@ -1,4 +1,4 @@
-// Says what is doubtful in templates and in schema files.
+// Checks files of templates and schema files, and reports what is probably wrong.
 
 #include "CommandLine.h"
 

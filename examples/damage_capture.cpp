@@ -1,5 +1,5 @@
-// Does to a capture of udp-frames-to-pcap what a network may do: packets are lost, doubled, reordered, changed, cut and
-// mixed with others, by a seed. A list says what was done to which packet, so that a report can be compared with it.
+// Damages a capture as a network may: it loses, duplicates, reorders, changes and cuts packets, and adds others, by a
+// seed. A list of what was done to each packet is written, so that a report can be compared with it.
 
 #include "Capture.h"
 
@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr std::size_t kDestination = 0; // bytes of the frame that do not count
+constexpr std::size_t kDestination = 0; // bytes of the frame that are constant
 constexpr std::size_t kSource = 26;     // the IPv4 address that counts
 constexpr std::size_t kLongestDelay = 50;
 
@@ -24,7 +24,7 @@ void Damage(const char* from, const char* to, const char* list, std::uint32_t se
     const auto note = [&](const char* what, std::size_t number) { done << what << ' ' << number << '\n'; };
     for (std::size_t i = 0; i < packets.size(); ++i) {
         std::string packet = packets[i];
-        bool isThere = packet.size() > kSource + 4; // shorter ones are none of ours
+        bool isThere = packet.size() > kSource + 4; // shorter packets are not from the sender
         const auto flip = [&](std::size_t at) { packet[at + random() % 4] ^= static_cast<char>(1 << random() % 8); };
         switch (isThere ? random() % 500 : 500) {
         case 0:

@@ -1,8 +1,8 @@
-"""Audits a capture over a Dask cluster: parts of it in parallel, merged in the end.
+"""Audits a capture over a Dask cluster: parts of it in parallel, merged at the end.
 
-Each task reads its own stretch of the file and gives back an Audit, which says what it has seen. Counts of lost, doubled,
-changed and foreign packets are those of one walk. A packet that is late by the border of two parts counts as in order in
-the part that it is in.
+Each task reads its own part of the file and returns an Audit of it. The counts of lost, duplicated, changed and foreign
+packets are the same as without parts. A late packet counts as in order if the packets that overtook it are in an earlier
+part.
 """
 
 import argparse
@@ -22,7 +22,7 @@ CHAIN = 16  # packets in a row that tell where one begins
 
 
 def find_packet(data, record, border):
-    """Where a packet begins at or behind a border, by what its header and those behind it look like."""
+    """The first packet at or after a border: where its header, and those of the packets after it, are plausible."""
     longest = max(262144, struct.unpack_from(record.format[0] + "I", data, 16)[0])
     for start in range(border, min(border + 16 + longest, len(data))):
         at = start
@@ -41,7 +41,7 @@ def find_packet(data, record, border):
 
 
 def audit_part(template, first, count, path, border, end, start=None):
-    """An Audit of the packets from a border to another one, and where the first of them begins and the last one ends."""
+    """An Audit of the packets between two borders, the start of the first packet and the end of the last one."""
     audit = Audit(template, first, count)
     with open(path, "rb") as file, mmap.mmap(file.fileno(), 0, access=mmap.ACCESS_READ) as data:
         record = struct.Struct(MAGICS[struct.unpack_from("<I", data)[0]] + "IIII")

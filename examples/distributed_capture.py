@@ -1,7 +1,7 @@
-"""Renders one capture over a Dask cluster, each part by another worker.
+"""Renders one capture over a Dask cluster, part by part.
 
-A task is a function of template, seed and index range, and writes its own bytes into a file that all workers see. So the
-file is the same with any number of workers, and where a worker is lost its tasks are done again by others.
+A task is a function of template, seed and index range, and writes its own bytes into a file that all workers share. So
+the file is the same with any number of workers, and if a worker is lost, others do its tasks again.
 """
 
 import argparse
@@ -36,7 +36,7 @@ def render_part(template, seed, count, gap, path, first, size):
 
 
 def render(client, template, path, *, count, seed=None, gap=1000, parts=16):
-    """Renders a capture. The file has its name when it is complete and not before."""
+    """Renders a capture. The file gets its name when it is complete."""
     if not template.is_fixed_size:
         raise ValueError("a capture in parts needs a template whose values all have one size")
     unfinished = f"{path}.part"

@@ -1,5 +1,5 @@
-// Sends UDP frames of 60,000 flows by DPDK, each with a number of its own, as fast as one core makes them. They go to
-// DPDK's null port, which frees what it is given, or into a capture file: never beyond the machine.
+// Sends UDP frames of 60,000 flows by DPDK, each with its own sequence number, as fast as one core renders them. They
+// go to DPDK's null port, which frees the buffers, or into a capture file, and never leave the machine.
 
 #include "CommandLine.h"
 #include "DpdkBurst.h"
@@ -60,14 +60,15 @@ CompiledTemplate Frames()
         .Compile();
 }
 
-/// Passes on what is not negative. DPDK reports a failure as a negative number, some of it with the reason in rte_errno.
+/// Returns a result that is not negative. DPDK reports a failure as a negative number, sometimes with the reason in
+/// rte_errno.
 int Check(int result, const char* what)
 {
     if (result >= 0) return result;
     throw std::runtime_error(std::string("cannot ") + what + ": " + rte_strerror(result == -1 ? rte_errno : -result));
 }
 
-/// DPDK, on the core that the program runs on, with a device that needs no hardware.
+/// Initialises DPDK on the core that the program runs on, with a device that needs no hardware.
 class Environment {
 public:
     explicit Environment(const std::string& device)
@@ -89,14 +90,14 @@ public:
     Environment& operator=(const Environment&) = delete;
 };
 
-/// The device with one queue, by which it sends, and the buffers of the frames.
+/// The device with one send queue, and the buffers of the frames.
 class Port {
 public:
     static constexpr std::uint16_t kId = 0;
     static constexpr std::uint16_t kQueue = 0;
 
-    /// The buffers are as large as frames of that size need. Those of the usual 2 KiB stand in so many pages of 4 KiB,
-    /// which --no-huge leads to, that the sender takes 2.6 times as long.
+    /// The buffers are just large enough for frames of that size. With --no-huge, buffers of the usual 2 KiB spread
+    /// over so many pages of 4 KiB that the sender takes 2.6 times as long.
     explicit Port(std::size_t frameSize)
     {
         const std::size_t room = RTE_PKTMBUF_HEADROOM + RTE_CACHE_LINE_ROUNDUP(frameSize);

@@ -1,4 +1,4 @@
-// Renders a million frames in eight parts by two threads, and compares them with one walk through the template.
+// Renders a million frames in eight parts by two threads, and compares them with the values of a stepped template.
 
 #include "CommandLine.h"
 
@@ -29,7 +29,7 @@ void RenderInParts()
     const std::size_t size = frames.GetMaxSize();
     std::vector<unsigned char> memory(kCount * size);
 
-    // Each part of the range is known from the range alone, and so is each frame: the threads share a number.
+    // Each part follows from the range alone, and each frame from its index, so the threads share only this number.
     std::atomic<std::uint64_t> next{0};
     std::atomic<bool> allWritten{true};
     const auto work = [&] {

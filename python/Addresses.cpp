@@ -113,8 +113,8 @@ void AddAddress(py::module_& module, const char* name, const char* about)
     py::class_<Address> type(module, name, about);
     Publish(type);
     type.def(py::init(&FromAny<Address>), py::arg("address") = py::int_(0),
-             "From a text, an int, packed bytes in network order, or an address of ipaddress.\n\n"
-             "Texts are read strictly, as ipaddress reads them; a ValueError says what is wrong and where.");
+             "Takes a text, an int, packed bytes in network order, or an address of the module ipaddress.\n\n"
+             "Texts are read as strictly as by ipaddress; a ValueError says what is wrong and where.");
     type.def("__str__", &ToText<Address>);
     type.def("__repr__",
              [name = std::string(name)](const Address& address) { return name + "('" + ToText(address) + "')"; });
@@ -159,7 +159,8 @@ void AddAddress(py::module_& module, const char* name, const char* about)
             const auto prefix = static_cast<int>(std::min<std::uint64_t>(length, 8 * kBytes<Address>));
             return AddressRange<Address>::Network(address, prefix).GetAt(0);
         },
-        py::arg("prefix_length"), "The network part: the top bits kept, the others cleared; 0 is the zero address.");
+        py::arg("prefix_length"),
+        "The network part: the top bits are kept, the others cleared. Length 0 gives the zero address.");
     type.def(py::pickle([](const Address& address) { return ToText(address); }, &FromText<Address>));
 }
 
@@ -171,7 +172,7 @@ void AddToIpaddress(py::module_& module, const char* name)
     py::class_<Address>(type).def(
         "to_ipaddress",
         [name](const Address& address) { return py::module_::import("ipaddress").attr(name)(Packed(address)); },
-        "The same address as one of ipaddress.");
+        "The same address in the type of the module ipaddress.");
 }
 
 } // namespace
@@ -180,11 +181,12 @@ void AddAddresses(py::module_& module)
 {
     constexpr const char* kVersion4 = "IPv4Address";
     constexpr const char* kVersion6 = "IPv6Address";
-    AddAddress<CIpAddress>(module, kVersion4, "An IPv4 address: immutable, ordered by number; sums wrap.");
-    AddAddress<CIpv6Address>(module, kVersion6, "An IPv6 address: immutable, ordered by number; sums wrap.");
-    AddAddress<CMacAddress>(module, "MacAddress", "A MAC address of 48 bits: immutable, ordered by number; sums wrap.");
+    AddAddress<CIpAddress>(module, kVersion4, "An immutable IPv4 address, ordered by its number. Sums wrap.");
+    AddAddress<CIpv6Address>(module, kVersion6, "An immutable IPv6 address, ordered by its number. Sums wrap.");
+    AddAddress<CMacAddress>(module, "MacAddress",
+                            "An immutable MAC address of 48 bits, ordered by its number. Sums wrap.");
     AddAddress<CWorldWideName>(module, "WorldWideName",
-                               "A World Wide Name of 64 bits: immutable, ordered by number; sums wrap.");
+                               "An immutable World Wide Name of 64 bits, ordered by its number. Sums wrap.");
     AddToIpaddress<CIpAddress>(module, kVersion4);
     AddToIpaddress<CIpv6Address>(module, kVersion6);
 }

@@ -61,7 +61,7 @@ void AddVerdict(py::module_& module)
     py::list names;
     for (const char* const name : kVerdicts) names.append(py::make_tuple(name, py::str(name).attr("lower")()));
     py::object type = py::module_::import("enum").attr("Enum")("Verdict", names, py::arg("module") = "zor_common");
-    type.attr("__doc__") = "What a received packet was.";
+    type.attr("__doc__") = "What a received packet was found to be.";
     for (std::size_t i = 0; i < std::size(kVerdicts); ++i) {
         gVerdicts[i] = py::object(type.attr(kVerdicts[i])).release().ptr();
     }
@@ -206,7 +206,7 @@ std::unique_ptr<SharedAudit> SetState(const py::tuple& state)
 
 void AddCounts(py::module_& module)
 {
-    py::class_<Counts> type(module, "Counts", "How many packets had which verdict.");
+    py::class_<Counts> type(module, "Counts", "The number of packets with each verdict.");
     Publish(type);
     struct Member {
         const char* name;
@@ -215,14 +215,14 @@ void AddCounts(py::module_& module)
     };
     static constexpr Member kMembers[] = {
         {"received", &Counts::received, "All packets."},
-        {"in_order", &Counts::inOrder, "Above all positions seen before."},
-        {"late", &Counts::late, "Below the greatest position seen, and not seen before."},
-        {"duplicate", &Counts::duplicate, "Seen before."},
-        {"changed", &Counts::changed, "The fields are those of an index, but another byte is not."},
-        {"foreign", &Counts::foreign, "Anything else."},
-        {"too_old", &Counts::tooOld, "Further behind than the window."},
+        {"in_order", &Counts::inOrder, "Packets above all positions seen before."},
+        {"late", &Counts::late, "Packets below the greatest position seen, and not seen before."},
+        {"duplicate", &Counts::duplicate, "Packets that were seen before."},
+        {"changed", &Counts::changed, "Packets whose fields are those of an index, but another byte differs."},
+        {"foreign", &Counts::foreign, "Packets that are not of the expected range."},
+        {"too_old", &Counts::tooOld, "Packets further behind than the window."},
         {"missing", &Counts::missing, "Indexes that were never seen."},
-        {"missing_below", &Counts::missingBelow, "Those of them below the greatest seen."},
+        {"missing_below", &Counts::missingBelow, "Missing indexes below the greatest one seen."},
         {"max_lateness", &Counts::maxLateness, "The largest distance of a late packet, in positions."}};
     const auto asDict = [](const Counts& counts) {
         py::dict numbers;
@@ -230,7 +230,7 @@ void AddCounts(py::module_& module)
         return numbers;
     };
     for (const Member& member : kMembers) type.def_readonly(member.name, member.place, member.about);
-    type.def("as_dict", asDict, "The numbers by their names.");
+    type.def("as_dict", asDict, "The counts as a dict by name.");
     type.def(
         "__eq__", [asDict](const Counts& left, const Counts& right) { return asDict(left).equal(asDict(right)); },
         py::is_operator());
@@ -246,27 +246,29 @@ void AddAudit(py::module_& module)
     AddCounts(module);
     py::class_<SharedAudit> type(
         module, "Audit",
-        "Tells of each received packet which value of a template it is, and what is missing.\n\n"
-        "Threads may share one object; packets are then taken one at a time.");
+        "Identifies each received packet as a value of a template, and finds out which ones are missing.\n\n"
+        "Threads may share one object, which then takes one packet at a time.");
     Publish(type);
-    type.def(py::init([](const Template& of, const Unsigned& first, const Unsigned& count, const Unsigned& every,
-                         const py::iterable& ignored, const Unsigned& leastSize, const Unsigned& trailer,
-                         const Unsigned& window) {
-                 return MakeAudit(of, first, count, every, ignored, leastSize, trailer, window);
-             }),
-             py::arg("template"), py::arg("first"), py::arg("count"), py::kw_only(), py::arg("every") = Unsigned{1},
-             py::arg("ignored") = py::tuple(), py::arg("least_size") = Unsigned{}, py::arg("trailer") = Unsigned{},
-             py::arg("window") = Unsigned{},
-             "Expects the values at first, first + every and so on, count of them.\n\n"
-             "ignored: bytes that may change on the way, as names of fields or as offset and size. least_size: of\n"
-             "packets that were cut. trailer: bytes that may follow. window: how many positions are kept; 0 is all.");
+    type.def(
+        py::init([](const Template& of, const Unsigned& first, const Unsigned& count, const Unsigned& every,
+                    const py::iterable& ignored, const Unsigned& leastSize, const Unsigned& trailer,
+                    const Unsigned& window) {
+            return MakeAudit(of, first, count, every, ignored, leastSize, trailer, window);
+        }),
+        py::arg("template"), py::arg("first"), py::arg("count"), py::kw_only(), py::arg("every") = Unsigned{1},
+        py::arg("ignored") = py::tuple(), py::arg("least_size") = Unsigned{}, py::arg("trailer") = Unsigned{},
+        py::arg("window") = Unsigned{},
+        "Expects count values: those at first, first + every and so on.\n\n"
+        "ignored: bytes that may change on the way, as field names or (offset, size). least_size: the least size\n"
+        "of a packet that was cut. trailer: how many bytes may follow. window: how many positions are kept, 0 for\n"
+        "all.");
     type.def("add", &Add, py::arg("packet"),
-             "Takes a packet. Returns its Verdict and its index, None for a foreign one.");
+             "Adds a packet. Returns its Verdict and its index, which is None for a foreign packet.");
     type.def("add_all", &AddAll, py::arg("packets"),
-             "Takes packets: Frames, an array of one packet a row, or bytes one after the other.");
+             "Adds packets: Frames, an array with a packet in each row, or an iterable of bytes.");
     type.def(
         "add_at", &AddAt, py::arg("buffer"), py::arg("offsets"), py::arg("sizes"),
-        "Takes packets that lie in a buffer, such as a capture. offsets and sizes are buffers of 64-bit integers.");
+        "Adds packets from places in a buffer, such as a capture. offsets and sizes are buffers of 64-bit integers.");
     type.def(
         "merge",
         [](SharedAudit& audit, SharedAudit& other) {
@@ -274,15 +276,15 @@ void AddAudit(py::module_& module)
                 throw py::value_error("the other audit is this one, is of another run, or has a window");
             }
         },
-        py::arg("other"), "Takes in what an audit of other packets of the same run has seen.");
+        py::arg("other"), "Adds what another audit of the same run has seen.");
     type.def_property_readonly(
         "counts", [](SharedAudit& audit) { return audit.Use([](SequenceAudit& of) { return of.GetCounts(); }); },
-        "Of all packets so far.");
+        "The counts of all packets so far.");
     type.def("missing", &Missing, py::arg("most") = Unsigned{~std::uint64_t{0}},
-             "Indexes that were never seen, as ascending ranges; at most so many of them.");
+             "Indexes that were never seen, as at most so many ascending ranges.");
     type.def_property_readonly(
         "is_certain", [](SharedAudit& audit) { return audit.Use([](SequenceAudit& of) { return of.IsCertain(); }); },
-        "Whether each expected value occurs once, so that verdicts are facts.");
+        "Whether each expected value occurs only once, so that verdicts are certain.");
     type.def("__repr__", [](SharedAudit& audit) {
         const Counts counts = audit.Use([](SequenceAudit& of) { return of.GetCounts(); });
         return "<Audit of " + std::to_string(counts.received) + " packets, " + std::to_string(counts.missing) +

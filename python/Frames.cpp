@@ -131,10 +131,10 @@ void AddFrames(py::module_& module)
 {
     py::class_<Frames> type(
         module, "Frames", py::buffer_protocol(),
-        "Values of a template in memory of their own, one behind the other.\n\n"
-        "The buffer has two dimensions where all values have one size, so that numpy.asarray(frames)\n"
-        "is an array of one frame a row that shares the memory and keeps it alive; otherwise it has\n"
-        "one, and value k is the bytes from offsets[k] to offsets[k + 1].");
+        "Values of a template in new memory, one after the other.\n\n"
+        "If all values have one size, the buffer has two dimensions, so that numpy.asarray(frames) is an\n"
+        "array with a frame in each row, which shares the memory and keeps it alive. Otherwise it has one\n"
+        "dimension, and value k is the bytes from offsets[k] to offsets[k + 1].");
     Publish(type);
     type.def("__len__", &Frames::GetCount);
     type.def(
@@ -148,7 +148,7 @@ void AddFrames(py::module_& module)
             return py::bytes(reinterpret_cast<const char*>(frames.GetBytes()) + offset,
                              frames.GetOffset(place + 1) - offset);
         },
-        py::arg("k"), "Frame k as bytes, a copy.");
+        py::arg("k"), "Frame k, copied into bytes.");
     type.def("__iter__",
              [](const py::object& self) { return py::reinterpret_steal<py::object>(PySeqIter_New(self.ptr())); });
     type.def_property_readonly("nbytes", &Frames::GetSize, "The size of all frames together, in bytes.");
@@ -159,7 +159,7 @@ void AddFrames(py::module_& module)
             for (std::size_t k = 0; k <= frames.GetCount(); ++k) offsets.append(frames.GetOffset(k));
             return offsets;
         },
-        "Where each frame starts, in bytes, and where the last one ends: one more than there are frames.");
+        "The start of each frame in bytes, and the end of the last one.");
     type.def_buffer([](Frames& frames) {
         const auto size = static_cast<py::ssize_t>(frames.GetFrameSize());
         constexpr py::ssize_t kByte = 1;

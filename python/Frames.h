@@ -2,7 +2,7 @@
 #define ZOR_COMMON_PYTHON_FRAMES_H
 
 /// \file
-/// Frames, values of a template in memory of their own.
+/// Frames, rendered values of a template.
 
 #include "Native.h"
 
@@ -14,10 +14,10 @@
 
 namespace zor::python {
 
-/// Values one behind the other, for NumPy and whatever else takes buffers.
+/// Values one after the other, for NumPy and everything else that takes buffers.
 class Frames {
 public:
-    /// Renders values, without the GIL. MemoryError is raised where there is no room for them.
+    /// Renders values, without the GIL. Raises MemoryError if there is not enough memory.
     Frames(const common::CompiledTemplate& of, const common::IndexList& indexes, std::uint64_t count);
 
     std::size_t GetCount() const noexcept { return mCount; }
@@ -31,7 +31,7 @@ private:
     std::size_t mCount;
     std::size_t mFrameSize;
     bool mIsFixed;
-    /// Memory whose first frame starts a cache line, so that frames of 64 bytes take one each.
+    /// Memory aligned to a cache line, so that a frame of 64 bytes takes exactly one.
     struct Release {
         void operator()(unsigned char* bytes) const { ::operator delete[](bytes, kAlignment); }
     };
@@ -39,10 +39,10 @@ private:
     static std::unique_ptr<unsigned char[], Release> Allocate(std::size_t size);
 
     std::unique_ptr<unsigned char[], Release> mBytes;
-    std::vector<std::size_t> mOffsets; ///< Of values of varying size, and the end.
+    std::vector<std::size_t> mOffsets; ///< The starts of values of varying size, and the end.
 };
 
-/// Renders or patches values into a buffer that Python has made.
+/// Renders or patches values into a buffer from Python.
 /// \param sizes  gets the size of each value if it is not None.
 /// \return       how many values were written.
 std::uint64_t RenderInto(const common::CompiledTemplate& of, const py::object& buffer, std::uint64_t first,

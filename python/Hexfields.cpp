@@ -49,12 +49,12 @@ void AddHexfield(py::module_& module)
 {
     py::class_<Hexfield> type(
         module, "Hexfield",
-        "A field of 0 to 65535 bytes as one number, the most significant byte first: immutable.\n\n"
+        "An immutable field of 0 to 65535 bytes as one number, the most significant byte first.\n\n"
         "Sums wrap at the width of the wider operand. Fields of different widths are never equal;\n"
-        "above 8 bytes, sums and order go by 32-bit words, as the C++ class documents.");
+        "above 8 bytes, sums and comparisons may differ from those of numbers, as the C++ class documents.");
     Publish(type);
     type.def(py::init(&FromAny), py::arg("value") = py::str("00"),
-             "From hex digits, which may have separators, or bytes.");
+             "Takes hex digits, which may have separators, or bytes.");
     type.def("__str__", &Hexfield::ToString);
     type.def("__repr__", [](const Hexfield& field) { return "Hexfield('" + field.ToString() + "')"; });
     type.def("__bytes__", &Packed);
@@ -92,7 +92,7 @@ void AddHexfield(py::module_& module)
             field.normalize(static_cast<unsigned short>(size));
             return field;
         },
-        py::arg("size"), "The value at another width: bytes come and go at the most significant end.");
+        py::arg("size"), "The value at another width: bytes are added or removed at the most significant end.");
     type.def(py::pickle(&Packed, [](const py::bytes& packed) { return FromAny(packed); }));
 }
 

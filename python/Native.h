@@ -2,10 +2,10 @@
 #define ZOR_COMMON_PYTHON_NATIVE_H
 
 /// \file
-/// What the parts of the Python module share: numbers of 64 bits, bytes of any object, and their registration.
+/// Common code of the Python module: numbers of 64 bits, bytes of any object, and their registration.
 ///
-/// Each part holds by value what it works on, so no object of Python outlives what it shows. The GIL is released around
-/// calls into the library that render, search or audit, and buffers are held until it is taken again.
+/// Each object stores its data by value, so no Python object outlives the data that it shows. The GIL is released
+/// around calls into the library that render, search or audit, and buffers are held until it is acquired again.
 
 #include <pybind11/pybind11.h>
 
@@ -17,7 +17,7 @@ namespace zor::python {
 
 namespace py = pybind11;
 
-/// An int from 0 to 2^64 - 1, also of NumPy. A ValueError is raised for others.
+/// An int from 0 to 2^64 - 1, also of NumPy. Raises a ValueError for other objects.
 struct Unsigned {
     std::uint64_t number = 0;
 
@@ -27,13 +27,13 @@ struct Unsigned {
 /// Reads an int; a ValueError says of \a what that it must be from 0 to \a limit.
 std::uint64_t ReadUnsigned(const py::handle& object, const char* what, std::uint64_t limit = ~std::uint64_t{0});
 
-/// A view of the bytes of an object, which is held as long as this one lives.
+/// A view of the bytes of an object, which it keeps alive.
 class BufferView {
 public:
     /// Any object with bytes in one piece, also one with __bytes__(), such as a packet of Scapy.
     static BufferView Read(const py::handle& object);
 
-    /// Any layout that strides can say.
+    /// Any layout that strides can describe.
     /// \param isWritable  whether the memory is written to.
     static BufferView Layout(const py::handle& object, bool isWritable);
 
@@ -53,16 +53,16 @@ private:
     Py_buffer mView{};
 };
 
-/// A view of integers of \a width bytes in one piece. A ValueError of \a what is raised for other buffers.
+/// A view of contiguous integers of \a width bytes. Raises a ValueError that names \a what for other buffers.
 BufferView ViewIntegers(const py::handle& object, const char* what, std::size_t width, bool isWritable);
 
-/// Bytes as an object of Python.
+/// Bytes as a Python object.
 py::bytes ToBytes(const std::string& bytes);
 
-/// Text as an object of Python; bytes that are no UTF-8 stand as escapes.
+/// Text as a Python object; bytes that are not UTF-8 become escapes.
 py::str ToStr(const std::string& text);
 
-/// Has a class show and pickle itself as one of the package.
+/// Makes a class print and pickle itself as a class of the package.
 template <class Class>
 void Publish(Class& published)
 {

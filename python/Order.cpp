@@ -19,8 +19,8 @@ py::object SizeOf(const SeededOrder& order)
 void AddOrder(py::module_& module)
 {
     py::class_<SeededOrder> type(module, "Order",
-                                 "An order of the indexes 0 to size - 1 that looks random and takes no memory.\n\n"
-                                 "It follows from size and seed alone, on every machine.");
+                                 "An order of the indexes 0 to size - 1 that looks random and stores no list.\n\n"
+                                 "It follows from size and seed alone, and is the same on every machine.");
     Publish(type);
     type.def(py::init([](const py::object& size, const Unsigned& seed) {
                  const bool isAll = size.equal(py::int_(1) << py::int_(64)); // which the library writes as 0
@@ -35,7 +35,7 @@ void AddOrder(py::module_& module)
         py::arg("position"), "The index at a position, which is taken modulo the size.");
     type.def(
         "position", [](const SeededOrder& order, const Unsigned& index) { return order.order.GetPositionOf(index); },
-        py::arg("index"), "The position at which an index stands.");
+        py::arg("index"), "The position of an index.");
     type.def(
         "indexes_into",
         [](const SeededOrder& order, const py::object& buffer, const Unsigned& first) {
@@ -46,8 +46,8 @@ void AddOrder(py::module_& module)
         },
         py::arg("buffer"), py::arg("first") = Unsigned{},
         "Writes the indexes from a position on into a buffer of 64-bit integers, such as numpy.empty(n, \"uint64\").");
-    type.def_property_readonly("size", &SizeOf, "How many indexes there are.");
-    type.def_readonly("seed", &SeededOrder::seed, "Which of the orders.");
+    type.def_property_readonly("size", &SizeOf, "The number of indexes.");
+    type.def_readonly("seed", &SeededOrder::seed, "The number that chooses one of the orders.");
     type.def(
         "__eq__", [](const SeededOrder& left, const SeededOrder& right) { return left.order == right.order; },
         py::is_operator());

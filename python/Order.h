@@ -2,7 +2,7 @@
 #define ZOR_COMMON_PYTHON_ORDER_H
 
 /// \file
-/// SeededOrder, an order of indexes that can be made again.
+/// SeededOrder, an order of indexes that can be pickled.
 
 #include "Native.h"
 
@@ -10,7 +10,7 @@
 
 namespace zor::python {
 
-/// An order with what it was made of.
+/// An order with the arguments that it was made from.
 struct SeededOrder {
     SeededOrder(std::uint64_t size, std::uint64_t number) : order(size, number), seed(number) {}
 

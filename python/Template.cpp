@@ -443,19 +443,24 @@ void AddFields(py::module_& module)
 {
     py::class_<TemplateField> field(module, "Field", "One expression of a template.");
     Publish(field);
-    field.def_readonly("pos", &TemplateField::pos, "Its first byte in the text of the template.");
-    field.def_readonly("len", &TemplateField::len, "Its bytes there.");
+    field.def_readonly("pos", &TemplateField::pos, "Offset of its first byte in the text of the template.");
+    field.def_readonly("len", &TemplateField::len, "Its size in bytes there.");
     field.def_property_readonly("kind", &LatinText, "The kind character.");
-    field.def_readonly("offset", &TemplateField::offset, "Of its text in value 0, in bytes.");
-    field.def_readonly("is_offset_fixed", &TemplateField::isOffsetFixed, "Whether that holds for every value.");
-    field.def_readonly("min_size", &TemplateField::minSize, "Of its text, in bytes.");
-    field.def_readonly("max_size", &TemplateField::maxSize, "Of its text, in bytes.");
-    field.def_property_readonly("first", [](const TemplateField& of) { return ToBytes(of.first); });
-    field.def_property_readonly("second", [](const TemplateField& of) { return ToBytes(of.second); });
-    field.def_property_readonly("last", [](const TemplateField& of) { return ToBytes(of.last); });
-    field.def_readonly("period", &TemplateField::period, "In indexes; 0 where it never starts again below 2^64.");
+    field.def_readonly("offset", &TemplateField::offset, "Offset of what it shows in value 0, in bytes.");
+    field.def_readonly("is_offset_fixed", &TemplateField::isOffsetFixed, "Whether every value has it at this offset.");
+    field.def_readonly("min_size", &TemplateField::minSize, "Least size of what it shows, in bytes.");
+    field.def_readonly("max_size", &TemplateField::maxSize, "Greatest size of what it shows, in bytes.");
     field.def_property_readonly(
-        "name", [](const TemplateField& of) { return ToStr(of.name); }, "Such as \"ipv4.src\", of frames.");
+        "first", [](const TemplateField& of) { return ToBytes(of.first); }, "What it shows at index 0.");
+    field.def_property_readonly(
+        "second", [](const TemplateField& of) { return ToBytes(of.second); }, "What it shows after its first change.");
+    field.def_property_readonly(
+        "last", [](const TemplateField& of) { return ToBytes(of.last); }, "What it shows before it starts again.");
+    field.def_readonly("period", &TemplateField::period,
+                       "The number of indexes after which it starts again; 0 for 2^64 and more.");
+    field.def_property_readonly(
+        "name", [](const TemplateField& of) { return ToStr(of.name); },
+        "The name of a field of a frame, such as \"ipv4.src\".");
     field.def("__repr__", [](const TemplateField& of) {
         return "<Field " + std::string(py::repr(ToStr(of.name.empty() ? LatinText(of) : of.name))) + " at byte " +
                std::to_string(of.offset) + ", period " + std::to_string(of.period) + ">";
@@ -464,7 +469,7 @@ void AddFields(py::module_& module)
     py::class_<TemplateDiagnostic> diagnostic(module, "Diagnostic",
                                               "Something that a template does and that its writer should know.");
     Publish(diagnostic);
-    diagnostic.def_readonly("code", &TemplateDiagnostic::code);
+    diagnostic.def_readonly("code", &TemplateDiagnostic::code, "The number behind ZT.");
     diagnostic.def_property_readonly(
         "severity",
         [](const TemplateDiagnostic& of) {
@@ -472,17 +477,19 @@ void AddFields(py::module_& module)
             return kNames[static_cast<std::size_t>(of.severity)];
         },
         "\"note\", \"warning\" or \"error\".");
-    diagnostic.def_readonly("pos", &TemplateDiagnostic::pos, "The first byte that is meant, in the text.");
-    diagnostic.def_readonly("len", &TemplateDiagnostic::len, "How many bytes are meant.");
-    diagnostic.def_property_readonly("message", [](const TemplateDiagnostic& of) { return ToStr(of.message); });
+    diagnostic.def_readonly("pos", &TemplateDiagnostic::pos, "Offset of the first byte concerned, in the text.");
+    diagnostic.def_readonly("len", &TemplateDiagnostic::len, "The number of bytes concerned.");
     diagnostic.def_property_readonly(
-        "hint", [](const TemplateDiagnostic& of) { return ToStr(of.hint); }, "What to write instead; may be empty.");
+        "message", [](const TemplateDiagnostic& of) { return ToStr(of.message); }, "What the template does.");
+    diagnostic.def_property_readonly(
+        "hint", [](const TemplateDiagnostic& of) { return ToStr(of.hint); },
+        "What to write instead of these bytes; may be empty.");
     diagnostic.def(
         "show",
         [](const TemplateDiagnostic& of, const std::string& text, const std::string& name) {
             return ToStr(ToText(of, text, name));
         },
-        py::arg("text"), py::arg("name") = "", "The diagnostic as compilers show one, with the line of the text.");
+        py::arg("text"), py::arg("name") = "", "The diagnostic as a compiler shows it, with the line of the text.");
     diagnostic.def("__repr__", [](const TemplateDiagnostic& of) {
         const std::string code = std::to_string(of.code);
         return ToStr("<Diagnostic ZT" + std::string(code.size() < 3 ? 3 - code.size() : 0, '0') + code + ": " +
@@ -497,7 +504,7 @@ void AddFields(py::module_& module)
             }();
             return ListOf(found);
         },
-        py::arg("text"), py::arg("marker") = "@", "The diagnostics of a text, also of one that does not compile.");
+        py::arg("text"), py::arg("marker") = "@", "The diagnostics of a text, also if it does not compile.");
 }
 
 void AddMakers(py::module_& module, py::class_<Template>& type)
@@ -507,26 +514,28 @@ void AddMakers(py::module_& module, py::class_<Template>& type)
              py::arg("vlan") = py::tuple(), py::arg("vpi") = py::none(), py::arg("vci") = py::none(),
              py::arg("base") = 0, py::arg("second_base") = 0,
              "Compiles the text of a template. A ValueError says what is wrong and where.\n\n"
-             "variables: values by names. checksums: whether checksums of IP, UDP, TCP and ICMP are kept right.\n"
-             "mac: address, step, mask and repeat. vlan: start, count, step and repeat of each tag; vpi and vci the\n"
-             "same. base: what kind b shows. second_base: the start of s.");
-    type.def_static("frame", &FromLayers, py::arg("layers"),
-                    "A frame by its layers: \"eth / ipv4(src=10.0.0.1..10.0.0.250) / udp(dport=53) / number(4)\".");
+             "variables: values by name. checksums: whether to fill in the checksums of IP, UDP, TCP and ICMP. mac: "
+             "address,\n"
+             "step, mask and repeat. vlan: start, count, step and repeat of each tag; vpi and vci: the same of one\n"
+             "counter. base: the number of kind b. second_base: the start of kind s.");
+    type.def_static(
+        "frame", &FromLayers, py::arg("layers"),
+        "Makes a frame from its layers: \"eth / ipv4(src=10.0.0.1..10.0.0.250) / udp(dport=53) / number(4)\".");
     type.def_static("from_packet", &FromPacket, py::arg("packet"),
-                    "Takes an Ethernet frame apart, as bytes or as a packet of Scapy. Checksums are made right.");
-    type.def(
-        "vary", &Varied, py::arg("field"), py::arg("values"),
-        "The frame with other values of a field, by its name or as offset and size.\n\n"
-        "values: a text such as \"10.0.0.1..10.0.0.250\", \"0..\" or \"53|123\", a range, or one value or a list.");
+                    "Takes apart an Ethernet frame, as bytes or as a Scapy packet. Wrong checksums are corrected.");
+    type.def("vary", &Varied, py::arg("field"), py::arg("values"),
+             "Returns the frame with other values of a field, given by its name or as (offset, size).\n\n"
+             "values: a text such as \"10.0.0.1..10.0.0.250\", \"0..\" or \"53|123\", a range, a value, or a list of "
+             "values.");
     type.def("cross", &Crossed,
-             "The frame with fields that count like the digits of an odometer, the first one fastest.");
-    type.def("shuffled", &ShuffledBy, py::arg("order"), "The same values in another order.");
+             "Returns the frame with fields that count like the digits of an odometer, the first one fastest.");
+    type.def("shuffled", &ShuffledBy, py::arg("order"), "Returns a template with the same values in another order.");
     module.def(
         "mix", [](const py::iterable& parts) { return FromParts(Recipe::Kind::Mix, parts); }, py::arg("parts"),
-        "Templates by weight, as pairs: smooth weighted round robin.");
+        "Mixes templates by weight, given as pairs (template, weight): smooth weighted round robin.");
     module.def(
         "joined", [](const py::iterable& parts) { return FromParts(Recipe::Kind::Joined, parts); }, py::arg("parts"),
-        "So many values of the first template, then of the next, as pairs.");
+        "Joins templates, given as pairs (template, count): so many values of the first, then of the next.");
     type.def(py::pickle(&GetState, &SetState));
 }
 
@@ -539,7 +548,7 @@ void AddValues(py::class_<Template>& type)
             if (index < py::int_(0)) throw py::index_error("a template has no end to count from");
             return ValueAt(of, ReadUnsigned(index, "the index"));
         },
-        py::arg("index"), "The value at an index as bytes; of a slice, Frames.");
+        py::arg("index"), "The value at an index as bytes; for a slice, Frames.");
     type.def("__iter__",
              [](const py::object& self) { return py::reinterpret_steal<py::object>(PySeqIter_New(self.ptr())); });
     type.def(
@@ -548,8 +557,9 @@ void AddValues(py::class_<Template>& type)
             return FramesOf(of, {first, count, every});
         },
         py::arg("first"), py::arg("count"), py::kw_only(), py::arg("every") = Unsigned{1},
-        "The values at first, first + every and so on, count of them, in memory of their own.");
-    type.def("frames_at", &FramesAt, py::arg("indexes"), "The values at indexes, a buffer of 64-bit integers.");
+        "Renders count values, those at first, first + every and so on, into new memory.");
+    type.def("frames_at", &FramesAt, py::arg("indexes"),
+             "Renders the values at indexes, a buffer of 64-bit integers, into new memory.");
     type.def(
         "render_into",
         [](const Template& of, const py::object& buffer, const Unsigned& first, const py::object& count,
@@ -557,17 +567,16 @@ void AddValues(py::class_<Template>& type)
            const py::object& sizes) { return RenderInto(of.compiled, buffer, first, count, every, sizes); },
         py::arg("buffer"), py::arg("first") = Unsigned{}, py::arg("count") = py::none(), py::kw_only(),
         py::arg("every") = Unsigned{1}, py::arg("sizes") = py::none(),
-        "Writes frames into memory that is there, one behind the other or one to a row of two dimensions.\n\n"
-        "count: as many as fit if it is not given. sizes: a buffer of 32-bit integers that gets the size of each "
-        "value,\n"
-        "which values of varying size need. Returns how many were written.");
+        "Renders frames into an existing buffer: one after the other, or one in each row of two dimensions.\n\n"
+        "count: by default as many as fit. sizes: a buffer of 32-bit integers for the size of each value, required\n"
+        "for values of varying size. Returns how many were written.");
     type.def(
         "patch_into",
         [](const Template& of, const py::object& buffer, const Unsigned& first, const py::object& count,
            const Unsigned& every) { return PatchInto(of.compiled, buffer, first, count, every); },
         py::arg("buffer"), py::arg("first") = Unsigned{}, py::arg("count") = py::none(), py::kw_only(),
         py::arg("every") = Unsigned{1},
-        "The same where the buffer holds frames of this template, of any index: writes changing bytes alone.");
+        "The same for a buffer that already holds frames of this template: writes only bytes that change.");
     type.def(
         "index",
         [](const Template& of, const py::object& packet, const Unsigned& start) {
@@ -576,30 +585,42 @@ void AddValues(py::class_<Template>& type)
             return *index;
         },
         py::arg("packet"), py::arg("start") = Unsigned{},
-        "The least index from start on that shows these bytes. A ValueError is raised where none does.");
+        "The least index from start on whose value has these bytes. Raises a ValueError if there is none.");
     type.def(
         "find",
         [](const Template& of, const py::object& packet, const Unsigned& start) -> py::object {
             const std::optional<std::uint64_t> index = Find(of, packet, start);
             return index ? py::object(py::int_(*index)) : py::none();
         },
-        py::arg("packet"), py::arg("start") = Unsigned{}, "The same, with None where there is none.");
+        py::arg("packet"), py::arg("start") = Unsigned{}, "The same, but returns None if there is none.");
 }
 
 void AddFacts(py::class_<Template>& type)
 {
     type.def_property_readonly(
         "period", [](const Template& of) { return of.compiled.GetPeriod(); },
-        "After how many indexes the values start again; 0 where that is 2^64 or more, or never.");
-    type.def_property_readonly("max_size", [](const Template& of) { return of.compiled.GetMaxSize(); });
-    type.def_property_readonly("is_fixed_size", [](const Template& of) { return of.compiled.IsFixedSize(); });
-    type.def_property_readonly("steps_alike", [](const Template& of) { return of.compiled.StepsAlike(); });
-    type.def_property_readonly("is_readable", [](const Template& of) { return of.compiled.IsReadable(); });
+        "The number of indexes after which the values start again; 0 for 2^64 and more, and for never.");
+    type.def_property_readonly(
+        "max_size", [](const Template& of) { return of.compiled.GetMaxSize(); },
+        "A size in bytes that no value exceeds.");
+    type.def_property_readonly(
+        "is_fixed_size", [](const Template& of) { return of.compiled.IsFixedSize(); },
+        "Whether all values have one size.");
+    type.def_property_readonly(
+        "steps_alike", [](const Template& of) { return of.compiled.StepsAlike(); },
+        "Whether stepping in C++ gives the same numbers.");
+    type.def_property_readonly(
+        "is_readable", [](const Template& of) { return of.compiled.IsReadable(); },
+        "Whether index() finds every index.");
     type.def_property_readonly(
         "readable_count", [](const Template& of) { return of.compiled.GetReadableCount(); },
-        "index() finds the indexes below it; 2^64 - 1 for all.");
-    type.def_property_readonly("fields", [](const Template& of) { return ListOf(of.compiled.GetFields()); });
-    type.def_property_readonly("diagnostics", [](const Template& of) { return ListOf(Diagnose(of)); });
+        "index() finds every index below this one; 2^64 - 1 stands for all.");
+    type.def_property_readonly(
+        "fields", [](const Template& of) { return ListOf(of.compiled.GetFields()); },
+        "The expressions, in the order of the text.");
+    type.def_property_readonly(
+        "diagnostics", [](const Template& of) { return ListOf(Diagnose(of)); },
+        "What is probably wrong in the template.");
     type.def_property_readonly(
         "changing_spans",
         [](const Template& of) {
@@ -615,7 +636,7 @@ void AddFacts(py::class_<Template>& type)
         [](const Template& of) -> py::object {
             return of.recipe->frame ? py::object(py::int_(of.recipe->frame->GetFlowCount())) : py::none();
         },
-        "How many flows a frame has; 0 for 2^64 and more. None where fields have no names.");
+        "The number of flows; 0 for 2^64 and more. None if the template is not a frame with named fields.");
     type.def(
         "span",
         [](const Template& of, const std::string& name) {
@@ -634,7 +655,7 @@ void AddFacts(py::class_<Template>& type)
                                               : style == "svg" ? DiagramStyle::Svg
                                                                : DiagramStyle::Json));
         },
-        py::arg("style") = "rfc", "A picture of value 0 with its fields: rfc, svg or json.");
+        py::arg("style") = "rfc", "A picture of value 0 with its fields, in the style rfc, svg or json.");
     type.def(
         "__eq__", [](const Template& left, const Template& right) { return left.compiled == right.compiled; },
         py::is_operator());
@@ -649,9 +670,10 @@ void AddFacts(py::class_<Template>& type)
 void AddTemplate(py::module_& module)
 {
     AddFields(module);
-    py::class_<Template> type(module, "Template",
-                              "A template whose value at each index from 0 to 2^64 - 1 is known: immutable.\n\n"
-                              "One object serves any number of threads at once.");
+    py::class_<Template> type(
+        module, "Template",
+        "A compiled template, which never changes: it renders the value at each index from 0 to 2^64 - 1.\n\n"
+        "Any number of threads may share one object.");
     Publish(type);
     AddMakers(module, type);
     AddValues(type);

@@ -2,7 +2,7 @@
 #define ZOR_COMMON_PYTHON_TEMPLATE_H
 
 /// \file
-/// Template, a compiled template that knows how it was made, so that another process can make it again.
+/// Template, a compiled template with the arguments that it was made from, so that another process can make it again.
 
 #include "Native.h"
 
@@ -30,7 +30,7 @@ struct MacCounter {
     std::uint64_t repeat = 0;
 };
 
-/// What the text of a template is compiled with.
+/// The settings of a template text.
 struct TextSettings {
     std::string marker = "@";
     std::vector<std::pair<std::string, std::string>> variables;
@@ -43,25 +43,25 @@ struct TextSettings {
 
 struct Recipe;
 
-/// What Python has of a template. Both members are immutable and shared by all copies.
+/// The template of a Python object. Both members never change and are shared by all copies.
 struct Template {
     common::CompiledTemplate compiled;
     std::shared_ptr<const Recipe> recipe;
 };
 
-/// How a template is made.
+/// The arguments that a template is made from.
 struct Recipe {
     enum class Kind : unsigned char { Text, Frame, Packet, Mix, Joined, Shuffled };
 
     Kind kind = Kind::Text;
-    std::string text;      ///< Of a template, layers, or the bytes of a packet.
-    TextSettings settings; ///< Of a template.
+    std::string text;      ///< The text of a template, layers, or the bytes of a packet.
+    TextSettings settings; ///< The settings of a template text.
     std::vector<std::string> varied;
-    std::vector<std::vector<std::string>> crossed; ///< At most one list, as the builder takes one.
+    std::vector<std::vector<std::string>> crossed; ///< At most one list, as the builder accepts only one.
     std::vector<std::pair<Template, std::uint64_t>> parts;
     std::uint64_t orderSize = 0, orderSeed = 0;
-    std::optional<common::FrameBuilder> frame; ///< What the recipe gives, where fields have names.
-    std::optional<common::Wildcards> source;   ///< The same of a text.
+    std::optional<common::FrameBuilder> frame; ///< The builder of the recipe, if fields have names.
+    std::optional<common::Wildcards> source;   ///< The source, if the template is a text.
 };
 
 } // namespace zor::python

@@ -2,7 +2,7 @@
 #define ZOR_COMMON_TOOLS_CAPTURE_READER_H
 
 /// \file
-/// CaptureReader, the packets of a capture file one after the other.
+/// CaptureReader, which reads the packets of a capture file in order.
 
 #include <cstdint>
 #include <cstdio>
@@ -14,7 +14,8 @@ struct pcap;
 
 namespace zor::tools {
 
-/// Reads pcap and pcapng files by libpcap. What is damaged, cut or of another link type is an InputError.
+/// Reads pcap and pcapng files by libpcap. Throws an InputError for a file that is damaged, cut or of another link
+/// type.
 class CaptureReader {
 public:
     /// \param path  "-" is standard input.
@@ -24,11 +25,11 @@ public:
     CaptureReader& operator=(const CaptureReader&) = delete;
     ~CaptureReader();
 
-    /// The next packet, which stays as it is until the next call; false at the end of the file.
+    /// The next packet, valid until the next call; false at the end of the file.
     bool Next(std::string_view& packet);
 
-    std::uint64_t GetNumber() const noexcept { return mNumber; } ///< Of the packet: from 1 on.
-    double GetShare() const; ///< Of the file that is read, from 0 to 1; -1 for a pipe.
+    std::uint64_t GetNumber() const noexcept { return mNumber; } ///< The number of the packet, from 1 on.
+    double GetShare() const; ///< The part of the file that has been read, from 0 to 1; -1 for a pipe.
 
 private:
     std::string mPath;

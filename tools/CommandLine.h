@@ -2,15 +2,15 @@
 #define ZOR_COMMON_TOOLS_COMMAND_LINE_H
 
 /// \file
-/// The command line: which sub-command, and what its options say.
+/// The command line: the sub-command and its options.
 
 #include "Commands.h"
 
 namespace zor::tools {
 
-/// Reads the command line, and prints the help and the version where they are asked for.
-/// \param options  becomes what is said.
-/// \return         the sub-command; null if there is nothing left to do.
+/// Reads the command line, and prints help or version if asked to.
+/// \param options  gets the options.
+/// \return         the sub-command; null if nothing is left to do.
 int (*ReadCommandLine(int argc, char** argv, Options& options))(Options&);
 
 } // namespace zor::tools

@@ -2,8 +2,8 @@
 #define ZOR_COMMON_TOOLS_COMMANDS_H
 
 /// \file
-/// The sub-commands. Each one takes what its options say and returns the exit status: 0 for done and the same, 1 where
-/// differences were found. What goes wrong is thrown, and becomes status 2.
+/// The sub-commands. Each takes its options and returns the exit status: 0 if it is done and nothing differs, 1 if
+/// there are differences. It throws an exception for errors, which become status 2.
 
 #include "Settings.h"
 
@@ -13,10 +13,10 @@
 
 namespace zor::tools {
 
-/// The options of all sub-commands; each one reads those that it has.
+/// The options of all sub-commands; each sub-command reads its own.
 struct Options {
-    Settings settings;              ///< What decides which packets there are.
-    std::vector<std::string> files; ///< What stands on the command line without an option.
+    Settings settings;              ///< The options that describe the packets.
+    std::vector<std::string> files; ///< The arguments that are not options.
     std::optional<std::string> like;
     std::optional<std::string> output, format, shard, schemaMessage;
     std::optional<std::string> rate, duration, diagram, missing, packet, trailer, leastSize, window;
@@ -39,7 +39,7 @@ int Macro(Options& options);
 /// Writes a result to standard output.
 void Print(const std::string& text);
 
-/// Columns of equal width with two blanks between them; the first row is the head.
+/// Formats rows as columns with two blanks between them; the first row is the head.
 std::string ShowTable(const std::vector<std::vector<std::string>>& rows);
 
 } // namespace zor::tools

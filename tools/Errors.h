@@ -2,7 +2,7 @@
 #define ZOR_COMMON_TOOLS_ERRORS_H
 
 /// \file
-/// What a sub-command throws. Each of these ends the program with status 2 and one line on standard error.
+/// The exceptions of sub-commands. Each ends the program with status 2 and one line on standard error.
 
 #include <algorithm>
 #include <cstddef>
@@ -12,22 +12,22 @@
 
 namespace zor::tools {
 
-/// A mistake in what the user has asked for, or in what there is to work on.
+/// A mistake in the command line or in the input.
 class InputError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// A mistake at a place of a text, which is shown below the line.
+/// A mistake at a place in a text, which is marked below the line.
 class PlacedError : public InputError {
 public:
-    /// \param pos  the first byte that is meant, of the text that SetText() names later.
+    /// \param pos  offset of the first byte concerned, in the text that SetText() sets later.
     PlacedError(const std::string& message, std::size_t pos, std::size_t len)
         : InputError(message), mPos(pos), mLen(len)
     {
     }
 
-    void SetText(std::string text) { mText = std::move(text); } ///< The text that holds the place.
+    void SetText(std::string text) { mText = std::move(text); } ///< Sets the text with the mistake.
 
     /// The line with the place, and carets below it; at most 100 bytes of the line.
     std::string Show() const

@@ -2,7 +2,7 @@
 #define ZOR_COMMON_TOOLS_JSON_H
 
 /// \file
-/// Json, a text in JSON that is written from front to back.
+/// Json, a writer of JSON text.
 
 #include <concepts>
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace zor::tools {
 
-/// Objects and lists with their values. A name is given to each value of an object, and to none of a list.
+/// Writes objects and lists with their values. Values of an object have names, values of a list have none.
 class Json {
 public:
     Json& Open(char bracket, std::string_view name = {}) ///< "{" or "[".
@@ -57,7 +57,7 @@ private:
         mText += ": ";
     }
 
-    /// Bytes above 127 stand as the characters of Latin-1, so that the text is one whatever they are.
+    /// Bytes above 127 are written as Latin-1 characters, so that any bytes give valid JSON.
     void Quote(std::string_view text)
     {
         mText += '"';

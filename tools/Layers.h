@@ -4,7 +4,8 @@
 /// \file
 /// Frames in one line: the layers of a FrameBuilder as a text.
 ///
-///     eth(src=02:00:00:00:00:01) / ipv4(src=10.0.0.1..10.0.0.250) / udp(dport=53) / number(4) / cross(udp.sport, ipv4.src)
+///     eth(src=02:00:00:00:00:01) / ipv4(src=10.0.0.1..10.0.0.250) / udp(dport=53) / number(4) / cross(udp.sport,
+///     ipv4.src)
 ///
 /// A value is
 ///   53, 0x35, 10.0.0.1, 2001:db8::1, 02:00:00:00:00:01   a constant
@@ -12,7 +13,7 @@
 ///   0..                                                  without end
 ///   10.0.0.0/24                                          all addresses of a network
 ///   53|123|443                                           a list
-/// and behind it +N steps by N, *N shows each value N times, ~N orders the values by seed N.
+/// After a value, +N counts in steps of N, *N shows each value N times, and ~N takes the order of seed N.
 
 #include <common/FrameBuilder.h>
 
@@ -22,11 +23,11 @@
 
 namespace zor::tools {
 
-/// Takes a frame apart into its layers; a PlacedError says what is wrong and where.
-/// \param startsWithIp  becomes whether the first layer is one of IP.
+/// Reads the layers of a frame; a PlacedError says what is wrong and where.
+/// \param startsWithIp  is set to whether the first layer is IPv4 or IPv6.
 common::FrameBuilder ReadLayers(const std::string& text, bool* startsWithIp = nullptr);
 
-/// Whether a text begins like layers: with the name of one, and behind it a parenthesis, a slash or nothing.
+/// Whether a text begins like layers: with the name of a layer, and then a parenthesis, a slash or nothing.
 bool LooksLikeLayers(std::string_view text);
 
 /// Gives a field of a frame the values of "ipv4.src=10.0.0.1..10.0.0.9", or bytes those of "26:4=...".

@@ -2,7 +2,7 @@
 #define ZOR_COMMON_TOOLS_OUTPUT_H
 
 /// \file
-/// Output, which gives a file its name only when it is complete, also where several processes write it together.
+/// Output, which gives a file its name only when it is complete, even if several processes write it together.
 
 #include <cstddef>
 #include <cstdint>
@@ -11,38 +11,38 @@
 
 namespace zor::tools {
 
-/// Which of how many processes writes: from 0 on.
+/// The number of a process, from 0 on, and the number of processes.
 struct Shard {
     std::uint64_t place = 0;
     std::uint64_t count = 1;
 };
 
-/// Bytes on the way to a file or to standard output. What cannot be written is an InputError.
+/// Writes bytes to a file or to standard output. Throws an InputError if they cannot be written.
 ///
-/// A file is written as FILE.part and renamed when it is complete. Where processes share it, each one writes its block and
-/// then a mark into FILE.part.marks; who finds that all marks are there renames the file. A lock keeps the marks right, so
-/// it does not matter which of them end at the same time or are killed, and when.
+/// A file is written as FILE.part and renamed when it is complete. If processes share a file, each writes its block and
+/// then a mark in FILE.part.marks; the process that finds all marks renames the file. A lock protects the marks, so
+/// processes may end at the same time or be killed at any time.
 class Output {
 public:
-    /// One process that writes all.
-    /// \param path  nothing or "-" is standard output. What is no regular file is written as it is.
+    /// For one process that writes everything.
+    /// \param path  nothing or "-" is standard output. A path that is not a regular file is opened under its own name.
     explicit Output(const std::optional<std::string>& path);
 
-    /// One of several.
-    /// \param recipe  what all of them write; others may not write to the file until it is complete.
-    /// \param size    of the whole file.
+    /// For one of several processes.
+    /// \param recipe  the same for all of them; processes with another recipe are refused until the file is complete.
+    /// \param size    the size of the whole file.
     Output(const std::string& path, const Shard& shard, const std::string& recipe, std::uint64_t size);
 
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
-    ~Output(); ///< Removes what one process has not completed.
+    ~Output(); ///< Removes an incomplete file of a single process.
 
     /// Whether another run has written the block of this process already.
     bool IsWritten() const noexcept { return mIsMarked; }
 
-    void MoveTo(std::uint64_t offset); ///< Where the next bytes go, of a shared file.
+    void MoveTo(std::uint64_t offset); ///< Sets the place of the next bytes in a shared file.
     void Write(const unsigned char* bytes, std::size_t size);
-    void Close(); ///< Says that all is written.
+    void Close(); ///< Completes the file.
 
 private:
     void OpenMarks(const std::string& recipe, std::uint64_t size);

@@ -2,24 +2,24 @@
 #define ZOR_COMMON_TOOLS_PROGRESS_H
 
 /// \file
-/// Progress, a line on the terminal for work that lasts.
+/// Progress, a line on the terminal during long work.
 
 #include <chrono>
 #include <cstdint>
 
 namespace zor::tools {
 
-/// Shows how much is done, how fast and how long the rest takes. Nothing is shown in the first second, where standard error
-/// is no terminal, and where it is switched off.
+/// Shows how much is done, the speed and the remaining time. Nothing is shown in the first second, if standard error is
+/// not a terminal, and if it is switched off.
 class Progress {
 public:
     explicit Progress(bool isWanted);
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
-    ~Progress(); ///< Takes the line away.
+    ~Progress(); ///< Clears the line.
 
-    /// \param packets  so far.
-    /// \param share    of the work, from 0 to 1; below 0 if that is not known.
+    /// \param packets  the number of packets so far.
+    /// \param share    the part of the work that is done, from 0 to 1; below 0 if it is unknown.
     void Update(std::uint64_t packets, double share)
     {
         if (mIsShown) Show(packets, share);

@@ -2,7 +2,7 @@
 #define ZOR_COMMON_TOOLS_QUANTITIES_H
 
 /// \file
-/// Numbers, times and rates as they stand on a command line. What cannot be read is an InputError that names \a what.
+/// Numbers, times and rates of a command line. The readers throw an InputError that names \a what.
 
 #include <common/ByteSpan.h>
 
@@ -13,13 +13,13 @@
 
 namespace zor::tools {
 
-/// A decimal number of up to 64 bits, or one with a final k, M or G: 10k is 10000.
+/// A decimal number of up to 64 bits, also with a final k, M or G: 10k is 10000.
 std::uint64_t ReadNumber(const std::string& what, std::string_view text);
 
 /// The same from 0 to \a limit.
 std::uint64_t ReadNumber(const std::string& what, std::string_view text, std::uint64_t limit);
 
-/// A duration in nanoseconds: a number, perhaps with a fraction, and one of ns, us, ms, s, m, h and d.
+/// A duration in nanoseconds: a number, perhaps with a fraction, and a unit: ns, us, ms, s, m, h or d.
 std::uint64_t ReadDuration(const std::string& what, std::string_view text);
 
 /// A time in nanoseconds since 1970: seconds, perhaps with a fraction, or 2026-01-31T23:59:59.5Z.
@@ -35,10 +35,10 @@ Rate ReadRate(const std::string& what, std::string_view text);
 /// Bytes of a packet, as OFFSET:SIZE.
 bool ReadSpan(std::string_view text, common::ByteSpan& span);
 
-/// A text cut at each of a character; at least one piece.
+/// Splits a text at each occurrence of a character; returns at least one piece.
 std::vector<std::string_view> SplitAt(char separator, std::string_view text);
 
-std::string ShowDuration(double seconds); ///< In the unit that suits, with three digits.
+std::string ShowDuration(double seconds); ///< In a suitable unit, with three digits.
 std::string ShowCount(double number);     ///< With k, M, G or T, and three digits.
 
 } // namespace zor::tools

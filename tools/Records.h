@@ -2,7 +2,7 @@
 #define ZOR_COMMON_TOOLS_RECORDS_H
 
 /// \file
-/// How packets stand in a file, format by format.
+/// The records of packets in the file formats.
 
 #include <cstddef>
 #include <cstdint>
@@ -13,16 +13,16 @@
 namespace zor::tools {
 
 enum class Format : unsigned char {
-    Pcap,   ///< libpcap's file with times in nanoseconds.
+    Pcap,   ///< The file format of libpcap, with times in nanoseconds.
     Pcapng, ///< With the recipe in the comment of the section, and each packet's index as its id.
-    Hex,    ///< Offsets and bytes, as text2pcap reads them; in front of each packet "T" and its time.
-    Raw,    ///< The values and nothing else.
+    Hex,    ///< Offsets and bytes for text2pcap; before each packet "T" and its time.
+    Raw,    ///< The bytes of the values only.
     Lines   ///< A value on each line, as hex digits unless values are texts.
 };
 
 inline constexpr std::size_t kLongestPacket = 262144; ///< In bytes, of a capture.
 
-/// Writes packets into memory as a format wants them. Times are nanoseconds since 1970.
+/// Writes packets in a format into memory. Times are nanoseconds since 1970.
 class Records {
 public:
     /// \param isText  whether lines are texts.
@@ -30,30 +30,30 @@ public:
     /// \param recipe  for the comment of a section.
     Records(Format format, bool isText, bool isIp, const std::string& recipe);
 
-    /// What a file begins with.
+    /// The header of a file.
     const std::string& GetHeader() const noexcept { return mHeader; }
 
-    /// Whether a record holds the packet as it is, so that it can be rendered in place.
+    /// Whether a record contains the bytes of the packet, so that it can be rendered in place.
     bool IsBinary() const noexcept
     {
         return mFormat == Format::Pcap || mFormat == Format::Pcapng || mFormat == Format::Raw;
     }
 
-    bool HasIndexes() const noexcept { return mFormat == Format::Pcapng; } ///< Whether records say their indexes.
-    bool HasTimes() const noexcept { return mFormat != Format::Raw && mFormat != Format::Lines; } ///< And their times.
+    bool HasIndexes() const noexcept { return mFormat == Format::Pcapng; } ///< Whether records have indexes.
+    bool HasTimes() const noexcept { return mFormat != Format::Raw && mFormat != Format::Lines; } ///< And times.
     std::size_t GetRecordSize(std::size_t packetSize) const noexcept;                             ///< In bytes.
-    std::size_t GetPacketPlace() const noexcept; ///< Of a binary record, in bytes.
-    std::uint64_t GetLastTime() const noexcept;  ///< The latest that the format can say.
+    std::size_t GetPacketPlace() const noexcept; ///< Offset of the packet in a binary record.
+    std::uint64_t GetLastTime() const noexcept;  ///< The latest time that the format can express.
 
-    /// Writes all of a binary record but the packet, its time and its index.
+    /// Writes a binary record except the packet, its time and its index.
     void WriteFrame(unsigned char* record, std::size_t packetSize) const noexcept;
 
-    /// Writes times and indexes into records that stand one behind the other.
-    /// \param indexes  of the packets; not looked at without HasIndexes().
+    /// Writes times and indexes into records that are one after the other.
+    /// \param indexes  the indexes of the packets; ignored without HasIndexes().
     void WriteStamps(unsigned char* records, std::size_t recordSize, std::size_t packetSize, std::size_t count,
                      std::uint64_t time, std::uint64_t gap, const std::uint64_t* indexes) const noexcept;
 
-    /// Writes a record that is no binary one.
+    /// Writes a text record.
     void WriteText(unsigned char* record, std::string_view packet, std::uint64_t time) const noexcept;
 
 private:
@@ -62,7 +62,7 @@ private:
     std::string mHeader;
 };
 
-/// How many bytes at the start of a file tell whether it is a capture with a recipe; 0 for those of no capture.
+/// How many bytes of the file are needed to read the recipe of a capture; 0 if the bytes do not begin a capture.
 std::size_t GetCaptureHead(std::string_view file);
 
 /// The recipe in the comments of a pcapng file; nothing if the bytes are none of a capture. An InputError is raised for

@@ -2,7 +2,8 @@
 #define ZOR_COMMON_TOOLS_SETTINGS_H
 
 /// \file
-/// What decides each byte of a capture, as texts by the names of their options, and its recipe: the same as one text.
+/// The settings that determine each byte of a capture, as texts by the names of their options, and the recipe: the same
+/// as one text.
 
 #include <optional>
 #include <string>
@@ -16,16 +17,16 @@ namespace zor::tools {
 /// Names are those of kNames, which is also their order in a recipe, so equal settings have equal recipes.
 class Settings {
 public:
-    /// One of these says what the packets are.
+    /// The sources: one of these describes the packets.
     static constexpr std::string_view kSources[] = {"template", "frame", "packet", "stream"};
     static constexpr std::string_view kNames[] = {
         "template", "marker", "frame",       "packet",    "vary", "cross", "stream", "set",   "mac",  "vlan", "vpi",
         "vci",      "base",   "second-base", "checksums", "link", "from",  "count",  "every", "seed", "gap",  "start"};
 
-    /// Those of a template and nothing else.
+    /// The settings of a template text, without any options.
     static Settings OfTemplate(std::string text);
 
-    /// Adds a setting, behind others of that name.
+    /// Adds a setting, after others of the same name.
     void Add(std::string_view name, std::string value);
 
     /// The value of a setting; the last one if there are several.
@@ -34,24 +35,24 @@ public:
     /// All values of a setting.
     std::vector<std::string> FindAll(std::string_view name) const;
 
-    /// How many kinds of sources there are.
+    /// The number of kinds of sources.
     std::size_t CountSources() const;
 
     /// Whether there is a source.
     bool HasSource() const;
 
-    /// Takes the settings of \a others, with theirs in place of those of the same name. A source takes the place of
-    /// all that says what the packets are.
+    /// Adds the settings of \a others, which replace those of the same name. A source replaces all settings that
+    /// describe the packets.
     void Override(const Settings& others);
 
-    /// A recipe: a line for the form, then one for each setting, in ASCII.
+    /// The recipe: a line for the version of the format, then a line for each setting, in ASCII.
     std::string GetRecipe() const;
 
-    /// Whether a text starts as a recipe does.
+    /// Whether a text starts like a recipe.
     static bool IsRecipe(std::string_view text);
 
     /// Reads a recipe; an InputError says what is wrong with it.
-    /// \param name  where it stands, for messages.
+    /// \param name  the name of its file, for messages.
     static Settings ReadRecipe(std::string_view text, const std::string& name);
 
 private:

@@ -1,4 +1,4 @@
-"""Runs the Python blocks of a guide, one behind the other, and compares what each prints with the block that follows.
+"""Runs the Python blocks of a guide, one after the other, and compares the output of each with the block after it.
 
     check_guide.py GUIDE [--write]
 """

@@ -1,6 +1,6 @@
 """Address values, byte fields and packet templates for network test tools.
 
-A packet is a function of its index: Template says which bytes an index has, and which index the bytes have.
+A packet is a function of its index: a Template renders the bytes of an index, and finds the index of the bytes.
 
 >>> import zor_common
 >>> packets = zor_common.Template("packet @x(1,0,1,3)")

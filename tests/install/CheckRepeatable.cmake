@@ -1,4 +1,4 @@
-# Builds SOURCE once more, in a directory of another name, and packs it under another umask: the library, the packages
+# Builds SOURCE a second time, in a directory of another name, and packs it under another umask: the library, the packages
 # and the static library must be byte for byte those of the build trees SHARED_BUILD and STATIC_BUILD.
 include(${CMAKE_CURRENT_LIST_DIR}/Check.cmake)
 set(copy ${SCRATCH}/the-same-sources-elsewhere)

@@ -1,6 +1,6 @@
-# Fails unless the README holds the source of an example program and the output that PROGRAM has, if given. With LIBRARIES,
-# the directory of a shared library that needs no flags, the README's own command must make the same program of that
-# source, in a directory SCRATCH that looks like the top one.
+# Fails unless a page holds the source of an example program, and the output of PROGRAM if that is given. With LIBRARIES, the
+# directory of a shared library that needs no flags, the page's own command must make the same program of that source, in
+# a directory SCRATCH that looks like the top one.
 file(READ ${SOURCE} source)
 file(READ ${README} readme)
 set(texts source)
@@ -10,14 +10,14 @@ if(PROGRAM)
 endif()
 foreach(text IN LISTS texts)
     set(isShown FALSE)
-    foreach(language IN ITEMS "" cpp c++)
+    foreach(language IN ITEMS "" text cpp c++)
         string(FIND "${readme}" "```${language}\n${${text}}```" place)
         if(NOT place EQUAL -1)
             set(isShown TRUE)
         endif()
     endforeach()
     if(NOT isShown)
-        message(SEND_ERROR "the README does not show this ${text}:\n${${text}}")
+        message(SEND_ERROR "${README} does not show this ${text}:\n${${text}}")
     endif()
 endforeach()
 if(LIBRARIES)

@@ -18,7 +18,7 @@ while(TRUE)
     string(FIND "${rest}" "\n}\n" length)
     math(EXPR length "${length} + 3")
     string(SUBSTRING "${rest}" 0 ${length} recipe)
-    string(FIND "${cookbook}" "```c++\n${recipe}```\n" place)
+    string(FIND "${cookbook}" "```cpp\n${recipe}```\n" place)
     string(REGEX REPLACE "[^\n]" "" lines "${recipe}")
     string(LENGTH "${lines}" lines)
     math(EXPR lines "${lines} - 3") # the first one and those of the braces

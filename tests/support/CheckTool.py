@@ -211,12 +211,6 @@ class Help(Test):
         finally:
             os.environ["PATH"] = path
 
-    def test_readme_shows_what_the_guide_does(self):
-        block = re.search(r"```console\n(.*?)```", read(os.path.join(SOURCES, "README.md")).decode(), re.S).group(1)
-        guide = read(os.path.join(SOURCES, "docs/zor-packets.md")).decode()
-        for command in re.split(r"^(?=\$ )", block, flags=re.M):
-            self.assertIn(command, guide)
-
     def test_version(self):
         self.assertRegex(run("--version"), r"\Azor-packets \d+\.\d+\.\d+\n\Z")
         self.assertRegex(run("--help"), r"Exit status: 0")

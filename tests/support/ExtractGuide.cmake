@@ -1,6 +1,7 @@
-# Takes the examples out of GUIDE. The C++ blocks become BASE.cpp: one with an #include stands at file scope, in front,
-# and any other is a function of its own, all of which main() calls. The block without a language behind such a one is
-# what it prints; BASE.txt is all that the program has to print. The console blocks follow each other in BASE.console.
+# Takes the examples out of GUIDE. The C++ blocks become BASE.cpp: a block with an #include, and a block that begins with
+# an inline function or a struct, stands at file scope, in front. Any other block is a function of its own, and main()
+# calls all of these. The block without a language behind a C++ block is what it prints; BASE.txt is all that the program
+# has to print. The console blocks follow each other in BASE.console.
 cmake_minimum_required(VERSION 3.24)
 file(READ ${GUIDE} rest)
 get_filename_component(name ${GUIDE} NAME)
@@ -40,7 +41,7 @@ while(TRUE)
     take(${length})
     set(block "${taken}")
     take(3)
-    if(language STREQUAL "cpp" AND block MATCHES "(^|\n)#include ")
+    if(language STREQUAL "cpp" AND block MATCHES "(^|\n)#include |^(inline|struct) ")
         string(APPEND head "#line ${first} \"${GUIDE}\"\n${block}\n")
     elseif(language STREQUAL "cpp")
         string(APPEND functions "static void Example${first}()\n{\n#line ${first} \"${GUIDE}\"\n${block}}\n\n")
