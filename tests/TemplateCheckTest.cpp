@@ -180,6 +180,40 @@ TEST(TemplateCheck, DrawsTheFrameOfTheReadme)
               "\"last\": \"09\", \"period\": 3}]}\n");
 }
 
+TEST(TemplateCheck, ShowsNamesThatAreCharacters)
+{
+    const struct {
+        const char* name;
+        std::size_t faults; // bytes that are shown as "?"; 0: the name as it is
+    } rows[] = {
+        {" ~", 0},
+        {"\x7f", 1},
+        {"\xc1\xbf", 2},
+        {"\xc2\x9f", 2},
+        {"\xc2\xa0", 0},
+        {"\xdf\xbf", 0},
+        {"\xe2\x82", 2},
+        {"\xe0\x9f\xbf", 3},
+        {"\xe0\xa0\x80", 0},
+        {"\xed\x9f\xbf", 0},
+        {"\xed\xa0\x80", 3},
+        {"\xed\xbf\xbf", 3},
+        {"\xee\x80\x80", 0},
+        {"\xef\xbf\xbd", 0},
+        {"\xef\xbf\xbe", 3},
+        {"\xf0\x8f\xbf\xbf", 4},
+        {"\xf0\x90\x80\x80", 0},
+        {"\xf4\x8f\xbf\xbf", 0},
+        {"\xf4\x90\x80\x80", 4},
+        {"\xf5\x80\x80\x80", 4},
+    };
+    for (const auto& [name, faults] : rows) {
+        const std::string shown = faults == 0 ? name : std::string(faults, '?');
+        const std::string svg = Diagram(CompiledTemplate("@x(1,5)"), DiagramStyle::Svg, {name});
+        EXPECT_NE(svg.find('>' + shown + ": "), std::string::npos) << shown << svg;
+    }
+}
+
 TEST(TemplateCheck, ShowsTheLineWithCarets)
 {
     const TemplateDiagnostic found = {7, TemplateDiagnostic::Severity::Error, 9, 3, "No.", "yes"};
