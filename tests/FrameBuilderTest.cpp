@@ -470,6 +470,19 @@ TEST(FrameBuilder, TakenPacketsStayAsTheyAre)
     cut = FrameBuilder::FromPacket(reinterpret_cast<const unsigned char*>(joined.data()), joined.size());
     EXPECT_NO_THROW(cut.Number(1, 4));
     EXPECT_EQ(cut.GetSize(), joined.size() + 4);
+
+    FrameBuilder numbered; // of GTP with an N-PDU number alone, beside which neither of the other two fields counts
+    numbered.Ethernet(kSource, kDestination).Ipv4(kHere, kThere).Udp(1, UdpOptions{false}).GtpU(5, {6, {}});
+    numbered.Ipv4(kHere, kThere);
+    const std::size_t at = numbered.GetSpan("gtp.teid").offset - 4;
+    std::string packet = ValueAt(numbered.Compile(), 0);
+    packet[at] = 0x31;
+    packet[at + 11] = '\x85';
+    numbered = FrameBuilder::FromPacket(reinterpret_cast<const unsigned char*>(packet.data()), packet.size());
+    EXPECT_EQ(numbered.GetSpan("gtp.teid"), (ByteSpan{at + 4, 4}));
+    EXPECT_THROW(numbered.GetSpan("gtp.seq"), std::invalid_argument);
+    EXPECT_THROW(numbered.GetSpan("gtp.qfi"), std::invalid_argument);
+
     const unsigned char bytes[] = {'a', 0, 'b'};
     EXPECT_EQ(FrameBuilder(cut).Bytes(bytes, 3).Compile(), FrameBuilder(cut).Bytes({"a\0b", 3}).Compile());
 }

@@ -10,6 +10,7 @@ namespace {
 using tools::InputError;
 using tools::PlacedError;
 using tools::ReadLayers;
+using tools::VaryField;
 
 const CMacAddress kMac1(0x020000000001), kMac2(0x020000000002);
 const CIpAddress kIp1(10, 0, 0, 1), kIp2(10, 0, 0, 2);
@@ -176,6 +177,19 @@ TEST(ToolTest, LayersTakeEachOption)
             EXPECT_NE(std::string(error.what()).find("must be a number from 0 to "), std::string::npos) << error.what();
         }
     }
+}
+
+TEST(ToolTest, VariesFieldsAndBytes)
+{
+    FrameBuilder fields = Start().Ipv4(kIp1, kIp2), bytes = fields;
+    VaryField(fields, " ipv4.dst = 10.0.0.5..10.0.0.7 ");
+    EXPECT_EQ(fields.Compile(), Start().Ipv4(kIp1, Counting(CIpAddress(10, 0, 0, 5), 3)).Compile());
+    VaryField(bytes, "26:4=10.0.0.5..10.0.0.7");
+    EXPECT_EQ(bytes.Compile(), Start().Ipv4(Counting(CIpAddress(10, 0, 0, 5), 3), kIp2).Compile());
+    for (const char* text : {"ipv4.dst", "=1", "ipv4.dst=", "ipv4.dst=x", "ipv4.dst=::1", "udp.sport=1", "26:40=1"}) {
+        EXPECT_THROW(VaryField(fields, text), InputError) << text;
+    }
+    EXPECT_EQ(fields.Compile(), Start().Ipv4(kIp1, Counting(CIpAddress(10, 0, 0, 5), 3)).Compile());
 }
 
 TEST(ToolTest, LayersSayWhereAMistakeIs)
