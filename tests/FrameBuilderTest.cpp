@@ -471,6 +471,16 @@ TEST(FrameBuilder, TakenPacketsStayAsTheyAre)
     EXPECT_NO_THROW(cut.Number(1, 4));
     EXPECT_EQ(cut.GetSize(), joined.size() + 4);
 
+    FrameBuilder summed; // with all ones for a sum of 0, as some senders write it for TCP too
+    summed.Ethernet(kSource, kDestination).Ipv4(kHere, kThere).Tcp(Counting<int>(0, 65536), 2).Number(0u);
+    const CompiledTemplate ports = summed.Compile();
+    std::string sent = ValueAt(ports, 0);
+    for (std::uint64_t i = 1; i < 65536 && sent.substr(50, 2) != std::string(2, '\0'); ++i) ports.GetValueAt(i, sent);
+    sent.replace(50, 2, "\xff\xff");
+    summed = FrameBuilder::FromPacket(reinterpret_cast<const unsigned char*>(sent.data()), sent.size());
+    EXPECT_EQ(summed.GetChecksums().size(), 2u);
+    EXPECT_EQ(ValueAt(summed.Compile(), 0), sent);
+
     FrameBuilder numbered; // of GTP with an N-PDU number alone, beside which neither of the other two fields counts
     numbered.Ethernet(kSource, kDestination).Ipv4(kHere, kThere).Udp(1, UdpOptions{false}).GtpU(5, {6, {}});
     numbered.Ipv4(kHere, kThere);

@@ -159,7 +159,10 @@ TEST(Traffic, ListsTheFieldsOfAllParts)
     const std::string text = Diagram(of, DiagramStyle::Rfc, {"", "", "still"});
     EXPECT_NE(text.find("Template 3 of 3"), std::string::npos);
     EXPECT_NE(text.find("still: "), std::string::npos);
-    EXPECT_NE(Diagram(of, DiagramStyle::Json).find("\"templates\": ["), std::string::npos);
+    const std::string json = Diagram(of, DiagramStyle::Json);
+    const std::size_t first = json.find("\"templates\": [\n{\"size\": 6, ");
+    EXPECT_NE(first, std::string::npos) << json;
+    EXPECT_NE(json.find("}\n,\n{\"size\": 2, ", first), std::string::npos) << json;
 
     const std::string svg = Diagram(of, DiagramStyle::Svg); // an image of images, each below the heading of its own
     const std::regex image("<svg xmlns=\\S+ (?:y=.(\\d+). )?width=.(\\d+). height=.(\\d+).");
