@@ -115,7 +115,7 @@ TEST(ToolTest, LayersTakeEachOption)
     EthernetOptions eth;
     VlanOptions vlan;
     GreOptions gre;
-    eth.etherType = vlan.etherType = gre.protocolType = 0x88b5;
+    eth.etherType = vlan.etherType = gre.protocolType = 0x6003;
     gre.seq = Counting<int>(1, 3);
     ArpOptions arp;
     arp.targetMac = mac;
@@ -149,8 +149,8 @@ TEST(ToolTest, LayersTakeEachOption)
         const char* text;
         FrameBuilder expected;
     } rows[] = {
-        {"eth(src=02:aa:bb:cc:dd:ee, dst=02:aa:bb:cc:dd:ee, type=0x88b5)", FrameBuilder().Ethernet(mac, mac, eth)},
-        {"eth / vlan(type=0x88b5)", Start().Vlan(1u, vlan)},
+        {"eth(src=02:aa:bb:cc:dd:ee, dst=02:aa:bb:cc:dd:ee, type=0x6003)", FrameBuilder().Ethernet(mac, mac, eth)},
+        {"eth / vlan(type=0x6003)", Start().Vlan(1u, vlan)},
         {"eth / arp", Start().Arp(kMac1, kIp1, kIp2)},
         {"eth / arp(sha=02:aa:bb:cc:dd:ee, tpa=10.0.0.1, tha=02:aa:bb:cc:dd:ee)", Start().Arp(mac, kIp1, kIp1, arp)},
         {"eth / ipv4(dscp=10..12, ecn=1, mf=on, offset=8191, proto=50)", Start().Ipv4(kIp1, kIp2, ip)},
@@ -158,7 +158,7 @@ TEST(ToolTest, LayersTakeEachOption)
         {"eth / ipv4 / tcp(ack=3..4, window=9, urgent=65535)", Start().Ipv4(kIp1, kIp2).Tcp(49152u, 80u, tcp)},
         {"eth / ipv4 / icmp(code=255, id=2..5)", Start().Ipv4(kIp1, kIp2).Icmp(8, icmp)},
         {"eth / mpls(tc=7, ttl=7..8, cw=on) / eth", Start().Mpls(16u, mpls).Ethernet(kMac1, kMac2)},
-        {"eth / ipv4 / gre(seq=1..3, type=0x88b5)", Start().Ipv4(kIp1, kIp2).Gre(gre)},
+        {"eth / ipv4 / gre(seq=1..3, type=0x6003)", Start().Ipv4(kIp1, kIp2).Gre(gre)},
         {"eth / ipv4 / udp / gtp(seq=3, qfi=2, uplink=on)", Start().Ipv4(kIp1, kIp2).Udp(49152u).GtpU(1u, gtp)},
         {"eth / hole(a) / fill(2)", Start().Hole("a", 8).Fill(2, 0)},
     };
