@@ -6,7 +6,7 @@ endif()
 
 set(zor_common_maintainer "zor-common developers <zor-common@example.org>")
 set(zor_common_revision 1)             # of the packages, beside the version of the library
-set(ENV{SOURCE_DATE_EPOCH} 1795219200) # the time of the release, for the timestamps below
+set(ENV{SOURCE_DATE_EPOCH} 1795305600) # the time of the release, for the timestamps below
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 string(TIMESTAMP year "%Y" UTC)
 

@@ -87,7 +87,8 @@ TEST(FrameBuilder, CountsFlowsAsTheyAreShown)
 /// What cannot be: each call is refused with its text and leaves the builder as it was.
 TEST(FrameBuilder, RefusesWhatCannotBe)
 {
-    FrameBuilder ethernet, ip, fragment, ip6, arp, full, padded, repeated, unsummed, pseudowire, tunnel, varied, tabled;
+    FrameBuilder ethernet, ip, fragment, ip6, arp, full, padded, repeated, unsummed, pseudowire, tunnel, varied, tabled,
+        endless;
     ethernet.Ethernet(kSource, kDestination);
     ip.Ipv4(kHere, kThere);
     Ipv4Options more;
@@ -103,6 +104,8 @@ TEST(FrameBuilder, RefusesWhatCannotBe)
     control.hasControlWord = true;
     (pseudowire = ethernet).Mpls(16, control);
     (repeated = ip).Udp(Counting<int>(1, 2, 1, 1), Counting<int>(5, 0)).Number(Counting<std::uint64_t>(0, ~0ul, 2));
+    const Counting<std::uint64_t> large(0, std::uint64_t{1} << 32);
+    (endless = ip).Number(large).Number(large).Number(large);
     (varied = repeated).Vary(ByteSpan{18, 2}, Counting<int>(7, 3));
     (tabled = ip).Rows({"ipv4.src", "ipv4.ttl"}, {{kHere, 1}, {kThere, 2}}).Hole("stamp", 3);
     Ipv4Options ecn, offset, dscp;
@@ -190,6 +193,16 @@ TEST(FrameBuilder, RefusesWhatCannotBe)
              f.Cross({"udp.dport", "number"});
          },
          "Cross: \"udp.dport\" counts without end and is not the last one"},
+        {tabled,
+         [](auto& f) {
+             f.Cross({"ipv4.src", "ipv4.ttl"});
+         },
+         "Cross: \"ipv4.ttl\" is in the rows of \"ipv4.src\", which all count together"},
+        {endless,
+         [](auto& f) {
+             f.Cross({"number", "number#2", "number#3"});
+         },
+         "Cross: \"number#2\" makes the next field wait for 2^64 indexes or more"},
         {UdpFrame().Cross({"vlan.id"}), [](auto& f) { f.Cross({"udp.sport"}); }, "Cross: fields are crossed already"},
         {UdpFrame().Cross({"vlan.id"}), [](auto& f) { f.Vary("vlan.id", 1); }, "Vary: \"vlan.id\" is crossed already"},
         {UdpFrame(), [](auto& f) { f.Vary("vlan#2.id", 1); }, "Vary: \"vlan#2.id\" is no field of the frame"},
@@ -231,6 +244,14 @@ TEST(FrameBuilder, RefusesWhatCannotBe)
              f.Rows({"ipv4.src"}, {{CIpv6Address(7, 1)}, {kHere}});
          },
          "Ipv4: src has 4 bytes, and the address 16"},
+        {ip,
+         [](auto& f) {
+             f.Rows({"ipv4.src"}, {{kHere}, {kThere, 1}});
+         },
+         "Rows: row 1 has 2 values for 1 fields"},
+        {varied, [](auto& f) { f.GetSpan("bytes@19"); }, "GetSpan: \"bytes@19\" is no field of the frame"},
+        {varied, [](auto& f) { f = FrameBuilder::FromPacket(nullptr, 262145); },
+         "FromPacket: the packet has more than 262144 bytes"},
         {varied,
          [](auto& f) {
              f.Vary(ByteSpan{20, 0}, 0);
@@ -309,6 +330,7 @@ TEST(FrameBuilder, GoesThroughListsAndTables)
     const std::vector<ByteSpan> changing = {{14, 2}, {18, 2}, {45, 1}, {48, 2}};
     EXPECT_EQ(listed.GetChangingSpans(), changing);
     EXPECT_EQ(frame.GetSpan("stamp"), (ByteSpan{50, 8}));
+    EXPECT_EQ(FrameBuilder(frame).Vary(ByteSpan{38, 2}, 7).GetSpan("bytes@38"), (ByteSpan{38, 2}));
     EXPECT_EQ(frame.GetFlowCount(), 4u);
     EXPECT_EQ(listed, FrameBuilder(frame).Compile());
     std::set<std::uint64_t> periods; // of two values, in an order that may have them by turns
@@ -448,6 +470,31 @@ TEST(FrameBuilder, TakenPacketsStayAsTheyAre)
     cut = FrameBuilder::FromPacket(reinterpret_cast<const unsigned char*>(joined.data()), joined.size());
     EXPECT_NO_THROW(cut.Number(1, 4));
     EXPECT_EQ(cut.GetSize(), joined.size() + 4);
+
+    FrameBuilder summed; // with all ones for a sum of 0, as some senders write it for TCP too
+    summed.Ethernet(kSource, kDestination).Ipv4(kHere, kThere).Tcp(Counting<int>(0, 65536), 2).Number(0u);
+    const CompiledTemplate ports = summed.Compile();
+    std::string sent = ValueAt(ports, 0);
+    for (std::uint64_t i = 1; i < 65536 && sent.substr(50, 2) != std::string(2, '\0'); ++i) ports.GetValueAt(i, sent);
+    sent.replace(50, 2, "\xff\xff");
+    summed = FrameBuilder::FromPacket(reinterpret_cast<const unsigned char*>(sent.data()), sent.size());
+    EXPECT_EQ(summed.GetChecksums().size(), 2u);
+    EXPECT_EQ(ValueAt(summed.Compile(), 0), sent);
+
+    FrameBuilder numbered; // of GTP with an N-PDU number alone, beside which neither of the other two fields counts
+    numbered.Ethernet(kSource, kDestination).Ipv4(kHere, kThere).Udp(1, UdpOptions{false}).GtpU(5, {6, {}});
+    numbered.Ipv4(kHere, kThere);
+    const std::size_t at = numbered.GetSpan("gtp.teid").offset - 4;
+    std::string packet = ValueAt(numbered.Compile(), 0);
+    packet[at] = 0x31;
+    packet[at + 11] = '\x85';
+    numbered = FrameBuilder::FromPacket(reinterpret_cast<const unsigned char*>(packet.data()), packet.size());
+    EXPECT_EQ(numbered.GetSpan("gtp.teid"), (ByteSpan{at + 4, 4}));
+    EXPECT_THROW(numbered.GetSpan("gtp.seq"), std::invalid_argument);
+    EXPECT_THROW(numbered.GetSpan("gtp.qfi"), std::invalid_argument);
+
+    const unsigned char bytes[] = {'a', 0, 'b'};
+    EXPECT_EQ(FrameBuilder(cut).Bytes(bytes, 3).Compile(), FrameBuilder(cut).Bytes({"a\0b", 3}).Compile());
 }
 
 } // namespace

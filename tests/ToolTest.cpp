@@ -10,6 +10,7 @@ namespace {
 using tools::InputError;
 using tools::PlacedError;
 using tools::ReadLayers;
+using tools::VaryField;
 
 const CMacAddress kMac1(0x020000000001), kMac2(0x020000000002);
 const CIpAddress kIp1(10, 0, 0, 1), kIp2(10, 0, 0, 2);
@@ -106,6 +107,89 @@ TEST(ToolTest, LayersMakeTheFramesOfABuilder)
         EXPECT_EQ(frame.Compile(), expected.Compile());
         EXPECT_EQ(frame.GetFlowCount(), expected.GetFlowCount());
     }
+}
+
+TEST(ToolTest, LayersTakeEachOption)
+{
+    const CMacAddress mac(0x02aabbccddee);
+    EthernetOptions eth;
+    VlanOptions vlan;
+    GreOptions gre;
+    eth.etherType = vlan.etherType = gre.protocolType = 0x6003;
+    gre.seq = Counting<int>(1, 3);
+    ArpOptions arp;
+    arp.targetMac = mac;
+    Ipv4Options ip;
+    ip.dscp = Counting<int>(10, 3);
+    ip.ecn = 1;
+    ip.isMoreFragments = true;
+    ip.fragmentOffset = 8191;
+    ip.protocol = 50;
+    Ipv6Options ip6;
+    ip6.flowLabel = Counting<int>(5, 2);
+    ip6.dscp = 63;
+    ip6.ecn = 3;
+    ip6.nextHeader = 59;
+    TcpOptions tcp;
+    tcp.ack = Counting<int>(3, 2);
+    tcp.window = 9u;
+    tcp.urgentPointer = 65535;
+    IcmpOptions icmp;
+    icmp.code = 255;
+    icmp.id = Counting<int>(2, 4);
+    MplsOptions mpls;
+    mpls.trafficClass = 7;
+    mpls.ttl = Counting<int>(7, 2);
+    mpls.hasControlWord = true;
+    GtpUOptions gtp;
+    gtp.seq = FrameNumber(3u);
+    gtp.qfi = FrameNumber(2u);
+    gtp.isUplink = true;
+    const struct {
+        const char* text;
+        FrameBuilder expected;
+    } rows[] = {
+        {"eth(src=02:aa:bb:cc:dd:ee, dst=02:aa:bb:cc:dd:ee, type=0x6003)", FrameBuilder().Ethernet(mac, mac, eth)},
+        {"eth / vlan(type=0x6003)", Start().Vlan(1u, vlan)},
+        {"eth / arp", Start().Arp(kMac1, kIp1, kIp2)},
+        {"eth / arp(sha=02:aa:bb:cc:dd:ee, tpa=10.0.0.1, tha=02:aa:bb:cc:dd:ee)", Start().Arp(mac, kIp1, kIp1, arp)},
+        {"eth / ipv4(dscp=10..12, ecn=1, mf=on, offset=8191, proto=50)", Start().Ipv4(kIp1, kIp2, ip)},
+        {"eth / ipv6(flow=5..6, dscp=63, ecn=3, proto=59)", Start().Ipv6(kHost1, kHost2, ip6)},
+        {"eth / ipv4 / tcp(ack=3..4, window=9, urgent=65535)", Start().Ipv4(kIp1, kIp2).Tcp(49152u, 80u, tcp)},
+        {"eth / ipv4 / icmp(code=255, id=2..5)", Start().Ipv4(kIp1, kIp2).Icmp(8, icmp)},
+        {"eth / mpls(tc=7, ttl=7..8, cw=on) / eth", Start().Mpls(16u, mpls).Ethernet(kMac1, kMac2)},
+        {"eth / ipv4 / gre(seq=1..3, type=0x6003)", Start().Ipv4(kIp1, kIp2).Gre(gre)},
+        {"eth / ipv4 / udp / gtp(seq=3, qfi=2, uplink=on)", Start().Ipv4(kIp1, kIp2).Udp(49152u).GtpU(1u, gtp)},
+        {"eth / hole(a) / fill(2)", Start().Hole("a", 8).Fill(2, 0)},
+    };
+    for (const auto& row : rows) EXPECT_EQ(ReadLayers(row.text).Compile(), row.expected.Compile()) << row.text;
+
+    for (const char* text :
+         {"eth(type=65536)", "eth / vlan(priority=8)", "eth / vlan(tpid=65536)", "eth / vlan(type=65536)",
+          "eth / arp(op=65536)", "eth / ipv4(ecn=4)", "eth / ipv4(offset=8192)", "eth / ipv4(proto=256)",
+          "eth / ipv6(dscp=64)", "eth / ipv6(ecn=4)", "eth / ipv6(proto=256)", "eth / ipv4 / tcp(urgent=65536)",
+          "eth / ipv4 / icmp(256)", "eth / ipv4 / icmp(code=256)", "eth / mpls(tc=8)", "eth / ipv4 / gre(type=65536)",
+          "eth / fill(1, byte=256)"}) {
+        try {
+            ReadLayers(text);
+            ADD_FAILURE() << text;
+        } catch (const PlacedError& error) {
+            EXPECT_NE(std::string(error.what()).find("must be a number from 0 to "), std::string::npos) << error.what();
+        }
+    }
+}
+
+TEST(ToolTest, VariesFieldsAndBytes)
+{
+    FrameBuilder fields = Start().Ipv4(kIp1, kIp2), bytes = fields;
+    VaryField(fields, " ipv4.dst = 10.0.0.5..10.0.0.7 ");
+    EXPECT_EQ(fields.Compile(), Start().Ipv4(kIp1, Counting(CIpAddress(10, 0, 0, 5), 3)).Compile());
+    VaryField(bytes, "26:4=10.0.0.5..10.0.0.7");
+    EXPECT_EQ(bytes.Compile(), Start().Ipv4(Counting(CIpAddress(10, 0, 0, 5), 3), kIp2).Compile());
+    for (const char* text : {"ipv4.dst", "=1", "ipv4.dst=", "ipv4.dst=x", "ipv4.dst=::1", "udp.sport=1", "26:40=1"}) {
+        EXPECT_THROW(VaryField(fields, text), InputError) << text;
+    }
+    EXPECT_EQ(fields.Compile(), Start().Ipv4(kIp1, Counting(CIpAddress(10, 0, 0, 5), 3)).Compile());
 }
 
 TEST(ToolTest, LayersSayWhereAMistakeIs)

@@ -3,6 +3,8 @@
 #include <common/FrameBuilder.h>
 #include <common/TemplateCheck.h>
 
+#include <algorithm>
+#include <regex>
 #include <stdexcept>
 
 namespace zor::common::test {
@@ -157,7 +159,24 @@ TEST(Traffic, ListsTheFieldsOfAllParts)
     const std::string text = Diagram(of, DiagramStyle::Rfc, {"", "", "still"});
     EXPECT_NE(text.find("Template 3 of 3"), std::string::npos);
     EXPECT_NE(text.find("still: "), std::string::npos);
-    EXPECT_NE(Diagram(of, DiagramStyle::Json).find("\"templates\": ["), std::string::npos);
+    const std::string json = Diagram(of, DiagramStyle::Json);
+    const std::size_t first = json.find("\"templates\": [\n{\"size\": 6, ");
+    EXPECT_NE(first, std::string::npos) << json;
+    EXPECT_NE(json.find("}\n,\n{\"size\": 2, ", first), std::string::npos) << json;
+
+    const std::string svg = Diagram(of, DiagramStyle::Svg); // an image of images, each below the heading of its own
+    const std::regex image("<svg xmlns=\\S+ (?:y=.(\\d+). )?width=.(\\d+). height=.(\\d+).");
+    std::vector<std::smatch> images(std::sregex_iterator(svg.begin(), svg.end(), image), {});
+    ASSERT_EQ(images.size(), 4u);
+    int bottom = 0, width = 0;
+    for (std::size_t i = 1; i < images.size(); ++i) {
+        EXPECT_EQ(std::stoi(images[i][1]), bottom + 28);
+        bottom += 28 + std::stoi(images[i][3]);
+        width = std::max(width, std::stoi(images[i][2]));
+    }
+    EXPECT_EQ(std::stoi(images[0][2]), width);
+    EXPECT_EQ(std::stoi(images[0][3]), bottom);
+    EXPECT_NE(svg.find(">Template 3 of 3"), std::string::npos);
 
     const CompiledTemplate wrapping("@x(4294967295,0,4294967295,0,0,5)");
     ASSERT_FALSE(wrapping.StepsAlike());

@@ -21,7 +21,7 @@ using Severity = TemplateDiagnostic::Severity;
 
 constexpr const char* kSeverities[] = {"note", "warning", "error"};
 
-/// The lines of a diagnostic, with the severity in color on a terminal.
+/// The lines of a diagnostic, with the severity in colour on a terminal.
 std::string Colored(std::string lines, Severity severity, bool hasColor)
 {
     if (!hasColor) return lines;

@@ -85,17 +85,14 @@ def deletion(source, i):
         return
     if token.group != "name" and token.text not in ("++", "--", "*"):
         return
-    j, depth = i, 0
-    while j < len(source.tokens) and not (source.word(j) == ";" and depth == 0) and depth >= 0:
-        depth += (source.word(j) in ("(", "[", "{")) - (source.word(j) in (")", "]", "}"))
-        j += 1
-    if j == len(source.tokens) or depth != 0:
+    end = source.statement_end(i)
+    if end is None:
         return
-    statement = source.text_of(i, j)[:-1]
+    statement = source.text_of(i, end)[:-1]
     declares = re.match(r"[\w:]+(<[^;=]*>)?[\s*&]+\w+\s*([=({;\[,]|$)", statement) or "= default" in statement
     acts = re.search(r"[^=!<>]=[^=]|\(|\+\+|--|^(break|continue)$", statement)
     if statement and acts and not declares and ";" not in statement:
-        yield token.begin, source.tokens[j].begin, "", "deletion"
+        yield token.begin, source.tokens[end].begin, "", "deletion"
 
 
 CLASSES = ("operator", "constant", "negation", "swap", "deletion")

@@ -1,147 +1,42 @@
-"""Which tests, and which fuzz targets with their kept inputs, answer for a file of common/."""
+"""The test programs and fuzz targets that CMake builds, and which of them answers for a line of the sources."""
 
+import json
 import re
+import subprocess
 from typing import NamedTuple
 
-# A file has the test <File>Test and the fuzz targets whose names start with it. A file without a test of its own has
-# the tests of those that include it. Here is what else answers for a file; a name that does not exist is an error.
-ADDITIONAL = {
-    "AddressForms": ["AddressTextTest", "AddressShapeTest", "AllocationTest", "IpAddressTest", "Ipv6AddressTest",
-                     "MacAddressTest", "WildcardsTest", "AddressTextFuzz", "IpAddressFuzz", "Ipv6AddressFuzz",
-                     "MacAddressFuzz"],
-    "AddressLiterals": ["AddressTextTest"],
-    "AddressPrefix": ["AddressTextTest", "AddressRangeTest"],
-    "BigEndian": ["AddressShapeTest"],
-    "ByteSpan": ["CompiledTemplateTest"],
-    "ChecksumField": ["AdjustChecksumFuzz", "FindChecksumsFuzz"],
-    "CompiledTemplate": ["AllocationTest", "FramesFuzz"],
-    "CounterFacts": ["TemplateCheckTest", "CounterFactsFuzz"],
-    "Decimal": ["WildcardsFuzz"],
-    "DiUnsigned": ["Ipv6AddressTest"],
-    "Digits": ["AddressShapeTest", "AllocationTest", "IpAddressFuzz", "Ipv6AddressFuzz", "MacAddressFuzz"],
-    "FieldExtractor": ["AllocationTest"],
-    "FrameAssembly": ["FrameBuilderTest", "AllocationTest", "FrameBuilderFuzz"],
-    "FrameBuilder": ["AllocationTest"],
-    "FrameCompiler": ["FrameBuilderTest", "AllocationTest", "FrameBuilderFuzz"],
-    "FrameFields": ["FrameBuilderTest", "AllocationTest", "FrameBuilderFuzz"],
-    "FrameFlows": ["FrameBuilderTest", "FrameBuilderFuzz"],
-    "FrameLayers": ["FrameBuilderTest", "AllocationTest", "FrameBuilderFuzz"],
-    "FrameOptions": ["FrameBuilderTest"],
-    "FrameParser": ["FrameBuilderTest", "AllocationTest"],
-    "FrameTunnels": ["FrameBuilderTest", "FrameBuilderFuzz"],
-    "FrameValues": ["FrameBuilderTest", "FrameBuilderFuzz"],
-    "GenericFieldModifierImpl": ["FieldTypeHelperTest"],
-    "GoogleProtoBuf": ["AllocationTest", "EncoderFuzz"],
-    "GoogleProtoBufFieldInfo": ["GoogleProtoBufTest", "AllocationTest", "SchemaStepsFuzz"],
-    "GoogleProtoBufMessageInfo": ["GoogleProtoBufTest", "AllocationTest", "SchemaStepsFuzz"],
-    "GoogleProtoBufParser": ["AllocationTest", "SchemaFileFuzz", "SchemaStepsFuzz"],
-    "Hexfield": ["AllocationTest"],
-    "IndexBatch": ["CompiledTemplateTest", "FramesFuzz"],
-    "IndexChecksum": ["ChecksumFieldTest", "CompiledTemplateTest", "FramesFuzz"],
-    "IndexCompiler": ["CompiledTemplateTest", "AllocationTest", "CompiledTemplateFuzz"],
-    "IndexCounter": ["CompiledTemplateTest", "CompiledTemplateFuzz", "FramesFuzz"],
-    "FrameMatcher": ["FindIndexTest", "SequenceAuditTest", "FindIndexFuzz", "SequenceAuditFuzz"],
-    "IndexInverse": ["FindIndexTest", "SequenceAuditTest", "FindIndexFuzz", "SequenceAuditFuzz"],
-    "IndexLanes": ["CompiledTemplateTest", "FramesFuzz"],
-    "IndexOrder": ["IndexTest"],
-    "AuditReader": ["SequenceAuditTest", "TrafficTest", "SequenceAuditFuzz", "TrafficFuzz"],
-    "IndexPath": ["TrafficTest", "TrafficFuzz"],
-    "ReadableProgram": ["FindIndexTest", "TrafficTest", "FindIndexFuzz"],
-    "Traffic": ["TrafficTest"],
-    "TrafficBatch": ["TrafficTest", "TrafficFuzz"],
-    "TrafficPlan": ["TrafficTest", "AllocationTest", "TrafficFuzz"],
-    "IndexProgram": ["CompiledTemplateTest", "AllocationTest", "CompiledTemplateFuzz", "FramesFuzz"],
-    "IndexRange": ["IndexTest"],
-    "IndexRender": ["CompiledTemplateTest", "CompiledTemplateFuzz", "FramesFuzz"],
-    "IndexSolver": ["FindIndexTest", "SequenceAuditTest", "FindIndexFuzz", "SequenceAuditFuzz"],
-    "IndexSequence": ["CompiledTemplateTest", "CompiledTemplateFuzz", "FramesFuzz"],
-    "IndexTables": ["FrameBuilderTest", "FrameBuilderFuzz"],
-    "Integer": ["NumericTest"],
-    "InternetSum": ["ChecksumFieldTest", "AdjustChecksumFuzz"],
-    "IpAddress": ["AddressShapeTest"],
-    "Ipv6Address": ["AddressShapeTest", "MacAddressTest", "DiUnsignedTest", "AllocationTest"],
-    "Lcm": ["NumericTest"],
-    "MacAddress": ["AddressShapeTest"],
-    "MacroExpander": ["AllocationTest", "MacroFuzz"],
-    "ListReader": ["FindIndexTest", "FrameBuilderTest", "FrameBuilderFuzz"],
-    "PagedBits": ["SequenceAuditTest", "AllocationTest", "SequenceAuditFuzz"],
-    "SequenceAudit": ["AllocationTest", "SequenceAuditFuzz"],
-    "Sequence": ["WildcardsTest", "AllocationTest", "WildcardsFuzz"],
-    "SequenceCheck": ["TemplateCheckTest"],
-    "TemplateAdvice": ["TemplateCheckTest", "TemplateCheckFuzz"],
-    "TemplateCheck": ["AllocationTest"],
-    "TemplateCompiler": ["TemplateProgramTest", "AllocationTest", "WildcardsFuzz"],
-    "TemplateDiagram": ["TemplateCheckTest", "TemplateFieldsFuzz"],
-    "TemplateDump": ["TemplateProgramTest"],
-    "TemplateFields": ["TemplateCheckTest"],
-    "TemplateHexCheck": ["TemplateCheckTest", "CounterFactsFuzz"],
-    "TemplateKindCheck": ["TemplateCheckTest", "CounterFactsFuzz"],
-    "TemplateListCheck": ["TemplateCheckTest", "TemplateCheckFuzz"],
-    "TemplateOverlay": ["AllocationTest", "WildcardsFuzz"],
-    "TemplateProgram": ["WildcardsTest", "AllocationTest", "WildcardsFuzz"],
-    "TemplateRender": ["AllocationTest", "WildcardsFuzz"],
-    "TemplateReport": ["TemplateCheckTest", "TemplateCheckFuzz"],
-    "TemplateState": ["AllocationTest", "WildcardsFuzz"],
-    "TemplateSyntax": ["TemplateProgramTest", "AllocationTest", "WildcardsFuzz"],
-    "TurnReader": ["FindIndexTest", "SequenceAuditTest", "FindIndexFuzz", "SequenceAuditFuzz"],
-    "WildcardsImpl": ["AllocationTest", "WildcardsFuzz"],
-    "WideSteps": ["HexfieldFuzz", "HexfieldTextFuzz", "Ipv6AddressFuzz"],
-    "Wildcards": ["AllocationTest"],
-    "WorldWideName": ["MacAddressTest", "AddressShapeTest", "AllocationTest"],
-}
+PARTS = ("benchmarks", "common", "tools", "tests", "fuzz")  # what the programs are built of
 
 
 class Program(NamedTuple):
     name: str
-    main: str  # the source that sees the headers of the library
-    extra: tuple
+    sources: tuple  # all that it is linked of, by their paths in the tree
+    libraries: tuple
     arguments: tuple
 
 
 class Programs:
     def __init__(self, root):
-        lists = (root / "tests" / "CMakeLists.txt").read_text()
-        self.includes = {p.name: re.findall(r'#include ["<](?:[\w.]+/)*(\w+\.h)[">]', p.read_text())
-                         for part in ("common", "tests", "tests/support", "fuzz") for p in (root / part).iterdir()
-                         if p.suffix in (".h", ".cpp")}
+        self.flags = {}  # by source: the include directories and definitions that it is compiled with
         self.all = {}
-        for name, sources in re.findall(r"^zor_common_test\((\w+)([^)]*)\)", lists, re.MULTILINE):
-            # Every program has all of common/ in it, so what a test lists of that is there already.
-            extra = tuple(f"tests/{s}" for s in re.sub("#.*", "", sources).split() if not s.startswith("../common/"))
-            self.all[name] = Program(name, f"tests/{name}.cpp", extra, ("--gtest_fail_fast", "--gtest_brief=1"))
-        for target in sorted(p.stem for p in (root / "fuzz").glob("*Fuzz.cpp")):
-            corpus = f"fuzz/corpus/{target.removesuffix('Fuzz')}"
-            self.all[target] = Program(target, f"fuzz/{target}.cpp", ("fuzz/StandaloneMain.cpp",), (corpus,))
-        self.files = {p.stem for p in (root / "common").iterdir()}
-        self._check_table()
-
-    def _check_table(self):
-        unknown = sorted(set(ADDITIONAL) - self.files) + sorted(
-            {name for names in ADDITIONAL.values() for name in names} - set(self.all))
-        if unknown:
-            raise SystemExit(f"scripts/mutation/programs.py names what does not exist: {', '.join(unknown)}")
-
-    def of(self, stem):
-        """The programs for a file of that name. The sooner a fault is noticed the better, so its own test comes first,
-        then those of other files, what tests several at once, and the fuzz targets."""
-        names = self._tests_of(stem, {stem}) | set(ADDITIONAL.get(stem, []))
-        names |= {n for n in self.all if n.endswith("Fuzz") and self._family_of(n) == stem}
-
-        def rank(name):
-            of_a_file = name.removesuffix("Test") in self.files
-            return name != f"{stem}Test", name.endswith("Fuzz"), not of_a_file, name
-
-        return [self.all[n] for n in sorted(names, key=rank)]
-
-    def _tests_of(self, stem, done):
-        if f"{stem}Test" in self.all:
-            return {f"{stem}Test"}
-        others = {f for f in self.files - done
-                  if any(f"{stem}.h" in self.includes.get(f + suffix, []) for suffix in (".h", ".cpp"))}
-        return {name for other in others for name in self._tests_of(other, done | {other})}
-
-    def _family_of(self, target):
-        return max((f for f in self.files if target.startswith(f)), key=len, default="")
+        targets = read_targets(root)
+        for target in targets.values():
+            for source, flags in compiled_in(root, target):
+                self.flags.setdefault(source, flags)
+        for target in targets.values():
+            is_fuzz = target["paths"]["source"] == "fuzz"
+            if target["type"] == "EXECUTABLE" and re.search("Fuzz$" if is_fuzz else "Test$", name := target["name"]):
+                linked = [target] + [targets[d["id"]] for d in target["dependencies"]]
+                sources = {source: None for t in linked for source, _ in compiled_in(root, t)}
+                libraries = [f["fragment"] for f in target["link"]["commandFragments"]
+                             if f["role"] == "libraries" and re.match("/|-l", f["fragment"])]
+                arguments = ("--gtest_fail_fast", "--gtest_brief=1")
+                if is_fuzz:
+                    arguments = (str(root / "fuzz" / "corpus" / name.removesuffix("Fuzz")),)
+                self.all[name] = Program(name, tuple(sources), tuple(libraries), arguments)
+        files = [p for part in PARTS for p in (root / part).rglob("*") if p.suffix in (".h", ".cpp")]
+        self.paths = {p.name: p.relative_to(root) for p in files}
+        self.includes = {p.name: re.findall(r'#include ["<](?:[\w.]+/)*(\w+\.h)[">]', p.read_text()) for p in files}
 
     def seen_by(self, name):
         """All headers that a source or header includes, those that they include too."""
@@ -152,3 +47,56 @@ class Programs:
                 seen.add(header)
                 left += self.includes.get(header, [])
         return seen
+
+    def depends(self, source, name):
+        """Whether a change of the file of that name changes what is compiled of the source."""
+        return source.endswith(f"/{name}") or name in self.seen_by(source.split("/")[-1])
+
+    def answering(self, reached, path, lines):
+        """The programs for a fault in these lines of a file: those that run one of them; where none does, as with
+        what is computed by the compiler, those that run any line of the file; else those of which the test itself
+        includes the file, or any source. `reached` has the lines that each program runs. The sooner a fault is
+        noticed the better, so the file's own test comes first, then what runs most of the file, fuzz targets last."""
+        runs = {p: set(reached.get(p, {}).get(path, ())) for p in self.all}
+        name = path.split("/")[-1]
+        own = f"{name.split('.')[0]}Test"
+        chosen = ([p for p in self.all if runs[p] & set(lines)] or [p for p in self.all if runs[p]]
+                  or self._built_with(name, ("tests/", "fuzz/")) or self._built_with(name, ("",)))
+        return [self.all[p] for p in sorted(chosen, key=lambda p: (p != own, p.endswith("Fuzz"), -len(runs[p]), p))]
+
+    def _built_with(self, name, parts):
+        return [p for p in self.all if any(s.startswith(parts) and self.depends(s, name) for s in self.all[p].sources)]
+
+
+def read_targets(root):
+    """The targets of the release build by their ids, from the replies of CMake's file API."""
+    answers = root / "build" / "release" / ".cmake" / "api" / "v1"
+    (answers / "query").mkdir(parents=True, exist_ok=True)
+    (answers / "query" / "codemodel-v2").touch()
+    configure = ["cmake", "--preset", "release", "--log-level=ERROR"]
+    subprocess.run(configure, cwd=root, stdout=subprocess.DEVNULL, check=True)
+    replies = [json.loads(file.read_text()) for file in sorted((answers / "reply").glob("target-*.json"))]
+    return {target["id"]: target for target in replies}
+
+
+def compiled_in(root, target):
+    """The sources that a target compiles, each with its include directories and definitions."""
+    for source in target.get("sources", []):
+        if source["path"].startswith(tuple(f"{part}/" for part in PARTS)) and "compileGroupIndex" in source:
+            group = target["compileGroups"][source["compileGroupIndex"]]
+            yield source["path"], [f"-I{i['path']}" for i in group.get("includes", [])] + [
+                f"-D{d['define']}" for d in group.get("defines", [])]
+
+
+def lines_run(directory, prefix):
+    """The lines that have run by the counts in a directory, by the paths of their files below the prefix."""
+    counts = sorted(file.name for file in directory.glob("*.gcda"))
+    command = ["gcov", "--json-format", "--stdout", "--relative-only", "--source-prefix", prefix, *counts]
+    reports = subprocess.run(command, cwd=directory, check=True, text=True, stdout=subprocess.PIPE,
+                             stderr=subprocess.DEVNULL).stdout
+    found = {}
+    for report in reports.splitlines():
+        for file in json.loads(report)["files"]:
+            run = {line["line_number"] for line in file["lines"] if line["count"]}
+            found.setdefault(file["file"].removeprefix(f"{prefix}/"), set()).update(run)
+    return {file: sorted(lines) for file, lines in found.items() if lines}

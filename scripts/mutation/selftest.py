@@ -2,7 +2,7 @@
 
 import pathlib
 
-from .faults import faults_of
+from .faults import faults_of, read_library
 from .programs import Programs
 from .report import Equivalents
 from .source import Source
@@ -77,23 +77,47 @@ def planted(kind, statements):
     return {(text[:f.begin] + f.replacement + text[f.end:])[begin:].split(" }\nprivate")[0]: f.id for f in inside}
 
 
+# The lines that some programs run, a fault's file and lines, and the programs that answer for it, in their order.
+REACHED = {"AllocationTest": {"common/Hexfield.cpp": [5]}, "HexfieldTest": {"common/Hexfield.cpp": [7]},
+           "HexfieldFuzz": {"common/Hexfield.cpp": [5, 6, 7, 8]}, "WildcardsTest": {"common/Hexfield.cpp": [5, 6]}}
+ANSWERING = [
+    ("common/Hexfield.cpp", [7], "HexfieldTest HexfieldFuzz"),
+    ("common/Hexfield.cpp", [4, 5], "WildcardsTest AllocationTest HexfieldFuzz"),
+    ("common/Hexfield.cpp", [9], "HexfieldTest WildcardsTest AllocationTest HexfieldFuzz"),
+    ("common/GenericFieldModifierImpl.h", [5], "FieldTypeHelperTest"),
+    ("tools/Quantities.cpp", [5], "ToolTest LayersFuzz RecipeFuzz"),
+]
+
+
+def wrong_programs(programs, root):
+    """What is wrong with the programs that are found and those that are chosen, as texts."""
+    expected = {p.stem for pattern in ("tests/*Test.cpp", "fuzz/*Fuzz.cpp") for p in root.glob(pattern)}
+    for name in sorted(expected ^ set(programs.all)):
+        yield f"{name}: has a source or is built, but not both"
+    for path, lines, names in ANSWERING:
+        found = " ".join(p.name for p in programs.answering(REACHED, path, lines))
+        if found != names:
+            yield f"{path} {lines}: expected {names}, found {found}"
+
+
+def stale_rows(root):
+    """The rows of the list of equivalents that are of no fault of the present sources, as texts."""
+    equivalents = Equivalents(root / "tests" / "data" / "mutants-equivalent.txt", set())
+    listed = set(equivalents.files.values())
+    present = [f for s in read_library(root / "common") if s.path.name in listed for f in faults_of(s)]
+    return [f"{i} {equivalents.files[i]}: stale: take it off the list" for i in equivalents.stale(present)]
+
+
 def run(root):
     """Prints what differs and returns the status to exit with."""
-    wrong = 0
+    wrong = []
     for kind, statements, expected in CASES:
         found = planted(kind, statements)
         if sorted(found) != sorted(expected):
-            print(f"{kind}: {statements}\n  expected {sorted(expected)}\n  planted  {sorted(found)}")
-            wrong += 1
+            wrong.append(f"{kind}: {statements}\n  expected {sorted(expected)}\n  planted  {sorted(found)}")
         for change, number in NUMBERS.items():
             if found.get(change, number) != number:
-                print(f"{kind}: {change}\n  has the number {found[change]} and not {number}")
-                wrong += 1
-    programs = Programs(root)  # which ends with a message if its table names what does not exist
-    for stem in ("Hexfield", "BigEndian"):
-        if not programs.of(stem):
-            print(f"no test answers for {stem}")
-            wrong += 1
-    Equivalents(root / "tests" / "data" / "mutants-equivalent.txt", set())
-    print(f"mutate: {len(CASES)} cases, {wrong} wrong")
+                wrong.append(f"{kind}: {change}\n  has the number {found[change]} and not {number}")
+    wrong += [*wrong_programs(Programs(root), root), *stale_rows(root)]
+    print(*wrong, f"mutate: {len(CASES) + len(ANSWERING)} cases, {len(wrong)} wrong", sep="\n")
     return 1 if wrong else 0
