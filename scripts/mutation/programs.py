@@ -32,7 +32,7 @@ class Programs:
                              if f["role"] == "libraries" and re.match("/|-l", f["fragment"])]
                 arguments = ("--gtest_fail_fast", "--gtest_brief=1")
                 if is_fuzz:
-                    arguments = (str(root / "fuzz" / "corpus" / name.removesuffix("Fuzz")),)
+                    arguments = (str(root / "fuzz" / "corpus" / f"{name.removesuffix('Fuzz')}.txt"),)
                 self.all[name] = Program(name, tuple(sources), tuple(libraries), arguments)
         files = [p for part in PARTS for p in (root / part).rglob("*") if p.suffix in (".h", ".cpp")]
         self.paths = {p.name: p.relative_to(root) for p in files}
