@@ -127,13 +127,14 @@ private:
 /// its calls. The compiled template is set beside Wildcards.
 template <class Write>
 void Rows(const std::string& name, double nextAtMost, double atAtMost, const std::string& templ, const char* peerName,
-          std::size_t inputs, Write write)
+          std::size_t inputs, Write write, PeerKind kind = PeerKind::Library)
 {
     const ByIndex<Write> byPeer(write, templ.size());
     Row("wildcards next, " + name, nextAtMost, Steps(inputs), Next(templ))
-        .Against(peerName, [peer = byPeer, next = 0u](auto) mutable -> const std::string& { return peer(next++); });
-    Row("wildcards at index, " + name, atAtMost, Steps(inputs), At(templ)).Against(peerName, byPeer);
-    Row("compiled template at index, " + name, 1.0, Steps(inputs), CompiledAt(templ)).Against("Wildcards", At(templ));
+        .Against(
+            peerName, [peer = byPeer, next = 0u](auto) mutable -> const std::string& { return peer(next++); }, kind);
+    Row("wildcards at index, " + name, atAtMost, Steps(inputs), At(templ)).Against(peerName, byPeer, kind);
+    Row("compiled template at index, " + name, 1.0, Steps(inputs), CompiledAt(templ)).Beside("Wildcards", At(templ));
 }
 
 /// Letters and blanks, as many as asked for.
@@ -210,16 +211,18 @@ void PacketRows()
     for (int i = 0; i < 4; ++i) templ += std::string(742, '5') + "@$(00000001,50000,00000001,big)";
     std::string packet;
     for (int i = 0; i < 4; ++i) packet += std::string(371, '\x55') + std::string(4, '\0');
-    Rows("hex template, 4 counters, 1,500 bytes", 1.6, 1.6, templ, "patched copy", kInputs,
-         [packet, counters = std::vector<Counter>(4, {1, 50000})](std::uint32_t index, std::string& out) {
-             out = packet;
-             char* at = out.data() + 371;
-             for (const Counter& counter : counters) {
-                 const std::uint32_t number = __builtin_bswap32(counter.At(index));
-                 std::memcpy(at, &number, 4);
-                 at += 375;
-             }
-         });
+    Rows(
+        "hex template, 4 counters, 1,500 bytes", 1.6, 1.6, templ, "patched copy", kInputs,
+        [packet, counters = std::vector<Counter>(4, {1, 50000})](std::uint32_t index, std::string& out) {
+            out = packet;
+            char* at = out.data() + 371;
+            for (const Counter& counter : counters) {
+                const std::uint32_t number = __builtin_bswap32(counter.At(index));
+                std::memcpy(at, &number, 4);
+                at += 375;
+            }
+        },
+        PeerKind::Baseline);
 }
 
 /// A template of 64 KiB with a counter every 40 characters, parsed, against one with a variable in each place.
@@ -277,7 +280,7 @@ void CheckRow()
     const auto pick = [](std::uint64_t number) { return std::string(kTemplates[number % 4]); };
     Row("template check", 2.0, Inputs(pick), [](const std::string& text) {
         return CheckTemplate(text).size() > 9;
-    }).Against("parse", [](const std::string& text) {
+    }).Beside("parse", [](const std::string& text) {
         Wildcards wildcards(text, "@");
         wildcards.ParseExpr();
         return false;
