@@ -220,7 +220,7 @@ namespace {
 
 // The sums below add right, or with kInverted its inverse, and carry to left by the carry rule of the sum, and return
 // the carry. They take out and left or right at the same place. A carry can be lost only where a word is full in both
-// operands, so without one whole lanes add up to the same.
+// operands, so without one whole lanes add up to the same. An inverse and a carry are a difference without a borrow.
 
 /// Word by word.
 template <bool kInverted>
@@ -251,41 +251,58 @@ constexpr bool LaneHasWord(Lane lane, std::uint32_t word) noexcept
     return (lane & 0xffffffff) == word || lane >> 32 == word;
 }
 
+/// What goes on from one lane to the next: the carry of a sum, the borrow of a difference, which is its opposite.
+template <bool kInverted>
+constexpr unsigned char ChainOf(unsigned char carry) noexcept
+{
+    return kInverted ? 1 - carry : carry;
+}
+
+/// One lane, where no word is full in both.
+template <bool kInverted>
+[[gnu::always_inline]] inline unsigned char AddLane(unsigned char chain, Lane* out, Lane left, Lane right) noexcept
+{
+    return kInverted ? detail::SubtractWithBorrow(chain, left, right, out)
+                     : detail::AddWithCarry(chain, left, right, out);
+}
+
 /// Lane by lane, up to one with a word that is full in both.
 template <bool kInverted>
-unsigned char AddByLanes(unsigned char carry, Lane* out, const Lane* left, const Lane* right,
-                         std::size_t count) noexcept
+[[gnu::noinline]] unsigned char AddByLanes(unsigned char chain, Lane* out, const Lane* left, const Lane* right,
+                                           std::size_t count) noexcept
 {
     for (std::size_t i = 0; i < count; ++i) {
         if (LaneHasWord(right[i], kFullAddend<kInverted>) && LaneHasWord(left[i], ~0u)) {
-            return AddByWords<kInverted>(carry, out + i, left + i, right + i, count - i);
+            return AddByWords<kInverted>(ChainOf<kInverted>(chain), out + i, left + i, right + i, count - i);
         }
-        carry = detail::AddWithCarry(carry, left[i], kInverted ? ~right[i] : right[i], out + i);
+        chain = AddLane<kInverted>(chain, out + i, left[i], right[i]);
     }
-    return carry;
+    return ChainOf<kInverted>(chain);
 }
 
 /// A block of lanes in one chain, where no word is full in both.
 template <bool kInverted, std::size_t... I>
-unsigned char AddBlock(unsigned char carry, Lane* out, const Lane* left, const Lane* right,
-                       std::index_sequence<I...>) noexcept
+[[gnu::always_inline]] inline unsigned char AddBlock(unsigned char chain, Lane* out, const Lane* left,
+                                                     const Lane* right, std::index_sequence<I...>) noexcept
 {
-    ((carry = detail::AddWithCarry(carry, left[I], kInverted ? ~right[I] : right[I], out + I)), ...);
-    return carry;
+    ((chain = AddLane<kInverted>(chain, out + I, left[I], right[I])), ...);
+    return chain;
 }
 
 /// Block by block, up to one with a word that is full in both.
 template <bool kInverted>
-unsigned char AddLanes(unsigned char carry, Lane* out, const Lane* left, const Lane* right, std::size_t count) noexcept
+[[gnu::always_inline]] inline unsigned char AddLanes(unsigned char carry, Lane* out, const Lane* left,
+                                                     const Lane* right, std::size_t count) noexcept
 {
     constexpr std::size_t kBlock = detail::kBlockLanes;
+    unsigned char chain = ChainOf<kInverted>(carry);
     for (; count >= kBlock; count -= kBlock, out += kBlock, left += kBlock, right += kBlock) {
         if (detail::BlockHasWord(right, kFullAddend<kInverted>) && detail::BlockHasWord(left, ~0u)) {
-            return AddByWords<kInverted>(carry, out, left, right, count);
+            return AddByWords<kInverted>(ChainOf<kInverted>(chain), out, left, right, count);
         }
-        carry = AddBlock<kInverted>(carry, out, left, right, std::make_index_sequence<kBlock>());
+        chain = AddBlock<kInverted>(chain, out, left, right, std::make_index_sequence<kBlock>());
     }
-    return count == 0 ? carry : AddByLanes<kInverted>(carry, out, left, right, count);
+    return count == 0 ? ChainOf<kInverted>(chain) : AddByLanes<kInverted>(chain, out, left, right, count);
 }
 
 /// Writes \a lanes plus \a carry. \a out may be \a lanes.
@@ -385,6 +402,14 @@ Hexfield Hexfield::operator+(unsigned int value) const
 
 /// Subtracts a field that is not wider.
 void Hexfield::Deduct(const Hexfield& other) noexcept
+{
+    // A low word that is not zero, of a field as wide, needs none of the care below.
+    if (mSize != other.mSize || (other.mLanes[0] & 0xffffffff) == 0) return DeductAny(other);
+    AddLanes<true>(1, mLanes, mLanes, other.mLanes, LaneCount());
+    MaskTopLane();
+}
+
+[[gnu::noinline]] void Hexfield::DeductAny(const Hexfield& other) noexcept
 {
     const std::size_t common = other.LaneCount();
     // The two's complement that is added is the inverse plus 1. Zero words at the low end of the subtrahend are zero in

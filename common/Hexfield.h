@@ -429,6 +429,7 @@ private:
         return result;
     }
     void Deduct(const Hexfield& other) noexcept;
+    ZOR_COMMON_LOCAL void DeductAny(const Hexfield& other) noexcept;
     void SetNegative(const Hexfield& field) noexcept;
     void SetSum(const Hexfield& left, const Hexfield& right) noexcept;
     ZOR_COMMON_LOCAL void SetSumOfWidths(const Hexfield& left, const Hexfield& right) noexcept;

@@ -54,7 +54,16 @@ inline unsigned char AddWithCarry(unsigned char carry, unsigned long long left, 
     return sum < left || result < sum ? 1 : 0;
 }
 
-/// Whether a 32-bit word of a block of lanes is \a word.
+/// Writes \a left minus \a right minus \a borrow, 0 or 1, and returns the borrow out of it.
+inline unsigned char SubtractWithBorrow(unsigned char borrow, unsigned long long left, unsigned long long right,
+                                        unsigned long long* out) noexcept
+{
+    const unsigned long long difference = left - right;
+    *out = difference - borrow;
+    return left < right || difference < borrow ? 1 : 0;
+}
+
+/// Whether a 32-bit word of a block of lanes is \a word, which has all bits set or none.
 inline bool BlockHasWord(const unsigned long long* lanes, std::uint32_t word) noexcept
 {
     bool found = false;
@@ -113,15 +122,20 @@ inline unsigned char AddWithCarry(unsigned char carry, unsigned long long left, 
     return _addcarry_u64(carry, left, right, out);
 }
 
+inline unsigned char SubtractWithBorrow(unsigned char borrow, unsigned long long left, unsigned long long right,
+                                        unsigned long long* out) noexcept
+{
+    return _subborrow_u64(borrow, left, right, out);
+}
+
 inline bool BlockHasWord(const unsigned long long* lanes, std::uint32_t word) noexcept
 {
-    const __m128i wanted = _mm_set1_epi32(static_cast<int>(word));
-    const auto found = [=](std::size_t i) {
-        return _mm_cmpeq_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(lanes + i)), wanted);
-    };
-    const __m128i low = _mm_or_si128(found(0), found(2));
-    const __m128i high = _mm_or_si128(found(4), found(6));
-    return _mm_movemask_epi8(_mm_or_si128(low, high)) != 0;
+    const auto load = [lanes](std::size_t i) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(lanes + i)); };
+    // Saturation keeps 0 and -1 apart from all other numbers, so that one comparison of bytes is enough.
+    const __m128i low = _mm_packs_epi32(load(0), load(2));
+    const __m128i high = _mm_packs_epi32(load(4), load(6));
+    const __m128i bytes = _mm_packs_epi16(low, high);
+    return _mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_set1_epi8(static_cast<char>(word)))) != 0;
 }
 
 /// The compiler calls a function for any dividend of 128 bits, where this is one instruction.
@@ -139,6 +153,7 @@ using portable::AddWithCarry;
 using portable::BlockHasWord;
 using portable::DivideToWord;
 using portable::ReadHexLane;
+using portable::SubtractWithBorrow;
 using portable::WriteHexLane;
 
 #endif
