@@ -339,6 +339,7 @@ template <class Combine>
 void CombineLanes(Lane* out, const Lane* left, const Lane* right, std::size_t count, Combine combine) noexcept
 {
     std::size_t i = 0;
+#pragma GCC unroll 4
     for (; count - i >= 2; i += 2) {
         LanePair leftPair;
         LanePair rightPair;
