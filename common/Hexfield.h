@@ -177,8 +177,12 @@ public:
     /// either operand's word; so it is 0 where both words are 0xffffffff and a carry comes in.
     Hexfield operator+(const Hexfield& other) const
     {
-        return MeetInOneLane(other) ? Hexfield(WiderOf(other), mLanes[0] + other.mLanes[0])
-                                    : Combined<&Hexfield::SetSum>(other);
+        if (MeetInOneLane(other)) return Hexfield(WiderOf(other), mLanes[0] + other.mLanes[0]);
+        if (MeetInTwoLanes(other) && !MayLoseCarry(other.mLanes[0], other.mLanes[1])) {
+            const Lane low = mLanes[0] + other.mLanes[0];
+            return Hexfield(Width{mSize}, low, mLanes[1] + other.mLanes[1] + (low < mLanes[0] ? 1 : 0));
+        }
+        return Combined<&Hexfield::SetSum>(other);
     }
 
     /// Widens this field to \a other's width first if that is larger.
@@ -233,8 +237,9 @@ public:
 
     Hexfield operator|(const Hexfield& other) const
     {
-        return MeetInOneLane(other) ? Hexfield(WiderOf(other), mLanes[0] | other.mLanes[0])
-                                    : Combined<&Hexfield::SetOr>(other);
+        if (MeetInOneLane(other)) return Hexfield(WiderOf(other), mLanes[0] | other.mLanes[0]);
+        if (!MeetInTwoLanes(other)) return Combined<&Hexfield::SetOr>(other);
+        return Hexfield(Width{mSize}, mLanes[0] | other.mLanes[0], mLanes[1] | other.mLanes[1]);
     }
 
     /// Widens this field to \a other's width first if that is larger.
@@ -251,8 +256,9 @@ public:
     /// The leading bytes of the wider operand become 0.
     Hexfield operator&(const Hexfield& other) const
     {
-        return MeetInOneLane(other) ? Hexfield(WiderOf(other), mLanes[0] & other.mLanes[0])
-                                    : Combined<&Hexfield::SetAnd>(other);
+        if (MeetInOneLane(other)) return Hexfield(WiderOf(other), mLanes[0] & other.mLanes[0]);
+        if (!MeetInTwoLanes(other)) return Combined<&Hexfield::SetAnd>(other);
+        return Hexfield(Width{mSize}, mLanes[0] & other.mLanes[0], mLanes[1] & other.mLanes[1]);
     }
 
     /// Widens this field to \a other's width first if that is larger.
@@ -305,6 +311,13 @@ private:
     Hexfield(Width width, Lane lane) noexcept : mSize(static_cast<std::uint16_t>(width))
     {
         mLanes[0] = lane & TopMask();
+    }
+
+    /// A field of 9 to 16 bytes.
+    Hexfield(Width width, Lane low, Lane high) noexcept : mSize(static_cast<std::uint16_t>(width))
+    {
+        mLanes[0] = low;
+        mLanes[1] = high & TopMask();
     }
 
     // Fields of 1 to 8 bytes meet in one addition of 64 bits: a carry that the rule of the sum loses would only leave
