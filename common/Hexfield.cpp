@@ -46,23 +46,60 @@ void Hexfield::normalize(unsigned short size)
     MaskTopLane();
 }
 
+/// Writes a lane that the width fills in part, and returns where the whole ones go.
+char* Hexfield::WriteTopLane(char* digits) const noexcept
+{
+    const std::size_t rest = mSize % 8;
+    // The lane moved up, so that its bytes come first; what is written behind them is overwritten.
+    const Lane top = mLanes[mSize / 8] << (64 - 8 * rest) % 64;
+    if (mSize >= 8) {
+        detail::WriteHexLane(digits, top);
+    } else {
+        char text[16];
+        detail::WriteHexLane(text, top);
+        std::memcpy(digits, text, 2 * rest);
+    }
+    return digits + 2 * rest;
+}
+
+namespace {
+
+/// Writes whole lanes, the last one first.
+void WriteLanes(char* digits, const Lane* lanes, std::size_t count) noexcept
+{
+    const std::size_t inBlocks = detail::WriteHexLanes(digits, lanes, count);
+    digits += 16 * inBlocks;
+    count -= inBlocks;
+#pragma GCC unroll 4
+    for (; count-- > 0; digits += 16) detail::WriteHexLane(digits, lanes[count]);
+}
+
+} // namespace
+
 void Hexfield::CopyToHexArray(char* digits) const noexcept
 {
-    std::size_t lane = mSize / 8;
+    if (mSize % 8 != 0) digits = WriteTopLane(digits);
+    WriteLanes(digits, mLanes, mSize / 8);
+}
+
+/// Appends the digits of a wide field piece by piece, so that what the string clears is still in the first cache when it
+/// is written. All at once takes a seventh longer for 65,535 bytes.
+void Hexfield::AppendTo(std::string& text) const
+{
+    const std::size_t start = text.size();
+    text.reserve(start + 2 * std::size_t{mSize});
     if (const std::size_t rest = mSize % 8; rest != 0) {
-        // The top lane moved up, so that its bytes come first; what is written behind them is overwritten.
-        const Lane top = mLanes[lane] << 8 * (8 - rest);
-        if (lane > 0) {
-            detail::WriteHexLane(digits, top);
-        } else {
-            char text[16];
-            detail::WriteHexLane(text, top);
-            std::memcpy(digits, text, 2 * rest);
-        }
-        digits += 2 * rest;
+        text.resize(start + 16);
+        WriteTopLane(text.data() + start);
+        text.resize(start + 2 * rest);
     }
-#pragma GCC unroll 4
-    for (; lane-- > 0; digits += 16) detail::WriteHexLane(digits, mLanes[lane]);
+    for (std::size_t left = mSize / 8; left > 0;) {
+        const std::size_t lanes = std::min<std::size_t>(left, 256);
+        const std::size_t done = text.size();
+        text.resize(done + 16 * lanes);
+        left -= lanes;
+        WriteLanes(text.data() + done, mLanes + left, lanes);
+    }
 }
 
 /// Reads text of nothing but digits, as long as all of them count. False says that it is of another form, and leaves
@@ -78,8 +115,15 @@ bool Hexfield::CopyFromDigits(const std::string& text)
     for (std::size_t i = 0; i < whole; ++i) {
         first -= 16;
         if (!detail::ReadHexLane(first, lane)) return false;
-        if (i == 0) MakeRoom(LanesFor(size)); // not before: most text of other forms would not need as much
-        mLanes[i] = lane;
+        if (i > 0) {
+            mLanes[i] = lane;
+            continue;
+        }
+        MakeRoom(LanesFor(size)); // not before: most text of other forms would not need as much
+        mLanes[0] = lane;
+        const std::size_t inBlocks = detail::ReadHexLanes(first, mLanes + 1, whole - 1);
+        first -= 16 * inBlocks;
+        i += inBlocks;
     }
     if (const std::size_t rest = text.size() % 16; rest != 0) {
         char digits[16] = {'0', '0', '0', '0', '0', '0', '0', '0', '0', '0', '0', '0', '0', '0', '0', '0'};

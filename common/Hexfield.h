@@ -118,8 +118,12 @@ public:
     /// Two lower-case hex digits a byte, without prefix or separators; nothing for width 0.
     std::string ToString() const
     {
-        std::string text(2 * std::size_t{mSize}, '\0');
-        CopyToHexArray(text.data());
+        std::string text(mSize > kWide ? 0 : 2 * std::size_t{mSize}, '\0');
+        if (mSize > kWide) {
+            AppendTo(text);
+        } else {
+            CopyToHexArray(text.data());
+        }
         return text;
     }
 
@@ -295,6 +299,9 @@ private:
     /// Lanes that fit in the object itself.
     static constexpr std::uint16_t kInsideLanes = 2;
 
+    /// What is wider, in bytes, becomes text in pieces.
+    static constexpr std::size_t kWide = 8192;
+
     /// A width in bytes, to make a field of it.
     enum class Width : std::uint16_t {};
 
@@ -409,6 +416,8 @@ private:
     }
 
     void MakeRoomOutside(std::size_t lanes, std::size_t kept);
+    void AppendTo(std::string& text) const;
+    ZOR_COMMON_LOCAL char* WriteTopLane(char* digits) const noexcept;
     ZOR_COMMON_LOCAL bool CopyFromDigits(const std::string& text);
     ZOR_COMMON_LOCAL void CopyFromSeparatedBytes(const std::string& text);
     ZOR_COMMON_LOCAL void CopyFromBytes(const unsigned char* bytes, std::size_t length, bool mostSignificantFirst);

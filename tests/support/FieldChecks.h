@@ -22,7 +22,7 @@ inline void CheckHexfieldText(Random& random)
 {
     Hexfield used(random.Text("0f", random.Below(60)));
     std::string text;
-    const std::size_t bytes = random.Below(60);
+    const std::size_t bytes = random.Below(random.Below(8) == 0 ? 300 : 60);
     const auto form = random.Below(3);
     for (std::size_t i = 0; i < bytes; ++i) {
         if (i > 0 && (form == 1 || (form == 2 && i % 2 == 0))) text += ":- g"[random.Below(4)];
