@@ -442,7 +442,8 @@ void Hexfield::SetOr(const Hexfield& left, const Hexfield& right) noexcept
 Hexfield Hexfield::operator+(unsigned int value) const
 {
     const std::uint16_t size = value > 0xffffff ? 4 : value > 0xffff ? 3 : value > 0xff ? 2 : 1;
-    return *this + Hexfield(Width{size}, value);
+    const Hexfield addend(Width{size}, value);
+    return MeetInOneLane(addend) ? Hexfield(WiderOf(addend), mLanes[0] + value) : Combined<&Hexfield::SetSum>(addend);
 }
 
 /// Subtracts a field that is not wider.
