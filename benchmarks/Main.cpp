@@ -111,7 +111,7 @@ private:
                         kMost, above == 0 ? "." : ":\n");
             for (const auto& [row, ratio] : ratios) {
                 if (ratio <= kMost) continue;
-                const char* const reason = row->reason.empty() ? "It does no more work." : row->reason.c_str();
+                const char* const reason = row->reason.empty() ? "No reason is known." : row->reason.c_str();
                 std::printf("- %s, %.2f: %s\n", row->name.c_str(), ratio, reason);
             }
         }
