@@ -401,6 +401,15 @@ constexpr auto kInvert = [](auto lane, auto) { return ~lane; };
 
 } // namespace
 
+/// Sets a field that is neither operand, of any width.
+void Hexfield::SetToSum(const Hexfield& left, const Hexfield& right)
+{
+    const auto size = std::max(left.mSize, right.mSize);
+    MakeRoom(LanesFor(size));
+    mSize = size;
+    SetSum(left, right);
+}
+
 void Hexfield::SetSum(const Hexfield& left, const Hexfield& right) noexcept
 {
     if (left.mSize != right.mSize) return SetSumOfWidths(left, right);

@@ -18,6 +18,12 @@
 
 namespace zor::common {
 
+namespace detail {
+
+struct FieldDefinition;
+
+} // namespace detail
+
 /// A field of packet bytes of 0 to 65535 bytes, read and written as one unsigned big-endian number.
 ///
 /// Byte 0 is the first and most significant one. Results wrap modulo 256 to the power of the width and report
@@ -292,6 +298,7 @@ public:
 
 private:
     friend struct std::hash<Hexfield>;
+    friend struct detail::FieldDefinition;
 
     /// 64 bits of the value, as the type that the add-with-carry instruction is written with.
     using Lane = unsigned long long;
@@ -453,6 +460,7 @@ private:
     void Deduct(const Hexfield& other) noexcept;
     ZOR_COMMON_LOCAL void DeductAny(const Hexfield& other) noexcept;
     void SetNegative(const Hexfield& field) noexcept;
+    ZOR_COMMON_LOCAL void SetToSum(const Hexfield& left, const Hexfield& right);
     void SetSum(const Hexfield& left, const Hexfield& right) noexcept;
     ZOR_COMMON_LOCAL void SetSumOfWidths(const Hexfield& left, const Hexfield& right) noexcept;
     void SetAnd(const Hexfield& left, const Hexfield& right) noexcept;
