@@ -111,7 +111,7 @@ Address ReadLeniently(const std::string& text)
 void ReadIpv4Row(const char* name, const std::vector<std::string>& texts)
 {
     Row row(name, 0.9, texts, ReadStrictly<CIpAddress>);
-    row.Against("CopyFromString", ReadLeniently<CIpAddress>).Against("inet_pton", [](const std::string& text) {
+    row.Beside("CopyFromString", ReadLeniently<CIpAddress>).Against("inet_pton", [](const std::string& text) {
         in_addr address{};
         inet_pton(AF_INET, text.c_str(), &address);
         return ntohl(address.s_addr);
@@ -129,7 +129,7 @@ void ReadIpv4Row(const char* name, const std::vector<std::string>& texts)
 void ReadIpv6Row(const char* name, CIpv6Address (*make)(std::uint64_t))
 {
     Row row(name, 0.9, Inputs([make](std::uint64_t random) { return Text(make(random)); }), ReadStrictly<CIpv6Address>);
-    row.Against("CopyFromString", ReadLeniently<CIpv6Address>).Against("inet_pton", [](const std::string& text) {
+    row.Beside("CopyFromString", ReadLeniently<CIpv6Address>).Against("inet_pton", [](const std::string& text) {
         unsigned char bytes[16] = {};
         inet_pton(AF_INET6, text.c_str(), bytes);
         return CIpv6Address(bytes);
@@ -154,7 +154,7 @@ void ReadRows()
     ReadIpv6Row("IPv6 read strictly, dotted tail", Ipv6Dotted);
     Row("MAC read strictly", 0.9, Inputs([](std::uint64_t random) { return Text(Mac(random)); }),
         ReadStrictly<CMacAddress>)
-        .Against("CopyFromString", ReadLeniently<CMacAddress>)
+        .Beside("CopyFromString", ReadLeniently<CMacAddress>)
         .Against("ether_aton_r", [](const std::string& text) {
             ether_addr address{};
             ether_aton_r(text.c_str(), &address);
@@ -162,7 +162,7 @@ void ReadRows()
         });
     Row("World Wide Name read strictly", 0.9, Inputs([](std::uint64_t random) { return Text(Name(random)); }),
         ReadStrictly<CWorldWideName>)
-        .Against("CopyFromString", ReadLeniently<CWorldWideName>);
+        .Beside("CopyFromString", ReadLeniently<CWorldWideName>);
 }
 
 /// A print into a buffer that is used again.
@@ -180,7 +180,7 @@ constexpr auto kToString = [](const auto& address) { return address.ToString(); 
 void PrintIpv6Row(const char* name, CIpv6Address (*make)(std::uint64_t))
 {
     Row(name, 0.7, Inputs(make), IntoBuffer(kPrint))
-        .Against("ToString", kToString)
+        .Beside("ToString", kToString)
         .Against("inet_ntop", IntoBuffer([](char* out, const CIpv6Address& address) {
                      inet_ntop(AF_INET6, &address[0], out, 64);
                      return out + std::string_view(out).size();
@@ -190,12 +190,12 @@ void PrintIpv6Row(const char* name, CIpv6Address (*make)(std::uint64_t))
 void PrintRows()
 {
     Row ipv4("IPv4 print into a buffer", 0.7, Inputs(Ipv4), IntoBuffer(kPrint));
-    ipv4.Against("ToString", kToString).Against("inet_ntop", IntoBuffer([](char* out, const CIpAddress& address) {
-                                                    unsigned char bytes[4];
-                                                    address.CopyTo(bytes);
-                                                    inet_ntop(AF_INET, bytes, out, 64);
-                                                    return out + std::string_view(out).size();
-                                                }));
+    ipv4.Beside("ToString", kToString).Against("inet_ntop", IntoBuffer([](char* out, const CIpAddress& address) {
+                                                   unsigned char bytes[4];
+                                                   address.CopyTo(bytes);
+                                                   inet_ntop(AF_INET, bytes, out, 64);
+                                                   return out + std::string_view(out).size();
+                                               }));
 #if HAVE_FMT
     ipv4.Against("{fmt}", IntoBuffer([](char* out, const CIpAddress& address) {
                      return fmt::format_to(out, FMT_COMPILE("{}.{}.{}.{}"), address[0], address[1], address[2],
@@ -208,13 +208,12 @@ void PrintRows()
     PrintIpv6Row("IPv6 print into a buffer, with ::", Ipv6Gap);
     PrintIpv6Row("IPv6 print into a buffer, dotted tail", Ipv6Dotted);
     CMacAddress::SetFormatStyle({1, ':'});
-    Row("MAC print into a buffer", 0.7, Inputs(Mac), IntoBuffer(kPrint))
-        .Against("ToString", [](const CMacAddress& mac) {
-            CMacAddress::SetFormatStyle({1, ':'}); // which is that of the process
-            return mac.ToString();
-        });
+    Row("MAC print into a buffer", 0.7, Inputs(Mac), IntoBuffer(kPrint)).Beside("ToString", [](const CMacAddress& mac) {
+        CMacAddress::SetFormatStyle({1, ':'}); // which is that of the process
+        return mac.ToString();
+    });
     CWorldWideName::SetFormatStyle({0, ':'});
-    Row("World Wide Name print into a buffer", 0.7, Inputs(Name), IntoBuffer(kPrint)).Against("ToString", kToString);
+    Row("World Wide Name print into a buffer", 0.7, Inputs(Name), IntoBuffer(kPrint)).Beside("ToString", kToString);
 }
 
 /// A list of addresses, a line each, with eleven that are none.
@@ -302,7 +301,7 @@ void WalkRows()
         }
         return sum;
     });
-    ipv4.Against("a loop over integers", [](std::uint64_t random) {
+    ipv4.Beside("a loop over integers", [](std::uint64_t random) {
         const auto first = static_cast<unsigned int>(random >> 32);
         std::uint64_t sum = 0;
         for (unsigned int number = first; number != first + kSteps; ++number) sum = Mixed(sum, number);
@@ -328,7 +327,7 @@ void WalkRows()
             sum = Mixed(sum, std::hash<CIpv6Address>()(address));
         }
         return sum;
-    }).Against("addresses of a loop over unsigned __int128", [](std::uint64_t random) {
+    }).Beside("addresses of a loop over unsigned __int128", [](std::uint64_t random) {
         const Wide first = static_cast<Wide>(random) << 64 | (~std::uint64_t{0} - 5000);
         std::uint64_t sum = 0;
         for (Wide number = first; number != first + kSteps; ++number) {
@@ -360,7 +359,7 @@ void SummaryRows()
     }
     Row("a million IPv4 networks summarised", 1.5, Steps(1), [networks](std::uint32_t) {
         return Summarize(networks).front().network;
-    }).Against("std::sort of as many pairs", [pairs](std::uint32_t) {
+    }).Beside("std::sort of as many pairs", [pairs](std::uint32_t) {
         Pairs sorted = pairs;
         std::sort(sorted.begin(), sorted.end());
         return CIpAddress(sorted.front().first);

@@ -274,12 +274,12 @@ void FrameRows()
                 : isPool   ? 1.5
                            : 1.8,
                 steps, work(ByRendering()))
-                .Against("memcpy", work(ByMemcpy()));
+                .Beside("memcpy", work(ByMemcpy()));
             Row("patch " + of, size == 64 ? (isPool ? 1.0 : 0.5) : (isPool ? 0.5 : 0.35), steps, work(ByPatching()))
-                .Against("patched copy", work(ByHand()));
+                .Beside("patched copy", work(ByHand()));
             Row("render with checksums " + of, 1.4, steps, work(ByRenderingOrSumming<true>()))
-                .Against("without", work(ByRenderingOrSumming<false>()));
-            Row("render listed " + of, 1.5, steps, work(listed)).Against("in sequence", work(ByRendering()));
+                .Beside("without", work(ByRenderingOrSumming<false>()));
+            Row("render listed " + of, 1.5, steps, work(listed)).Beside("in sequence", work(ByRendering()));
         }
     }
 }
@@ -307,7 +307,7 @@ void ThreadRows()
         }
     };
     Row("render 1,048,576 frames of 64 bytes, 2 threads on one object", 1.05, Steps(2), Work{{Packet(64).compiled}})
-        .Against("an object each", Work{{Packet(64).compiled, Packet(64).compiled}});
+        .Beside("an object each", Work{{Packet(64).compiled, Packet(64).compiled}});
 }
 
 } // namespace

@@ -76,26 +76,25 @@ auto Memcpy(unsigned int offset, unsigned int length)
 void FieldExtractorRows()
 {
     const auto packets = [] { return Inputs(Packet, InputCount(1500)); };
-    Row("Bit field, 12 bits at bit 4", 1.0, packets(), Extract(4, 12)).Against("a byte loop", ByteLoop(4, 12));
+    Row("Bit field, 12 bits at bit 4", 1.0, packets(), Extract(4, 12)).Beside("a byte loop", ByteLoop(4, 12));
     Row("Bit field, 48 bits at bit 16", 1.2, packets(), Extract(16, 48))
-        .Against("vector::assign", Assign(16, 48))
-        .Against("memcpy", Memcpy(16, 48));
-    Row("Bit field, 64 bits at bit 13", 0.6, packets(), Extract(13, 64)).Against("a byte loop", ByteLoop(13, 64));
-    Row("Bit field, 8,000 bits at bit 83", 0.2, packets(), Extract(83, 8000))
-        .Against("a byte loop", ByteLoop(83, 8000));
+        .Beside("vector::assign", Assign(16, 48))
+        .Beside("memcpy", Memcpy(16, 48));
+    Row("Bit field, 64 bits at bit 13", 0.6, packets(), Extract(13, 64)).Beside("a byte loop", ByteLoop(13, 64));
+    Row("Bit field, 8,000 bits at bit 83", 0.2, packets(), Extract(83, 8000)).Beside("a byte loop", ByteLoop(83, 8000));
     Row("Bit field as a number, 20 bits at bit 115", 2.0, packets(), [](const Bytes& packet) {
         return FieldExtractor::Get(packet.data(), packet.size(), 115, 20);
-    }).Against("a load, a swap and two shifts", [](const Bytes& packet) {
+    }).Beside("a load, a swap and two shifts", [](const Bytes& packet) {
         std::uint64_t word = 0;
         std::memcpy(&word, packet.data() + 115 / 8, sizeof word);
         return be64toh(word) << 115 % 8 >> (64 - 20);
     });
     Row("Bit field, 64 bits at bit 80", 1.3, packets(), Extract(80, 64))
-        .Against("vector::assign", Assign(80, 64))
-        .Against("memcpy", Memcpy(80, 64));
+        .Beside("vector::assign", Assign(80, 64))
+        .Beside("memcpy", Memcpy(80, 64));
     Row("Bit field, 8,000 bits at bit 80", 1.3, packets(), Extract(80, 8000))
-        .Against("vector::assign", Assign(80, 8000))
-        .Against("memcpy", Memcpy(80, 8000));
+        .Beside("vector::assign", Assign(80, 8000))
+        .Beside("memcpy", Memcpy(80, 8000));
     Growth("Bit field at bit 3 by length", 4096, [](std::size_t size) {
         return [in = Bytes(size + 1, 0x5a), out = Bytes(),
                 field = FieldExtractor(3, static_cast<unsigned int>(8 * size))]() mutable {

@@ -64,7 +64,7 @@ void AddRow(const std::string& name, const FrameBuilder& builder, Patch patch)
     const CompiledTemplate packets = builder.Compile();
     std::string frame;
     packets.GetValueAt(0, frame);
-    Row(name, 1.5, Steps(391), ByBuilder{packets}).Against("patched copy", ByHand<Patch>{frame, patch});
+    Row(name, 1.5, Steps(391), ByBuilder{packets}).Beside("patched copy", ByHand<Patch>{frame, patch});
 }
 
 struct Flow {

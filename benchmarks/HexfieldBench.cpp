@@ -126,6 +126,14 @@ bool operator==(const Hexfield& field, const Integer& integer)
 
 #endif
 
+/// Sums and differences do more than the bare loops of others.
+template <class AnyRow>
+void GiveReason(AnyRow& row, const char* operation)
+{
+    if (*operation != '+' && *operation != '-') return;
+    row.Because("It looks for the words behind which a carry is lost, and keeps the width.");
+}
+
 /// One operation into a new field beside the same into a new buffer and, for narrow fields, into a new cpp_int.
 template <class Ours, class Gmp, class Boost>
 void NewFieldRow(const char* operation, std::size_t size, double atMost, Ours ours, [[maybe_unused]] Gmp gmp,
@@ -135,6 +143,7 @@ void NewFieldRow(const char* operation, std::size_t size, double atMost, Ours ou
     Row row(std::string("Hexfield ") + operation + " into a new field, " + Width(size), atMost,
             Steps(InputCount(2 * size)),
             [pairs = Fields(size), ours](std::uint32_t i) { return ours((*pairs)[i].first, (*pairs)[i].second); });
+    GiveReason(row, operation);
 #if HAVE_GMP
     const auto limbs = MakePairs<Limbs>(size, [](const std::string& bytes) { return Limbs(bytes); });
     row.Against("GMP", [limbs, gmp, size](std::uint32_t i) {
@@ -168,6 +177,7 @@ void InPlaceRow(const char* operation, std::size_t size, Ours ours, [[maybe_unus
                 ours(field, (*pairs)[i].first);
                 return View<Hexfield>{&field};
             });
+    GiveReason(row, operation);
 #if HAVE_GMP
     const auto limbs = MakePairs<Limbs>(size, [](const std::string& bytes) { return Limbs(bytes); });
     row.Against("GMP", [limbs, gmp, number = Limbs(start)](std::uint32_t i) mutable {

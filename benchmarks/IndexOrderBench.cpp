@@ -23,7 +23,7 @@ void BurstRow(const char* name, double atMost, std::uint64_t size)
         Burst indexes;
         order.GetIndexesAt({first, kBurst}, indexes.data());
         return indexes;
-    }).Against("GetIndexAt", [order](std::uint64_t first) {
+    }).Beside("GetIndexAt", [order](std::uint64_t first) {
         Burst indexes;
         for (std::uint64_t i = 0; i < kBurst; ++i) indexes[i] = order.GetIndexAt(first + i);
         return indexes;
@@ -45,7 +45,7 @@ void WholeRow(const char* name, const char* peer, double atMost, std::size_t siz
             squares = std::accumulate(indexes.begin(), indexes.end(), squares, sum);
         }
         return squares;
-    }).Against(peer, [=](std::uint64_t seed) {
+    }).Beside(peer, [=](std::uint64_t seed) {
         std::vector<std::uint64_t> table(size);
         std::iota(table.begin(), table.end(), std::uint64_t{0});
         std::mt19937_64 random(seed);

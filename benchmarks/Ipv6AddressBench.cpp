@@ -179,8 +179,8 @@ void SteppingRows()
     step.Missing("asio");
 #endif
     Row("IPv6 step and mask, beside a plain number", 0.6, Inputs(Full), ours)
-        .Against("unsigned __int128",
-                 [](const CIpv6Address& address) { return Store((Load(address) + 1) & ~Wide{0} << 16); });
+        .Beside("unsigned __int128",
+                [](const CIpv6Address& address) { return Store((Load(address) + 1) & ~Wide{0} << 16); });
 
     // Prefixes of every length from /32 to /128, and steps of up to 24 bits.
     struct Subnet {
@@ -192,7 +192,7 @@ void SteppingRows()
             return Subnet{Full(random), 32 + static_cast<int>(random % 97), static_cast<unsigned int>(random >> 40)};
         }),
         [](const Subnet& subnet) { return subnet.address.GetNextIp(subnet.length, subnet.step, 1); })
-        .Against("unsigned __int128", [](const Subnet& subnet) {
+        .Beside("unsigned __int128", [](const Subnet& subnet) {
             return Store(Load(subnet.address) + (Wide{subnet.step} << (128 - subnet.length)));
         });
 }

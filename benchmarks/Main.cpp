@@ -1,22 +1,30 @@
 /// \file
-/// Runs the rows of all families in random order and ends with one table: the medians of each operation of the library
+/// Runs the rows of all families in random order and ends with their tables: the medians of each operation of the library
 /// and of the best of the others, and their ratio, which is what counts: the times depend on the machine.
 
 #include "Families.h"
 #include "Rows.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <optional>
 
 namespace zor::common::bench {
 
 namespace {
 
+/// What no row should exceed that is set beside another library, whatever its own aim, and their mean.
+constexpr double kMost = 1.3;
+constexpr double kMostOnAverage = 0.4;
+
 struct RowInfo {
     std::string name;
     double atMost;
+    std::vector<std::pair<std::string, PeerKind>> peers = {};
+    std::string reason = {}; ///< Why it does more than the libraries.
 };
 
 std::vector<RowInfo> rows;
@@ -55,29 +63,58 @@ public:
     }
 
 private:
+    /// The medians of an operation and of its best peer.
+    struct Medians {
+        double ours;
+        std::pair<std::string, double> best;
+
+        double Ratio() const { return std::round(100 * ours / best.second) / 100; } // as it is printed
+    };
+
+    /// None where the row was not measured, or has no peer of that kind.
+    std::optional<Medians> MediansOf(const RowInfo& row, PeerKind kind) const
+    {
+        const auto ours = mMedians.find(row.name + "/ours");
+        if (ours == mMedians.end()) return std::nullopt;
+        std::optional<Medians> medians;
+        for (const auto& [name, peerKind] : row.peers) {
+            const auto peer = mMedians.find(row.name + '/' + name);
+            if (peerKind != kind || peer == mMedians.end()) continue;
+            if (!medians || peer->second < medians->best.second) medians = {ours->second, {name, peer->second}};
+        }
+        return medians;
+    }
+
     void PrintRows() const
     {
-        std::puts("\n| row | ours | best peer | ratio | at most |\n|---|---|---|---|---|");
         double logarithms = 0;
-        int count = 0;
-        for (const RowInfo& row : rows) {
-            const auto ours = mMedians.find(row.name + "/ours");
-            if (ours == mMedians.end()) continue;
-            auto best = mMedians.end();
-            const std::string prefix = row.name + '/';
-            for (auto peer = mMedians.lower_bound(prefix);
-                 peer != mMedians.end() && peer->first.compare(0, prefix.size(), prefix) == 0; ++peer) {
-                if (peer != ours && (best == mMedians.end() || peer->second < best->second)) best = peer;
+        std::vector<std::pair<const RowInfo*, double>> ratios; // to libraries
+        for (const PeerKind kind : {PeerKind::Library, PeerKind::Baseline}) {
+            const char* const peers = kind == PeerKind::Library ? "library" : "baseline";
+            std::printf("\n| row | ours | best %s | ratio | at most |\n|---|---|---|---|---|\n", peers);
+            for (const RowInfo& row : rows) {
+                const auto medians = MediansOf(row, kind);
+                if (!medians) continue;
+                const double ratio = medians->Ratio();
+                std::printf("| %s | %s | %s %s | %.2f | %.2f%s |\n", row.name.c_str(), Time(medians->ours).c_str(),
+                            Time(medians->best.second).c_str(), medians->best.first.c_str(), ratio, row.atMost,
+                            ratio > row.atMost ? " (above)" : "");
+                if (kind == PeerKind::Baseline) continue;
+                logarithms += std::log(ratio);
+                ratios.emplace_back(&row, ratio);
             }
-            if (best == mMedians.end()) continue;
-            const double ratio = std::round(100 * ours->second / best->second) / 100; // as it is printed
-            std::printf("| %s | %s | %s %s | %.2f | %.2f%s |\n", row.name.c_str(), Time(ours->second).c_str(),
-                        Time(best->second).c_str(), best->first.c_str() + prefix.size(), ratio, row.atMost,
-                        ratio > row.atMost ? " (above)" : "");
-            logarithms += std::log(ratio);
-            ++count;
+            if (kind == PeerKind::Baseline || ratios.empty()) continue;
+            const auto above =
+                std::count_if(ratios.begin(), ratios.end(), [](auto& row) { return row.second > kMost; });
+            std::printf("\n%zu rows beside another library: geometric mean %.2f, at most %.2f; %td above %.2f%s\n",
+                        ratios.size(), std::exp(logarithms / static_cast<double>(ratios.size())), kMostOnAverage, above,
+                        kMost, above == 0 ? "." : ":\n");
+            for (const auto& [row, ratio] : ratios) {
+                if (ratio <= kMost) continue;
+                const char* const reason = row->reason.empty() ? "No reason is known." : row->reason.c_str();
+                std::printf("- %s, %.2f: %s\n", row->name.c_str(), ratio, reason);
+            }
         }
-        if (count > 0) std::printf("\nGeometric mean of %d rows: %.2f\n", count, std::exp(logarithms / count));
     }
 
     /// The exponent is the slope of a line through the logarithms.
@@ -115,9 +152,20 @@ private:
 
 } // namespace
 
-void AddRow(const std::string& row, double atMost)
+std::size_t AddRow(const std::string& row, double atMost)
 {
     rows.push_back({row, atMost});
+    return rows.size() - 1;
+}
+
+void AddPeer(std::size_t row, const char* peer, PeerKind kind)
+{
+    rows[row].peers.emplace_back(peer, kind);
+}
+
+void AddReason(std::size_t row, const char* reason)
+{
+    rows[row].reason = reason;
 }
 
 void AddGrowth(const std::string& name, std::size_t size)

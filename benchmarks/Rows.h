@@ -44,8 +44,14 @@ inline std::vector<std::uint32_t> Steps(std::size_t count = kInputs)
     return steps;
 }
 
-// Kept for the table at the end.
-void AddRow(const std::string& row, double atMost);
+/// What others are. Means and goals go over libraries; what bounds an operation, as a copy of the bytes does, and what
+/// sets two calls of this library side by side stands apart from them.
+enum class PeerKind : bool { Library, Baseline };
+
+// Kept for the tables at the end.
+std::size_t AddRow(const std::string& row, double atMost); ///< Its place.
+void AddPeer(std::size_t row, const char* peer, PeerKind kind);
+void AddReason(std::size_t row, const char* reason);
 void AddGrowth(const std::string& name, std::size_t size);
 void ReportMissing(const std::string& row, const char* peer);
 void ReportSkipped(const std::string& row);
@@ -57,8 +63,9 @@ struct alignas(64) Aligned {
     Result value;
 };
 
-/// One row of the table: an operation of the library and those of others that give the same results. They are
-/// compared on all inputs before anything is measured, and the program ends where they differ.
+/// One row of the tables: an operation of the library and those of others that give the same results. They are
+/// compared on all inputs before anything is measured, and the program ends where they differ. A row with peers of both
+/// kinds is in both tables.
 ///
 /// A work is called with an input and returns its result, or a view of it in a buffer of its own. It is copied:
 /// one that keeps state starts anew for the comparison and for the measurement.
@@ -67,8 +74,8 @@ class Row {
 public:
     /// \param atMost  what the ratio to the best of the others should not exceed.
     Row(std::string name, double atMost, std::vector<Input> inputs, Ours ours)
-        : mName(std::move(name)), mAtMost(atMost),
-          mInputs(std::make_shared<const std::vector<Input>>(std::move(inputs))), mOurs(std::move(ours))
+        : mName(std::move(name)), mInputs(std::make_shared<const std::vector<Input>>(std::move(inputs))),
+          mOurs(std::move(ours)), mPlace(AddRow(mName, atMost))
     {
     }
 
@@ -80,8 +87,9 @@ public:
         if (!mHasPeer) ReportSkipped(mName);
     }
 
+    /// Another library, or what \a kind says.
     template <class Peer>
-    Row& Against(const char* peer, Peer work)
+    Row& Against(const char* peer, Peer work, PeerKind kind = PeerKind::Library)
     {
         {
             Ours left = mOurs;
@@ -90,11 +98,23 @@ public:
                 if (!(left((*mInputs)[i]) == right((*mInputs)[i]))) ReportDifference(mName, peer, i);
             }
         }
-        if (!std::exchange(mHasPeer, true)) {
-            AddRow(mName, mAtMost);
-            Measure("ours", mOurs);
-        }
+        if (!std::exchange(mHasPeer, true)) Measure("ours", mOurs);
+        AddPeer(mPlace, peer, kind);
         Measure(peer, std::move(work));
+        return *this;
+    }
+
+    /// A bare copy or comparison, a loop of our own, or another call of this library.
+    template <class Peer>
+    Row& Beside(const char* peer, Peer work)
+    {
+        return Against(peer, std::move(work), PeerKind::Baseline);
+    }
+
+    /// Why the operation takes longer than the best library, where it does more by definition: a sentence.
+    Row& Because(const char* reason)
+    {
+        AddReason(mPlace, reason);
         return *this;
     }
 
@@ -121,9 +141,9 @@ private:
     }
 
     std::string mName;
-    double mAtMost;
     std::shared_ptr<const std::vector<Input>> mInputs;
     Ours mOurs;
+    std::size_t mPlace;
     bool mHasPeer = false;
 };
 

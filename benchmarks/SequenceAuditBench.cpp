@@ -60,7 +60,7 @@ void FindRows()
             const std::string name = std::string("find index, 64 bytes, ") + kTemplates[i].first;
             Row(name + (isDrawn ? ", drawn order" : ", in order"), marks[i], Steps(), [received](std::uint32_t place) {
                 return received->of.FindIndex(received->At(place), kSize).value_or(~std::uint64_t{0});
-            }).Against("memcmp", [received, size = kSize](std::uint32_t place) {
+            }).Beside("memcmp", [received, size = kSize](std::uint32_t place) {
                 const volatile std::size_t known = size; // at run time alone
                 const bool isSame = std::memcmp(received->At(place), received->same.data() + place * kSize, known) == 0;
                 return isSame ? received->indexes[place] : ~std::uint64_t{0};
@@ -83,7 +83,7 @@ void AuditRows()
                 for (std::size_t place = 0; place < kPackets; ++place) audit.Add(received->At(place), kSize);
                 return kPackets - audit.GetCounts().missing;
             })
-            .Against("memcmp", [received, size = kSize](std::uint32_t) {
+            .Beside("memcmp", [received, size = kSize](std::uint32_t) {
                 const volatile std::size_t known = size;
                 std::uint64_t same = 0;
                 for (std::size_t place = 0; place < kPackets; ++place) {

@@ -24,6 +24,9 @@
 #include <fmt/compile.h>
 #include <fmt/format.h>
 #endif
+#if HAVE_GMP
+#include <gmp.h>
+#endif
 
 namespace zor::common::bench {
 
@@ -127,13 +130,14 @@ private:
 /// its calls. The compiled template is set beside Wildcards.
 template <class Write>
 void Rows(const std::string& name, double nextAtMost, double atAtMost, const std::string& templ, const char* peerName,
-          std::size_t inputs, Write write)
+          std::size_t inputs, Write write, PeerKind kind = PeerKind::Library)
 {
     const ByIndex<Write> byPeer(write, templ.size());
     Row("wildcards next, " + name, nextAtMost, Steps(inputs), Next(templ))
-        .Against(peerName, [peer = byPeer, next = 0u](auto) mutable -> const std::string& { return peer(next++); });
-    Row("wildcards at index, " + name, atAtMost, Steps(inputs), At(templ)).Against(peerName, byPeer);
-    Row("compiled template at index, " + name, 1.0, Steps(inputs), CompiledAt(templ)).Against("Wildcards", At(templ));
+        .Against(
+            peerName, [peer = byPeer, next = 0u](auto) mutable -> const std::string& { return peer(next++); }, kind);
+    Row("wildcards at index, " + name, atAtMost, Steps(inputs), At(templ)).Against(peerName, byPeer, kind);
+    Row("compiled template at index, " + name, 1.0, Steps(inputs), CompiledAt(templ)).Beside("Wildcards", At(templ));
 }
 
 /// Letters and blanks, as many as asked for.
@@ -210,16 +214,77 @@ void PacketRows()
     for (int i = 0; i < 4; ++i) templ += std::string(742, '5') + "@$(00000001,50000,00000001,big)";
     std::string packet;
     for (int i = 0; i < 4; ++i) packet += std::string(371, '\x55') + std::string(4, '\0');
-    Rows("hex template, 4 counters, 1,500 bytes", 1.6, 1.6, templ, "patched copy", kInputs,
-         [packet, counters = std::vector<Counter>(4, {1, 50000})](std::uint32_t index, std::string& out) {
-             out = packet;
-             char* at = out.data() + 371;
-             for (const Counter& counter : counters) {
-                 const std::uint32_t number = __builtin_bswap32(counter.At(index));
-                 std::memcpy(at, &number, 4);
-                 at += 375;
-             }
-         });
+    Rows(
+        "hex template, 4 counters, 1,500 bytes", 1.6, 1.6, templ, "patched copy", kInputs,
+        [packet, counters = std::vector<Counter>(4, {1, 50000})](std::uint32_t index, std::string& out) {
+            out = packet;
+            char* at = out.data() + 371;
+            for (const Counter& counter : counters) {
+                const std::uint32_t number = __builtin_bswap32(counter.At(index));
+                std::memcpy(at, &number, 4);
+                at += 375;
+            }
+        },
+        PeerKind::Baseline);
+}
+
+#if HAVE_GMP && HAVE_ABSL
+/// A number that is stepped by GMP and written by absl, the way to its bytes by hand.
+class WideNumber {
+public:
+    /// \param start  digits, as many as of the step.
+    WideNumber(const std::string& start, const std::string& step)
+        : mNumber(Limbs(start)), mStep(Limbs(step)), mBytes(8 * mNumber.size(), '\0'), mSize(start.size() / 2)
+    {
+    }
+
+    const std::string& operator()(std::uint32_t)
+    {
+        const std::size_t count = mNumber.size();
+        mpn_add_n(mNumber.data(), mNumber.data(), mStep.data(), static_cast<mp_size_t>(count));
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::uint64_t firstByteLow = __builtin_bswap64(mNumber[i]);
+            std::memcpy(mBytes.data() + 8 * (count - 1 - i), &firstByteLow, 8);
+        }
+        mText = absl::BytesToHexString({mBytes.data() + mBytes.size() - mSize, mSize});
+        return mText;
+    }
+
+private:
+    static std::vector<mp_limb_t> Limbs(const std::string& digits)
+    {
+        std::vector<mp_limb_t> limbs((digits.size() + 15) / 16);
+        const std::string whole = std::string(16 * limbs.size() - digits.size(), '0') + digits;
+        for (std::size_t i = 0; i < limbs.size(); ++i) {
+            limbs[limbs.size() - 1 - i] = std::stoull(whole.substr(16 * i, 16), nullptr, 16);
+        }
+        return limbs;
+    }
+
+    std::vector<mp_limb_t> mNumber, mStep; ///< What goes beyond the width in the last limb is not shown.
+    std::string mBytes;
+    std::size_t mSize;
+    std::string mText;
+};
+#endif
+
+/// A counter of the greatest width, by steps of the same width.
+void WideRow()
+{
+    const auto digits = [](std::uint64_t seed) {
+        std::mt19937_64 random(seed);
+        std::string text(2 * 65535, '0');
+        for (char& digit : text) digit = "0123456789abcdef"[random() % 16];
+        return text;
+    };
+    const std::string start = digits(1), step = digits(2);
+    Row row("wildcards next, hex counter of 65,535 bytes", 0.35, Steps(8),
+            Next("@$(" + start + ",0," + step + ",hex)"));
+#if HAVE_GMP && HAVE_ABSL
+    row.Against("GMP and absl", WideNumber(start, step));
+#else
+    row.Missing("GMP and absl");
+#endif
 }
 
 /// A template of 64 KiB with a counter every 40 characters, parsed, against one with a variable in each place.
@@ -277,7 +342,7 @@ void CheckRow()
     const auto pick = [](std::uint64_t number) { return std::string(kTemplates[number % 4]); };
     Row("template check", 2.0, Inputs(pick), [](const std::string& text) {
         return CheckTemplate(text).size() > 9;
-    }).Against("parse", [](const std::string& text) {
+    }).Beside("parse", [](const std::string& text) {
         Wildcards wildcards(text, "@");
         wildcards.ParseExpr();
         return false;
@@ -340,6 +405,7 @@ void WildcardsRows()
 {
     FormatRows();
     PacketRows();
+    WideRow();
     ParseRows();
     CheckRow();
     HexRows();

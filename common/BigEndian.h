@@ -121,6 +121,23 @@ constexpr void StoreBig64(unsigned char* bytes, std::uint64_t value) noexcept
     StoreLittle(bytes, __builtin_bswap64(value));
 }
 
+/// Stores the top \a size bytes of a word, from 1 to 8, most significant first, by two stores that may overlap.
+inline void StoreTopBytes(unsigned char* out, std::uint64_t word, std::size_t size) noexcept
+{
+    word = __builtin_bswap64(word);
+    const auto storeEnds = [&](auto half) {
+        StoreLittle(out, static_cast<decltype(half)>(word));
+        StoreLittle(out + size - sizeof half, static_cast<decltype(half)>(word >> 8 * (size - sizeof half)));
+    };
+    if (size >= 4) {
+        storeEnds(std::uint32_t{});
+    } else if (size >= 2) {
+        storeEnds(std::uint16_t{});
+    } else {
+        *out = static_cast<unsigned char>(word);
+    }
+}
+
 /// The nearest index into \a size bytes: negative ones select the first, too large ones the last.
 constexpr int ClampIndex(int index, int size) noexcept
 {

@@ -132,23 +132,6 @@ void ExtractGrowing(const Field& field, const std::vector<unsigned char>& in, st
     if (total != out.size()) out.resize(total);
 }
 
-/// Stores the top \a size bytes of a word, from 1 to 7, most significant first, by two stores that may overlap.
-inline void StoreTopBytes(unsigned char* out, std::uint64_t word, std::size_t size) noexcept
-{
-    word = __builtin_bswap64(word);
-    const auto storeEnds = [&](auto half) {
-        detail::StoreLittle(out, static_cast<decltype(half)>(word));
-        detail::StoreLittle(out + size - sizeof half, static_cast<decltype(half)>(word >> 8 * (size - sizeof half)));
-    };
-    if (size >= 4) {
-        storeEnds(std::uint32_t{});
-    } else if (size >= 2) {
-        storeEnds(std::uint16_t{});
-    } else {
-        *out = static_cast<unsigned char>(word);
-    }
-}
-
 /// Writes whole bytes from the start of a byte on, or 64 bits from any bit on, over a result of the same size, in one
 /// step. False says that the field or the result is of another form.
 inline bool OverwriteField(unsigned int offset, unsigned int length, const unsigned char* in, unsigned char* out,
@@ -186,20 +169,14 @@ void FieldExtractor::ExtractNonByteAligned(std::vector<unsigned char>& in, std::
     Extract({mOffset / 8, mOffset % 8, mLength / 8, mLength % 8}, in, out, out.size());
 }
 
-bool FieldExtractor::ExtractField(std::vector<unsigned char>& in, std::vector<unsigned char>& out, bool append) const
+/// ExtractField() in any case.
+bool FieldExtractor::ExtractAny(std::vector<unsigned char>& in, std::vector<unsigned char>& out, bool append) const
 {
     // In 64 bits nothing wraps, and what Validate() would accept by a wrapped sum fails.
     if (std::size_t{mOffset} + mLength > std::min<std::size_t>(8 * in.size(), ~0u)) return false;
     const std::size_t kept = append ? out.size() : 0;
     if (OverwriteField(mOffset, mLength, in.data(), out.data() + kept, out.size() - kept)) return true;
     const Field field = {mOffset / 8, mOffset % 8, mLength / 8, mLength % 8};
-    if (mLength - 1 < 55 && out.size() - kept == field.Size() && in.size() - field.from >= 8) {
-        // One load has the field. The bits of a last partial byte come from one byte; the others come out as 0.
-        const std::size_t known = std::min<std::size_t>(mLength, 8 * field.whole + 8 - field.shift);
-        const std::uint64_t bits = detail::LoadBig64(in.data() + field.from) << field.shift;
-        StoreTopBytes(out.data() + kept, bits & ~std::uint64_t{0} << (64 - known), field.Size());
-        return true;
-    }
     Extract(field, in, out, kept);
     return true;
 }

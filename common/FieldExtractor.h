@@ -31,14 +31,25 @@ namespace zor::common {
 /// Four bits at bit 6 of {0x03, 0xc0} give {0xc0}, not {0xf0}. To get all bits, ask for a multiple of 8 bits and ignore
 /// the surplus, or call Get(), which has no such limit.
 ///
-/// An extractor is two numbers and may be used by several threads at once. Input and output may be the same vector:
+/// An extractor is a few numbers and may be used by several threads at once. Input and output may be the same vector:
 /// the result is as if the input had been copied first. An output vector with enough capacity is not reallocated. If an
 /// allocation fails, the output is as it was before the call.
 class ZOR_COMMON_API FieldExtractor {
 public:
     /// \param offset  the position of the first bit.
     /// \param length  in bits; 0 gives an empty field. Nothing is checked here.
-    constexpr FieldExtractor(unsigned int offset, unsigned int length) noexcept : mOffset(offset), mLength(length) {}
+    constexpr FieldExtractor(unsigned int offset, unsigned int length) noexcept : mOffset(offset), mLength(length)
+    {
+        const unsigned int shift = offset % 8;
+        if (length == 0 || length > 64 - shift || offset > ~0u - length) return;
+        const unsigned int size = (length + 7) / 8;
+        // The bits of a last partial byte come from one byte; the others come out as 0.
+        const unsigned int known = length % 8 != 0 ? 8 * size - shift : length;
+        mWordEnd = offset / 8 + std::size_t{8};
+        mWordSize = static_cast<unsigned char>(size);
+        mWordShift = static_cast<unsigned char>(shift);
+        mWordMask = ~std::uint64_t{0} << (64 - (known < length ? known : length));
+    }
 
     /// A field of up to 64 bits as a number, read from any bytes without a vector and without an extractor.
     /// \code
@@ -88,11 +99,25 @@ public:
     /// \param append  whether to append the field to \a out or to replace its content.
     /// \return        whether \a in contains the whole field, with offset + length computed without wrapping; if not,
     ///                \a out is unchanged.
-    bool ExtractField(std::vector<unsigned char>& in, std::vector<unsigned char>& out, bool append) const;
+    bool ExtractField(std::vector<unsigned char>& in, std::vector<unsigned char>& out, bool append) const
+    {
+        // One load has the field, and the output is of its size: a third of the time of the call.
+        if (append || in.size() < mWordEnd || out.size() != mWordSize) return ExtractAny(in, out, append);
+        const std::uint64_t word = detail::LoadBig64(in.data() + (mWordEnd - 8));
+        detail::StoreTopBytes(out.data(), word << mWordShift & mWordMask, mWordSize);
+        return true;
+    }
 
 private:
+    bool ExtractAny(std::vector<unsigned char>& in, std::vector<unsigned char>& out, bool append) const;
+
     unsigned int mOffset;
     unsigned int mLength;
+    // Of a field that lies in the eight bytes from its first one on:
+    std::size_t mWordEnd = ~std::size_t{0}; ///< The end of the eight bytes; of any other field one that no input has.
+    std::uint64_t mWordMask = 0;            ///< The bits of the field when it is moved to the top.
+    unsigned char mWordSize = 0;            ///< Of the field, in bytes.
+    unsigned char mWordShift = 0;           ///< How far the field moves.
 };
 
 } // namespace zor::common

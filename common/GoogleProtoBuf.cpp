@@ -24,16 +24,17 @@ std::size_t RoomIn(const std::vector<unsigned char>& out)
 /// byte is still to be cleared.
 std::size_t WriteVarint(std::uint64_t value, unsigned char (&out)[kVarintRoom])
 {
-    const auto bits = static_cast<std::size_t>(64 - __builtin_clzll(value));
-    const std::size_t size = (9 * bits + 64) / 64; // a seventh of the bits, rounded up
-    // Eight groups of 7 bits move apart into eight bytes, halves first, then quarters and eighths.
-    std::uint64_t groups = value & 0x00ffffffffffffff;
-    groups = (groups & 0x000000000fffffff) | (groups & 0x00fffffff0000000) << 4;
-    groups = (groups & 0x00003fff00003fff) | (groups & 0x0fffc0000fffc000) << 2;
-    groups = (groups & 0x007f007f007f007f) | (groups & 0x3f803f803f803f80) << 1;
+    const auto last = static_cast<unsigned int>(63 ^ __builtin_clzll(value)); // the bit
+    const std::size_t size = (9 * last + 73) / 64;                            // a seventh of the bits, rounded up
+    // Eight groups of 7 bits move apart into eight bytes, halves first, then quarters and eighths. The upper group of two
+    // moves by as much as is added to it.
+    std::uint64_t groups = (value & 0x000000000fffffff) | (value << 4 & 0x0fffffff00000000);
+    groups += 3 * (groups & 0x0fffc0000fffc000);
+    groups += groups & 0x3f803f803f803f80;
     detail::StoreLittle(out, groups | 0x8080808080808080);
-    out[8] = static_cast<unsigned char>(value >> 56 | 0x80);
-    out[9] = static_cast<unsigned char>(value >> 63);
+    // The ninth byte has no room for bit 63, which goes on to the tenth.
+    const std::uint64_t top = value >> 56;
+    detail::StoreLittle(out + 8, static_cast<std::uint16_t>(top + (value >> 63 << 7) + 0x80));
     return size;
 }
 

@@ -18,6 +18,12 @@
 
 namespace zor::common {
 
+namespace detail {
+
+struct FieldDefinition;
+
+} // namespace detail
+
 /// A field of packet bytes of 0 to 65535 bytes, read and written as one unsigned big-endian number.
 ///
 /// Byte 0 is the first and most significant byte. Results wrap modulo 256 to the power of the width and report nothing.
@@ -118,8 +124,12 @@ public:
     /// Two lower-case hex digits for each byte, without prefix or separators; empty for width 0.
     std::string ToString() const
     {
-        std::string text(2 * std::size_t{mSize}, '\0');
-        CopyToHexArray(text.data());
+        std::string text(mSize > kWide ? 0 : 2 * std::size_t{mSize}, '\0');
+        if (mSize > kWide) {
+            AppendTo(text);
+        } else {
+            CopyToHexArray(text.data());
+        }
         return text;
     }
 
@@ -177,8 +187,12 @@ public:
     /// of either operand; so it is 0 if both words are 0xffffffff and a carry comes in.
     Hexfield operator+(const Hexfield& other) const
     {
-        return MeetInOneLane(other) ? Hexfield(WiderOf(other), mLanes[0] + other.mLanes[0])
-                                    : Combined<&Hexfield::SetSum>(other);
+        if (MeetInOneLane(other)) return Hexfield(WiderOf(other), mLanes[0] + other.mLanes[0]);
+        if (MeetInTwoLanes(other) && !MayLoseCarry(other.mLanes[0], other.mLanes[1])) {
+            const Lane low = mLanes[0] + other.mLanes[0];
+            return Hexfield(Width{mSize}, low, mLanes[1] + other.mLanes[1] + (low < mLanes[0] ? 1 : 0));
+        }
+        return Combined<&Hexfield::SetSum>(other);
     }
 
     /// Widens this field to \a other's width first if that is larger.
@@ -233,8 +247,9 @@ public:
 
     Hexfield operator|(const Hexfield& other) const
     {
-        return MeetInOneLane(other) ? Hexfield(WiderOf(other), mLanes[0] | other.mLanes[0])
-                                    : Combined<&Hexfield::SetOr>(other);
+        if (MeetInOneLane(other)) return Hexfield(WiderOf(other), mLanes[0] | other.mLanes[0]);
+        if (!MeetInTwoLanes(other)) return Combined<&Hexfield::SetOr>(other);
+        return Hexfield(Width{mSize}, mLanes[0] | other.mLanes[0], mLanes[1] | other.mLanes[1]);
     }
 
     /// Widens this field to \a other's width first if that is larger.
@@ -251,8 +266,9 @@ public:
     /// The leading bytes of the wider operand become 0.
     Hexfield operator&(const Hexfield& other) const
     {
-        return MeetInOneLane(other) ? Hexfield(WiderOf(other), mLanes[0] & other.mLanes[0])
-                                    : Combined<&Hexfield::SetAnd>(other);
+        if (MeetInOneLane(other)) return Hexfield(WiderOf(other), mLanes[0] & other.mLanes[0]);
+        if (!MeetInTwoLanes(other)) return Combined<&Hexfield::SetAnd>(other);
+        return Hexfield(Width{mSize}, mLanes[0] & other.mLanes[0], mLanes[1] & other.mLanes[1]);
     }
 
     /// Widens this field to \a other's width first if that is larger.
@@ -282,12 +298,16 @@ public:
 
 private:
     friend struct std::hash<Hexfield>;
+    friend struct detail::FieldDefinition;
 
     /// 64 bits of the value, as the type that the add-with-carry instruction is written with.
     using Lane = unsigned long long;
 
     /// Lanes that fit in the object itself.
     static constexpr std::uint16_t kInsideLanes = 2;
+
+    /// What is wider, in bytes, becomes text in pieces.
+    static constexpr std::size_t kWide = 8192;
 
     /// A width in bytes, to make a field of it.
     enum class Width : std::uint16_t {};
@@ -305,6 +325,13 @@ private:
     Hexfield(Width width, Lane lane) noexcept : mSize(static_cast<std::uint16_t>(width))
     {
         mLanes[0] = lane & TopMask();
+    }
+
+    /// A field of 9 to 16 bytes.
+    Hexfield(Width width, Lane low, Lane high) noexcept : mSize(static_cast<std::uint16_t>(width))
+    {
+        mLanes[0] = low;
+        mLanes[1] = high & TopMask();
     }
 
     // Fields of 1 to 8 bytes meet in one addition of 64 bits: a carry that the rule of the sum loses would only leave
@@ -396,6 +423,8 @@ private:
     }
 
     void MakeRoomOutside(std::size_t lanes, std::size_t kept);
+    void AppendTo(std::string& text) const;
+    ZOR_COMMON_LOCAL char* WriteTopLane(char* digits) const noexcept;
     ZOR_COMMON_LOCAL bool CopyFromDigits(const std::string& text);
     ZOR_COMMON_LOCAL void CopyFromSeparatedBytes(const std::string& text);
     ZOR_COMMON_LOCAL void CopyFromBytes(const unsigned char* bytes, std::size_t length, bool mostSignificantFirst);
@@ -429,7 +458,9 @@ private:
         return result;
     }
     void Deduct(const Hexfield& other) noexcept;
+    ZOR_COMMON_LOCAL void DeductAny(const Hexfield& other) noexcept;
     void SetNegative(const Hexfield& field) noexcept;
+    ZOR_COMMON_LOCAL void SetToSum(const Hexfield& left, const Hexfield& right);
     void SetSum(const Hexfield& left, const Hexfield& right) noexcept;
     ZOR_COMMON_LOCAL void SetSumOfWidths(const Hexfield& left, const Hexfield& right) noexcept;
     void SetAnd(const Hexfield& left, const Hexfield& right) noexcept;

@@ -101,8 +101,7 @@ void State::PrepareFields(const Program& program)
         if (mFieldTurns[i].changesLeft == 1) {
             mNextFields[i] = field.start;
         } else {
-            mNextFields[i] = mValues.fields[i];
-            field.Add(mNextFields[i], field.step);
+            field.SetNext(mNextFields[i], mValues.fields[i]);
         }
     }
 }

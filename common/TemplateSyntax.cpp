@@ -136,6 +136,10 @@ void AppendHexBytes(std::string_view digits, std::string& bytes)
         }
         const std::size_t end = EndOfHexRun(digits, next);
         if ((end - next) % 2 != 0) out[size++] = static_cast<char>(HexDigitValue(digits[next++]));
+        const std::size_t inBlocks =
+            ReadHexBytes(digits.data() + next, end - next, reinterpret_cast<unsigned char*>(out) + size);
+        next += inBlocks;
+        size += inBlocks / 2;
         for (; end - next >= 16; next += 16, size += 8) {
             unsigned long long lane = 0;
             ReadHexLane(digits.data() + next, lane);

@@ -2,8 +2,8 @@
 #define ZOR_COMMON_WIDE_STEPS_H
 
 /// \file
-/// Internal: SSE2 and inline assembly, all of it but ScanHex() in AddressForms.h. Each function has a portable version,
-/// which is used on other processors and compared in the tests.
+/// Internal: SSE2, AVX2 and inline assembly, all of it but ScanHex() in AddressForms.h. Each function has a portable
+/// version, which is used on other processors and compared in the tests.
 
 #include "Digits.h"
 
@@ -44,6 +44,28 @@ inline void WriteHexLane(char* digits, unsigned long long number) noexcept
     }
 }
 
+// Hexadecimal text in blocks of 64 digits, which are four lanes. Each function returns how many lanes or digits it has done,
+// whole blocks of them, and leaves the rest. Only AVX2 does any: long texts take half the time that steps of 16 digits take,
+// or less.
+
+/// Reads lanes from the digits before \a end, the last ones into the first lane, up to a block with other characters.
+inline std::size_t ReadHexLanes(const char*, unsigned long long*, std::size_t) noexcept
+{
+    return 0;
+}
+
+/// Writes lanes as digits, the last lane first.
+inline std::size_t WriteHexLanes(char*, const unsigned long long*, std::size_t) noexcept
+{
+    return 0;
+}
+
+/// Reads digits, nothing but such, as bytes.
+inline std::size_t ReadHexBytes(const char*, std::size_t, unsigned char*) noexcept
+{
+    return 0;
+}
+
 /// Writes the sum of two numbers and \a carry, 0 or 1, and returns the carry out of it.
 inline unsigned char AddWithCarry(unsigned char carry, unsigned long long left, unsigned long long right,
                                   unsigned long long* out) noexcept
@@ -54,7 +76,16 @@ inline unsigned char AddWithCarry(unsigned char carry, unsigned long long left, 
     return sum < left || result < sum ? 1 : 0;
 }
 
-/// Whether a 32-bit word of a block of lanes is \a word.
+/// Writes \a left minus \a right minus \a borrow, 0 or 1, and returns the borrow out of it.
+inline unsigned char SubtractWithBorrow(unsigned char borrow, unsigned long long left, unsigned long long right,
+                                        unsigned long long* out) noexcept
+{
+    const unsigned long long difference = left - right;
+    *out = difference - borrow;
+    return left < right || difference < borrow ? 1 : 0;
+}
+
+/// Whether a 32-bit word of a block of lanes is \a word, which has all bits set or none.
 inline bool BlockHasWord(const unsigned long long* lanes, std::uint32_t word) noexcept
 {
     bool found = false;
@@ -107,21 +138,118 @@ inline void WriteHexLane(char* digits, unsigned long long number) noexcept
     _mm_storeu_si128(reinterpret_cast<__m128i*>(digits), text);
 }
 
+inline bool HasAvx2() noexcept
+{
+    return __builtin_cpu_supports("avx2");
+}
+
+/// The values of 32 digits of either case; above 15 for other characters, as in ReadHexLane().
+[[gnu::target("avx2"), gnu::always_inline]] inline __m256i HexValues(const char* digits) noexcept
+{
+    const __m256i text = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(digits));
+    const __m256i nineHighest = _mm256_add_epi8(text, _mm256_set1_epi8(static_cast<char>(0xff - '9')));
+    const __m256i decimal = _mm256_sub_epi8(_mm256_subs_epu8(nineHighest, _mm256_set1_epi8(6)), _mm256_set1_epi8(-16));
+    const __m256i upper = _mm256_and_si256(text, _mm256_set1_epi8(static_cast<char>(~0x20)));
+    const __m256i letter = _mm256_adds_epu8(_mm256_sub_epi8(upper, _mm256_set1_epi8('A')), _mm256_set1_epi8(10));
+    return _mm256_min_epu8(decimal, letter);
+}
+
+/// Joins the values of 64 digits to 32 bytes, in the order of 64-bit numbers 0, 2, 1, 3.
+[[gnu::target("avx2"), gnu::always_inline]] inline __m256i HexBytes(__m256i first, __m256i second) noexcept
+{
+    const __m256i places = _mm256_set1_epi16(0x0110); // 16 for the first digit of a pair, 1 for the second one
+    return _mm256_packus_epi16(_mm256_maddubs_epi16(first, places), _mm256_maddubs_epi16(second, places));
+}
+
+/// Turns the bytes in each 64-bit number around.
+[[gnu::target("avx2"), gnu::always_inline]] inline __m256i SwapBytes(__m256i numbers) noexcept
+{
+    return _mm256_shuffle_epi8(
+        numbers, _mm256_set_epi64x(0x08090a0b0c0d0e0f, 0x0001020304050607, 0x08090a0b0c0d0e0f, 0x0001020304050607));
+}
+
+[[gnu::target("avx2")]] inline std::size_t ReadHexLanesByAvx2(const char* end, unsigned long long* lanes,
+                                                              std::size_t count) noexcept
+{
+    std::size_t done = 0;
+    for (; count - done >= 4; done += 4) {
+        end -= 64;
+        const __m256i first = HexValues(end);
+        const __m256i second = HexValues(end + 32);
+        if (!_mm256_testz_si256(_mm256_or_si256(first, second), _mm256_set1_epi8(-16))) break;
+        const __m256i bytes = SwapBytes(HexBytes(first, second));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(lanes + done), _mm256_permute4x64_epi64(bytes, 0x27));
+    }
+    return done;
+}
+
+inline std::size_t ReadHexLanes(const char* end, unsigned long long* lanes, std::size_t count) noexcept
+{
+    return count >= 4 && HasAvx2() ? ReadHexLanesByAvx2(end, lanes, count) : 0;
+}
+
+[[gnu::target("avx2")]] inline std::size_t WriteHexLanesByAvx2(char* digits, const unsigned long long* lanes,
+                                                               std::size_t count) noexcept
+{
+    const __m256i text = _mm256_broadcastsi128_si256(
+        _mm_setr_epi8('0', '1', '2', '3', '4', '5', '6', '7', '8', '9', 'a', 'b', 'c', 'd', 'e', 'f'));
+    const __m256i low = _mm256_set1_epi8(15);
+    std::size_t done = 0;
+    for (; count - done >= 4; done += 4, digits += 64) {
+        const auto* const block = reinterpret_cast<const __m256i*>(lanes + count - done - 4);
+        // The order in which the halves below come out one behind the other.
+        const __m256i bytes = SwapBytes(_mm256_permute4x64_epi64(_mm256_loadu_si256(block), 0x27));
+        const __m256i firstDigits = _mm256_and_si256(_mm256_srli_epi16(bytes, 4), low);
+        const __m256i secondDigits = _mm256_and_si256(bytes, low);
+        const __m256i first = _mm256_shuffle_epi8(text, _mm256_unpacklo_epi8(firstDigits, secondDigits));
+        const __m256i second = _mm256_shuffle_epi8(text, _mm256_unpackhi_epi8(firstDigits, secondDigits));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(digits), first);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(digits + 32), second);
+    }
+    return done;
+}
+
+inline std::size_t WriteHexLanes(char* digits, const unsigned long long* lanes, std::size_t count) noexcept
+{
+    return count >= 4 && HasAvx2() ? WriteHexLanesByAvx2(digits, lanes, count) : 0;
+}
+
+[[gnu::target("avx2")]] inline std::size_t ReadHexBytesByAvx2(const char* digits, std::size_t size,
+                                                              unsigned char* out) noexcept
+{
+    std::size_t done = 0;
+    for (; size - done >= 64; done += 64) {
+        const __m256i bytes = HexBytes(HexValues(digits + done), HexValues(digits + done + 32));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + done / 2), _mm256_permute4x64_epi64(bytes, 0xd8));
+    }
+    return done;
+}
+
+inline std::size_t ReadHexBytes(const char* digits, std::size_t size, unsigned char* out) noexcept
+{
+    return size >= 64 && HasAvx2() ? ReadHexBytesByAvx2(digits, size, out) : 0;
+}
+
 inline unsigned char AddWithCarry(unsigned char carry, unsigned long long left, unsigned long long right,
                                   unsigned long long* out) noexcept
 {
     return _addcarry_u64(carry, left, right, out);
 }
 
+inline unsigned char SubtractWithBorrow(unsigned char borrow, unsigned long long left, unsigned long long right,
+                                        unsigned long long* out) noexcept
+{
+    return _subborrow_u64(borrow, left, right, out);
+}
+
 inline bool BlockHasWord(const unsigned long long* lanes, std::uint32_t word) noexcept
 {
-    const __m128i wanted = _mm_set1_epi32(static_cast<int>(word));
-    const auto found = [=](std::size_t i) {
-        return _mm_cmpeq_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(lanes + i)), wanted);
-    };
-    const __m128i low = _mm_or_si128(found(0), found(2));
-    const __m128i high = _mm_or_si128(found(4), found(6));
-    return _mm_movemask_epi8(_mm_or_si128(low, high)) != 0;
+    const auto load = [lanes](std::size_t i) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(lanes + i)); };
+    // Saturation keeps 0 and -1 apart from all other numbers, so that one comparison of bytes is enough.
+    const __m128i low = _mm_packs_epi32(load(0), load(2));
+    const __m128i high = _mm_packs_epi32(load(4), load(6));
+    const __m128i bytes = _mm_packs_epi16(low, high);
+    return _mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_set1_epi8(static_cast<char>(word)))) != 0;
 }
 
 /// The compiler calls a function for any dividend of 128 bits, where this is one instruction.
@@ -138,8 +266,12 @@ inline std::uint64_t DivideToWord(std::uint64_t high, std::uint64_t low, std::ui
 using portable::AddWithCarry;
 using portable::BlockHasWord;
 using portable::DivideToWord;
+using portable::ReadHexBytes;
 using portable::ReadHexLane;
+using portable::ReadHexLanes;
+using portable::SubtractWithBorrow;
 using portable::WriteHexLane;
+using portable::WriteHexLanes;
 
 #endif
 

@@ -11,6 +11,7 @@
 #include <iomanip>
 #include <sstream>
 #include <type_traits>
+#include <vector>
 
 using namespace zor::common;
 using test::Random;
@@ -68,10 +69,11 @@ TEST(HexfieldText, MoreThan65535BytesKeepWhatTheWidthHolds)
     EXPECT_EQ(Hexfield(bytes, true, false).ToBinaryString(false), bytes.substr(65536));
     EXPECT_EQ(Hexfield(bytes.substr(6), true, true).GetSize(), 0);
     EXPECT_EQ(Hexfield(bytes, true, true), Hexfield(bytes.substr(0, 6), true, true)) << "and nothing beyond the width";
-    for (const std::size_t count : {131068u, 131069u, 131070u, 131071u, 131072u, 131073u, 131074u, 131088u, 131106u}) {
-        std::string digits(count, '5'), separated;
-        digits.replace(count - 40, 40, "00112233445566778899aabbccddeeff01234567");
+    for (const std::size_t count : {16384u, 16386u, 16389u, 40001u, 131068u, 131069u, 131070u, 131071u, 131072u,
+                                    131073u, 131074u, 131088u, 131106u}) {
+        std::string digits(count, '0'), separated;
         for (std::size_t i = 0; i < count; ++i) {
+            digits[i] = "0123456789abcdef"[i % 251 % 16];
             if (i > 0 && (count - i) % 2 == 0) separated += ':';
             separated += digits[i];
         }
@@ -107,6 +109,43 @@ TEST(HexfieldArithmetic, WidestFields)
     EXPECT_EQ(field.GetByte(7), 5);
 }
 
+/// Blocks of text beside steps of 16 digits, and nothing written beyond what they are done with.
+TEST(WideSteps, BlocksAgreeWithSteps)
+{
+    Random random(13);
+    for (int round = 0; round < 20000; ++round) {
+        const std::size_t count = random.Below(14);
+        std::string digits;
+        std::vector<unsigned long long> expected(count);
+        for (std::size_t i = 0; i < 16 * count; ++i) digits += "0123456789abcdefABCDEF"[random.Below(22)];
+        SCOPED_TRACE(digits);
+        const auto readStep = [&](std::size_t i) {
+            return detail::portable::ReadHexLane(&digits[16 * (count - 1 - i)], expected[i]);
+        };
+        std::string written(16 * count, '#'), lowerCase(16 * count, '#');
+        for (std::size_t i = 0; i < count; ++i) {
+            ASSERT_TRUE(readStep(i));
+            detail::portable::WriteHexLane(&lowerCase[16 * (count - 1 - i)], expected[i]);
+        }
+        const std::size_t size = 16 * detail::WriteHexLanes(written.data(), expected.data(), count);
+        ASSERT_EQ(written, lowerCase.substr(0, size) + std::string(written.size() - size, '#'));
+
+        std::vector<unsigned char> bytes(8 * count, '#');
+        const std::size_t read = detail::ReadHexBytes(digits.data(), digits.size(), bytes.data()) / 2;
+        for (std::size_t i = 0; i < bytes.size(); ++i) {
+            ASSERT_EQ(bytes[i], i < read ? expected[count - 1 - i / 8] >> (56 - i % 8 * 8) & 0xff : '#') << i;
+        }
+
+        if (count > 0 && round % 2 == 0) digits[random.Below(digits.size())] = static_cast<char>(random.Byte());
+        std::vector<unsigned long long> lanes(count, 7);
+        const std::size_t done = detail::ReadHexLanes(digits.data() + digits.size(), lanes.data(), count);
+        for (std::size_t i = 0; i < count; ++i) {
+            ASSERT_TRUE(i >= done || readStep(i)) << i;
+            ASSERT_EQ(lanes[i], i < done ? expected[i] : 7) << i;
+        }
+    }
+}
+
 /// Each beside its portable twin, which is the plain rule.
 TEST(WideSteps, AgreeWithTheirTwins)
 {
@@ -132,14 +171,17 @@ TEST(WideSteps, AgreeWithTheirTwins)
         unsigned long long lanes[detail::kBlockLanes];
         for (auto& lane : lanes)
             lane = random.Number() | (random.Below(16) == 0 ? 0xffffffffull << random.Below(40) : 0);
-        for (const std::uint32_t word : {0xffffffffu, static_cast<std::uint32_t>(lanes[round % 8] >> round % 2 * 32)}) {
-            ASSERT_EQ(detail::BlockHasWord(lanes, word), portable::BlockHasWord(lanes, word));
-        }
+        ASSERT_EQ(detail::BlockHasWord(lanes, ~0u), portable::BlockHasWord(lanes, ~0u));
+        for (auto& lane : lanes) lane = ~lane;
+        ASSERT_EQ(detail::BlockHasWord(lanes, 0), portable::BlockHasWord(lanes, 0));
 
         const unsigned long long left = lanes[0], right = round % 2 == 0 ? lanes[1] : ~left + random.Below(3) - 1;
         for (const bool carry : {false, true}) {
             const unsigned char carryOut = portable::AddWithCarry(carry, left, right, &expected);
             ASSERT_EQ(detail::AddWithCarry(carry, left, right, &number), carryOut);
+            ASSERT_EQ(number, expected);
+            const unsigned char borrowOut = portable::SubtractWithBorrow(carry, left, right, &expected);
+            ASSERT_EQ(detail::SubtractWithBorrow(carry, left, right, &number), borrowOut);
             ASSERT_EQ(number, expected);
         }
 

@@ -21,7 +21,7 @@ namespace zor::common::test {
 inline std::string MakeDigits(Random& random)
 {
     std::string text;
-    const std::size_t bytes = random.Below(60);
+    const std::size_t bytes = random.Below(random.Below(8) == 0 ? 300 : 60);
     const auto form = random.Below(3);
     for (std::size_t i = 0; i < bytes; ++i) {
         if (i > 0 && (form == 1 || (form == 2 && i % 2 == 0))) text += ":- g"[random.Below(4)];
