@@ -163,9 +163,7 @@ bool FrameMatcher::HasConstants(const unsigned char* packet) const noexcept
 bool FrameMatcher::HasChecksums(const unsigned char* packet) const noexcept
 {
     for (const IndexChecksum& checksum : mChecksums) {
-        std::uint16_t held = 0;
-        std::memcpy(&held, packet + checksum.at, sizeof held);
-        if (held != ChecksumIn(*mProgram, checksum, packet)) return false;
+        if (LoadLittleWord<2>(packet + checksum.at) != ChecksumIn(*mProgram, checksum, packet)) return false;
     }
     return true;
 }
@@ -212,8 +210,7 @@ void FrameMatcher::Render(std::uint64_t index, const unsigned char* packet, std:
         std::copy_n(packet + first, std::min(hole.place.size, size - first), frame + first);
     }
     for (const IndexChecksum& checksum : mFollowing) {
-        const std::uint16_t right = ChecksumIn(*mProgram, checksum, frame);
-        std::memcpy(frame + checksum.at, &right, sizeof right);
+        StoreLittle(frame + checksum.at, ChecksumIn(*mProgram, checksum, frame));
     }
 }
 

@@ -1,5 +1,6 @@
 #include "IndexBatch.h"
 
+#include "BigEndian.h"
 #include "IndexChecksum.h"
 #include "IndexRender.h"
 #include "TemplateRender.h"
@@ -72,8 +73,7 @@ template <unsigned int Size>
 struct BigEndian {
     static void Store(unsigned char* out, std::uint64_t word) noexcept
     {
-        word = __builtin_bswap64(word);
-        std::memcpy(out, &word, Size);
+        StoreLittleWord<Size>(out, __builtin_bswap64(word));
     }
 };
 
@@ -81,8 +81,7 @@ template <unsigned int Size>
 struct LittleEndian {
     static void Store(unsigned char* out, std::uint64_t word) noexcept
     {
-        word >>= 8 * (8 - Size);
-        std::memcpy(out, &word, Size);
+        StoreLittleWord<Size>(out, word >> 8 * (8 - Size));
     }
 };
 
@@ -280,8 +279,7 @@ void StoreTurns(const IndexField& field, const std::uint64_t* turns, const Chunk
     const unsigned int shift = field.shift;
     for (std::size_t k = 0; k < count; ++k) {
         const std::uint64_t number = (start + turns[k] * step) >> shift;
-        const std::uint64_t bytes = __builtin_bswap64(number << 8 * (8 - Size));
-        std::memcpy(frames[k] + offset, &bytes, Size);
+        StoreLittleWord<Size>(frames[k] + offset, __builtin_bswap64(number << 8 * (8 - Size)));
     }
 }
 
