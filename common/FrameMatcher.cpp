@@ -3,6 +3,7 @@
 #include "BigEndian.h"
 #include "IndexChecksum.h"
 #include "IndexRender.h"
+#include "WordPair.h"
 
 #include <algorithm>
 #include <cstring>
@@ -26,10 +27,10 @@ bool AreSame(const unsigned char* left, const unsigned char* right, const unsign
         std::memcpy(&from, mask + at, sizeof from);
         return (one ^ other) & from;
     };
-    using Pair = std::uint64_t __attribute__((vector_size(16)));
-    if (size >= sizeof(Pair)) {
-        Pair differences = difference(Pair{}, size - sizeof(Pair)); // which may overlap others
-        for (std::size_t at = 0; at < size - sizeof(Pair); at += sizeof(Pair)) differences |= difference(Pair{}, at);
+    if (size >= sizeof(WordPair)) {
+        WordPair differences = difference(WordPair{}, size - sizeof(WordPair)); // which may overlap others
+        for (std::size_t at = 0; at < size - sizeof(WordPair); at += sizeof(WordPair))
+            differences |= difference(WordPair{}, at);
         return (differences[0] | differences[1]) == 0;
     }
     if (size >= kWord) return (difference(std::uint64_t{}, 0) | difference(std::uint64_t{}, size - kWord)) == 0;

@@ -1,7 +1,7 @@
 #include "IndexProgram.h"
 
+#include "Characters.h"
 #include "Decimal.h"
-#include "Digits.h"
 #include "IndexChecksum.h"
 #include "TemplateRender.h"
 
@@ -148,7 +148,7 @@ std::vector<Piece> PiecesOfDigits(const std::vector<bool>& changing, std::string
     PieceJoiner joiner(isUpperCase ? Notation::UpperHex : Notation::LowerHex, 4);
     std::size_t digit = 0;
     for (std::size_t at = text.size(); at-- > 0;) {
-        const bool isDigit = HexDigitValue(text[at]) <= 15;
+        const bool isDigit = IsHexDigit(text[at]);
         if (isDigit && changing[digit]) {
             joiner.Add(digit, offset + at);
         } else {

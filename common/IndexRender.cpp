@@ -1,8 +1,9 @@
 #include "IndexRender.h"
 
+#include "AddressForms.h"
 #include "BigEndian.h"
+#include "Characters.h"
 #include "Decimal.h"
-#include "Digits.h"
 #include "IndexChecksum.h"
 #include "TemplateRender.h"
 
@@ -31,8 +32,8 @@ inline void WriteBits(char* out, Notation notation, std::uint64_t bits, unsigned
     switch (notation) {
     case Notation::Big: StoreBigBytes(reinterpret_cast<unsigned char*>(out), bits, size); break;
     case Notation::Little: StoreLittleBytes(reinterpret_cast<unsigned char*>(out), bits, size); break;
-    case Notation::LowerHex: WriteHexDigits(out, bits, size, "0123456789abcdef"); break;
-    case Notation::UpperHex: WriteHexDigits(out, bits, size, "0123456789ABCDEF"); break;
+    case Notation::LowerHex: WriteHexDigits(out, bits, size, kLowerHexDigits); break;
+    case Notation::UpperHex: WriteHexDigits(out, bits, size, kUpperHexDigits); break;
     case Notation::Decimal: WriteDigits(out, static_cast<std::uint32_t>(bits), size); break;
     }
 }

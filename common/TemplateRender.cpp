@@ -1,8 +1,8 @@
 #include "TemplateRender.h"
 
+#include "AddressForms.h"
 #include "BigEndian.h"
 #include "Decimal.h"
-#include "Digits.h"
 
 #include <algorithm>
 #include <cstring>
