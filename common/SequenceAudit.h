@@ -41,9 +41,12 @@ struct AuditOptions {
 /// Tells of each received packet which value of a template it is, and keeps count of what was lost, doubled, reordered and
 /// changed.
 /// \code
+/// const CompiledTemplate packets("@h 0200000000fe 020000000001 88b5 @$(00000000,0,00000001,big)");
 /// SequenceAudit audit(packets, IndexRange{0, 1000000});
-/// audit.Add(received, size); // InOrder, Late, Duplicate, Changed, Foreign or TooOld
-/// const SequenceAudit::Counts counts = audit.GetCounts();
+/// unsigned char received[18];
+/// packets.Render(7, received, sizeof received);
+/// audit.Add(received, sizeof received); // InOrder; others are Late, Duplicate, Changed, Foreign and TooOld
+/// audit.GetCounts().missingBelow;       // 7
 /// \endcode
 ///
 /// Indexes are told apart by their position in the expected range. Where a value occurs several times there, the position
