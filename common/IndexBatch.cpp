@@ -6,6 +6,7 @@
 #include "TemplateRender.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 #include <limits>
 #include <string>
@@ -349,6 +350,7 @@ void WriteChunk(const IndexProgram& program, const Chunk& chunk, bool isPatch)
 void WriteFrames(const IndexProgram& program, const IndexList& indexes, std::uint64_t count, const FrameBuffers& frames,
                  bool isPatch) noexcept
 {
+    assert(program.isFixedSize);
     if (program.frame.empty()) return;
     using Access = BatchAccess;
     unsigned char* framesOfChunk[kMaxChunk];
@@ -375,6 +377,7 @@ void WriteFrames(const IndexProgram& program, const IndexList& indexes, std::uin
             for (std::size_t k = 0; k < chunk.count; ++k, frame += stride) framesOfChunk[k] = frame;
             chunk.frames = framesOfChunk;
         }
+        assert(chunk.count != 0 && chunk.count <= kMaxChunk);
         WriteChunk(program, chunk, isPatch);
         if (chunk.indexes) {
             WriteChecksums(program, chunk.frames, chunk.count);

@@ -8,6 +8,7 @@
 #include "TemplateRender.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 #include <utility>
 
@@ -228,6 +229,7 @@ char* RenderIndex(const IndexProgram& program, std::uint64_t index, char* out) n
         base += end - place;
         CopyText(end, frame + field.offset, field.stretch);
     }
+    assert(static_cast<std::size_t>(base - out) + program.frame.size() == MeasureIndex(program, index));
     return base + program.frame.size();
 }
 
