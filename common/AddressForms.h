@@ -6,6 +6,7 @@
 /// lenient readers try these first; a text of no usual form may still be an address, or not.
 
 #include "BigEndian.h"
+#include "Characters.h"
 
 #include <array>
 #include <cstddef>
@@ -34,45 +35,6 @@ inline constexpr std::array<DecimalByte, 256> kDecimalBytes = []() {
     }
     return table;
 }();
-
-/// The two hexadecimal digits of every byte, one after the other.
-constexpr std::array<char, 512> MakeHexBytes(const char* digits)
-{
-    std::array<char, 512> table{};
-    for (unsigned int byte = 0; byte < 256; ++byte) {
-        table[2 * byte] = digits[byte >> 4];
-        table[2 * byte + 1] = digits[byte & 15];
-    }
-    return table;
-}
-
-inline constexpr std::array<char, 512> kLowerHexBytes = MakeHexBytes("0123456789abcdef");
-inline constexpr std::array<char, 512> kUpperHexBytes = MakeHexBytes("0123456789ABCDEF");
-
-inline constexpr unsigned char kNoDigit = 0xff;
-
-/// The value of a hexadecimal digit of either case, kNoDigit for every other character.
-inline constexpr std::array<unsigned char, 256> kHexDigitValues = [] {
-    std::array<unsigned char, 256> table{};
-    for (unsigned int c = 0; c < 256; ++c) {
-        table[c] = static_cast<unsigned char>(c >= '0' && c <= '9'   ? c - '0'
-                                              : c >= 'a' && c <= 'f' ? c - 'a' + 10
-                                              : c >= 'A' && c <= 'F' ? c - 'A' + 10
-                                                                     : kNoDigit);
-    }
-    return table;
-}();
-
-constexpr unsigned int HexDigitValue(char c) noexcept
-{
-    return kHexDigitValues[static_cast<unsigned char>(c)];
-}
-
-/// The value of a decimal digit; some number above 9 for every other character.
-constexpr unsigned int DecimalDigitValue(char c) noexcept
-{
-    return static_cast<unsigned int>(static_cast<unsigned char>(c)) - '0';
-}
 
 // Writers. Each returns the end of what it has written; several touch characters behind that, as they say.
 

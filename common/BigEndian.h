@@ -2,7 +2,8 @@
 #define ZOR_COMMON_BIG_ENDIAN_H
 
 /// \file
-/// Internal: numbers to and from bytes in network order, and the 128-bit arithmetic on two 64-bit halves.
+/// Internal: numbers to and from bytes in either order, and the 128-bit arithmetic on two 64-bit halves. Nothing else asks
+/// for the byte order of the processor: all numbers in memory go through the functions here.
 
 #include <cstddef>
 #include <cstdint>
@@ -12,6 +13,8 @@ static_assert(sizeof(unsigned long) == 8, "integers of 64 bits are passed as uns
 
 namespace zor::common::detail {
 
+inline constexpr bool kIsLittleEndian = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
+
 // A load is spelled out byte by byte, which compilers turn into one move, swapped where needed. For a store
 // they do so only now and then, so StoreLittle says what is meant and keeps a loop for constant expressions.
 
@@ -19,7 +22,7 @@ namespace zor::common::detail {
 template <class Number>
 constexpr void StoreLittle(unsigned char* bytes, Number value) noexcept
 {
-    if (__builtin_is_constant_evaluated() || __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__) {
+    if (__builtin_is_constant_evaluated() || !kIsLittleEndian) {
         for (std::size_t i = 0; i < sizeof value; ++i) {
             bytes[i] = static_cast<unsigned char>(value >> 8 * i);
         }
@@ -39,6 +42,25 @@ inline void StoreLittleBytes(unsigned char* bytes, std::uint64_t word, std::size
     } else {
         for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<unsigned char>(word >> 8 * i);
     }
+}
+
+/// Stores the low \a Size bytes of a word, up to 8, least significant first.
+template <std::size_t Size>
+void StoreLittleWord(unsigned char* bytes, std::uint64_t word) noexcept
+{
+    static_assert(Size <= sizeof word);
+    if (!kIsLittleEndian) word = __builtin_bswap64(word);
+    std::memcpy(bytes, &word, Size);
+}
+
+/// The number of \a Size bytes, up to 8, least significant first.
+template <std::size_t Size>
+std::uint64_t LoadLittleWord(const unsigned char* bytes) noexcept
+{
+    std::uint64_t word = 0;
+    static_assert(Size <= sizeof word);
+    std::memcpy(&word, bytes, Size);
+    return kIsLittleEndian ? word : __builtin_bswap64(word);
 }
 
 template <std::size_t Size>

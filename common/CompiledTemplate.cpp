@@ -5,6 +5,7 @@
 #include "IndexCompiler.h"
 
 #include <algorithm>
+#include <cassert>
 #include <new>
 #include <utility>
 
@@ -142,6 +143,7 @@ std::size_t CompiledTemplate::RenderBatch(const IndexList& indexes, unsigned cha
     } else {
         for (std::uint64_t k = 0; k < count; ++k) {
             const std::size_t at = offsets.back();
+            assert(at <= room);
             offsets.push_back(at + Render(Access::IndexAt(indexes, k), out + at, room - at));
         }
     }

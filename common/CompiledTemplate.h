@@ -85,7 +85,7 @@ struct TemplateField {
 /// const CompiledTemplate packets("@h 0200000000fe @$(020000000001,0,000000000001,big)"
 ///                                " 88b5 @$(00000000,0,00000001,big)");
 /// unsigned char frame[18];
-/// packets.Render(1000000, frame, sizeof frame); // ... 02 00 00 0f 42 41 88 b5 00 0f 42 40
+/// packets.Render(1000000, frame, sizeof frame); // frame is 02 00 00 00 00 fe 02 00 00 0f 42 41 88 b5 00 0f 42 40
 /// \endcode
 ///
 /// Value i is what a fresh Wildcards with the same text and settings shows after i calls of NextValue(): the values

@@ -1,6 +1,7 @@
 #include "FieldExtractor.h"
 
 #include "BigEndian.h"
+#include "WordPair.h"
 
 #include <algorithm>
 #include <cstring>
@@ -8,9 +9,6 @@
 namespace zor::common {
 
 namespace {
-
-/// Two 64-bit words side by side, which the compiler keeps in one vector register.
-using WordPair = unsigned long __attribute__((vector_size(16)));
 
 /// Input bytes; those beyond the end read as 0.
 struct Input {
@@ -47,7 +45,7 @@ void CutBytes(Input in, std::size_t from, unsigned int shift, unsigned char* out
     } else {
         // A step reads one byte more than it writes.
         const std::size_t safe = std::min(count, in.size - std::min(from + 1, in.size));
-        for (; safe - i >= 16; i += 16) CutWord<WordPair>(in.bytes + from + i, shift, out + i);
+        for (; safe - i >= 16; i += 16) CutWord<detail::WordPair>(in.bytes + from + i, shift, out + i);
         if (safe - i >= 8) {
             CutWord<unsigned long>(in.bytes + from + i, shift, out + i);
             i += 8;

@@ -53,7 +53,8 @@ public:
 
     /// A field of up to 64 bits as a number, read from any bytes without a vector and without an extractor.
     /// \code
-    /// FieldExtractor::Get(frame, size, 112 + 4, 12);   // the VLAN id after an Ethernet header of 14 bytes
+    /// const unsigned char frame[] = {2, 0, 0, 0, 0, 0xfe, 2, 0, 0, 0, 0, 1, 0x81, 0, 0xa0, 0x64};
+    /// FieldExtractor::Get(frame, sizeof frame, 112 + 4, 12);   // 100, the VLAN id: the tag starts at bit 112
     /// \endcode
     ///
     /// \param bytes   \a size bytes; may be null if \a size is 0.

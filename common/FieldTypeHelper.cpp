@@ -1,12 +1,12 @@
 #include "FieldTypeHelper.h"
 
-#include <bit>
+#include "BigEndian.h"
 
 namespace zor::common {
 
 bool IsBigEndianPlatform() noexcept
 {
-    return std::endian::native == std::endian::big;
+    return !detail::kIsLittleEndian;
 }
 
 } // namespace zor::common

@@ -18,7 +18,8 @@
 /// Addresses are printed as by ToChars(): the style that all MAC addresses share is neither read nor set, and IPv6
 /// addresses follow RFC 5952. A Hexfield is printed as its digits.
 /// \code
-/// fmt::format("{:>15} is at {:h}", "10.0.0.1"_ip4, "00:1a:2b:3c:4d:5e"_mac);
+/// using namespace zor::common::literals;
+/// fmt::format("{:>9} is at {:h}", "10.0.0.1"_ip4, "00:1a:2b:3c:4d:5e"_mac); // " 10.0.0.1 is at 00-1a-2b-3c-4d-5e"
 /// \endcode
 
 #include "AddressText.h"

@@ -216,6 +216,8 @@ public:
 
     /// Gives fields the values of a table. The row number counts, and all fields together show one row.
     /// \code
+    /// FrameBuilder frame;
+    /// frame.Ethernet(CMacAddress(0x020000000001), CMacAddress()).Ipv4(CIpAddress(), CIpAddress()).Udp(1024, 0);
     /// frame.Rows({"ipv4.src", "ipv4.dst", "udp.dport"},
     ///            {{CIpAddress(10, 0, 0, 1), CIpAddress(10, 0, 1, 1), 53}, {CIpAddress(10, 0, 0, 9), CIpAddress(10, 0, 1, 7), 123}});
     /// \endcode

@@ -1,4 +1,5 @@
 #include "BigEndian.h"
+#include "Characters.h"
 #include "FrameBuilder.h"
 #include "FrameLayers.h"
 #include "IndexProgram.h"
@@ -18,10 +19,7 @@ namespace {
 
 void AppendHex(std::string& text, std::string_view bytes)
 {
-    for (const char byte : bytes) {
-        const auto value = static_cast<unsigned char>(byte);
-        text += {"0123456789abcdef"[value >> 4], "0123456789abcdef"[value & 15]};
-    }
+    for (const char byte : bytes) detail::AppendHexByte(text, static_cast<unsigned char>(byte));
 }
 
 std::string BytesOf(const detail::Uint128& number, std::size_t size)

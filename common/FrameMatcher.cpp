@@ -3,6 +3,7 @@
 #include "BigEndian.h"
 #include "IndexChecksum.h"
 #include "IndexRender.h"
+#include "WordPair.h"
 
 #include <algorithm>
 #include <cstring>
@@ -26,10 +27,10 @@ bool AreSame(const unsigned char* left, const unsigned char* right, const unsign
         std::memcpy(&from, mask + at, sizeof from);
         return (one ^ other) & from;
     };
-    using Pair = std::uint64_t __attribute__((vector_size(16)));
-    if (size >= sizeof(Pair)) {
-        Pair differences = difference(Pair{}, size - sizeof(Pair)); // which may overlap others
-        for (std::size_t at = 0; at < size - sizeof(Pair); at += sizeof(Pair)) differences |= difference(Pair{}, at);
+    if (size >= sizeof(WordPair)) {
+        WordPair differences = difference(WordPair{}, size - sizeof(WordPair)); // which may overlap others
+        for (std::size_t at = 0; at < size - sizeof(WordPair); at += sizeof(WordPair))
+            differences |= difference(WordPair{}, at);
         return (differences[0] | differences[1]) == 0;
     }
     if (size >= kWord) return (difference(std::uint64_t{}, 0) | difference(std::uint64_t{}, size - kWord)) == 0;
@@ -163,9 +164,7 @@ bool FrameMatcher::HasConstants(const unsigned char* packet) const noexcept
 bool FrameMatcher::HasChecksums(const unsigned char* packet) const noexcept
 {
     for (const IndexChecksum& checksum : mChecksums) {
-        std::uint16_t held = 0;
-        std::memcpy(&held, packet + checksum.at, sizeof held);
-        if (held != ChecksumIn(*mProgram, checksum, packet)) return false;
+        if (LoadLittleWord<2>(packet + checksum.at) != ChecksumIn(*mProgram, checksum, packet)) return false;
     }
     return true;
 }
@@ -212,8 +211,7 @@ void FrameMatcher::Render(std::uint64_t index, const unsigned char* packet, std:
         std::copy_n(packet + first, std::min(hole.place.size, size - first), frame + first);
     }
     for (const IndexChecksum& checksum : mFollowing) {
-        const std::uint16_t right = ChecksumIn(*mProgram, checksum, frame);
-        std::memcpy(frame + checksum.at, &right, sizeof right);
+        StoreLittle(frame + checksum.at, ChecksumIn(*mProgram, checksum, frame));
     }
 }
 

@@ -48,9 +48,9 @@ private:
 
 /// The value of a field that counts: its value after t changes is first + t * step, modulo the width of the field.
 /// \code
-/// Counting<std::uint16_t>(1024, 60000)                  // ports from 1024 to 61023
-/// Counting(CIpAddress(10, 0, 0, 250), 250, -1)          // down to 10.0.0.1
-/// Counting(CIpv6Address(0x20010db800000000, 1), 16, CIpv6Address(1, 0)) // the same host in 16 networks
+/// Counting<std::uint16_t>(1024, 60000);                 // ports from 1024 to 61023
+/// Counting(CIpAddress(10, 0, 0, 250), 250, -1);         // down to 10.0.0.1
+/// Counting(CIpv6Address(0x20010db800000000, 1), 16, CIpv6Address(1, 0)); // the same host in 16 networks
 /// \endcode
 /// \tparam Value  an integer or one of CMacAddress, CIpAddress and CIpv6Address.
 template <class Value>
@@ -74,8 +74,8 @@ struct Counting {
 /// The value of a field that goes through a list, and starts again after the last value. A value may be in the list
 /// more than once.
 /// \code
-/// OneOf<std::uint16_t>({53, 123, 443})
-/// OneOf({CIpAddress(10, 0, 0, 1), CIpAddress(10, 9, 0, 1)}, 1) // each one twice
+/// OneOf<std::uint16_t>({53, 123, 443});
+/// OneOf({CIpAddress(10, 0, 0, 1), CIpAddress(10, 9, 0, 1)}, 1); // each one twice
 /// \endcode
 /// \tparam Value  as for Counting.
 template <class Value>
@@ -103,7 +103,7 @@ struct ShuffledValues {
 /// values, so each of them is shown once before the order starts again. A count of 0 means all values up to where the
 /// field wraps.
 /// \code
-/// Shuffled(Counting(CIpAddress(10, 0, 0, 0), 1 << 24), 42) // all hosts of a network, in the order of seed 42
+/// Shuffled(Counting(CIpAddress(10, 0, 0, 0), 1 << 24), 42); // all hosts of a network, in the order of seed 42
 /// \endcode
 /// \param values  what is shown.
 /// \param seed    which of the orders.

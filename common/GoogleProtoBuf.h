@@ -21,7 +21,7 @@ namespace zor::common {
 /// GoogleProtoBufEncoder::encodeTag(1, 0, wire);          // field 1, wire type 0: a varint follows
 /// GoogleProtoBufEncoder::encodeUint32(300, wire);
 /// GoogleProtoBufEncoder::encodeTag(2, 2, wire);          // field 2, wire type 2: a length follows
-/// GoogleProtoBufEncoder::encodeString("abc", wire);      // 08 ac 02 12 03 61 62 63
+/// GoogleProtoBufEncoder::encodeString("abc", wire);      // wire is 08 ac 02 12 03 61 62 63
 /// \endcode
 ///
 /// Use wire type 0 for every number and for bool (encodeUint32() of 0 or 1), and wire type 2 for strings, bytes and

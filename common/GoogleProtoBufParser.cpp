@@ -1,5 +1,6 @@
 #include "GoogleProtoBufParser.h"
 
+#include "Characters.h"
 #include "TemplateAdvice.h"
 
 #include <algorithm>
@@ -213,13 +214,13 @@ private:
 
 bool IsNumber(std::string_view word)
 {
-    return std::all_of(word.begin(), word.end(), [](char c) { return c >= '0' && c <= '9'; });
+    return std::all_of(word.begin(), word.end(), detail::IsDecimalDigit);
 }
 
 /// What std::atoi gives on this platform, defined for every number and in every locale.
 std::int32_t ToNumber(std::string_view word)
 {
-    while (!word.empty() && (word[0] == ' ' || (word[0] >= '\t' && word[0] <= '\r'))) word.remove_prefix(1);
+    while (!word.empty() && detail::IsSpace(word[0])) word.remove_prefix(1);
     if (word.starts_with('+') && !word.starts_with("+-")) word.remove_prefix(1);
     std::int64_t number = 0;
     if (std::from_chars(word.data(), word.data() + word.size(), number).ec == std::errc::result_out_of_range) {

@@ -1,8 +1,9 @@
 #include "Hexfield.h"
 
 #include "BigEndian.h"
-#include "Digits.h"
+#include "Characters.h"
 #include "WideSteps.h"
+#include "WordPair.h"
 
 #include <algorithm>
 #include <istream>
@@ -137,10 +138,7 @@ bool Hexfield::CopyFromDigits(const std::string& text)
 
 namespace {
 
-bool IsHexDigit(char c)
-{
-    return detail::HexDigitValue(c) != detail::kNoDigit;
-}
+using detail::IsHexDigit;
 
 /// Whether text is two digits a byte with one other character between the bytes, and all of them count.
 bool IsSeparatedBytes(const std::string& text)
@@ -375,9 +373,6 @@ void AddOnes(unsigned char carry, Lane* lanes, std::size_t count) noexcept
     }
 }
 
-/// Two lanes side by side, which the compiler keeps in one vector register.
-using LanePair = Lane __attribute__((vector_size(16)));
-
 /// Writes \a combine of each two lanes, which works bit by bit. \a out may be either.
 template <class Combine>
 void CombineLanes(Lane* out, const Lane* left, const Lane* right, std::size_t count, Combine combine) noexcept
@@ -385,8 +380,8 @@ void CombineLanes(Lane* out, const Lane* left, const Lane* right, std::size_t co
     std::size_t i = 0;
 #pragma GCC unroll 4
     for (; count - i >= 2; i += 2) {
-        LanePair leftPair;
-        LanePair rightPair;
+        detail::WordPair leftPair;
+        detail::WordPair rightPair;
         std::memcpy(&leftPair, left + i, sizeof leftPair);
         std::memcpy(&rightPair, right + i, sizeof rightPair);
         leftPair = combine(leftPair, rightPair);

@@ -1,10 +1,12 @@
 #include "IndexBatch.h"
 
+#include "BigEndian.h"
 #include "IndexChecksum.h"
 #include "IndexRender.h"
 #include "TemplateRender.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 #include <limits>
 #include <string>
@@ -72,8 +74,7 @@ template <unsigned int Size>
 struct BigEndian {
     static void Store(unsigned char* out, std::uint64_t word) noexcept
     {
-        word = __builtin_bswap64(word);
-        std::memcpy(out, &word, Size);
+        StoreLittleWord<Size>(out, __builtin_bswap64(word));
     }
 };
 
@@ -81,8 +82,7 @@ template <unsigned int Size>
 struct LittleEndian {
     static void Store(unsigned char* out, std::uint64_t word) noexcept
     {
-        word >>= 8 * (8 - Size);
-        std::memcpy(out, &word, Size);
+        StoreLittleWord<Size>(out, word >> 8 * (8 - Size));
     }
 };
 
@@ -280,8 +280,7 @@ void StoreTurns(const IndexField& field, const std::uint64_t* turns, const Chunk
     const unsigned int shift = field.shift;
     for (std::size_t k = 0; k < count; ++k) {
         const std::uint64_t number = (start + turns[k] * step) >> shift;
-        const std::uint64_t bytes = __builtin_bswap64(number << 8 * (8 - Size));
-        std::memcpy(frames[k] + offset, &bytes, Size);
+        StoreLittleWord<Size>(frames[k] + offset, __builtin_bswap64(number << 8 * (8 - Size)));
     }
 }
 
@@ -351,6 +350,7 @@ void WriteChunk(const IndexProgram& program, const Chunk& chunk, bool isPatch)
 void WriteFrames(const IndexProgram& program, const IndexList& indexes, std::uint64_t count, const FrameBuffers& frames,
                  bool isPatch) noexcept
 {
+    assert(program.isFixedSize);
     if (program.frame.empty()) return;
     using Access = BatchAccess;
     unsigned char* framesOfChunk[kMaxChunk];
@@ -377,6 +377,7 @@ void WriteFrames(const IndexProgram& program, const IndexList& indexes, std::uin
             for (std::size_t k = 0; k < chunk.count; ++k, frame += stride) framesOfChunk[k] = frame;
             chunk.frames = framesOfChunk;
         }
+        assert(chunk.count != 0 && chunk.count <= kMaxChunk);
         WriteChunk(program, chunk, isPatch);
         if (chunk.indexes) {
             WriteChecksums(program, chunk.frames, chunk.count);

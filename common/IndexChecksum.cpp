@@ -1,5 +1,6 @@
 #include "IndexChecksum.h"
 
+#include "BigEndian.h"
 #include "InternetSum.h"
 
 #include <algorithm>
@@ -151,7 +152,7 @@ void AddChecksums(IndexProgram& program, const std::vector<ChecksumField>& field
         if (checksum.sum != 0) checksum.counters = AddCounters(program, field);
         if (checksum.pieces.count == 0) {
             const std::uint16_t held = ChecksumOf(checksum.sum, field.complement, field.zeroIsAllOnes);
-            std::memcpy(program.frame.data() + field.at, &held, sizeof held);
+            StoreLittle(reinterpret_cast<unsigned char*>(program.frame.data()) + field.at, held);
             if (checksum.late.count == 0) continue;
             program.held.push_back(checksum);
             late.push_back(SpanOf(field));
@@ -173,8 +174,7 @@ void AddPiece(const SummedPiece& piece, unsigned char* const* frames, std::size_
     const int shift = piece.startsSecond ? 8 : 0;
     const std::size_t offset = piece.offset;
     for (std::size_t k = 0; k < count; ++k) {
-        std::uint64_t word = 0;
-        std::memcpy(&word, frames[k] + offset, Size);
+        const std::uint64_t word = LoadLittleWord<Size>(frames[k] + offset);
         sums[k] = SumOfWord(sums[k]) + ((Size > 4 ? SumOfWord(word) : word) << shift);
     }
 }
@@ -195,8 +195,7 @@ void WriteBySums(const IndexProgram& program, const IndexChecksum& checksum, uns
         kPieceAdders[piece.size - 1u](piece, frames, count, sums);
     }
     for (std::size_t k = 0; k < count; ++k) {
-        const std::uint16_t held = ChecksumOf(sums[k], checksum.complement, checksum.zeroIsAllOnes);
-        std::memcpy(frames[k] + checksum.at, &held, sizeof held);
+        StoreLittle(frames[k] + checksum.at, ChecksumOf(sums[k], checksum.complement, checksum.zeroIsAllOnes));
     }
 }
 
@@ -263,7 +262,7 @@ void WriteBySteps(const IndexProgram& program, const IndexChecksum& checksum, st
         unsigned char* const* const run = frames + k;
         const std::size_t at = checksum.at;
 #pragma GCC unroll 4
-        for (std::size_t i = 0; i <= more; ++i) std::memcpy(run[i] + at, held + i, 2);
+        for (std::size_t i = 0; i <= more; ++i) StoreLittle(run[i] + at, static_cast<std::uint16_t>(held[i]));
         k += more + 1;
     }
 }

@@ -1,6 +1,6 @@
 #include "IndexInverse.h"
 
-#include "AddressForms.h"
+#include "Characters.h"
 
 #include <algorithm>
 
@@ -8,20 +8,15 @@ namespace zor::common::detail {
 
 namespace {
 
-bool IsDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
-
 bool IsOfHexGroups(char c)
 {
-    return c == ':' || HexDigitValue(c) <= 15;
+    return c == ':' || IsHexDigit(c);
 }
 
 /// Where digits end.
 std::size_t EndOfDigits(std::string_view text, std::size_t at)
 {
-    while (at < text.size() && IsDigit(text[at])) ++at;
+    while (at < text.size() && IsDecimalDigit(text[at])) ++at;
     return at;
 }
 
@@ -193,7 +188,7 @@ void IndexInverse::TellApart()
             mUntold = i;
         } else if (end != program.frame.size()) {
             const char c = program.frame[end];
-            const bool isOfText = expression.extent == Extent::HexGroups ? IsOfHexGroups(c) : IsDigit(c);
+            const bool isOfText = expression.extent == Extent::HexGroups ? IsOfHexGroups(c) : IsDecimalDigit(c);
             if (isOfText || isChanging[end]) mUntold = i;
         }
     }

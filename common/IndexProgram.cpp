@@ -1,11 +1,12 @@
 #include "IndexProgram.h"
 
+#include "Characters.h"
 #include "Decimal.h"
-#include "Digits.h"
 #include "IndexChecksum.h"
 #include "TemplateRender.h"
 
 #include <algorithm>
+#include <cassert>
 #include <numeric>
 #include <utility>
 
@@ -148,7 +149,7 @@ std::vector<Piece> PiecesOfDigits(const std::vector<bool>& changing, std::string
     PieceJoiner joiner(isUpperCase ? Notation::UpperHex : Notation::LowerHex, 4);
     std::size_t digit = 0;
     for (std::size_t at = text.size(); at-- > 0;) {
-        const bool isDigit = HexDigitValue(text[at]) <= 15;
+        const bool isDigit = IsHexDigit(text[at]);
         if (isDigit && changing[digit]) {
             joiner.Add(digit, offset + at);
         } else {
@@ -357,6 +358,83 @@ std::vector<ByteSpan> JoinSpans(std::vector<ByteSpan> spans)
     return spans;
 }
 
+namespace {
+
+/// What holds for each program: everything stands within the frame, stretches make up the frame, what changes does not
+/// overlap, and all places that are named exist. Debug builds check it.
+[[maybe_unused]] bool IsConsistent(const IndexProgram& program)
+{
+    const std::size_t size = program.frame.size();
+    const auto isWithin = [](std::size_t first, std::size_t count, std::size_t end) {
+        return first <= end && count <= end - first;
+    };
+    const auto isOf = [isWithin](const Slice& slice, const auto& table) {
+        return isWithin(slice.first, slice.count, table.size());
+    };
+    const auto isKnown = [&program](const TurnRule& turns, std::uint32_t order) {
+        if (order == 0) return true;
+        return order <= program.orders.size() && turns.count.GetNumber() == program.orders[order - 1].GetSize();
+    };
+
+    std::size_t stretches = program.firstStretch;
+    std::size_t end = 0; // of the field before, of those that the frame does not hold
+    for (const IndexField& field : program.fields) {
+        if (field.details >= program.details.size() || !isKnown(field.turns, field.order)) return false;
+        if (!isWithin(field.offset, field.IsInFrame() ? field.size : field.stretch, size)) return false;
+        if (field.IsInFrame()) continue;
+        if (field.offset < end || program.isFixedSize) return false;
+        end = field.offset;
+        stretches += field.stretch;
+    }
+    for (const FieldDetails& details : program.details) {
+        if (!isOf(details.runs, program.runs) || !isOf(details.startWords, program.startWords)) return false;
+        if (!isOf(details.pieces, program.pieces) || !isOf(details.firstText, program.texts)) return false;
+    }
+    for (const BatchPlan* plan : {&program.rendering, &program.patching}) {
+        for (const Lane& lane : plan->lanes) {
+            if (!isWithin(lane.offset, lane.size, size)) return false;
+        }
+        for (const std::uint32_t place : plan->rest) {
+            if (place >= program.fields.size()) return false;
+        }
+    }
+    for (const std::vector<IndexChecksum>* checksums : {&program.checksums, &program.held}) {
+        for (const IndexChecksum& checksum : *checksums) {
+            if (!isWithin(checksum.at, 2, size) || !isOf(checksum.pieces, program.summedPieces)) return false;
+            if (!isOf(checksum.late, program.summedPieces) || !isOf(checksum.counters, program.summedCounters)) {
+                return false;
+            }
+        }
+    }
+    for (const SummedPiece& piece : program.summedPieces) {
+        if (piece.size == 0 || piece.size > 8 || !isWithin(piece.offset, piece.size, size)) return false;
+    }
+    for (const SummedCounter& counter : program.summedCounters) {
+        if (counter.field >= program.fields.size()) return false;
+    }
+    end = 0;
+    for (const ByteSpan& span : program.changingSpans) {
+        if (span.offset < end || !isWithin(span.offset, span.size, size)) return false;
+        end = span.offset + span.size + 1; // as spans that touch are one
+    }
+    for (const IndexExpression& expression : program.expressions) {
+        const ByteSpan& text = expression.text;
+        if (!isWithin(text.offset, text.size, size) || expression.minSize > expression.maxSize) return false;
+    }
+    for (const ListedExpression& listed : program.listed) {
+        if (listed.expression >= program.expressions.size() || !isKnown(listed.turns, listed.order)) return false;
+        const std::uint64_t last = (listed.turns.count.GetNumber() - 1) * listed.distance;
+        if (!isWithin(listed.first, last + listed.size, program.tables.size())) return false;
+    }
+    for (const IndexHole& hole : program.holes) {
+        if (!isWithin(hole.place.offset, hole.place.size, size)) return false;
+    }
+    const bool isOneSize = program.minSize == size && program.maxSize == size;
+    return stretches == size && program.minSize <= program.maxSize && (isOneSize || !program.isFixedSize);
+}
+
+} // namespace
+
 std::shared_ptr<const IndexProgram> IndexProgramBuilder::Finish(const std::vector<ChecksumField>& checksums)
 {
     IndexProgram& program = *mProgram;
@@ -383,6 +461,7 @@ std::shared_ptr<const IndexProgram> IndexProgramBuilder::Finish(const std::vecto
     }
     AddChecksums(program, checksums);
     if (program.isFixedSize) PlanBatches(program); // which copies literal text of the frame
+    assert(IsConsistent(program));
     return std::move(mProgram);
 }
 

@@ -1,12 +1,14 @@
 #include "IndexRender.h"
 
+#include "AddressForms.h"
 #include "BigEndian.h"
+#include "Characters.h"
 #include "Decimal.h"
-#include "Digits.h"
 #include "IndexChecksum.h"
 #include "TemplateRender.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 #include <utility>
 
@@ -31,8 +33,8 @@ inline void WriteBits(char* out, Notation notation, std::uint64_t bits, unsigned
     switch (notation) {
     case Notation::Big: StoreBigBytes(reinterpret_cast<unsigned char*>(out), bits, size); break;
     case Notation::Little: StoreLittleBytes(reinterpret_cast<unsigned char*>(out), bits, size); break;
-    case Notation::LowerHex: WriteHexDigits(out, bits, size, "0123456789abcdef"); break;
-    case Notation::UpperHex: WriteHexDigits(out, bits, size, "0123456789ABCDEF"); break;
+    case Notation::LowerHex: WriteHexDigits(out, bits, size, kLowerHexDigits); break;
+    case Notation::UpperHex: WriteHexDigits(out, bits, size, kUpperHexDigits); break;
     case Notation::Decimal: WriteDigits(out, static_cast<std::uint32_t>(bits), size); break;
     }
 }
@@ -227,6 +229,7 @@ char* RenderIndex(const IndexProgram& program, std::uint64_t index, char* out) n
         base += end - place;
         CopyText(end, frame + field.offset, field.stretch);
     }
+    assert(static_cast<std::size_t>(base - out) + program.frame.size() == MeasureIndex(program, index));
     return base + program.frame.size();
 }
 

@@ -5,6 +5,7 @@
 /// Internal: numbers as functions of a 64-bit index. Unlike the counters of Sequence.h, nothing is stepped.
 
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 
 namespace zor::common::detail {
@@ -32,12 +33,14 @@ public:
     constexpr std::uint64_t Remainder(std::uint64_t dividend) const noexcept
     {
         const std::uint64_t rest = dividend - Estimate(dividend) * mNumber;
+        assert(rest < mNumber || rest - mNumber < mNumber || mNumber == 0);
         return std::min(rest, rest - mNumber); // below 0, the second one wraps
     }
 
     constexpr std::uint64_t Quotient(std::uint64_t dividend) const noexcept
     {
         const std::uint64_t estimate = Estimate(dividend);
+        assert(mNumber != 0 && dividend / mNumber - estimate <= 1);
         return estimate + (dividend - estimate * mNumber >= mNumber ? 1 : 0);
     }
 

@@ -11,8 +11,8 @@ namespace zor::common {
 /// 64-bit numbers from text, by the rules of the C library's strtoull() and strtoll(), which do the work.
 /// \code
 /// char* end = nullptr;
-/// Integer::StrToInt64("-0x10 rest", &end, 0);    // -16; end is at " rest"
-/// Integer::StrToInt64("-0x10", &end, 10);        // 0; end is at "x10"
+/// Integer::StrToInt64("-0x10 rest", &end, 0);    // -16; end is " rest"
+/// Integer::StrToInt64("-0x10", &end, 10);        // 0; end is "x10"
 /// \endcode
 ///
 /// Leading white space and one sign are accepted. The base is from 2 to 36, or 0: then it is 16 after "0x" or "0X", 8

@@ -4,13 +4,14 @@
 /// \file
 /// Internal: ones' complement sums of 16-bit words (RFC 1071).
 ///
-/// Words are added as they stand in memory, which on this platform is the low byte first, and the folded sum is stored in
-/// the same way. That gives the same bytes as adding words in network order. A sum is kept in 64 bits, of which carries
+/// Words are loaded with the low byte first, as most processors do, and the folded sum is stored in the same way. That
+/// gives the same bytes as adding words in network order. A sum is kept in 64 bits, of which carries
 /// fill the upper ones, and folded at the end.
+
+#include "BigEndian.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 namespace zor::common::detail {
 
@@ -36,31 +37,21 @@ constexpr std::uint64_t SumOfNumber(std::uint32_t number) noexcept
     return __builtin_bswap16(FoldSum(number));
 }
 
-/// Up to eight bytes, zeros behind them.
-inline std::uint64_t LoadBytes(const unsigned char* bytes, std::size_t size) noexcept
-{
-    std::uint64_t word = 0;
-    std::memcpy(&word, bytes, size);
-    return word;
-}
-
 /// The sum of bytes, folded.
 inline std::uint64_t SumOfBytes(const unsigned char* bytes, std::size_t size) noexcept
 {
     std::uint64_t sums[2] = {};
     for (; size >= 16; bytes += 16, size -= 16) {
-        std::uint64_t words[2];
-        std::memcpy(words, bytes, sizeof words);
-        sums[0] += SumOfWord(words[0]); // below 2^64 for up to 2^31 words, that is 32 GiB
-        sums[1] += SumOfWord(words[1]);
+        sums[0] += SumOfWord(LoadLittleWord<8>(bytes)); // below 2^64 for up to 2^31 words, that is 32 GiB
+        sums[1] += SumOfWord(LoadLittleWord<8>(bytes + 8));
     }
     std::uint64_t sum = FoldSum(sums[0]) + std::uint64_t{FoldSum(sums[1])};
     if (size >= 8) {
-        sum += SumOfWord(LoadBytes(bytes, 8));
+        sum += SumOfWord(LoadLittleWord<8>(bytes));
         bytes += 8;
         size -= 8;
     }
-    if (size != 0) sum += SumOfWord(LoadBytes(bytes, size));
+    if (size != 0) sum += SumOfWord(LoadLittleBytes(bytes, size));
     return FoldSum(sum);
 }
 

@@ -177,7 +177,7 @@ public:
     unsigned char& operator[](int i) noexcept
     {
         const int index = detail::ClampIndex(i, 4);
-        const int place = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? 3 - index : index;
+        const int place = detail::kIsLittleEndian ? 3 - index : index;
         return reinterpret_cast<unsigned char*>(&mValue)[place];
     }
 

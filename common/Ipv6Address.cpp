@@ -1,6 +1,7 @@
 #include "Ipv6Address.h"
 
-#include "Digits.h"
+#include "AddressForms.h"
+#include "AddressScan.h"
 #include "WideSteps.h"
 
 #include <algorithm>

@@ -1,6 +1,7 @@
 #include "MacAddress.h"
 
-#include "Digits.h"
+#include "AddressForms.h"
+#include "AddressScan.h"
 
 #include <ostream>
 

@@ -1,5 +1,6 @@
 #include "MacroExpander.h"
 
+#include "Characters.h"
 #include "TemplateAdvice.h"
 
 #include <algorithm>
@@ -115,11 +116,7 @@ const CMacroVarMapResolver* AsMap(const CMacroVarResolver* resolver)
                : nullptr;
 }
 
-/// isspace of the "C" locale, for any byte.
-constexpr bool IsSpace(char c)
-{
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
+using detail::IsSpace;
 
 /// What each character ends.
 enum : unsigned char { kEndsBareName = 1, kEndsNameInParentheses = 2 };
@@ -357,11 +354,8 @@ namespace {
 /// that could not stand in a name.
 std::string_view KnownPrefix(const std::vector<std::string>& sorted, std::string_view text)
 {
-    const auto isName = [](char c) {
-        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
-    };
     std::size_t end = 0;
-    while (end < text.size() && isName(text[end])) ++end;
+    while (end < text.size() && detail::IsNameCharacter(text[end])) ++end;
     return Contains(sorted, std::string(text.substr(0, end))) ? text.substr(0, end) : std::string_view();
 }
 

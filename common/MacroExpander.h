@@ -188,9 +188,9 @@ private:
 /// CMacroExpander expander(&variables);
 /// std::string text, error;
 /// if (!expander.SetExpr("http://$(host):$port /index", error)) { /* error says why */ }
-/// expander.GetValue(text);                // "http://10.0.0.1:80 /index"
+/// expander.GetValue(text);                // text is "http://10.0.0.1:80 /index"
 /// variables.SetValue("port", "8080");
-/// expander.GetValue(text);                // "http://10.0.0.1:8080 /index"
+/// expander.GetValue(text);                // text is "http://10.0.0.1:8080 /index"
 /// \endcode
 ///
 /// A variable is written in one of two ways:

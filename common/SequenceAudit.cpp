@@ -5,6 +5,7 @@
 #include "PagedBits.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace zor::common {
 
@@ -36,6 +37,9 @@ struct SequenceAudit::Impl {
         const detail::FoundPacket found = reader.Find(packet, size, hasSeen ? greatest + 1 : 0);
         const Verdict verdict = Judge(found);
         ++counts.received;
+        assert(counts.received ==
+               counts.inOrder + counts.late + counts.duplicate + counts.changed + counts.foreign + counts.tooOld);
+        assert(!hasSeen || greatest < setup->range.count);
         if (index && verdict != Verdict::Foreign) *index = found.at.outer;
         return verdict;
     }

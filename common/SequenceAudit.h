@@ -42,9 +42,12 @@ struct AuditOptions {
 /// Identifies each received packet as a value of a template, and counts which packets were lost, duplicated, reordered
 /// and changed.
 /// \code
+/// const CompiledTemplate packets("@h 0200000000fe 020000000001 88b5 @$(00000000,0,00000001,big)");
 /// SequenceAudit audit(packets, IndexRange{0, 1000000});
-/// audit.Add(received, size); // InOrder, Late, Duplicate, Changed, Foreign or TooOld
-/// const SequenceAudit::Counts counts = audit.GetCounts();
+/// unsigned char received[18];
+/// packets.Render(7, received, sizeof received);
+/// audit.Add(received, sizeof received); // InOrder; others are Late, Duplicate, Changed, Foreign and TooOld
+/// audit.GetCounts().missingBelow;       // 7
 /// \endcode
 ///
 /// The position of an index is its place in the expected range. The expected position is the one after the greatest

@@ -1,7 +1,7 @@
 #include "TemplateAdvice.h"
 
 #include "AddressText.h"
-#include "Digits.h"
+#include "Characters.h"
 #include "TemplateCompiler.h"
 #include "TemplateOverlay.h"
 
@@ -12,11 +12,6 @@
 namespace zor::common::detail {
 
 namespace {
-
-bool IsHexDigit(char c)
-{
-    return HexDigitValue(c) != kNoDigit;
-}
 
 std::string OnlyDigits(std::string_view word)
 {
@@ -150,7 +145,7 @@ bool IsHexArgument(std::string_view word)
 bool LooksLikeAddress(std::string_view word)
 {
     const bool isHex = std::all_of(word.begin(), word.end(), IsHexDigit);
-    const bool isDecimal = std::all_of(word.begin(), word.end(), [](char c) { return DecimalDigitValue(c) <= 9; });
+    const bool isDecimal = std::all_of(word.begin(), word.end(), IsDecimalDigit);
     if (isDecimal) return word.size() >= 8 && word.front() == '0';
     CIpAddress ipv4;
     CIpv6Address ipv6;

@@ -1,5 +1,6 @@
 #include "TemplateCheck.h"
 
+#include "Characters.h"
 #include "TemplateFindings.h"
 #include "TemplateSyntax.h"
 #include "WildcardsImpl.h"
@@ -16,8 +17,7 @@ namespace {
 
 bool IsWordCharacter(char c)
 {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' ||
-           static_cast<unsigned char>(c) >= 0x80;
+    return IsNameCharacter(c) || static_cast<unsigned char>(c) >= 0x80;
 }
 
 /// Checks one template.

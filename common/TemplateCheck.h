@@ -55,7 +55,7 @@ ZOR_COMMON_API std::vector<TemplateDiagnostic> CheckTemplate(const CompiledTempl
 
 /// Formats a diagnostic as compilers do: the place, the severity, the code and the message; the line of the text with a
 /// caret below each byte concerned; and what to write instead, if there is a hint.
-/// \code
+/// \code{.unparsed}
 /// list.txt:1:17: warning ZT109: "ip4" is not a format, so the bytes are shown with the least significant one first.
 ///   @$(0A000001,0,1,ip4)
 ///                   ^^^

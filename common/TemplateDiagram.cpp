@@ -1,3 +1,4 @@
+#include "Characters.h"
 #include "CompiledTemplate.h"
 #include "TemplateCheck.h"
 #include "TrafficPlan.h"
@@ -18,8 +19,7 @@ std::string HexOf(std::string_view bytes, const char* between = "")
     std::string text;
     for (const char c : bytes) {
         if (!text.empty()) text += between;
-        const auto byte = static_cast<unsigned char>(c);
-        text += {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
+        detail::AppendHexByte(text, static_cast<unsigned char>(c));
     }
     return text;
 }

@@ -2,6 +2,7 @@
 #include "TemplateProgram.h"
 
 #include "BigEndian.h"
+#include "Characters.h"
 
 #include <algorithm>
 #include <iterator>
@@ -17,7 +18,7 @@ std::string HexText(const Uint128& number, std::size_t size)
     StoreBig128(bytes, number);
     std::string text;
     const unsigned char* byte = std::find_if(bytes, std::end(bytes) - size, [](int each) { return each; });
-    for (; byte != std::end(bytes); ++byte) text += {"0123456789abcdef"[*byte >> 4], "0123456789abcdef"[*byte & 15]};
+    for (; byte != std::end(bytes); ++byte) AppendHexByte(text, *byte);
     return text;
 }
 

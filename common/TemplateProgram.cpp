@@ -1,7 +1,7 @@
 #include "TemplateProgram.h"
 
+#include "AddressForms.h"
 #include "Decimal.h"
-#include "Digits.h"
 
 #include <algorithm>
 #include <cassert>

@@ -1,10 +1,11 @@
 #include "TemplateRender.h"
 
+#include "AddressForms.h"
 #include "BigEndian.h"
 #include "Decimal.h"
-#include "Digits.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 
 namespace zor::common::detail {
@@ -133,6 +134,7 @@ template <class NumberSource>
         if (part.op <= Op::Field) {
             end = WriteValue(place, part, values, number);
         } else if (part.op == Op::Variable) {
+            assert(part.item < variables.size());
             if (const std::string* const value = variables[part.item]) {
                 CopyText(place, value->data(), value->size());
                 end += value->size();
@@ -146,6 +148,7 @@ template <class NumberSource>
         base += end - place;
         CopyText(end, frame + part.offset, part.stretch);
     }
+    assert(base == out || !program.isFixedSize);
     return base + program.frame.size();
 }
 

@@ -5,6 +5,7 @@
 /// Internal: the values of a program as text.
 
 #include "TemplateState.h"
+#include "WordPair.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -13,9 +14,6 @@
 #include <vector>
 
 namespace zor::common::detail {
-
-/// Two words side by side, which the compiler keeps in one vector register.
-using WordPair = unsigned long __attribute__((vector_size(16)));
 
 /// Copies the first and the last word of a text, which is all of it if it has at most two words.
 template <class Word>

@@ -9,7 +9,7 @@ namespace {
 /// How a byte of a text is shown in one column; a tab stays.
 char Shown(char c)
 {
-    return (c >= 0 && c < ' ' && c != '\t') || c == 0x7f ? '?' : c;
+    return (static_cast<unsigned char>(c) < ' ' && c != '\t') || c == 0x7f ? '?' : c;
 }
 
 /// Whether a byte goes on with a character of UTF-8, which takes one column in all.

@@ -1,5 +1,6 @@
 #include "TemplateState.h"
 
+#include <cassert>
 #include <utility>
 
 namespace zor::common::detail {
@@ -73,10 +74,20 @@ State::State(const Program& program, std::uint64_t mac)
     MoveTo(program, 0);
 }
 
+bool State::BelongsTo(const Program& program) const noexcept
+{
+    return mValues.numbers.size() == program.numbers.size() &&
+           mValues.wideNumbers.size() == program.wideNumbers.size() && mValues.fields.size() == program.fields.size() &&
+           mValues.macs.size() == program.macs.size() && mWideTurns.size() == program.wideNumbers.size() &&
+           mFieldTurns.size() == program.fields.size() && mMacTurns.size() == program.macs.size() &&
+           mNextFields.size() == program.fields.size();
+}
+
 /// Calls \a visit with each turn and its cycle.
 template <class Visit>
 void State::VisitTurns(const Program& program, Visit visit) noexcept
 {
+    assert(BelongsTo(program));
     for (std::size_t i = 0; i < mValues.numbers.size(); ++i) visit(mValues.numbers[i].turn, program.numbers[i].cycle);
     for (std::size_t i = 0; i < mWideTurns.size(); ++i) visit(mWideTurns[i], program.wideNumbers[i].cycle);
     for (std::size_t i = 0; i < mFieldTurns.size(); ++i) visit(mFieldTurns[i], program.fields[i].cycle);
@@ -123,6 +134,8 @@ void State::StepTables(const Program& program, const MacDefinition& mac) noexcep
 
 void State::Take(Values& at) noexcept
 {
+    assert(at.numbers.size() == mValues.numbers.size() && at.wideNumbers.size() == mValues.wideNumbers.size() &&
+           at.fields.size() == mValues.fields.size() && at.macs.size() == mValues.macs.size());
     for (std::size_t i = 0; i < mValues.numbers.size(); ++i) mValues.numbers[i].number = at.numbers[i].number;
     mValues.wideNumbers.swap(at.wideNumbers);
     mValues.fields.swap(at.fields);

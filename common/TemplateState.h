@@ -6,6 +6,7 @@
 
 #include "TemplateProgram.h"
 
+#include <cassert>
 #include <cstdint>
 #include <vector>
 
@@ -35,6 +36,7 @@ public:
     /// Does the part of the next step that can fail.
     void PrepareStep(const Program& program)
     {
+        assert(BelongsTo(program));
         if (!program.hasOnlyNumbers) PrepareFields(program);
     }
 
@@ -62,12 +64,14 @@ public:
     };
     NumberStepper GetNumberStepper(const Program& program) noexcept
     {
+        assert(BelongsTo(program));
         return {program.numbers.data(), mValues.numbers.data()};
     }
 
     /// Advances all values but the numbers by one step.
     void StepOthers(const Program& program, const MacDefinition& mac) noexcept
     {
+        assert(BelongsTo(program));
         if (!program.hasOnlyNumbers) StepTables(program, mac);
     }
 
@@ -80,6 +84,8 @@ public:
     void SetMac(std::uint64_t mac) noexcept;
 
 private:
+    /// Whether there is a value for each definition. Debug builds check it.
+    bool BelongsTo(const Program& program) const noexcept;
     void PrepareFields(const Program& program);
     void StepTables(const Program& program, const MacDefinition& mac) noexcept;
     template <class Visit>
@@ -116,6 +122,7 @@ public:
     };
     NumberSource GetNumberSource(const Program& program) const noexcept
     {
+        assert(program.maskedNumbers.empty() || mValues.numbers.size() == program.numbers.size());
         return {program.numbers.data(), mValues.numbers.data(), mIndex};
     }
 

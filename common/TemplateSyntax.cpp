@@ -1,7 +1,7 @@
 #include "TemplateSyntax.h"
 
 #include "BigEndian.h"
-#include "Digits.h"
+#include "Characters.h"
 #include "WideSteps.h"
 
 #include <algorithm>
@@ -13,11 +13,6 @@ namespace zor::common::detail {
 namespace {
 
 constexpr std::size_t kNone = std::string_view::npos;
-
-bool IsHexDigit(char c)
-{
-    return HexDigitValue(c) != kNoDigit;
-}
 
 /// How many characters one step of a scan takes.
 constexpr std::size_t kHexScanStep = 16;
@@ -62,7 +57,7 @@ NumberForm ReadNumber(std::string_view word, unsigned int& number) noexcept
     if (i < word.size() && (word[i] == '-' || word[i] == '+')) ++i;
     const std::size_t first = i;
     std::uint64_t read = 0;
-    for (; i < word.size() && DecimalDigitValue(word[i]) <= 9; ++i) {
+    for (; i < word.size() && IsDecimalDigit(word[i]); ++i) {
         read = 10 * read + DecimalDigitValue(word[i]);
         if (read > 0xffffffff) return NumberForm::TooLarge;
     }

@@ -17,7 +17,8 @@ namespace zor::common {
 /// \defgroup traffic Traffic
 /// Several streams as one sequence, in which each value still follows from its index, and the index from the value.
 /// \code
-/// const CompiledTemplate imix = Mix({{small, 7}, {medium, 4}, {large, 1}}); // 12 values a round
+/// const CompiledTemplate small("small @x(0,0)"), medium("medium @x(0,0)"), large("large @x(0,0)");
+/// const CompiledTemplate imix = Mix({{small, 7}, {medium, 4}, {large, 1}}); // a round of twelve values
 /// unsigned char frame[1518];
 /// const std::size_t size = imix.Render(1000000, frame, sizeof frame);
 /// imix.FindIndex(frame, size);                                              // 1000000

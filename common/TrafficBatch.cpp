@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bitset>
+#include <cassert>
 #include <cstring>
 
 namespace zor::common::detail {
@@ -27,6 +28,7 @@ struct TrafficPlan::Portion {
 template <class Visit>
 void TrafficPlan::VisitPart(std::size_t part, const Portion& portion, std::size_t firstLeaf, Visit& visit) const
 {
+    assert(portion.count != 0 && portion.count <= kMaxChunk);
     const TrafficPlan* const plan = mPlans[part];
     if (plan) {
         plan->VisitPortions(portion, firstLeaf + mFirstLeaves[part], visit);
@@ -57,6 +59,7 @@ void TrafficPlan::VisitMixed(const Portion& all, std::size_t firstLeaf, Visit& v
         }
         VisitPart(located.part, {nullptr, located.inner, places, count}, firstLeaf, visit);
     }
+    assert(isDone.count() == all.count);
 }
 
 /// Of a join in sequence, values of a part are in sequence as far as its place in the round goes.
@@ -102,6 +105,7 @@ void TrafficPlan::VisitListed(const Portion& all, std::size_t firstLeaf, Visit& 
         }
         VisitPart(parts[first], {listed, 0, places, count}, firstLeaf, visit);
     }
+    assert(isDone.count() == all.count);
 }
 
 /// Calls \a visit with the place of each leaf among those of the whole, and with what it shows of the portion.
@@ -157,6 +161,7 @@ bool TrafficPlan::WriteFrames(const IndexList& indexes, std::uint64_t count, con
         unsigned char* each[kMaxChunk];
         std::uint32_t sizesOfPortion[kMaxChunk];
         for (std::size_t k = 0; k < portion.count; ++k) each[k] = Access::FrameAt(frames, done + portion.places[k]);
+        assert(leaf.isShown && leaf.of->program->maxSize <= mMaxSize);
         const bool haveFitted = WriteSizedFrames(*leaf.of->program, portion.GetIndexes(), portion.count,
                                                  FrameBuffers(each), room, sizesOfPortion);
         haveAllFitted = haveAllFitted && haveFitted;
@@ -171,6 +176,7 @@ void TrafficPlan::PatchFrames(const IndexList& indexes, std::uint64_t count, con
         unsigned char* each[kMaxChunk];
         for (std::size_t k = 0; k < portion.count; ++k) each[k] = Access::FrameAt(frames, done + portion.places[k]);
         const IndexProgram& program = *leaf.of->program;
+        assert(leaf.isShown && program.frame.size() == mMaxSize);
         for (const ByteSpan& span : leaf.ownText) {
             for (std::size_t k = 0; k < portion.count; ++k) {
                 std::memcpy(each[k] + span.offset, program.frame.data() + span.offset, span.size);

@@ -5,6 +5,7 @@
 #include "Traffic.h"
 
 #include <algorithm>
+#include <cassert>
 #include <map>
 #include <numeric>
 #include <stdexcept>
@@ -113,6 +114,7 @@ CompiledTemplate TrafficPlan::Finish(std::shared_ptr<TrafficPlan> plan)
     plan->AddLeaves();
     plan->MeasureLeaves();
     if (plan->mIsFixedSize) plan->FindChangingSpans();
+    assert(plan->IsConsistent());
     plan->FindPeriod();
     return CompiledTemplate(std::make_shared<const CompiledTemplate::Impl>(std::move(plan)));
 }
@@ -300,6 +302,40 @@ bool TrafficPlan::IsPeriod(std::uint64_t period) const
         if (values[0] != values[1]) return false;
     }
     return true;
+}
+
+/// What holds for each plan: there is one of everything for each part, the places of a pattern are in the order of their
+/// ranks, the parts of a join follow each other, and each leaf has its own fields. Debug builds check it.
+bool TrafficPlan::IsConsistent() const
+{
+    const std::size_t parts = mParts.size();
+    if (mShares.size() != parts || mPlaces.size() != parts || mFirstLeaves.size() != parts || mPlans.size() != parts) {
+        return false;
+    }
+    std::vector<std::uint64_t> ranks(parts);
+    for (std::size_t at = 0; at < mPattern.size(); ++at) {
+        const Place& place = mPattern[at];
+        if (place.part >= parts || place.rank != ranks[place.part]++ || place.gap == 0) return false;
+        if (mPattern[(at + place.gap) % mPattern.size()].part != place.part) return false;
+    }
+    for (std::size_t i = 0; i < mStarts.size(); ++i) {
+        if (i == 0 ? mStarts[i].place != 0 : mStarts[i].place <= mStarts[i - 1].place) return false;
+        if (mStarts[i].part >= parts || !mPlaces[mStarts[i].part]) return false;
+    }
+    std::size_t fields = 0;
+    for (const TrafficLeaf& leaf : mLeaves) {
+        if (leaf.firstField != fields) return false;
+        fields += leaf.of->program->expressions.size();
+        if (leaf.isShown &&
+            (mIsFixedSize ? leaf.of->program->frame.size() != mMaxSize : leaf.of->program->maxSize > mMaxSize)) {
+            return false;
+        }
+    }
+    switch (mKind) {
+    case Kind::Mixed: return mPattern.size() == mTotal.GetNumber() && ranks == mShares;
+    case Kind::Joined: return !mStarts.empty();
+    default: return mOrder.has_value() && parts == 1;
+    }
 }
 
 bool TrafficPlan::operator==(const TrafficPlan& other) const noexcept

@@ -118,6 +118,7 @@ private:
     void MeasureLeaves();
     void FindChangingSpans();
     void FindPeriod();
+    bool IsConsistent() const;
     bool IsPeriod(std::uint64_t period) const;
 
     Located Locate(std::uint64_t outer) const noexcept;

@@ -5,7 +5,7 @@
 /// Internal: SSE2, AVX2 and inline assembly, all of it but ScanHex() in AddressForms.h. Each function has a portable
 /// version, which is used on other processors and compared in the tests.
 
-#include "Digits.h"
+#include "AddressForms.h"
 
 #include <cstddef>
 #include <cstdint>

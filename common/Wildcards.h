@@ -21,9 +21,9 @@ struct TemplateDiagnostic;
 /// \code
 /// Wildcards hosts("host-@x(1,3,1,2) @$(0A000001,4,00000001,ipv4)", "@");
 /// std::string value;
-/// hosts.GetValue(value);             // "host-01 10.0.0.1"
-/// hosts.GetNextValue(value);         // "host-02 10.0.0.2"
-/// hosts.GetValueAt(5, value, false); // "host-03 10.0.0.2"
+/// hosts.GetValue(value);             // value is "host-01 10.0.0.1"
+/// hosts.GetNextValue(value);         // value is "host-02 10.0.0.2"
+/// hosts.GetValueAt(5, value, false); // value is "host-03 10.0.0.2"
 /// \endcode
 ///
 /// An expression is the marker, one kind character and, for most kinds, an argument list in parentheses directly after

@@ -1,6 +1,7 @@
 #include "WorldWideName.h"
 
-#include "Digits.h"
+#include "AddressForms.h"
+#include "AddressScan.h"
 
 #include <ostream>
 

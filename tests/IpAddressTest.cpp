@@ -2,7 +2,7 @@
 #include "support/Random.h"
 #include "support/Rows.h"
 
-#include <common/Digits.h>
+#include <common/AddressScan.h>
 #include <common/IpAddress.h>
 
 #include <gtest/gtest.h>

@@ -18,6 +18,7 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <latch>
 #include <thread>
 
@@ -142,7 +143,7 @@ TEST(Threads, FirstCallsAtOnce)
 {
     OnThreads([](unsigned int) {
         EXPECT_TRUE(CIpAddress::GetZeroIp().IsZero());
-        EXPECT_FALSE(IsBigEndianPlatform());
+        EXPECT_EQ(IsBigEndianPlatform(), std::endian::native == std::endian::big);
     });
 }
 

@@ -36,7 +36,7 @@ def faults_of(source):
 
 
 def is_left_out(source, position):
-    """Whether the line is one that nothing comes of, or a static_assert stands there."""
+    """Whether the line is one that nothing comes of, or an assertion stands there."""
     return re.search(UNNOTICED, source.line_at(position)) or any(b <= position < e for b, e in source.assertions)
 
 

@@ -64,7 +64,7 @@ class Source:
                        for m in TOKEN.finditer(text) if m.lastgroup != "skip"]
         self.partner = self._partners()
         self.assertions = [(t.begin, self.tokens[self.partner[i + 1]].end)
-                           for i, t in enumerate(self.tokens) if t.text == "static_assert"]
+                           for i, t in enumerate(self.tokens) if t.text in ("assert", "static_assert")]
         self._mentioned = None
         self.scopes = sorted(self._scopes(), key=lambda s: s.open)
         self.const_functions = set(re.findall(r"(\w+)\([^()]*\) const\b", text)).union(

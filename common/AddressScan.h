@@ -1,11 +1,10 @@
-#ifndef ZOR_COMMON_DIGITS_H
-#define ZOR_COMMON_DIGITS_H
+#ifndef ZOR_COMMON_ADDRESS_SCAN_H
+#define ZOR_COMMON_ADDRESS_SCAN_H
 
 /// \file
-/// Internal: the lenient readers of numbers in address texts, the same whatever locale the host program has set, and
-/// what the address types share around them.
+/// Internal: the lenient readers of numbers in address texts, and how their callers report a fault and read a stream.
 
-#include "AddressForms.h"
+#include "Characters.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -15,12 +14,6 @@
 #include <string_view>
 
 namespace zor::common::detail {
-
-/// White space of the "C" locale.
-constexpr bool IsSpace(char c) noexcept
-{
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
 
 /// The conversions of sscanf that address texts are read by.
 struct ScanFormat {
@@ -122,4 +115,4 @@ std::istream& ReadWord(std::istream& in, Address& address)
 
 } // namespace zor::common::detail
 
-#endif // ZOR_COMMON_DIGITS_H
+#endif // ZOR_COMMON_ADDRESS_SCAN_H
