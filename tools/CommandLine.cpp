@@ -156,7 +156,7 @@ void AddCheck(Command command)
     command.AddFlag("-v,--verbose", "also report on the sequence: flows, and whether packets give their index",
                     options.isVerbose);
     command.AddChoice(
-        "--color", {"auto", "always", "never"}, "color severities (auto)", [&options](const std::string& word) {
+        "--color", {"auto", "always", "never"}, "colour severities (auto)", [&options](const std::string& word) {
             options.hasColor = word == "always" ||
                                (word == "auto" && isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr);
         });
