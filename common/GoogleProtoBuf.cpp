@@ -67,7 +67,9 @@ void AppendInRoom(std::uint64_t value, std::vector<unsigned char>& out)
 
 // Flattened, as insertions are inlined only where that is asked for.
 
-[[gnu::flatten]] void GoogleProtoBufEncoder::AppendVarint(std::uint64_t value, std::vector<unsigned char>& out)
+/// Starts on a cache line: starting on the last quarter of one, which is luck otherwise, takes an eighth longer.
+[[gnu::flatten, gnu::aligned(64)]] void GoogleProtoBufEncoder::AppendVarint(std::uint64_t value,
+                                                                            std::vector<unsigned char>& out)
 {
     if (RoomIn(out) < kVarintRoom) return AppendToFull(value, out);
     AppendInRoom(value, out);
