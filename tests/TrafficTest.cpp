@@ -4,6 +4,7 @@
 #include <common/TemplateCheck.h>
 
 #include <algorithm>
+#include <locale>
 #include <regex>
 #include <stdexcept>
 
@@ -165,7 +166,9 @@ TEST(Traffic, ListsTheFieldsOfAllParts)
     EXPECT_NE(json.find("}\n,\n{\"size\": 2, ", first), std::string::npos) << json;
 
     const std::string svg = Diagram(of, DiagramStyle::Svg); // an image of images, each below the heading of its own
-    const std::regex image("<svg xmlns=\\S+ (?:y=.(\\d+). )?width=.(\\d+). height=.(\\d+).");
+    std::regex image;                                       // which the locale of the host should not change
+    image.imbue(std::locale::classic());
+    image.assign("<svg xmlns=\\S+ (?:y=.(\\d+). )?width=.(\\d+). height=.(\\d+).");
     std::vector<std::smatch> images(std::sregex_iterator(svg.begin(), svg.end(), image), {});
     ASSERT_EQ(images.size(), 4u);
     int bottom = 0, width = 0;
