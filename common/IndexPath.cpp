@@ -77,12 +77,6 @@ std::optional<IndexBounds> IndexPath::GetReach() const noexcept
     return reach;
 }
 
-std::uint64_t IndexPath::InnerOf(std::uint64_t outer) const noexcept
-{
-    for (const std::shared_ptr<const TrafficPlace>& place : mPlaces) outer = place->InnerOf(outer);
-    return outer;
-}
-
 std::optional<std::uint64_t> IndexPath::OuterOf(std::uint64_t inner) const noexcept
 {
     std::optional<std::uint64_t> outer = inner;

@@ -87,9 +87,6 @@ public:
     /// The inner indexes that are shown at all. Nothing if there are none.
     std::optional<IndexBounds> GetReach() const noexcept;
 
-    /// \param outer  an index at which the template is shown.
-    std::uint64_t InnerOf(std::uint64_t outer) const noexcept;
-
     /// Without an order, as for TrafficPlace.
     std::optional<std::uint64_t> OuterOf(std::uint64_t inner) const noexcept;
     std::optional<IndexBounds> InnerOf(IndexBounds outer) const noexcept;
