@@ -12,9 +12,6 @@ void Store16(std::string& bytes, std::size_t offset, std::size_t number)
     StoreBig16(reinterpret_cast<unsigned char*>(bytes.data()) + offset, static_cast<std::uint16_t>(number));
 }
 
-constexpr unsigned int kPayloads = Bit(LayerKind::Number) | Bit(LayerKind::Bytes) | Bit(LayerKind::Fill) |
-                                   Bit(LayerKind::Pattern) | Bit(LayerKind::Hole);
-
 /// Marks the last label of a stack. What was captured without a packet behind it stays as it is.
 void CompleteLabel(const FrameLayer& layer, const FrameLayer* next, std::string& bytes)
 {
@@ -44,7 +41,7 @@ void Complete(const FrameLayer& layer, const FrameLayer* next, std::size_t end, 
 
 /// The checksum of a layer that has one.
 /// \param previous  what it stands behind; null if it is the first one.
-ChecksumField ChecksumOf(const FrameLayer& layer, const FrameLayer* previous, std::size_t end)
+ChecksumField ChecksumFieldOf(const FrameLayer& layer, const FrameLayer* previous, std::size_t end)
 {
     const LayerTraits& traits = TraitsOf(layer.kind);
     const std::size_t size = layer.kind == LayerKind::Ipv4 ? layer.bytes.size() : end - layer.offset;
@@ -95,7 +92,7 @@ AssembledFrame::AssembledFrame(const FrameStack& stack)
         constexpr unsigned int kCovered = Bit(LayerKind::Ipv4) | Bit(LayerKind::Ipv6) | Bit(LayerKind::Gre);
         if ((Bit(layer.kind) & kCovered) != 0) place = 0;
         if (TraitsOf(layer.kind).checksumAt != 0 && layer.hasChecksum) {
-            checksums.insert(checksums.begin() + place, ChecksumOf(layer, previous, ends[i]));
+            checksums.insert(checksums.begin() + place, ChecksumFieldOf(layer, previous, ends[i]));
             ++place;
         }
         previous = &layer;

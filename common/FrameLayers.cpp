@@ -20,8 +20,6 @@ constexpr unsigned int kTunnels =
     Bit(LayerKind::Mpls) | Bit(LayerKind::Gre) | Bit(LayerKind::Vxlan) | Bit(LayerKind::GtpU);
 constexpr unsigned int kTransports =
     Bit(LayerKind::Udp) | Bit(LayerKind::Tcp) | Bit(LayerKind::Icmp) | Bit(LayerKind::Icmpv6);
-constexpr unsigned int kPayloads = Bit(LayerKind::Number) | Bit(LayerKind::Bytes) | Bit(LayerKind::Fill) |
-                                   Bit(LayerKind::Pattern) | Bit(LayerKind::Hole);
 constexpr unsigned int kCarriers = kIsFirst | kLinks | kIp | kTunnels | kTransports | kPayloads; ///< Of payload.
 constexpr unsigned int kAll = kCarriers | Bit(LayerKind::Arp) | Bit(LayerKind::Padding);
 constexpr unsigned int kPackets = kIsFirst | kLinks | kIp | (kTunnels & ~Bit(LayerKind::Vxlan)); ///< Carry IP.

@@ -47,6 +47,9 @@ constexpr unsigned int Bit(LayerKind kind) noexcept
     return 1u << static_cast<unsigned int>(kind);
 }
 
+constexpr unsigned int kPayloads = Bit(LayerKind::Number) | Bit(LayerKind::Bytes) | Bit(LayerKind::Fill) |
+                                   Bit(LayerKind::Pattern) | Bit(LayerKind::Hole);
+
 /// What is known of a kind of layer. An offset of 0 is none.
 struct LayerTraits {
     const char* call = "";      ///< The function that adds it.

@@ -35,7 +35,7 @@ bool Read(std::string_view word, Address& address)
 }
 
 template <class Address>
-std::string DigitsOf(const Address& address, unsigned int size)
+std::string HexDigitsOf(const Address& address, unsigned int size)
 {
     std::string bytes;
     for (unsigned int i = 0; i < size; ++i) bytes += static_cast<char>(address[static_cast<int>(i)]);
@@ -120,9 +120,9 @@ std::string HexDigitsFor(std::string_view word, std::size_t size)
     CIpAddress ipv4;
     CIpv6Address ipv6;
     CMacAddress mac;
-    if (Read(word, ipv4)) return DigitsOf(ipv4, 4);
-    if (Read(word, ipv6)) return DigitsOf(ipv6, 16);
-    if (Read(word, mac)) return DigitsOf(mac, 6);
+    if (Read(word, ipv4)) return HexDigitsOf(ipv4, 4);
+    if (Read(word, ipv6)) return HexDigitsOf(ipv6, 16);
+    if (Read(word, mac)) return HexDigitsOf(mac, 6);
     const bool isPrefixed = word.size() > 2 && word[0] == '0' && (word[1] == 'x' || word[1] == 'X');
     return OnlyDigits(isPrefixed ? word.substr(2) : word);
 }

@@ -12,7 +12,7 @@ namespace zor::common {
 namespace {
 
 constexpr std::size_t kRowBytes = 4;
-constexpr std::size_t kNone = ~std::size_t{0};
+constexpr std::size_t kNoField = ~std::size_t{0};
 
 std::string HexOf(std::string_view bytes, const char* between = "")
 {
@@ -58,7 +58,7 @@ std::size_t CharacterSize(std::string_view text, std::size_t at)
 }
 
 /// Text that anything can show, in at most so many characters: bytes that are no characters become "?".
-std::string Shown(std::string_view text, std::size_t most = kNone)
+std::string Shown(std::string_view text, std::size_t most = ~std::size_t{0})
 {
     std::string result;
     for (std::size_t i = 0; i < text.size() && most > 0; --most) {
@@ -80,13 +80,13 @@ std::size_t CountCharacters(std::string_view shown)
 struct Cell {
     std::size_t offset = 0;
     std::size_t size = 0;
-    std::size_t field = kNone; ///< Its place in GetFields(); none for literal text and checksums.
+    std::size_t field = kNoField; ///< Its place in GetFields(); none for literal text and checksums.
     bool isChecksum = false;
 
-    bool IsLiteral() const { return field == kNone && !isChecksum; }
+    bool IsLiteral() const { return field == kNoField && !isChecksum; }
     bool IsOfSame(const Cell& other) const
     {
-        return field == other.field && isChecksum == other.isChecksum && field != kNone;
+        return field == other.field && isChecksum == other.isChecksum && field != kNoField;
     }
 };
 
@@ -141,26 +141,26 @@ struct Picture {
             const std::size_t first = std::max(span.offset, from);
             const std::size_t last = std::min(span.offset + span.size, to);
             if (first >= last) continue;
-            if (first > from) cells.push_back({from, first - from, kNone, false});
-            cells.push_back({first, last - first, kNone, true});
+            if (first > from) cells.push_back({from, first - from, kNoField, false});
+            cells.push_back({first, last - first, kNoField, true});
             from = last;
         }
-        if (from < to) cells.push_back({from, to - from, kNone, false});
+        if (from < to) cells.push_back({from, to - from, kNoField, false});
     }
 
     bool IsCounting(const Cell& cell) const
     {
-        return cell.isChecksum || (cell.field != kNone && fields[cell.field].period != 1);
+        return cell.isChecksum || (cell.field != kNoField && fields[cell.field].period != 1);
     }
 
     bool IsVarying(const Cell& cell) const
     {
-        return cell.field != kNone && fields[cell.field].minSize != fields[cell.field].maxSize;
+        return cell.field != kNoField && fields[cell.field].minSize != fields[cell.field].maxSize;
     }
 
     std::string NameOf(const Cell& cell) const
     {
-        return cell.isChecksum ? "checksum" : cell.field == kNone ? std::string() : fields[cell.field].name;
+        return cell.isChecksum ? "checksum" : cell.field == kNoField ? std::string() : fields[cell.field].name;
     }
 
     /// Calls \a row with the cells of each row, cut at its ends, and \a skipped with the bytes of rows that hold nothing but
@@ -357,9 +357,9 @@ SvgImage DrawSvg(const Picture& picture, std::size_t top = 0)
                        cell.IsLiteral() ? "l"
                        : isCounting     ? "c"
                                         : "f",
-                       cell.field == kNone ? cell.isChecksum ? "checksum" : "literal"
-                                           : Shown(picture.fields[cell.field].name, kLongName) + ": " +
-                                                 picture.Describe(picture.fields[cell.field]));
+                       cell.field == kNoField ? cell.isChecksum ? "checksum" : "literal"
+                                              : Shown(picture.fields[cell.field].name, kLongName) + ": " +
+                                                    picture.Describe(picture.fields[cell.field]));
                 if (cell.IsLiteral()) {
                     addText(middle, y + kRow / 2 + 4, "h", bytes);
                     continue;

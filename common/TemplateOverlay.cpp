@@ -8,7 +8,7 @@ namespace zor::common::detail {
 
 namespace {
 
-constexpr std::size_t kNone = std::string::npos;
+constexpr std::size_t kNoPlace = std::string::npos;
 
 /// The names of the variables, by VariableUse::item.
 std::vector<const std::string*> NamesOf(const Program& program)
@@ -30,8 +30,8 @@ const std::string* FindVariable(const Variables& variables, std::string_view low
 void RenderOverlaid(const std::vector<Layer>& below, const Layer& top, const Variables& variables, std::string& out)
 {
     out = top.program->text;
-    std::size_t mark = kNone; // the place of a closing length field whose opening has not come yet
-    std::size_t growth = 0;   // how much longer the text has become since then
+    std::size_t mark = kNoPlace; // the place of a closing length field whose opening has not come yet
+    std::size_t growth = 0;      // how much longer the text has become since then
     for (std::size_t k = below.size() + 1; k-- > 0;) {
         const Layer& layer = k == below.size() ? top : below[k];
         const Program& program = *layer.program;
@@ -48,7 +48,7 @@ void RenderOverlaid(const std::vector<Layer>& below, const Layer& top, const Var
                 if (value) text = *value;
             } else if (!isLength) {
                 text = TextOf(program, part, layer.state.GetValues());
-            } else if (mark == kNone) {
+            } else if (mark == kNoPlace) {
                 mark = pos;
             } else {
                 const LengthDefinition& definition = program.lengths[part.item];
@@ -57,12 +57,12 @@ void RenderOverlaid(const std::vector<Layer>& below, const Layer& top, const Var
                     out.insert(mark + growth, text);
                     text.clear();
                 }
-                mark = kNone;
+                mark = kNoPlace;
                 growth = 0;
             }
             const std::size_t before = out.size();
             out.replace(pos, len, text);
-            if (mark != kNone && !isLength) growth += out.size() - before;
+            if (mark != kNoPlace && !isLength) growth += out.size() - before;
         }
     }
 }

@@ -8,7 +8,7 @@ if(SHARED)
 endif()
 execute_process(
     COMMAND ${CMAKE_COMMAND} -G Ninja -S ${CMAKE_CURRENT_LIST_DIR}/subdirectory -B ${SCRATCH}
-        -DCMAKE_CXX_COMPILER=${CXX} -DZOR_COMMON_SOURCE=${SOURCE} ${kind}
+        -DCMAKE_CXX_COMPILER=${CXX} -DZOR_COMMON_SOURCE=${SOURCE} -DCMAKE_UNITY_BUILD=ON ${kind}
     ERROR_VARIABLE warnings COMMAND_ERROR_IS_FATAL ANY)
 check_equal("warnings of CMake" "${warnings}" "")
 run(${CMAKE_COMMAND} --build ${SCRATCH} -j1)
