@@ -20,7 +20,7 @@ endfunction()
 
 set(build ${copy}/build/package)
 run(${CMAKE_COMMAND} -E chdir ${copy} ${CMAKE_COMMAND} --preset package -DCMAKE_CXX_COMPILER=${CXX})
-run(${CMAKE_COMMAND} --build ${build} -j1)
+run(${CMAKE_COMMAND} --build ${build} -j2)
 check_same(${SHARED_BUILD} ${build} libzor-common.so.${VERSION})
 run(sh -c "umask 077 && exec \"$@\"" sh ${CMAKE_CPACK_COMMAND} --config ${build}/CPackConfig.cmake -B ${build}/packages)
 check_same(${SHARED_BUILD}/packages ${build}/packages *_${VERSION}-*.deb)
