@@ -44,9 +44,9 @@ inline void WriteHexLane(char* digits, unsigned long long number) noexcept
     }
 }
 
-// Hexadecimal text in blocks of 64 digits, which are four lanes. Each function returns how many lanes or digits it has done,
-// whole blocks of them, and leaves the rest. Only AVX2 does any: long texts take half the time that steps of 16 digits take,
-// or less.
+// Hexadecimal text in blocks of 64 digits, which are four lanes. Each function handles whole blocks only, and returns the
+// number of lanes or digits that it has handled. The portable versions handle none. With AVX2, long texts take at most
+// half the time of steps of 16 digits.
 
 /// Reads lanes from the digits before \a end, the last ones into the first lane, up to a block with other characters.
 inline std::size_t ReadHexLanes(const char*, unsigned long long*, std::size_t) noexcept
@@ -60,7 +60,7 @@ inline std::size_t WriteHexLanes(char*, const unsigned long long*, std::size_t) 
     return 0;
 }
 
-/// Reads digits, nothing but such, as bytes.
+/// Reads text that consists of digits only as bytes.
 inline std::size_t ReadHexBytes(const char*, std::size_t, unsigned char*) noexcept
 {
     return 0;
@@ -197,7 +197,7 @@ inline std::size_t ReadHexLanes(const char* end, unsigned long long* lanes, std:
     std::size_t done = 0;
     for (; count - done >= 4; done += 4, digits += 64) {
         const auto* const block = reinterpret_cast<const __m256i*>(lanes + count - done - 4);
-        // The order in which the halves below come out one behind the other.
+        // In this order the two halves below are written one after the other.
         const __m256i bytes = SwapBytes(_mm256_permute4x64_epi64(_mm256_loadu_si256(block), 0x27));
         const __m256i firstDigits = _mm256_and_si256(_mm256_srli_epi16(bytes, 4), low);
         const __m256i secondDigits = _mm256_and_si256(bytes, low);
