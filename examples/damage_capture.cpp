@@ -24,9 +24,10 @@ void Damage(const char* from, const char* to, const char* list, std::uint32_t se
     const auto note = [&](const char* what, std::size_t number) { done << what << ' ' << number << '\n'; };
     for (std::size_t i = 0; i < packets.size(); ++i) {
         std::string packet = packets[i];
-        bool isThere = packet.size() > kSource + 4; // shorter packets are not from the sender
+        const bool isFromSender = packet.size() > kSource + 4; // the others pass unchanged
+        bool isThere = true;
         const auto flip = [&](std::size_t at) { packet[at + random() % 4] ^= static_cast<char>(1 << random() % 8); };
-        switch (isThere ? random() % 500 : 500) {
+        switch (isFromSender ? random() % 500 : 500) {
         case 0:
             note("lost", i);
             isThere = false;

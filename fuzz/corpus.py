@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""A corpus between its form in the tree, a file with an input a line, and that of libFuzzer, a directory of files.
+"""Converts a corpus between the text file of the tree, with one input on each line, and libFuzzer's directory of files.
 
     fuzz/corpus.py unpack <file> <directory>
     fuzz/corpus.py pack <directory> <file>
@@ -31,7 +31,9 @@ def main(action: str, source: pathlib.Path, target: pathlib.Path) -> None:
                 (target / hashlib.sha1(data).hexdigest()).write_bytes(data)
     elif action == "pack":
         lines = sorted(escaped(file.read_bytes()) for file in source.iterdir())
-        target.write_text("".join(line + "\n" for line in lines), encoding="ascii")
+        part = target.with_suffix(".part")  # so that a corpus is never half written
+        part.write_text("".join(line + "\n" for line in lines), encoding="ascii")
+        part.replace(target)
     else:
         sys.exit(__doc__)
 

@@ -72,7 +72,7 @@
 
     // The text around the first of the words, which are marked.
     function excerpt(text, query) {
-        const looked = words(query).map((word) => word.replace(/s$/, ""));
+        const looked = words(query).map((word) => word.replace(/s$/, "")).filter(Boolean);
         const pattern = new RegExp(looked.join("|") || "$^", "gi");
         const first = Math.max(text.search(pattern), 0);
         let from = Math.max(first - EXCERPT / 3, 0);
@@ -142,10 +142,11 @@
         box.addEventListener("focus", load);
         box.addEventListener("input", () => load().then(show));
         box.addEventListener("keydown", (event) => {
-            if (event.key === "ArrowDown") select(selected + 1);
+            if (event.key === "Escape") { open(false); box.blur(); }
+            else if (list.hidden) return;
+            else if (event.key === "ArrowDown") select(selected + 1);
             else if (event.key === "ArrowUp") select(selected - 1);
             else if (event.key === "Enter") list.querySelectorAll("a")[Math.max(selected, 0)]?.click();
-            else if (event.key === "Escape") { open(false); box.blur(); }
             else return;
             event.preventDefault();
         });
