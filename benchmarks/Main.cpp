@@ -16,7 +16,8 @@ namespace zor::common::bench {
 
 namespace {
 
-/// What no row should exceed that is set beside another library, whatever its own aim, and their mean.
+/// The greatest ratio to another library that a row should have, whatever its own aim, and the greatest mean of these
+/// ratios.
 constexpr double kMost = 1.3;
 constexpr double kMostOnAverage = 0.4;
 
@@ -104,11 +105,12 @@ private:
                 ratios.emplace_back(&row, ratio);
             }
             if (kind == PeerKind::Baseline || ratios.empty()) continue;
+            const double mean = std::exp(logarithms / static_cast<double>(ratios.size()));
             const auto above =
                 std::count_if(ratios.begin(), ratios.end(), [](auto& row) { return row.second > kMost; });
-            std::printf("\n%zu rows beside another library: geometric mean %.2f, at most %.2f; %td above %.2f%s\n",
-                        ratios.size(), std::exp(logarithms / static_cast<double>(ratios.size())), kMostOnAverage, above,
-                        kMost, above == 0 ? "." : ":\n");
+            std::printf("\n%zu rows beside another library: geometric mean %.2f, at most %.2f%s; %td above %.2f%s\n",
+                        ratios.size(), mean, kMostOnAverage, mean > kMostOnAverage ? " (above)" : "", above, kMost,
+                        above == 0 ? "." : ":\n");
             for (const auto& [row, ratio] : ratios) {
                 if (ratio <= kMost) continue;
                 const char* const reason = row->reason.empty() ? "No reason is known." : row->reason.c_str();

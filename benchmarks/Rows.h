@@ -44,8 +44,8 @@ inline std::vector<std::uint32_t> Steps(std::size_t count = kInputs)
     return steps;
 }
 
-/// What others are. Means and goals go over libraries; what bounds an operation, as a copy of the bytes does, and what
-/// sets two calls of this library side by side stands apart from them.
+/// The kinds of peers. The mean is that of libraries only. Baselines, such as a copy of the bytes or another call of this
+/// library, are listed in a table of their own.
 enum class PeerKind : bool { Library, Baseline };
 
 // Kept for the tables at the end.

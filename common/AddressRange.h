@@ -159,8 +159,8 @@ struct WidePlace {
 /// \endcode
 ///
 /// A range may end in ff...ff and may be the whole address space. Prefix lengths count bits from the top and are
-/// clamped to the width of the address. Unlike in CIpAddress::GetNetwork(), a length of 0 means all addresses for each
-/// type. IPv6 addresses from a range have no formatting flag.
+/// clamped to the range from 0 to the width of the address. Unlike in CIpAddress::GetNetwork(), a length of 0 means all
+/// addresses for each type. IPv6 addresses from a range have no formatting flag.
 template <class Address>
 class AddressRange {
     using Traits = detail::AddressNumber<Address>;

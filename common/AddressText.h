@@ -253,8 +253,9 @@ constexpr char* WriteFitting(char* first, char* last, Write write) noexcept
 } // namespace detail
 
 /// \name Strict reading
-/// Each overload reads all of [first, last) as one address. It accepts what inet_pton and Python's ipaddress accept: no
-/// white space, no sign, no text after the address, no leading zeros in decimal numbers, no zone.
+/// Each overload reads all of [first, last) as one address. It accepts what inet_pton accepts, which is what Python's
+/// ipaddress accepts without a zone: no white space, no sign, no text after the address, no leading zeros in decimal
+/// numbers, no zone.
 ///
 /// After a fault \a address is as it was, with its formatting flag if it is an IPv6 address, and the result says why
 /// and where: at the first character that makes the text wrong, or at \a last if characters are missing. Nothing is

@@ -2,8 +2,8 @@
 #define ZOR_COMMON_BIG_ENDIAN_H
 
 /// \file
-/// Internal: numbers to and from bytes in either order, and the 128-bit arithmetic on two 64-bit halves. Nothing else asks
-/// for the byte order of the processor: all numbers in memory go through the functions here.
+/// Internal: numbers to and from bytes in either order, and the 128-bit arithmetic on two 64-bit halves. The byte order
+/// of the processor is asked for here only: other files use kIsLittleEndian or the functions below.
 
 #include <cstddef>
 #include <cstdint>

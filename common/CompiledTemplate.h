@@ -74,7 +74,8 @@ struct TemplateField {
                                 ///< lengths in digits.
     std::size_t maxSize = 0;    ///< Greatest size, in the same way.
     std::string first;          ///< What it shows at index 0.
-    std::string second;         ///< What it shows after its first change; a length field, what it shows at index 1.
+    std::string second;         ///< What it shows after its first change, the same as first if it never changes; a
+                                ///< length field, what it shows at index 1.
     std::string last;           ///< What it shows before it starts again; empty if the period is 0.
     std::uint64_t period = 0;   ///< In indexes, as CompiledTemplate::GetPeriod() defines it.
     std::string name;           ///< Its name in a FrameBuilder, such as "ipv4.src"; otherwise empty.
@@ -124,8 +125,8 @@ public:
     /// Its position does not matter, and later changes to it do not affect this object.
     ///
     /// \param checksums  fields of a template of fixed size that hold the right checksum in every value. They are
-    ///                   computed in the order of the list, so a field that another one covers must come before it;
-    ///                   otherwise the template's own bytes are summed in its place. The contents of a buffer are never
+    ///                   computed in the order of the list, so a covered field must come before the one that covers it;
+    ///                   otherwise the template's own bytes at its place are summed. The contents of a buffer are never
     ///                   read. std::invalid_argument is thrown if the size is not fixed, a field or span reaches beyond
     ///                   the frame, two fields overlap, or a field overlaps an expression, even one that never changes.
     explicit CompiledTemplate(const Wildcards& source, const std::vector<ChecksumField>& checksums = {});

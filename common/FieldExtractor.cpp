@@ -167,7 +167,7 @@ void FieldExtractor::ExtractNonByteAligned(std::vector<unsigned char>& in, std::
     Extract({mOffset / 8, mOffset % 8, mLength / 8, mLength % 8}, in, out, out.size());
 }
 
-/// ExtractField() in any case.
+/// ExtractField() for any field and any output.
 bool FieldExtractor::ExtractAny(std::vector<unsigned char>& in, std::vector<unsigned char>& out, bool append) const
 {
     // In 64 bits nothing wraps, and what Validate() would accept by a wrapped sum fails.

@@ -19,7 +19,7 @@ namespace zor::common {
 /// >> p % 8 in byte p / 8. The result is left-aligned: the first bit of the field is the top bit of the first output
 /// byte, and bits of the last byte beyond the field are 0.
 /// \code
-/// std::vector<unsigned char> tci = {0xa0, 0x64};            // an IEEE 802.1Q tag: priority 5, VLAN 100
+/// std::vector<unsigned char> tci = {0xa0, 0x64};            // the TCI of an IEEE 802.1Q tag: priority 5, VLAN 100
 /// std::vector<unsigned char> out;
 /// FieldExtractor(0, 3).ExtractField(tci, out, false);       // true; out is {0xa0}, the priority in the top 3 bits
 /// FieldExtractor(4, 12).ExtractField(tci, out, false);      // true; out is {0x06, 0x40}
@@ -54,7 +54,7 @@ public:
     /// A field of up to 64 bits as a number, read from any bytes without a vector and without an extractor.
     /// \code
     /// const unsigned char frame[] = {2, 0, 0, 0, 0, 0xfe, 2, 0, 0, 0, 0, 1, 0x81, 0, 0xa0, 0x64};
-    /// FieldExtractor::Get(frame, sizeof frame, 112 + 4, 12);   // 100, the VLAN id: the tag starts at bit 112
+    /// FieldExtractor::Get(frame, sizeof frame, 112 + 4, 12);   // 100, the VLAN id, behind 4 bits of the TCI at bit 112
     /// \endcode
     ///
     /// \param bytes   \a size bytes; may be null if \a size is 0.
@@ -102,8 +102,8 @@ public:
     ///                \a out is unchanged.
     bool ExtractField(std::vector<unsigned char>& in, std::vector<unsigned char>& out, bool append) const
     {
-        // One load has the field, and the output is of its size: a third of the time of the call.
         if (append || in.size() < mWordEnd || out.size() != mWordSize) return ExtractAny(in, out, append);
+        // One load covers the field, and the output has its size already. This takes a third of the time of the call.
         const std::uint64_t word = detail::LoadBig64(in.data() + (mWordEnd - 8));
         detail::StoreTopBytes(out.data(), word << mWordShift & mWordMask, mWordSize);
         return true;

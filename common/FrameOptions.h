@@ -94,12 +94,11 @@ struct GreOptions {
     std::uint16_t protocolType = 0x88b5; ///< As EthernetOptions::etherType.
 };
 
-/// The fields of a GTP-U header other than the tunnel endpoint identifier (3GPP TS 29.281, TS 38.415). A field without
-/// a value is left out of the header.
+/// The fields of a GTP-U header other than the tunnel endpoint identifier (3GPP TS 29.281, TS 38.415).
 struct GtpUOptions {
-    std::optional<FrameNumber> seq; ///< Sequence number, 16 bits.
-    std::optional<FrameNumber> qfi; ///< QoS flow identifier, from 0 to 63, in a PDU session container, which is an
-                                    ///< extension header.
+    std::optional<FrameNumber> seq; ///< Sequence number, 16 bits. Without a value, flag S is clear.
+    std::optional<FrameNumber> qfi; ///< QoS flow identifier, from 0 to 63, in a PDU session container. Without a value,
+                                    ///< that extension header is left out.
     bool isUplink = false;          ///< Whether the container has PDU type 1, for packets from the terminal.
 };
 

@@ -67,7 +67,7 @@ void AppendInRoom(std::uint64_t value, std::vector<unsigned char>& out)
 
 // Flattened, as insertions are inlined only where that is asked for.
 
-/// Starts on a cache line: starting on the last quarter of one, which is luck otherwise, takes an eighth longer.
+/// Aligned to a cache line: where the linker puts the function into the last quarter of one, it takes an eighth longer.
 [[gnu::flatten, gnu::aligned(64)]] void GoogleProtoBufEncoder::AppendVarint(std::uint64_t value,
                                                                             std::vector<unsigned char>& out)
 {

@@ -47,7 +47,7 @@ struct FieldDefinition;
 /// | operation | result | for |
 /// |---|---|---|
 /// | sum, difference | the carry out of a word is lost if both words are 0xffffffff and a carry comes in | widths above 8 bytes |
-/// | product | each word is multiplied by itself, without carries between words | widths above 4 bytes |
+/// | product | each word is multiplied separately, without carries between words | widths above 4 bytes |
 /// | `<`, `<=`, `>`, `>=` | numeric for equal widths; for different widths some words are ignored | widths above 4 bytes |
 /// | `==` | fields of different widths are never equal | all widths |
 /// | MaskMultiply() | a bit moves by the sum of its two positions in their words | masks above bit 0 |
@@ -306,7 +306,7 @@ private:
     /// Lanes that fit in the object itself.
     static constexpr std::uint16_t kInsideLanes = 2;
 
-    /// What is wider, in bytes, becomes text in pieces.
+    /// Fields wider than this, in bytes, are converted to text in pieces.
     static constexpr std::size_t kWide = 8192;
 
     /// A width in bytes, to make a field of it.

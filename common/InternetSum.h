@@ -4,9 +4,9 @@
 /// \file
 /// Internal: ones' complement sums of 16-bit words (RFC 1071).
 ///
-/// Words are loaded with the low byte first, as most processors do, and the folded sum is stored in the same way. That
-/// gives the same bytes as adding words in network order. A sum is kept in 64 bits, of which carries
-/// fill the upper ones, and folded at the end.
+/// Words are loaded with the low byte first, which is the order of most processors, and the folded sum is stored in the
+/// same way. That gives the same bytes as adding words in network order. A sum is kept in 64 bits, of which carries fill
+/// the upper ones, and folded at the end.
 
 #include "BigEndian.h"
 

@@ -31,7 +31,7 @@ public:
     ///
     /// The counts are combined in ascending order. Each product is computed modulo 2^64 before it is divided, and only
     /// the last result is compared with 2^32 - 1. So if an intermediate product exceeds 64 bits, the result is that of
-    /// the wrapped product. Two counts never exceed 64 bits.
+    /// the wrapped product. The product of two counts never does.
     static unsigned int FindLcm(const std::vector<unsigned int>& counts);
 };
 

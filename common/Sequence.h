@@ -216,8 +216,8 @@ struct FieldDefinition {
         value |= fixed;
     }
 
-    /// Sets \a next to the value behind \a value. A copy that is added to takes an eighth longer, of all that a wide
-    /// counter does.
+    /// Sets \a next to the value after \a value. Copying first and adding in place would make each step of a wide
+    /// counter an eighth slower.
     void SetNext(Hexfield& next, const Hexfield& value) const
     {
         if (!hasMask) return next.SetToSum(value, step);

@@ -49,7 +49,7 @@ inline void WriteHexLane(char* digits, unsigned long long number) noexcept
 // half the time of steps of 16 digits.
 
 /// Reads lanes from the digits before \a end, the last ones into the first lane, up to a block with other characters.
-inline std::size_t ReadHexLanes(const char*, unsigned long long*, std::size_t) noexcept
+inline std::size_t ReadHexLanes(const char* /*end*/, unsigned long long* /*lanes*/, std::size_t /*count*/) noexcept
 {
     return 0;
 }
@@ -60,7 +60,7 @@ inline std::size_t WriteHexLanes(char*, const unsigned long long*, std::size_t) 
     return 0;
 }
 
-/// Reads text that consists of digits only as bytes.
+/// Reads text that has only hexadecimal digits, two for each byte.
 inline std::size_t ReadHexBytes(const char*, std::size_t, unsigned char*) noexcept
 {
     return 0;
@@ -161,7 +161,7 @@ inline bool HasAvx2() noexcept
     return _mm256_packus_epi16(_mm256_maddubs_epi16(first, places), _mm256_maddubs_epi16(second, places));
 }
 
-/// Turns the bytes in each 64-bit number around.
+/// Reverses the bytes of each 64-bit number.
 [[gnu::target("avx2"), gnu::always_inline]] inline __m256i SwapBytes(__m256i numbers) noexcept
 {
     return _mm256_shuffle_epi8(

@@ -215,8 +215,8 @@ public:
     void SetEtherParams(const unsigned char* mac, const unsigned char* step, const unsigned char* mask,
                         unsigned int repeat);
 
-    /// Sets the current address of all MAC expressions, parsed already or later. At the next step, bits outside the
-    /// mask are again those of the address of SetEtherParams().
+    /// Sets the current address of all MAC expressions, parsed already or later. When the address changes next, bits
+    /// outside the mask are again those of the address of SetEtherParams().
     void SetCurrentMac(const unsigned char* mac) noexcept;
 
     /// Sets the number of VLAN tags; new tags are {0, 0, 0, 0, 0xffffffff}.

@@ -100,7 +100,7 @@ END
 run "zor-packets macro -e 'packet \$number of \$(total)' --count 2"
 
 if [ -z "${PYTHON-}" ]; then
-    echo 'The Python module is not built, as pybind11 is not installed.' >&2
+    echo 'The Python module is not built, so its part is left out.' >&2
     exit
 fi
 cp "$EXAMPLES/distributed_capture.py" "$EXAMPLES/distributed_audit.py" .

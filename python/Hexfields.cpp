@@ -50,8 +50,9 @@ void AddHexfield(py::module_& module)
     py::class_<Hexfield> type(
         module, "Hexfield",
         "An immutable field of 0 to 65535 bytes as one number, the most significant byte first.\n\n"
-        "Sums wrap at the width of the wider operand. Fields of different widths are never equal;\n"
-        "above 8 bytes, sums and comparisons may differ from those of numbers, as the C++ class documents.");
+        "Sums wrap at the width of the wider operand. Fields of different widths are never equal. Sums above 8\n"
+        "bytes, and products and comparisons above 4 bytes, may differ from those of numbers, as the C++ class\n"
+        "documents.");
     Publish(type);
     type.def(py::init(&FromAny), py::arg("value") = py::str("00"),
              "Takes hex digits, which may have separators, or bytes.");

@@ -453,7 +453,8 @@ void AddFields(py::module_& module)
     field.def_property_readonly(
         "first", [](const TemplateField& of) { return ToBytes(of.first); }, "What it shows at index 0.");
     field.def_property_readonly(
-        "second", [](const TemplateField& of) { return ToBytes(of.second); }, "What it shows after its first change.");
+        "second", [](const TemplateField& of) { return ToBytes(of.second); },
+        "What it shows after its first change, the same as first if it never changes; a length, at index 1.");
     field.def_property_readonly(
         "last", [](const TemplateField& of) { return ToBytes(of.last); }, "What it shows before it starts again.");
     field.def_readonly("period", &TemplateField::period,
@@ -469,7 +470,7 @@ void AddFields(py::module_& module)
     py::class_<TemplateDiagnostic> diagnostic(module, "Diagnostic",
                                               "Something that a template does and that its writer should know.");
     Publish(diagnostic);
-    diagnostic.def_readonly("code", &TemplateDiagnostic::code, "The number behind ZT.");
+    diagnostic.def_readonly("code", &TemplateDiagnostic::code, "The number after ZT.");
     diagnostic.def_property_readonly(
         "severity",
         [](const TemplateDiagnostic& of) {
@@ -514,10 +515,9 @@ void AddMakers(py::module_& module, py::class_<Template>& type)
              py::arg("vlan") = py::tuple(), py::arg("vpi") = py::none(), py::arg("vci") = py::none(),
              py::arg("base") = 0, py::arg("second_base") = 0,
              "Compiles the text of a template. A ValueError says what is wrong and where.\n\n"
-             "variables: values by name. checksums: whether to fill in the checksums of IP, UDP, TCP and ICMP. mac: "
-             "address,\n"
-             "step, mask and repeat. vlan: start, count, step and repeat of each tag; vpi and vci: the same of one\n"
-             "counter. base: the number of kind b. second_base: the start of kind s.");
+             "variables: values by name. checksums: whether to fill in the checksums of IP, UDP, TCP and ICMP.\n"
+             "mac: address, step, mask and repeat. vlan: start, count, step and repeat of each tag; vpi and vci: the\n"
+             "same of one counter. base: the number of kind b. second_base: the start of kind s.");
     type.def_static(
         "frame", &FromLayers, py::arg("layers"),
         "Makes a frame from its layers: \"eth / ipv4(src=10.0.0.1..10.0.0.250) / udp(dport=53) / number(4)\".");
@@ -620,7 +620,7 @@ void AddFacts(py::class_<Template>& type)
         "The expressions, in the order of the text.");
     type.def_property_readonly(
         "diagnostics", [](const Template& of) { return ListOf(Diagnose(of)); },
-        "What is probably wrong in the template.");
+        "The diagnostics of the template: errors, warnings and notes.");
     type.def_property_readonly(
         "changing_spans",
         [](const Template& of) {

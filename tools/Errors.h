@@ -2,7 +2,7 @@
 #define ZOR_COMMON_TOOLS_ERRORS_H
 
 /// \file
-/// The exceptions of sub-commands. Each ends the program with status 2 and one line on standard error.
+/// The exceptions of sub-commands. Each ends the program with status 2 and its message on standard error.
 
 #include <algorithm>
 #include <cstddef>

@@ -65,8 +65,8 @@ private:
 /// How many bytes of the file are needed to read the recipe of a capture; 0 if the bytes do not begin a capture.
 std::size_t GetCaptureHead(std::string_view file);
 
-/// The recipe in the comments of a pcapng file; nothing if the bytes are none of a capture. An InputError is raised for
-/// a capture without a recipe.
+/// The recipe in the comments of a pcapng file; nothing if the bytes are not a capture. Throws an InputError for a
+/// capture without a recipe.
 std::optional<std::string> FindRecipe(std::string_view file, const std::string& name);
 
 } // namespace zor::tools

@@ -1,5 +1,5 @@
-"""Finishes the pages that Doxygen has written: the members of a class come directly behind its example, the width of a
-phone is one for all scripts and styles, and the search gets what it looks through.
+"""Finishes the pages that Doxygen has written: the members of a class come directly behind its example, all
+scripts and styles use the same width for phones, and the search gets its data.
 
 usage: finish_pages.py DIRECTORY
 """

@@ -53,10 +53,11 @@ class Programs:
         return source.endswith(f"/{name}") or name in self.seen_by(source.split("/")[-1])
 
     def answering(self, reached, path, lines):
-        """The programs for a fault in these lines of a file: those that run one of them; where none does, as with
-        what is computed by the compiler, those that run any line of the file; else those of which the test itself
-        includes the file, or any source. `reached` has the lines that each program runs. The sooner a fault is
-        noticed the better, so the file's own test comes first, then what runs most of the file, fuzz targets last."""
+        """The programs that run one of these lines of a file. If there are none, because the compiler computes what
+        stands there, those that run any line of the file; if there are none, those whose test includes the file; if
+        there are none, those with any source that includes it. `reached` has the lines that each program runs. The
+        sooner a fault is noticed the better, so the file's own test comes first, then what runs most of the file, fuzz
+        targets last."""
         runs = {p: set(reached.get(p, {}).get(path, ())) for p in self.all}
         name = path.split("/")[-1]
         own = f"{name.split('.')[0]}Test"

@@ -1,6 +1,6 @@
 # Fails when the library runs code of its own as it is loaded: nothing is set up then, so nothing can be too late. The
-# entries of a shared library are the compiler's own, one of them to ask which instructions the processor has; before it
-# has run, the answer is that there are no more than those of every x86-64. An object file of a static library has none.
+# entries of a shared library are the compiler's own. One of them finds out which instructions the processor has; code
+# that runs before it is told of plain x86-64. An object file of a static library has none.
 execute_process(COMMAND ${READELF} -SW ${LIBRARY} OUTPUT_VARIABLE sections COMMAND_ERROR_IS_FATAL ANY)
 string(REGEX MATCHALL "\\.(init_array|ctors)[.0-9]* +[A-Z_]+ +[0-9a-f]+ +[0-9a-f]+ +[0-9a-f]+" sections "${sections}")
 list(TRANSFORM sections REPLACE " +.* 0*" " ")

@@ -78,7 +78,7 @@ inline bool IsOneOf(Layer layer, std::initializer_list<Layer> layers)
     return std::find(layers.begin(), layers.end(), layer) != layers.end();
 }
 
-/// Under which layer the names of fields count those of a kind.
+/// The layer with which this one shares its numbers: a fragment of IPv4 counts for `ipv4#2` too.
 inline Layer NumberedAs(Layer layer)
 {
     switch (layer) {

@@ -1,5 +1,5 @@
 /// \file
-/// Linked into every test program: says in which run inputs were drawn that a test failed on.
+/// Linked into every test program: if a test fails, prints the seed of the run, so that its inputs can be drawn again.
 
 #include "Random.h"
 
