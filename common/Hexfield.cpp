@@ -144,7 +144,7 @@ using detail::IsHexDigit;
 bool IsSeparatedBytes(const std::string& text)
 {
     if (text.size() % 3 != 2 || text.size() / 3 >= 0xffff) return false;
-    for (std::size_t i = 0; i < text.size(); i += 3) {
+    for (std::size_t i = detail::SkipSeparatedBytes(text.data(), text.size()); i < text.size(); i += 3) {
         if (!IsHexDigit(text[i]) || !IsHexDigit(text[i + 1])) return false;
         if (IsHexDigit(text.c_str()[i + 2])) return false; // behind the last byte there is the closing NUL
     }
@@ -158,8 +158,9 @@ void Hexfield::CopyFromSeparatedBytes(const std::string& text)
     const std::size_t size = text.size() / 3 + 1;
     MakeRoom(LanesFor(size));
     mSize = static_cast<std::uint16_t>(size);
-    const char* last = text.data() + text.size() - 2;
-    for (std::size_t i = 0; i < size; i += 8) {
+    const std::size_t whole = detail::ReadSeparatedLanes(text.data() + text.size(), mLanes, size / 8);
+    const char* last = text.data() + text.size() - 2 - 24 * whole;
+    for (std::size_t i = 8 * whole; i < size; i += 8) {
         Lane lane = 0;
         for (std::size_t place = 0, bytes = std::min<std::size_t>(size - i, 8); place < bytes; ++place, last -= 3) {
             lane |= Lane{detail::HexDigitValue(last[0]) << 4 | detail::HexDigitValue(last[1])} << 8 * place;

@@ -66,6 +66,21 @@ inline std::size_t ReadHexBytes(const char*, std::size_t, unsigned char*) noexce
     return 0;
 }
 
+// Text of two digits a byte with one other character between the bytes. These functions too handle what they can, return
+// how much that was, and none in the portable versions. With AVX2, such text takes a fifth of the time.
+
+/// Counts the characters at the beginning of a text that are two digits and another character, again and again.
+inline std::size_t SkipSeparatedBytes(const char*, std::size_t) noexcept
+{
+    return 0;
+}
+
+/// Reads lanes from the bytes before \a end, the last ones into the first lane.
+inline std::size_t ReadSeparatedLanes(const char*, unsigned long long*, std::size_t) noexcept
+{
+    return 0;
+}
+
 /// Writes the sum of two numbers and \a carry, 0 or 1, and returns the carry out of it.
 inline unsigned char AddWithCarry(unsigned char carry, unsigned long long left, unsigned long long right,
                                   unsigned long long* out) noexcept
@@ -144,14 +159,18 @@ inline bool HasAvx2() noexcept
 }
 
 /// The values of 32 digits of either case; above 15 for other characters, as in ReadHexLane().
-[[gnu::target("avx2"), gnu::always_inline]] inline __m256i HexValues(const char* digits) noexcept
+[[gnu::target("avx2"), gnu::always_inline]] inline __m256i HexValues(__m256i text) noexcept
 {
-    const __m256i text = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(digits));
     const __m256i nineHighest = _mm256_add_epi8(text, _mm256_set1_epi8(static_cast<char>(0xff - '9')));
     const __m256i decimal = _mm256_sub_epi8(_mm256_subs_epu8(nineHighest, _mm256_set1_epi8(6)), _mm256_set1_epi8(-16));
     const __m256i upper = _mm256_and_si256(text, _mm256_set1_epi8(static_cast<char>(~0x20)));
     const __m256i letter = _mm256_adds_epu8(_mm256_sub_epi8(upper, _mm256_set1_epi8('A')), _mm256_set1_epi8(10));
     return _mm256_min_epu8(decimal, letter);
+}
+
+[[gnu::target("avx2"), gnu::always_inline]] inline __m256i HexValues(const char* digits) noexcept
+{
+    return HexValues(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(digits)));
 }
 
 /// Joins the values of 64 digits to 32 bytes, in the order of 64-bit numbers 0, 2, 1, 3.
@@ -230,6 +249,55 @@ inline std::size_t ReadHexBytes(const char* digits, std::size_t size, unsigned c
     return size >= 64 && HasAvx2() ? ReadHexBytesByAvx2(digits, size, out) : 0;
 }
 
+/// One bit for each of 32 characters, set where it is no digit.
+[[gnu::target("avx2"), gnu::always_inline]] inline unsigned int OtherCharacters(const char* text) noexcept
+{
+    const __m256i aboveDigits = _mm256_adds_epu8(HexValues(text), _mm256_set1_epi8(127 - 15));
+    return static_cast<unsigned int>(_mm256_movemask_epi8(aboveDigits));
+}
+
+[[gnu::target("avx2")]] inline std::size_t SkipSeparatedBytesByAvx2(const char* text, std::size_t size) noexcept
+{
+    std::size_t done = 0;
+    for (; size - done >= 96; done += 96, text += 96) { // each third bit from bits 2, 0 and 1 on
+        const unsigned int first = OtherCharacters(text) ^ 0x24924924;
+        const unsigned int second = OtherCharacters(text + 32) ^ 0x49249249;
+        const unsigned int third = OtherCharacters(text + 64) ^ 0x92492492;
+        if ((first | second | third) != 0) break;
+    }
+    return done;
+}
+
+inline std::size_t SkipSeparatedBytes(const char* text, std::size_t size) noexcept
+{
+    return size >= 96 && HasAvx2() ? SkipSeparatedBytesByAvx2(text, size) : 0;
+}
+
+[[gnu::target("avx2")]] inline std::size_t ReadSeparatedLanesByAvx2(const char* end, unsigned long long* lanes,
+                                                                    std::size_t count) noexcept
+{
+    // A lane is 23 characters: the first four bytes come from the first 16 of them, the others from the last 16. The
+    // digits of the last byte of each four go first, as that is the least significant one.
+    const __m256i digits = _mm256_setr_epi8(9, 10, 6, 7, 3, 4, 0, 1, -1, -1, -1, -1, -1, -1, -1, -1, //
+                                            14, 15, 11, 12, 8, 9, 5, 6, -1, -1, -1, -1, -1, -1, -1, -1);
+    const __m256i places = _mm256_set1_epi16(0x0110); // 16 for the first digit of a pair, 1 for the second one
+    for (std::size_t i = 0; i < count; ++i, end -= 24) {
+        const __m128i first = _mm_loadu_si128(reinterpret_cast<const __m128i*>(end - 23));
+        const __m128i last = _mm_loadu_si128(reinterpret_cast<const __m128i*>(end - 16));
+        const __m256i values = HexValues(_mm256_set_m128i(last, first));
+        const __m256i pairs = _mm256_maddubs_epi16(_mm256_shuffle_epi8(values, digits), places);
+        const __m256i bytes = _mm256_packus_epi16(pairs, pairs);
+        const auto high = static_cast<std::uint32_t>(_mm256_extract_epi32(bytes, 0));
+        lanes[i] = std::uint64_t{high} << 32 | static_cast<std::uint32_t>(_mm256_extract_epi32(bytes, 4));
+    }
+    return count;
+}
+
+inline std::size_t ReadSeparatedLanes(const char* end, unsigned long long* lanes, std::size_t count) noexcept
+{
+    return HasAvx2() ? ReadSeparatedLanesByAvx2(end, lanes, count) : 0;
+}
+
 inline unsigned char AddWithCarry(unsigned char carry, unsigned long long left, unsigned long long right,
                                   unsigned long long* out) noexcept
 {
@@ -269,6 +337,8 @@ using portable::DivideToWord;
 using portable::ReadHexBytes;
 using portable::ReadHexLane;
 using portable::ReadHexLanes;
+using portable::ReadSeparatedLanes;
+using portable::SkipSeparatedBytes;
 using portable::SubtractWithBorrow;
 using portable::WriteHexLane;
 using portable::WriteHexLanes;

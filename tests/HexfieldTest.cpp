@@ -109,6 +109,16 @@ TEST(HexfieldArithmetic, WidestFields)
     EXPECT_EQ(field.GetByte(7), 5);
 }
 
+/// Whether the block functions do anything. Then they do all that they are meant for.
+bool HasBlocks()
+{
+#ifdef __x86_64__
+    return detail::HasAvx2();
+#else
+    return false;
+#endif
+}
+
 /// Blocks of text beside steps of 16 digits, and nothing written beyond what they are done with.
 TEST(WideSteps, BlocksAgreeWithSteps)
 {
@@ -128,10 +138,12 @@ TEST(WideSteps, BlocksAgreeWithSteps)
             detail::portable::WriteHexLane(&lowerCase[16 * (count - 1 - i)], expected[i]);
         }
         const std::size_t size = 16 * detail::WriteHexLanes(written.data(), expected.data(), count);
+        ASSERT_EQ(size, HasBlocks() ? count / 4 * 64 : 0);
         ASSERT_EQ(written, lowerCase.substr(0, size) + std::string(written.size() - size, '#'));
 
         std::vector<unsigned char> bytes(8 * count, '#');
         const std::size_t read = detail::ReadHexBytes(digits.data(), digits.size(), bytes.data()) / 2;
+        ASSERT_EQ(read, size / 2);
         for (std::size_t i = 0; i < bytes.size(); ++i) {
             ASSERT_EQ(bytes[i], i < read ? expected[count - 1 - i / 8] >> (56 - i % 8 * 8) & 0xff : '#') << i;
         }
@@ -143,6 +155,36 @@ TEST(WideSteps, BlocksAgreeWithSteps)
             ASSERT_TRUE(i >= done || readStep(i)) << i;
             ASSERT_EQ(lanes[i], i < done ? expected[i] : 7) << i;
         }
+    }
+}
+
+/// Separated bytes with one wrong character, or none: the blocks before it are passed over. All lanes are those of the
+/// digits.
+TEST(WideSteps, SeparatedBytesAreTheirDigits)
+{
+    Random random(14);
+    for (int round = 0; round < 20000; ++round) {
+        const std::size_t count = random.Below(14);
+        std::string digits, text;
+        for (std::size_t i = 0; i < 16 * count; ++i) {
+            digits += "0123456789abcdefABCDEF"[random.Below(22)];
+            if (i > 0 && i % 2 == 0) text += ": -g\n/@G`\xc1\xff"[random.Below(11)];
+            text += digits.back();
+        }
+        std::vector<unsigned long long> lanes(count, 7);
+        ASSERT_EQ(detail::ReadSeparatedLanes(text.data() + text.size(), lanes.data(), count), HasBlocks() ? count : 0);
+        for (std::size_t i = 0; i < count && HasBlocks(); ++i) {
+            unsigned long long expected = 0;
+            ASSERT_TRUE(detail::portable::ReadHexLane(&digits[16 * (count - 1 - i)], expected));
+            ASSERT_EQ(lanes[i], expected) << text << ' ' << i;
+        }
+
+        std::size_t right = text.size();
+        if (count > 0 && round % 2 == 0) {
+            right = random.Below(text.size());
+            text[right] = right % 3 == 2 ? "09afAF"[random.Below(6)] : "/:@G`g\xff"[random.Below(7)];
+        }
+        ASSERT_EQ(detail::SkipSeparatedBytes(text.data(), text.size()), HasBlocks() ? right / 96 * 96 : 0) << text;
     }
 }
 
