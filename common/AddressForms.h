@@ -105,17 +105,24 @@ inline constexpr std::array<ZeroRun, 256> kZeroRuns = [] {
     return table;
 }();
 
+/// The two digits of a byte, the first one in the low byte.
+constexpr std::uint32_t HexDigitsOf(unsigned char byte) noexcept
+{
+    const char* const digits = kLowerHexBytes.data() + 2 * byte;
+    return static_cast<std::uint32_t>(static_cast<unsigned char>(digits[1])) << 8 |
+           static_cast<unsigned char>(digits[0]);
+}
+
 /// Writes one to four digits without leading zeros; up to four characters are touched.
 constexpr char* WriteHexGroup(char* out, const unsigned char* bytes) noexcept
 {
     const int leadingZeros = (__builtin_clz(LoadBig16(bytes) | 1u) - 16) / 4;
-    char digits[4] = {};
-    WriteHexByte(WriteHexByte(digits, bytes[0]), bytes[1]);
+    // Joined in a register: two stores of two characters would keep a load of all four waiting.
+    const std::uint32_t text = (HexDigitsOf(bytes[0]) | HexDigitsOf(bytes[1]) << 16) >> 8 * leadingZeros;
     if (__builtin_is_constant_evaluated()) {
-        CopyChars<4>(out, digits + leadingZeros, static_cast<std::size_t>(4 - leadingZeros));
+        for (int i = 0; i < 4 - leadingZeros; ++i) out[i] = static_cast<char>(text >> 8 * i);
     } else {
-        const std::uint32_t text = LoadLittle32(reinterpret_cast<const unsigned char*>(digits));
-        StoreLittle(reinterpret_cast<unsigned char*>(out), text >> 8 * leadingZeros);
+        StoreLittle(reinterpret_cast<unsigned char*>(out), text);
     }
     return out + 4 - leadingZeros;
 }
