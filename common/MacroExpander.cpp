@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <functional>
 #include <string_view>
 #include <typeinfo>
 #include <utility>
@@ -14,11 +15,18 @@ namespace zor::common {
 
 CMacroVarResolver::~CMacroVarResolver() = default;
 
+CMacroVarMapResolver::CMacroVarMapResolver(const CMacroVarMapResolver& other)
+    : CMacroVarResolver(other), mValues(other.mValues), mPlaces(PlacesOf(mValues, other.mPlaces.size()))
+{
+}
+
 CMacroVarMapResolver& CMacroVarMapResolver::operator=(const CMacroVarMapResolver& other)
 {
     if (this == &other) return *this;
     std::map<std::string, std::string> values = other.mValues; // what may fail comes first
+    Places places = PlacesOf(values, other.mPlaces.size());
     mValues.swap(values);
+    mPlaces.swap(places);
     mIdentity.Renew();
     return *this;
 }
@@ -47,7 +55,15 @@ bool CMacroVarMapResolver::GetValue(const std::string& name, std::string& value)
 
 void CMacroVarMapResolver::SetValue(const std::string& name, const std::string& value)
 {
-    mValues.insert_or_assign(name, value);
+    if (const auto known = mValues.find(name); known != mValues.end()) {
+        known->second = value;
+        return;
+    }
+    const bool isFull = 2 * (mValues.size() + 1) > mPlaces.size();
+    Places places = isFull ? PlacesOf(mValues, std::max<std::size_t>(16, 2 * mPlaces.size())) : Places();
+    const auto added = mValues.try_emplace(name, value).first; // the last step that can fail
+    if (isFull) mPlaces.swap(places);
+    Place(mPlaces, *added);
 }
 
 /// Any number but 0.
@@ -57,11 +73,33 @@ std::uint64_t CMacroVarMapResolver::Identity::NextNumber() noexcept
     return ++last;
 }
 
-/// The value of a name, null if it is unknown.
-const std::string* CMacroVarMapResolver::Find(const std::string& name) const
+/// Enters a variable into a table that has room for it, at the first free place from the one of its hash on.
+void CMacroVarMapResolver::Place(Places& places, const Variable& variable) noexcept
 {
-    const auto found = mValues.find(name);
-    return found == mValues.end() ? nullptr : &found->second;
+    std::size_t place = std::hash<std::string>()(variable.first);
+    while (places[place & (places.size() - 1)]) ++place;
+    places[place & (places.size() - 1)] = &variable;
+}
+
+/// A table of so many places with all variables.
+CMacroVarMapResolver::Places CMacroVarMapResolver::PlacesOf(const std::map<std::string, std::string>& values,
+                                                            std::size_t room)
+{
+    Places places(room);
+    for (const Variable& variable : values) Place(places, variable);
+    return places;
+}
+
+/// The value of a name, null if it is unknown. The map itself would be searched by several comparisons that no branch
+/// predictor learns.
+[[gnu::noinline]] const std::string* CMacroVarMapResolver::Find(const std::string& name) const noexcept
+{
+    if (mPlaces.empty()) return nullptr;
+    for (std::size_t place = std::hash<std::string>()(name);; ++place) {
+        const Variable* const variable = mPlaces[place & (mPlaces.size() - 1)];
+        if (!variable) return nullptr;
+        if (variable->first == name) return &variable->second;
+    }
 }
 
 CMacroExpanderToken::~CMacroExpanderToken() = default;
@@ -303,7 +341,12 @@ private:
     /// Makes a token of what is gathered; between tokens there is nothing to make.
     void Emit()
     {
+        // Where a literal is missing between two variables, or comes first, the next token is of the kind that is needed.
+        // It changes places with this one, and the tokens behind them are of use too.
         if (mCount < mTokens.size() && UseAgain(mTokens[mCount].get())) {
+            ++mCount;
+        } else if (mCount + 1 < mTokens.size() && UseAgain(mTokens[mCount + 1].get())) {
+            mTokens[mCount].swap(mTokens[mCount + 1]);
             ++mCount;
         } else if (auto token = MakeToken(mExpander, mState, std::string(mGathered))) {
             if (mCount == mTokens.size()) mTokens.emplace_back();

@@ -11,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace zor::common {
@@ -47,7 +48,7 @@ protected:
 class ZOR_COMMON_API CMacroVarMapResolver : public CMacroVarResolver {
 public:
     CMacroVarMapResolver() = default;
-    CMacroVarMapResolver(const CMacroVarMapResolver&) = default;
+    CMacroVarMapResolver(const CMacroVarMapResolver& other); ///< Copies all variables.
     /// Copies all variables; if an allocation fails, nothing changes.
     CMacroVarMapResolver& operator=(const CMacroVarMapResolver& other);
     ~CMacroVarMapResolver() override;
@@ -80,10 +81,16 @@ private:
         std::uint64_t mNumber;
     };
 
-    ZOR_COMMON_LOCAL const std::string* Find(const std::string& name) const;
+    using Variable = std::pair<const std::string, std::string>;
+    using Places = std::vector<const Variable*>;
+
+    ZOR_COMMON_LOCAL static void Place(Places& places, const Variable& variable) noexcept;
+    ZOR_COMMON_LOCAL static Places PlacesOf(const std::map<std::string, std::string>& values, std::size_t room);
+    ZOR_COMMON_LOCAL const std::string* Find(const std::string& name) const noexcept;
 
     Identity mIdentity;
     std::map<std::string, std::string> mValues;
+    Places mPlaces; ///< A hash table over the map, with at least one null; its size is 0 or a power of two.
 };
 
 /// A fault of a macro expression.
