@@ -160,6 +160,17 @@ inline void StoreTopBytes(unsigned char* out, std::uint64_t word, std::size_t si
     }
 }
 
+/// Stores the low \a size bytes of a word, up to 8, most significant first.
+inline void StoreBigBytes(unsigned char* bytes, std::uint64_t word, std::size_t size) noexcept
+{
+    if (size >= 4) { // two stores that may overlap
+        StoreBig32(bytes, static_cast<std::uint32_t>(word >> 8 * (size - 4)));
+        StoreBig32(bytes + size - 4, static_cast<std::uint32_t>(word));
+    } else {
+        for (std::size_t i = 0; i < size; ++i) bytes[size - 1 - i] = static_cast<unsigned char>(word >> 8 * i);
+    }
+}
+
 /// The nearest index into \a size bytes: negative ones select the first, too large ones the last.
 constexpr int ClampIndex(int index, int size) noexcept
 {

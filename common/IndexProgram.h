@@ -99,6 +99,12 @@ struct IndexField {
 
     /// Whether the frame holds the text, but for what changes.
     bool IsInFrame() const noexcept { return shape <= Shape::Pieces; }
+
+    /// Whether it is decimal digits in the frame, of a number without a modulus and in sequence.
+    bool IsPlainDecimal() const noexcept
+    {
+        return shape == Shape::Piece && rule == NumberRule::Linear && notation == Notation::Decimal && order == 0;
+    }
 };
 static_assert(sizeof(IndexField) <= 80);
 

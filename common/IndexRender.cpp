@@ -16,12 +16,6 @@ namespace zor::common::detail {
 
 namespace {
 
-/// Writes the low \a size bytes of a number, the most significant one first.
-inline void StoreBigBytes(unsigned char* out, std::uint64_t number, unsigned int size)
-{
-    StoreLittleBytes(out, __builtin_bswap64(number << 8 * (8 - size)), size);
-}
-
 inline void WriteHexDigits(char* out, std::uint64_t number, unsigned int size, const char* digits)
 {
     for (unsigned int i = size; i-- > 0; number >>= 4) out[i] = digits[number & 15];
@@ -195,9 +189,19 @@ char* RenderFrame(const IndexProgram& program, std::uint64_t index, char* out)
         const std::uint64_t bytes = lane.isLittle ? word >> 8 * (8 - lane.size) : __builtin_bswap64(word);
         StoreLittleBytes(reinterpret_cast<unsigned char*>(out + lane.offset), bytes, lane.size);
     }
-    for (const std::uint32_t place : program.rendering.rest) WriteInFrame(program, program.fields[place], index, out);
-    auto* const frame = reinterpret_cast<unsigned char*>(out);
-    WriteChecksums(program, &frame, 1);
+    for (const std::uint32_t place : program.rendering.rest) {
+        const IndexField& field = program.fields[place];
+        if (field.IsPlainDecimal()) { // most of them; without the call, twelve take a sixth less time
+            const std::uint64_t number = field.start + field.turns.At(index) * field.step;
+            WriteDigits(out + field.offset, static_cast<std::uint32_t>(number), field.size);
+        } else {
+            WriteInFrame(program, field, index, out);
+        }
+    }
+    if (!program.checksums.empty()) {
+        auto* const frame = reinterpret_cast<unsigned char*>(out);
+        WriteChecksums(program, &frame, 1);
+    }
     return out + program.frame.size();
 }
 

@@ -66,8 +66,15 @@ struct Turn {
             return false;
         }
         if (cycle.repeat != 0) repeatsLeft = cycle.repeat;
-        toStart = --changesLeft == 0;
-        if (toStart) changesLeft = cycle.count;
+        toStart = Change(cycle);
+        return true;
+    }
+
+    /// Makes a change, and returns whether it leads to the start.
+    bool Change(const Cycle& cycle) noexcept
+    {
+        if (--changesLeft != 0) return false;
+        changesLeft = cycle.count;
         return true;
     }
 };
@@ -114,6 +121,9 @@ struct NumberDefinition {
     std::uint8_t startSize = 0;
     std::uint8_t fullSize = 0; ///< The size from the first change on.
     bool hasMask = false;
+
+    /// Whether each index changes the number, and by nothing but the step.
+    bool IsPlain() const noexcept { return !hasMask && cycle.repeat == 0 && modulus == 0 && startSize == fullSize; }
 
     Word Sum(const Word& value, const Word& addend) const noexcept
     {
@@ -240,13 +250,20 @@ struct FieldDefinition {
     }
 };
 
-/// The value at an index of a number without a mask, computed by multiplying the step.
+/// The value of a number without a mask, so many changes after its start, computed by multiplying the step.
 template <class Word>
-Number<Word> ValueAt(const NumberDefinition<Word>& definition, std::uint32_t index) noexcept
+[[gnu::always_inline]] inline Word ValueAfter(const NumberDefinition<Word>& definition, std::uint32_t changes) noexcept
 {
-    const std::uint32_t changes = definition.cycle.SinceStartAt(index);
     const Word product = TimesByWords(definition.step, changes) & definition.stepMask;
-    Number<Word> number = {SumByWords(definition.start, product) & definition.mask, definition.fullSize};
+    return SumByWords(definition.start, product) & definition.mask;
+}
+
+/// The value at an index of a number without a mask.
+template <class Word>
+[[gnu::always_inline]] inline Number<Word> ValueAt(const NumberDefinition<Word>& definition,
+                                                   std::uint32_t index) noexcept
+{
+    Number<Word> number = {ValueAfter(definition, definition.cycle.SinceStartAt(index)), definition.fullSize};
     definition.Reduce(number);
     return number;
 }

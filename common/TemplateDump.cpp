@@ -93,7 +93,7 @@ private:
 
     void AddPlace(const Part& part, const TextRange& given)
     {
-        static constexpr const char* kOps[] = {"Digits", "Decimal",  "Mac",        "Bytes",       "Text",  "Wide",
+        static constexpr const char* kOps[] = {"Digits", "Decimal",  "Bytes",      "Text",        "Mac",   "Wide",
                                                "Field",  "Variable", "LengthOpen", "LengthClose", "Escape"};
         mText += kOps[static_cast<std::size_t>(part.op)];
         Add(" at ", given.pos);

@@ -55,7 +55,9 @@ ProgramBuilder::ProgramBuilder(std::string_view marker) : mProgram(std::make_sha
 
 void ProgramBuilder::AddPart(const PartPlace& place, Part part, std::size_t gap)
 {
-    part.gap = gap;
+    part.gap = static_cast<std::uint32_t>(gap);
+    part.isPlain =
+        gap != 0 && (part.op == Op::Digits || part.op == Op::Bytes) && mProgram->numbers[part.item].IsPlain();
     part.offset = mProgram->frame.size();
     mProgram->frame.append(gap, '\0');
     mProgram->parts.push_back(part);

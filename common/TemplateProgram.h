@@ -23,9 +23,9 @@ namespace zor::common::detail {
 enum class Op : std::uint8_t {
     Digits,      ///< A number in a fixed number of decimal digits: numbers.
     Decimal,     ///< A number in decimal: numbers.
-    Mac,         ///< A MAC address: macs.
     Bytes,       ///< A hex counter of up to 8 bytes as raw bytes: numbers.
     Text,        ///< The same in one of the text formats: numbers.
+    Mac,         ///< A MAC address: macs.
     Wide,        ///< A hex counter of 9 to 16 bytes: wideNumbers.
     Field,       ///< A longer one, or one whose sums may lose carries: fields.
     Variable,    ///< The value of a variable: variables.
@@ -45,7 +45,8 @@ struct Part {
     bool isUpperCase = false;             ///< The digits of a MAC address.
     std::uint32_t item = 0;
     std::size_t offset = 0; ///< Where it stands in the frame.
-    std::size_t gap = 0; ///< Bytes of the frame reserved for its text, if that always has the same size; otherwise 0.
+    std::uint32_t gap = 0; ///< Bytes of the frame reserved for its text, if that always has the same size; otherwise 0.
+    bool isPlain = false;  ///< Whether it is a plain number in a gap, as digits or bytes.
     std::size_t stretch = 0; ///< Without a gap: bytes of the frame from here to the next part without one.
 };
 static_assert(sizeof(Part) == 32 && std::is_trivially_copyable_v<Part>);

@@ -15,8 +15,12 @@ namespace {
 /// Writes a hex counter of up to 8 bytes as these bytes.
 inline char* WriteBytes(char* out, HexFormat format, std::uint64_t number, unsigned int size)
 {
-    if (format == HexFormat::Big && size != 0) number = __builtin_bswap64(number) >> 8 * (8 - size);
-    StoreLittleBytes(reinterpret_cast<unsigned char*>(out), number, size);
+    auto* const bytes = reinterpret_cast<unsigned char*>(out);
+    if (format == HexFormat::Big) {
+        StoreBigBytes(bytes, number, size);
+    } else {
+        StoreLittleBytes(bytes, number, size);
+    }
     return out + size;
 }
 
@@ -94,18 +98,17 @@ char* WriteMac(char* out, const Part& part, std::uint64_t address)
 template <class NumberSource>
 [[gnu::always_inline]] inline char* WriteValue(char* out, const Part& part, const Values& values, NumberSource number)
 {
+    if (part.op <= Op::Text) { // computed in one place, to be inlined once
+        const Number<std::uint64_t> shown = number(part.item);
+        switch (part.op) {
+        case Op::Digits: return WriteDigits(out, static_cast<std::uint32_t>(shown.value), part.gap);
+        case Op::Decimal: return WriteDecimal(out, static_cast<std::uint32_t>(shown.value), part.width);
+        case Op::Bytes: return WriteBytes(out, part.format, shown.value, shown.size);
+        default: return WriteText(out, part.format, shown.value, shown.size);
+        }
+    }
     switch (part.op) {
-    case Op::Digits: return WriteDigits(out, static_cast<std::uint32_t>(number(part.item).value), part.gap);
-    case Op::Decimal: return WriteDecimal(out, static_cast<std::uint32_t>(number(part.item).value), part.width);
     case Op::Mac: return WriteMac(out, part, values.macs[part.item]);
-    case Op::Bytes: {
-        const Number<std::uint64_t> shown = number(part.item);
-        return WriteBytes(out, part.format, shown.value, shown.size);
-    }
-    case Op::Text: {
-        const Number<std::uint64_t> shown = number(part.item);
-        return WriteText(out, part.format, shown.value, shown.size);
-    }
     case Op::Wide: {
         const Number<Uint128>& shown = values.wideNumbers[part.item];
         return WriteWide(out, part.format, shown.value, shown.size);
@@ -114,11 +117,39 @@ template <class NumberSource>
     }
 }
 
+/// Writes a plain number. Most counters are plain, and twelve of them take a sixth less time than by WriteValue().
+[[gnu::always_inline]] inline void WritePlain(char* out, const Part& part, std::uint64_t number)
+{
+    if (part.op == Op::Digits) {
+        WriteDigits(out, static_cast<std::uint32_t>(number), part.gap);
+    } else {
+        WriteBytes(out, part.format, number, part.gap);
+    }
+}
+
+/// Renders a program of fixed size. By RenderParts(), twelve counters take an eighth longer.
+template <class NumberSource>
+[[gnu::always_inline]] inline char* RenderFrame(const Program& program, const Values& values, char* out,
+                                                NumberSource number)
+{
+    CopyText(out, program.frame.data(), program.frame.size());
+    for (const Part& part : program.parts) {
+        char* const place = out + part.offset;
+        if (part.isPlain) {
+            WritePlain(place, part, number.Plain(part.item));
+        } else if (part.op <= Op::Field) {
+            WriteValue(place, part, values, number);
+        }
+    }
+    return out + program.frame.size();
+}
+
 /// The pass of all three Render functions.
 template <class NumberSource>
 [[gnu::always_inline]] inline char* RenderParts(const Program& program, const Values& values,
                                                 const VariableValues& variables, char* out, NumberSource number)
 {
+    if (program.isFixedSize) return RenderFrame(program, values, out, number);
     const char* const frame = program.frame.data();
     char* base = out; // where offset 0 of the frame would be, after the sizes of the texts so far
     const LengthDefinition* opening = nullptr;
@@ -126,13 +157,14 @@ template <class NumberSource>
     CopyText(out, frame, program.firstStretch);
     for (const Part& part : program.parts) {
         char* const place = base + part.offset;
-        if (part.gap != 0) {
-            WriteValue(place, part, values, number);
+        if (part.isPlain) {
+            WritePlain(place, part, number.Plain(part.item));
             continue;
         }
         char* end = place;
         if (part.op <= Op::Field) {
             end = WriteValue(place, part, values, number);
+            if (part.gap != 0) continue;
         } else if (part.op == Op::Variable) {
             assert(part.item < variables.size());
             if (const std::string* const value = variables[part.item]) {
@@ -188,8 +220,13 @@ char* InsertLength(char* start, char* end, const LengthDefinition& definition) n
 
 char* Render(const Program& program, const Values& values, const VariableValues& variables, char* out) noexcept
 {
-    return RenderParts(program, values, variables, out,
-                       [numbers = values.numbers.data()](std::size_t item) { return numbers[item].number; });
+    struct {
+        const Counter<std::uint64_t>* counters;
+
+        const Number<std::uint64_t>& operator()(std::size_t item) const { return counters[item].number; }
+        std::uint64_t Plain(std::size_t item) const { return counters[item].number.value; }
+    } const current = {values.numbers.data()};
+    return RenderParts(program, values, variables, out, current);
 }
 
 char* RenderNext(const Program& program, State& state, const VariableValues& variables, char* out) noexcept

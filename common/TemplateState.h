@@ -61,6 +61,17 @@ public:
             if (counter.turn.Step(definition.cycle, toStart)) definition.Change(counter.number, toStart);
             return counter.number;
         }
+
+        /// The same for a plain number.
+        [[gnu::always_inline]] std::uint64_t Plain(std::size_t item) const noexcept
+        {
+            const NumberDefinition<std::uint64_t>& definition = definitions[item];
+            Counter<std::uint64_t>& counter = counters[item];
+            std::uint64_t next = (counter.number.value + definition.step) & definition.mask;
+            if (counter.turn.Change(definition.cycle)) [[unlikely]]
+                next = definition.start;
+            return counter.number.value = next;
+        }
     };
     NumberStepper GetNumberStepper(const Program& program) noexcept
     {
@@ -118,6 +129,12 @@ public:
         [[gnu::always_inline]] Number<std::uint64_t> operator()(std::size_t item) const noexcept
         {
             return definitions[item].hasMask ? masked[item].number : ValueAt(definitions[item], index);
+        }
+
+        /// The same for a plain number.
+        [[gnu::always_inline]] std::uint64_t Plain(std::size_t item) const noexcept
+        {
+            return ValueAfter(definitions[item], definitions[item].cycle.SinceStart(index));
         }
     };
     NumberSource GetNumberSource(const Program& program) const noexcept

@@ -70,7 +70,8 @@ template <class Write>
         }
     } else {
         if (out.size() < parsed.room) out.resize(parsed.room);
-        out.resize(static_cast<std::size_t>(write(out.data()) - out.data()));
+        const auto size = static_cast<std::size_t>(write(out.data()) - out.data());
+        if (out.size() != size) out.resize(size);
     }
 }
 
