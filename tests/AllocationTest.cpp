@@ -526,6 +526,9 @@ TEST(Allocation, FailuresLeaveResolversAsTheyWere)
                        [&](Resolver& v) { v.SetValue("b", kLong); },
                        [&](Resolver& v) { v.SetValue("a" + kLong, kLong + kLong); }, [&](Resolver& v) { v = other; },
                        [&](Resolver& v) { v = Resolver(); });
+    Resolver full;
+    for (const char name : "abcdefgh"s) full.SetValue(std::string(1, name), kLong);
+    FailEachAllocation([&] { return full; }, seen, [&](Resolver& v) { v.SetValue("i", kLong); });
     FailEachAllocation([] { return "old"s; }, kItself, [&](auto& text) { start.GetValue("a" + kLong, text); },
                        [&](auto& text) { CMacroString(nullptr, kLong).GetValue(text); });
     FailEachAllocation([] { return std::vector<std::string>(1); }, kItself,

@@ -157,6 +157,29 @@ TEST(MacroVarMapResolver, ListsInByteOrderAndEmptiesUnknownValues)
     EXPECT_EQ(value, "text");
 }
 
+TEST(MacroVarMapResolver, FindsEachOfManyVariables)
+{
+    CMacroVarMapResolver variables, copy;
+    std::string value;
+    const auto hasFirst = [&value](CMacroVarMapResolver& resolver, int count) {
+        for (int i = 0; i < 300; ++i) {
+            const std::string name = "v" + std::to_string(i);
+            if (resolver.GetValue(name, value) != (i < count) || value != (i < count ? name : "")) return false;
+        }
+        return true;
+    };
+    for (int count = 0; count < 300; ++count) {
+        ASSERT_TRUE(hasFirst(variables, count) && hasFirst(copy, count)) << count;
+        if (count % 2 == 0) copy = variables;
+        const std::string name = "v" + std::to_string(count);
+        variables.SetValue(name, "before"), variables.SetValue(name, name);
+        copy.SetValue(name, name);
+        CMacroVarMapResolver constructed(variables);
+        constructed.SetValue("more", "");
+        ASSERT_TRUE(hasFirst(constructed, count + 1)) << count;
+    }
+}
+
 TEST(MacroExpander, SaysAllFaultsWithTheirPlaces)
 {
     CMacroVarMapResolver variables;
