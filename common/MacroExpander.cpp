@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cassert>
 #include <functional>
 #include <string_view>
 #include <typeinfo>
@@ -532,17 +533,22 @@ void CMacroExpander::GetValue(std::string& value)
     value.clear();
     std::string fresh;
     const auto* const map = AsMap(mResolver);
-    for (const auto& token : mTokens) {
-        if (token->mKind == CMacroExpanderToken::Kind::Literal) { // without the way through a text of its own
-            value += static_cast<const CMacroString&>(*token).GetText();
-            continue;
+    const auto isLiteral = [](const auto& token) { return token->mKind == CMacroExpanderToken::Kind::Literal; };
+    for (auto token = mTokens.begin(); token != mTokens.end(); ++token) {
+        if (isLiteral(*token)) { // without the way through a text of its own
+            value += static_cast<const CMacroString&>(**token).GetText();
+            // A variable comes next, as a literal ends only where one starts. It follows here: if both went on from the
+            // same place, the compiler would join their ends with the branches there, which are then learnt worse, and
+            // an expansion would take a third longer.
+            if (++token == mTokens.end()) return;
+            assert(!isLiteral(*token));
         }
         if (map) {
-            if (const std::string* const held = static_cast<CMacroVar&>(*token).HeldBy(*map)) value += *held;
+            if (const std::string* const held = static_cast<CMacroVar&>(**token).HeldBy(*map)) value += *held;
             continue;
         }
         fresh.clear();
-        if (token->GetValue(fresh)) value += fresh;
+        if ((*token)->GetValue(fresh)) value += fresh;
     }
 }
 

@@ -4,7 +4,7 @@
 /// \file
 /// Frames in one line: the layers of a FrameBuilder as a text.
 ///
-///     eth / ipv4(src=10.0.0.1..10.0.0.250) / udp(sport=1024..65535) / number(4) / cross(udp.sport, ipv4.src)
+///     eth(src=02:00:00:00:00:01) / ipv4(src=10.0.0.1..10.0.0.9) / udp(sport=1..9) / cross(udp.sport, ipv4.src)
 ///
 /// A value is
 ///   53, 0x35, 10.0.0.1, 2001:db8::1, 02:00:00:00:00:01   a constant
