@@ -18,7 +18,10 @@ inline std::vector<std::vector<std::string>> ReadRows(const std::string& path)
     std::ifstream in(path);
     std::vector<std::vector<std::string>> rows;
     for (std::string line; std::getline(in, line);) {
-        if (line.compare(0, 2, "//") == 0) continue;
+        if (line.compare(0, 2, "//") == 0) {
+            EXPECT_EQ(line.find('\t'), std::string::npos) << "a row that is left out, as it starts with \"//\": " << line;
+            continue;
+        }
         std::vector<std::string>& row = rows.emplace_back(1);
         for (std::size_t i = 0; i < line.size(); ++i) {
             if (line[i] == '\t') {
