@@ -241,6 +241,7 @@ std::size_t SizeOfTable(const Program& program, Op op)
         }
         stretches += part.stretch;
         if (part.item >= SizeOfTable(program, part.op)) return false;
+        if (part.isPlain && (part.gap == 0 || (part.op != Op::Digits && part.op != Op::Bytes))) return false;
         if (isOpen && part.op == Op::LengthOpen) return false;
         isOpen = part.op == Op::LengthOpen || (isOpen && part.op != Op::LengthClose);
     }

@@ -88,10 +88,27 @@ TEST(WildcardsIndex, CyclesKeepTheirOwnPlace)
 
 TEST(WildcardsIndex, CountersGoOnFromEveryPlace)
 {
-    for (const char* templ : {"@x(7,0,1,0,2)", "@x(7,3,1,0,1)", "@x(98,2,2)", "@x(4,3,3,0,2)", "@x(8,2,1,0,1,9)",
-                              "@x(5,4,9,2,0,30)", "@$(ff,3,1,hex,1)", "@$(ffffffffffffffffff,3,01,hex,2)",
-                              "@$(10f0,3,1,hex,1,0f0f)", "@m@_(1,0)@x(9,2)@_", "@s@v(vpi)", "@$(01,0,0100,hex)",
-                              "@x(4,0,1,0,4294967295)@$(05,2,1,hex,4294967295)", "@x(0,0) @$(0000,0,1,hex)"}) {
+    for (const char* templ : {"@x(7,0,1,0,2)",
+                              "@x(7,3,1,0,1)",
+                              "@x(98,2,2)",
+                              "@x(4,3,3,0,2)",
+                              "@x(8,2,1,0,1,9)",
+                              "@x(5,4,9,2,0,30)",
+                              "@$(ff,3,1,hex,1)",
+                              "@$(ffffffffffffffffff,3,01,hex,2)",
+                              "@$(10f0,3,1,hex,1,0f0f)",
+                              "@m@_(1,0)@x(9,2)@_",
+                              "@s@v(vpi)",
+                              "@$(01,0,0100,hex)",
+                              "@x(4,0,1,0,4294967295)@$(05,2,1,hex,4294967295)",
+                              "@x(0,0) @$(0000,0,1,hex)",
+                              "@x(1,4,2)",
+                              "@x(10,5,17,3)",
+                              "@$(fe,3,01)",
+                              "@$(fffffe,5,01,big)",
+                              "@$(fffffffffffffe,0,01,big)",
+                              "@$(fffffffffffffffe,4,03,257)",
+                              "@_(1,0)@$(fffe,3,01,big)@_"}) {
         for (int cursor = -3; cursor < 9; ++cursor) {
             for (int index = -3; index < 9; ++index) {
                 test::WildcardsPair pair(templ, "@");
