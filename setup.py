@@ -18,7 +18,7 @@ setup(
     python_requires=">=3.9",
     cmake_args=[
         "-DBUILD_SHARED_LIBS=OFF",
-        "-DCMAKE_UNITY_BUILD=ON",  # of the library, which then compiles several times as fast
+        "-DCMAKE_UNITY_BUILD=ON",  # the library alone, which compiles several times as fast that way
         "-DZOR_COMMON_BUILD_EXAMPLES=OFF",
         "-DZOR_COMMON_BUILD_PYTHON=ON",
         "-DZOR_COMMON_BUILD_TESTS=OFF",

@@ -106,7 +106,7 @@ inline constexpr std::array<ZeroRun, 256> kZeroRuns = [] {
 }();
 
 /// The two digits of a byte, the first one in the low byte.
-constexpr std::uint32_t HexDigitsOf(unsigned char byte) noexcept
+constexpr std::uint32_t HexPairOf(unsigned char byte) noexcept
 {
     const char* const digits = kLowerHexBytes.data() + 2 * byte;
     return static_cast<std::uint32_t>(static_cast<unsigned char>(digits[1])) << 8 |
@@ -118,7 +118,7 @@ constexpr char* WriteHexGroup(char* out, const unsigned char* bytes) noexcept
 {
     const int leadingZeros = (__builtin_clz(LoadBig16(bytes) | 1u) - 16) / 4;
     // Joined in a register: two stores of two characters would keep a load of all four waiting.
-    const std::uint32_t text = (HexDigitsOf(bytes[0]) | HexDigitsOf(bytes[1]) << 16) >> 8 * leadingZeros;
+    const std::uint32_t text = (HexPairOf(bytes[0]) | HexPairOf(bytes[1]) << 16) >> 8 * leadingZeros;
     if (__builtin_is_constant_evaluated()) {
         for (int i = 0; i < 4 - leadingZeros; ++i) out[i] = static_cast<char>(text >> 8 * i);
     } else {

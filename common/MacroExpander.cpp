@@ -280,7 +280,8 @@ private:
         return nullptr;
     }
 
-    /// Gathers literal text up to the next "$" and decides what that is.
+    /// Gathers literal text up to the next "$" and decides what that is. A token is made of it only where a variable
+    /// starts, so no two literals follow each other.
     void ScanText()
     {
         const std::size_t dollar = std::min(mExpr.find('$', mNext), mExpr.size());
@@ -537,9 +538,8 @@ void CMacroExpander::GetValue(std::string& value)
     for (auto token = mTokens.begin(); token != mTokens.end(); ++token) {
         if (isLiteral(*token)) { // without the way through a text of its own
             value += static_cast<const CMacroString&>(**token).GetText();
-            // A variable comes next, as a literal ends only where one starts. It follows here: if both went on from the
-            // same place, the compiler would join their ends with the branches there, which are then learnt worse, and
-            // an expansion would take a third longer.
+            // A variable comes next, and is appended in this pass. After a "continue", the compiler would merge the ends
+            // of both appends with their branches, which are then predicted worse: an expansion takes a third longer.
             if (++token == mTokens.end()) return;
             assert(!isLiteral(*token));
         }

@@ -235,11 +235,12 @@ private:
 /// The first three replace the error text. The last is appended to it after a `\n`. A parse succeeds if the error text
 /// is empty at its end, so a text that is not empty before the call makes the parse fail: pass an empty one.
 ///
-/// Parsing is linear in the size of the expression; checking takes n log n steps for n names and references. A parse
-/// reuses the memory of earlier tokens, so similar expressions soon need no allocations; ClearTokens() frees it. The
-/// texts of one call may be the same object: EvalExpr(s, s, error) replaces s by its expansion. Use an expander in one
-/// thread at a time. It cannot be copied, because its tokens point to it. If an exception escapes from an operation
-/// (std::bad_alloc, or an exception of the resolver), the expander is as it was before the call.
+/// Parsing is linear in the size of the expression; checking takes n log n steps for n names and references, and with a
+/// CMacroVarMapResolver a look-up by hash for each reference. A parse reuses the memory of earlier tokens, so similar
+/// expressions soon need no allocations; ClearTokens() frees it. The texts of one call may be the same object:
+/// EvalExpr(s, s, error) replaces s by its expansion. Use an expander in one thread at a time. It cannot be copied,
+/// because its tokens point to it. If an exception escapes from an operation (std::bad_alloc, or an exception of the
+/// resolver), the expander is as it was before the call.
 class ZOR_COMMON_API CMacroExpander {
 public:
     /// An expander with an empty expression, which expands to an empty text.

@@ -122,7 +122,7 @@ struct NumberDefinition {
     std::uint8_t fullSize = 0; ///< The size from the first change on.
     bool hasMask = false;
 
-    /// Whether each index changes the number, and by nothing but the step.
+    /// Whether it has only a start, a step and a count: no mask, repeats or modulus, and one size from the start on.
     bool IsPlain() const noexcept { return !hasMask && cycle.repeat == 0 && modulus == 0 && startSize == fullSize; }
 
     Word Sum(const Word& value, const Word& addend) const noexcept
