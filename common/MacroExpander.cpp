@@ -132,7 +132,7 @@ bool CMacroVar::GetValue(std::string& value)
 }
 
 /// The value that the resolver holds at the moment, null if it knows none. A known one is looked for once: with a search
-/// for each, an expansion of ten variables takes 3.6 times as long, and with parsing it takes 1.3 times as long.
+/// for each, an expansion of ten variables takes 2.2 times as long, and with parsing it takes a sixth longer.
 const std::string* CMacroVar::HeldBy(const CMacroVarMapResolver& resolver)
 {
     if (!mHeld || mHolder != resolver.mIdentity.Number()) {
