@@ -182,6 +182,10 @@ TEST(SequenceAudit, MergesOtherPacketsOfTheSameRunAlone)
     EXPECT_TRUE(audit.Merge(copy));
     EXPECT_EQ(audit.GetCounts().duplicate, 1u);
     EXPECT_EQ(moved.GetCounts().duplicate, 0u);
+
+    EXPECT_TRUE(audit.Restore(make({0, 100}).Save())) << "of an audit that has seen nothing";
+    AddAt(audit, frames, 0);
+    EXPECT_EQ(audit.GetCounts().inOrder, 1u);
 }
 
 /// What each thread has received goes to an audit of its own.
