@@ -19,7 +19,8 @@ inline std::vector<std::vector<std::string>> ReadRows(const std::string& path)
     std::vector<std::vector<std::string>> rows;
     for (std::string line; std::getline(in, line);) {
         if (line.compare(0, 2, "//") == 0) {
-            EXPECT_EQ(line.find('\t'), std::string::npos) << "a row that is left out, as it starts with \"//\": " << line;
+            EXPECT_EQ(line.find('\t'), std::string::npos)
+                << "a row that is left out, as it starts with \"//\": " << line;
             continue;
         }
         std::vector<std::string>& row = rows.emplace_back(1);
