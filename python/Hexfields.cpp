@@ -14,7 +14,7 @@ namespace {
 constexpr std::size_t kMostBytes = 65535;
 
 /// The digits of a text, or bytes, the most significant one first.
-Hexfield FromAny(const py::object& source)
+Hexfield FieldFrom(const py::object& source)
 {
     if (py::isinstance<py::str>(source)) {
         const auto text = source.cast<std::string>();
@@ -31,7 +31,7 @@ Hexfield FromAny(const py::object& source)
     return field;
 }
 
-py::bytes Packed(const Hexfield& field)
+py::bytes PackedField(const Hexfield& field)
 {
     return ToBytes(field.ToBinaryString(true));
 }
@@ -54,16 +54,17 @@ void AddHexfield(py::module_& module)
         "bytes, and products and comparisons above 4 bytes, may differ from those of numbers, as the C++ class\n"
         "documents.");
     Publish(type);
-    type.def(py::init(&FromAny), py::arg("value") = py::str("00"),
+    type.def(py::init(&FieldFrom), py::arg("value") = py::str("00"),
              "Takes hex digits, which may have separators, or bytes.");
     type.def("__str__", &Hexfield::ToString);
     type.def("__repr__", [](const Hexfield& field) { return "Hexfield('" + field.ToString() + "')"; });
-    type.def("__bytes__", &Packed);
-    type.def("__int__",
-             [](const Hexfield& field) { return py::type::of(py::int_()).attr("from_bytes")(Packed(field), "big"); });
+    type.def("__bytes__", &PackedField);
+    type.def("__int__", [](const Hexfield& field) {
+        return py::type::of(py::int_()).attr("from_bytes")(PackedField(field), "big");
+    });
     type.def("__len__", &Hexfield::GetSize);
     type.def("__getitem__", &ByteAt, py::arg("index"));
-    type.def("__hash__", [](const Hexfield& field) { return py::hash(Packed(field)); });
+    type.def("__hash__", [](const Hexfield& field) { return py::hash(PackedField(field)); });
     const auto define = [&type](const char* method, auto of) {
         type.def(
             method, [of](const Hexfield& left, const Hexfield& right) { return of(left, right); }, py::is_operator());
@@ -94,7 +95,7 @@ void AddHexfield(py::module_& module)
             return field;
         },
         py::arg("size"), "The value at another width: bytes are added or removed at the most significant end.");
-    type.def(py::pickle(&Packed, [](const py::bytes& packed) { return FromAny(packed); }));
+    type.def(py::pickle(&PackedField, [](const py::bytes& packed) { return FieldFrom(packed); }));
 }
 
 } // namespace zor::python
