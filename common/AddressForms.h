@@ -257,6 +257,8 @@ using portable::ScanHex;
     return next;
 }
 
+namespace portable {
+
 /// Reads dotted decimal: exactly four decimal bytes joined by dots. Each has branches of its own, which predictors tell
 /// apart better than those of a loop: a quarter of the time on random addresses.
 inline bool ReadDottedDecimal(const char* text, const char* end, std::uint32_t& value) noexcept
@@ -269,6 +271,71 @@ inline bool ReadDottedDecimal(const char* text, const char* end, std::uint32_t& 
     value = bytes[0] << 24 | bytes[1] << 16 | bytes[2] << 8 | bytes[3];
     return true;
 }
+
+} // namespace portable
+
+#ifdef __x86_64__
+
+/// The same without a branch on where the dots are, so that no text takes longer than another: a third less than the
+/// plain form on addresses that differ, more than half as much again on a few that come back all the time. The plain
+/// form decides where there are less than 8 or more than 15 characters.
+inline bool ReadDottedDecimal(const char* text, const char* end, std::uint32_t& value) noexcept
+{
+    if (end - text < 8 || end - text > 15) return portable::ReadDottedDecimal(text, end, value);
+    const auto size = static_cast<unsigned int>(end - text);
+    __m128i characters = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(text));
+    characters = _mm_unpacklo_epi64(characters, _mm_loadl_epi64(reinterpret_cast<const __m128i*>(end - 8)));
+    const __m128i numbers = _mm_sub_epi8(characters, _mm_set1_epi8('0'));
+    const __m128i digitBytes = _mm_cmpeq_epi8(_mm_min_epu8(numbers, _mm_set1_epi8(9)), numbers);
+    const __m128i zeroBytes = _mm_cmpeq_epi8(characters, _mm_set1_epi8('0'));
+    // One bit for each character: those of the first eight, and above them those of the last eight in their places.
+    std::uint64_t bits = static_cast<std::uint64_t>(_mm_movemask_epi8(zeroBytes)) << 32 |
+                         static_cast<std::uint64_t>(_mm_movemask_epi8(digitBytes));
+    bits = (bits & 0xff000000ff) | (bits >> 8 & 0xff000000ff) << (size - 8);
+    const auto digits = static_cast<unsigned int>(bits);
+    const auto zeros = static_cast<unsigned int>(bits >> 32);
+    const unsigned int behind = 1u << size;
+    const unsigned int dots = digits ^ (behind - 1); // or what stands where dots should
+    const unsigned int dotsBehindFirst = dots & (dots - 1);
+    const unsigned int lastDot = dotsBehindFirst & (dotsBehindFirst - 1);
+    const unsigned int starts = 2 * dots + 1;
+    const unsigned int faults = (starts & (dots | behind))                           // a number without digits
+                                | (zeros & starts & digits >> 1)                     // one led by a zero
+                                | (digits & digits >> 1 & digits >> 2 & digits >> 3) // one of four digits
+                                | (lastDot & (lastDot - 1));                         // more than three dots
+    if (lastDot == 0 || faults != 0) return false;
+
+    const auto first = static_cast<unsigned int>(__builtin_ctz(dots));
+    const auto second = static_cast<unsigned int>(__builtin_ctz(dotsBehindFirst));
+    const auto third = static_cast<unsigned int>(__builtin_ctz(lastDot));
+    if (text[first] != '.' || text[second] != '.' || text[third] != '.') return false;
+    // Four characters are loaded of each number, which start with the first two and end with the others, so that they
+    // lie within the text. The digits of each end in the highest byte.
+    constexpr std::uint32_t kDigits = 0x0f0f0f00;
+    static constexpr std::uint32_t kRaise[4] = {0, 1u << 24, 1u << 16, 1u << 8};
+    static constexpr std::uint32_t kKeep[4] = {0, 0x0f000000, 0x0f0f0000, kDigits};
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(text);
+    const std::uint32_t parts[4] = {LoadLittle32(bytes) * kRaise[first] & kDigits,
+                                    LoadLittle32(bytes + first + 1) * kRaise[second - first - 1] & kDigits,
+                                    LoadLittle32(bytes + third - 4) & kKeep[third - second - 1],
+                                    LoadLittle32(bytes + size - 4) & kKeep[size - third - 1]};
+    std::uint32_t result = 0;
+    std::uint32_t above = 0; // 255
+#pragma GCC unroll 4
+    for (const std::uint32_t part : parts) {
+        result = result << 8 | part * (100u << 16 | 10u << 8 | 1u) >> 24;
+        above |= 0x020505 - __builtin_bswap32(part);
+    }
+    if (above >> 31 != 0) return false;
+    value = result;
+    return true;
+}
+
+#else
+
+using portable::ReadDottedDecimal;
+
+#endif
 
 /// Reads hex groups: two digits for each of \a Size bytes, where after every \a BytesPerGroup of them the same
 /// separator stands, one of ":-.". A scan reads the same groups from every such text: no two digits are a prefix or a
