@@ -119,6 +119,33 @@ TEST(AddressText, FaultsHaveAReasonAndAPlace)
     EXPECT_EQ(SharedStyle(), style);
 }
 
+/// Each beside its portable twin, which is the plain rule.
+TEST(AddressText, FastPathsAgreeWithPlainOnes)
+{
+    using namespace detail;
+    Random random(22);
+    for (int i = 0; i < 300000; ++i) {
+        std::string text;
+        for (int part = 0; part < 4; ++part) text += std::to_string(random.Below(i % 8 == 0 ? 300 : 256)) + '.';
+        text.resize(text.size() - (i % 64 == 0 ? 0 : 1));
+        if (i % 2 == 0) text[random.Below(text.size())] = "0123456789..0/:\xb0"[random.Below(16)];
+        std::uint32_t value = 7, expected = 7;
+        const char* const end = text.data() + text.size();
+        const bool isRead = portable::ReadDottedDecimal(text.data(), end, expected);
+        ASSERT_EQ(ReadDottedDecimal(text.data(), end, value), isRead) << text;
+        ASSERT_EQ(value, expected) << text;
+
+        unsigned char bytes[16], digits[32], plainDigits[32];
+        StoreBig64(bytes, random.Number() & random.Number());
+        StoreBig64(bytes + 8, random.Number());
+        for (unsigned int group = 0; group < 8; ++group) {
+            if (random.Below(3) == 0) bytes[2 * group] = bytes[2 * group + 1] = 0;
+        }
+        ASSERT_EQ(WriteGroupDigits(digits, bytes), portable::WriteGroupDigits(plainDigits, bytes));
+        ASSERT_EQ(std::memcmp(digits, plainDigits, sizeof digits), 0);
+    }
+}
+
 TEST(AddressText, Ipv6PrintsAsRfc5952HasItAndKeepsItsTail)
 {
     static constexpr const char* kRows[][2] = {
