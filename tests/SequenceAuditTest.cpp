@@ -142,6 +142,18 @@ TEST(SequenceAudit, KeepsTheWholeWindow)
     EXPECT_EQ(audit.GetCounts().missing, (kCount + 6) / 7);
 }
 
+/// Missing indexes are looked up in pages of 32,768; the last word of one counts as well.
+TEST(SequenceAudit, ListsGapsUpToTheEndOfAPage)
+{
+    const CompiledTemplate frames(kFrames);
+    SequenceAudit audit(frames, {0, 40000});
+    for (const std::uint64_t index : {0u, 32767u, 39999u}) EXPECT_EQ(AddAt(audit, frames, index), Verdict::InOrder);
+    const std::vector<IndexRange> missing = audit.GetMissing(9);
+    ASSERT_EQ(missing.size(), 2u);
+    EXPECT_EQ(std::make_pair(missing[0].first, missing[0].count), std::make_pair(1ul, 32766ul));
+    EXPECT_EQ(std::make_pair(missing[1].first, missing[1].count), std::make_pair(32768ul, 7231ul));
+}
+
 /// Where each search for an index is long, they are few: a packet with a flipped bit does not hold up the receiver.
 TEST(SequenceAudit, DoesNotSearchForLong)
 {

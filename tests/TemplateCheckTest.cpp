@@ -125,6 +125,8 @@ TEST(TemplateCheck, ListsTheFieldsOfATemplate)
     const auto frame =
         FrameBuilder().Ethernet(CMacAddress(1ul), CMacAddress(2ul)).Number(Counting<std::uint8_t>(65, 3));
     EXPECT_EQ(list(frame.Compile()), "32+15 $ at 14 1-1 A B C 3 number\n");
+    const auto holed = FrameBuilder().Number(7, 2).Hole("stamp", 2).Number(Counting<std::uint8_t>(65, 3));
+    EXPECT_EQ(list(holed.Compile()), "0+0 $ at 4 1-1 A B C 3 number#2\n");
 }
 
 TEST(TemplateCheck, CountsFlowsAndTellsWhatCannotBeRead)
@@ -140,6 +142,9 @@ TEST(TemplateCheck, CountsFlowsAndTellsWhatCannotBeRead)
         messages("@x(1,6,1,1):@x(1,4,1,1):@x(0,2,1,1)"),
         "126n 0+11 The counters advance together and show 12 of 48 combinations. For all of them, give the counters "
         "repeats of 0, 5, 23.\n");
+    EXPECT_EQ(messages("@x(1,2147483648):@x(1,2147483648):@x(1,2147483648)"),
+              "126n 0+16 The counters advance together and show 2147483648 of 2^64 or more combinations. For all of "
+              "them, give the counters repeats of 0, 2147483647, 4611686018427387903.\n");
     EXPECT_EQ(messages("@x(1,5,1,1,4):@x(1,5,1,1)"), "");
     EXPECT_EQ(messages("@x(1,6):@x(1,5)"), "");
     EXPECT_EQ(messages("@x(1,0)@x(1,90)"), "127n 0+7 The index cannot be told from a value, because nothing shows "

@@ -203,6 +203,9 @@ TEST(Traffic, IsEqualToWhatIsMadeInTheSameWay)
     }
     EXPECT_EQ(Mix({{a, 2}, {b, 1}}), all[1]);
     EXPECT_EQ(Shuffled(CompiledTemplate("a@x(0,6,1)"), IndexOrder(6, 1)), all[5]);
+    const auto holed = [](unsigned char fill) { return FrameBuilder().Fill(1, fill).Hole("stamp", 2).Compile(); };
+    EXPECT_EQ(holed(1), holed(1));
+    EXPECT_FALSE(holed(1) == holed(2));
     SequenceAudit left(all[1], {0, 9}), right(Mix({{a, 2}, {b, 1}}), {0, 9}), other(all[3], {0, 9});
     EXPECT_TRUE(left.Merge(right));
     EXPECT_FALSE(left.Merge(other));
@@ -282,6 +285,38 @@ TEST(Traffic, TellsWhichTemplateAPacketWasOf)
     EXPECT_FALSE(SequenceAudit(packets, {0, 1000}, options).IsCertain());
     EXPECT_THROW(SequenceAudit(Mix({{flags[0], 1}, {CompiledTemplate("@x(0,0,1)"), 1}}), {0, 10}, options),
                  std::invalid_argument);
+}
+
+/// Of two parts, of which one begins as the other, the size tells, unless packets are cut or a trailer follows.
+TEST(Traffic, TellsPartsBySizeWhereSizesAreWhole)
+{
+    const CompiledTemplate packets =
+        Mix({{CompiledTemplate("@h 01 @$(00,0,01,big)"), 1}, {CompiledTemplate("@h 01 @$(00,0,01,big) 02 03"), 1}});
+    const auto isCertain = [&packets](std::size_t leastSize, std::size_t trailer) {
+        AuditOptions options;
+        options.leastSize = leastSize;
+        options.trailer = trailer;
+        return SequenceAudit(packets, {0, 200}, options).IsCertain();
+    };
+    EXPECT_TRUE(isCertain(0, 0));
+    EXPECT_TRUE(isCertain(0, 1));
+    EXPECT_FALSE(isCertain(0, 2));
+    EXPECT_FALSE(isCertain(2, 0));
+}
+
+/// Far from what comes next, in an order that is longer than 32 bits.
+TEST(Traffic, AuditsLongOrders)
+{
+    constexpr std::uint64_t kCount = std::uint64_t{1} << 40;
+    const CompiledTemplate packets =
+        Shuffled(CompiledTemplate("@h @$(0000000000,0,0000000001,big)"), IndexOrder(kCount, 7));
+    SequenceAudit audit(packets, {0, kCount});
+    for (const std::uint64_t index : {kCount / 2 + 3, kCount / 4, kCount - 1}) {
+        std::uint64_t found = 0;
+        EXPECT_EQ(audit.Add(ValueAt(packets, index), &found),
+                  index == kCount / 4 ? SequenceAudit::Verdict::Late : SequenceAudit::Verdict::InOrder);
+        EXPECT_EQ(found, index);
+    }
 }
 
 } // namespace zor::common::test
