@@ -81,10 +81,11 @@ def read_targets(root):
 
 
 def compiled_in(root, target):
-    """The sources that a target compiles, each with its include directories and definitions."""
+    """The sources that a target compiles, each with its include directories and definitions. A source of a unity build
+    has no compile group in CMake's reply; it gets the flags of the target's first group."""
     for source in target.get("sources", []):
-        if source["path"].startswith(tuple(f"{part}/" for part in PARTS)) and "compileGroupIndex" in source:
-            group = target["compileGroups"][source["compileGroupIndex"]]
+        if source["path"].startswith(tuple(f"{part}/" for part in PARTS)) and source["path"].endswith(".cpp"):
+            group = target["compileGroups"][source.get("compileGroupIndex", 0)]
             yield source["path"], [f"-I{i['path']}" for i in group.get("includes", [])] + [
                 f"-D{d['define']}" for d in group.get("defines", [])]
 
