@@ -59,6 +59,7 @@ TEST(CompiledTemplate, TellsSizesPeriodsAndSpans)
         EXPECT_EQ(std::to_string(compiled.GetPeriod()), row[3]) << row[0];
         EXPECT_EQ(SpansOf(compiled), row[4]) << row[0];
     }
+    EXPECT_EQ(CompiledTemplate("@_(2,1)ab@x(8,3)@_").GetMaxSize(), 5u) << "a length of one byte";
 }
 
 TEST(CompiledTemplate, PeriodsOfSomeFields)
