@@ -119,7 +119,7 @@ TEST(AddressText, FaultsHaveAReasonAndAPlace)
     EXPECT_EQ(SharedStyle(), style);
 }
 
-/// Each beside its portable twin, which is the plain rule.
+/// The SSE2 forms give the same results as the portable ones; elsewhere both are the same functions.
 TEST(AddressText, FastPathsAgreeWithPlainOnes)
 {
     using namespace detail;

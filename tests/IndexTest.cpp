@@ -1,6 +1,8 @@
 #include "support/IndexChecks.h"
 #include "support/Rows.h"
 
+#include <common/FrameBuilder.h>
+
 #include <array>
 #include <bit>
 #include <map>
@@ -111,6 +113,23 @@ std::uint64_t IndexOfEightBits(std::uint64_t size, std::uint64_t seed, std::uint
         }
     } while (halves[0] + 16 * halves[1] >= size);
     return halves[0] + 16 * halves[1];
+}
+
+/// A frame may have more fields in an order of their own than 16 bits count.
+TEST(IndexOrder, StandsBehindEachOfManyFields)
+{
+    constexpr std::uint64_t kFields = 65600;
+    FrameBuilder frame;
+    for (std::uint64_t i = 0; i < kFields; ++i) frame.Number(Shuffled(Counting<std::uint8_t>(65, 5), i));
+    const CompiledTemplate packets = frame.Compile();
+    std::string packet;
+    for (const std::uint64_t index : {0u, 1u, 2u, 4u}) {
+        packets.GetValueAt(index, packet);
+        ASSERT_EQ(packet.size(), kFields);
+        for (const std::uint64_t i : {std::uint64_t{0}, std::uint64_t{65534}, std::uint64_t{65535}, kFields - 1}) {
+            EXPECT_EQ(static_cast<unsigned char>(packet[i]), 65 + IndexOrder(5, i).GetIndexAt(index)) << i;
+        }
+    }
 }
 
 TEST(IndexOrder, GivesAllOrdersAlike)

@@ -287,7 +287,8 @@ TEST(Traffic, TellsWhichTemplateAPacketWasOf)
                  std::invalid_argument);
 }
 
-/// Of two parts, of which one begins as the other, the size tells, unless packets are cut or a trailer follows.
+/// Of two parts, of which one begins as the other, the size tells, unless packets are cut or the trailer may be as long
+/// as the difference.
 TEST(Traffic, TellsPartsBySizeWhereSizesAreWhole)
 {
     const CompiledTemplate packets =
@@ -304,7 +305,7 @@ TEST(Traffic, TellsPartsBySizeWhereSizesAreWhole)
     EXPECT_FALSE(isCertain(2, 0));
 }
 
-/// Far from what comes next, in an order that is longer than 32 bits.
+/// Packets far from the expected position are found in an order of more than 2^32 indexes.
 TEST(Traffic, AuditsLongOrders)
 {
     constexpr std::uint64_t kCount = std::uint64_t{1} << 40;
