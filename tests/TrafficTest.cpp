@@ -256,6 +256,23 @@ TEST(Traffic, AuditsNearTheExpectedPacketFirst)
     EXPECT_EQ(one.Add("a000"), SequenceAudit::Verdict::InOrder);
 }
 
+/// Where what is not ignored leaves too many indexes to try, 65,536 positions each way are looked at.
+TEST(Traffic, AuditsNoFurtherThanItCanLook)
+{
+    constexpr std::uint64_t kCount = std::uint64_t{1} << 48;
+    const CompiledTemplate packets =
+        Shuffled(CompiledTemplate("@h @$(000000000000,0,000000000001,big)"), IndexOrder(kCount, 3));
+    AuditOptions options;
+    options.ignored = {{0, 3}};
+    const auto isFound = [&](std::uint64_t index) {
+        SequenceAudit audit(packets, {0, kCount}, options);
+        std::uint64_t found = 0;
+        return audit.Add(ValueAt(packets, index), &found) == SequenceAudit::Verdict::InOrder && found == index;
+    };
+    EXPECT_TRUE(isFound(65536));
+    EXPECT_FALSE(isFound(65537));
+}
+
 /// Of a packet that may be of several templates, the one that differs least is reported.
 TEST(Traffic, TellsWhichTemplateAPacketWasOf)
 {
