@@ -155,6 +155,13 @@ private:
         }
     }
 
+    static std::size_t CheckedWidth(bool isNegative, unsigned long long width)
+    {
+        if (isNegative) Fail::Raise("negative width");
+        if (width > std::numeric_limits<int>::max()) Fail::Raise("number is too big");
+        return static_cast<std::size_t>(width);
+    }
+
     template <class Context>
     std::size_t GetWidth(Context& context) const
     {
@@ -163,11 +170,7 @@ private:
             [](auto width) -> std::size_t {
                 if constexpr (std::is_integral_v<decltype(width)> && !std::is_same_v<decltype(width), bool> &&
                               !std::is_same_v<decltype(width), char>) {
-                    if (width < 0) Fail::Raise("negative width");
-                    if (static_cast<unsigned long long>(width) > std::numeric_limits<int>::max()) {
-                        Fail::Raise("number is too big");
-                    }
-                    return static_cast<std::size_t>(width);
+                    return CheckedWidth(width < 0, static_cast<unsigned long long>(width));
                 } else {
                     Fail::Raise("width is not integer");
                     return 0;
