@@ -115,7 +115,8 @@ AuditLeaf::Reading AuditLeaf::MakeReading(std::size_t size) const
     const std::uint64_t distance = reading.inverse->GetDistance();
     // Where two indexes of the range cannot be so far apart.
     reading.isCertain = mOf->GetReadableCount() != 0 &&
-                        (range.count < 2 || mPath.ShowsOnce(IndexBounds{range.first, mSetup->last}, distance));
+                        (range.count < 2 || (reading.inverse->HasOneReading() &&
+                                             mPath.ShowsOnce(IndexBounds{range.first, mSetup->last}, distance)));
     reading.isUsable = mOf->GetReadableCount() != 0 && reading.inverse->GetLimit() != 1;
     const std::uint64_t tries = reading.inverse->IsQuick() ? 1 : reading.inverse->GetSolver().GetTries();
     reading.isSearched = mPath.CountTries(distance, tries) <= IndexPath::kMaxTries;

@@ -192,7 +192,15 @@ void IndexInverse::TellApart()
             if (isOfText || isChanging[end]) mUntold = i;
         }
     }
-    if (mUntold == kNone) return;
+    if (mUntold == kNone) {
+        const auto isVarying = [](const IndexExpression& expression) {
+            return expression.minSize != expression.maxSize;
+        };
+        // Where no other text varies, the size of the value tells where this one ends.
+        mHasOneReading = mOpenEnded == kNone ||
+                         std::count_if(program.expressions.begin(), program.expressions.end(), isVarying) == 1;
+        return;
+    }
     mUntold = std::min(mUntold, mOpenEnded);
     mOpenEnded = kNone;
     mLargestOpenEnd = 0;

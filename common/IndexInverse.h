@@ -95,6 +95,9 @@ public:
         }
     }
 
+    /// Whether no value can be read in two ways.
+    bool HasOneReading() const noexcept { return mHasOneReading; }
+
     /// What finds an index of the turns.
     const IndexSolver& GetSolver() const noexcept { return mSolver; }
 
@@ -144,6 +147,7 @@ private:
     std::size_t mLastVarying = 0;   ///< Behind the last expression whose text is not in the frame.
     std::size_t mOpenEnded = kNone; ///< The expression whose size nothing but the size of the value tells.
     std::size_t mLargestOpenEnd = 0;
+    bool mHasOneReading = true;
     IndexSolver mSolver;
     std::vector<QuickText> mQuickTexts;
     std::vector<bool> mIsProven; ///< For each expression.

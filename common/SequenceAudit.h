@@ -102,8 +102,10 @@ public:
     SequenceAudit& operator=(SequenceAudit&& other) noexcept; ///< As moving into a new object.
     ~SequenceAudit();                                         ///< Releases the pages.
 
-    /// Whether each expected value occurs only once, so that verdicts are certain and not guesses by position. This
-    /// follows from the periods of the counters, so it may be false although no two values are the same.
+    /// Whether each expected value occurs only once, so that verdicts are certain and not guesses by position. It is
+    /// true only if the periods of the counters show this and each value can be read in one way only, so it may be false
+    /// although no two values are the same. Two ways are possible where a text of varying size stands in front of a length
+    /// of raw bytes, whose first one may be a digit.
     bool IsCertain() const noexcept;
 
     /// Identifies and counts a received packet.

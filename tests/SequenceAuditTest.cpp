@@ -154,6 +154,29 @@ TEST(SequenceAudit, ListsGapsUpToTheEndOfAPage)
     EXPECT_EQ(std::make_pair(missing[1].first, missing[1].count), std::make_pair(32768ul, 7231ul));
 }
 
+/// A number in front of a length byte that may be a digit too: "1215" and the dots are 1, a length of 50 and 15, and they
+/// are 12, a length of 49 and 5.
+TEST(SequenceAudit, ReadsAValueInEachWay)
+{
+    const CompiledTemplate twofold("@x(0,1000)@_(1,1)@x(0,1001)" + std::string(48, '.') + "@_");
+    constexpr std::uint64_t kLow = 7012, kHigh = 987001, kPeriod = 1001000;
+    const std::string value = ValueAt(twofold, kLow);
+    ASSERT_EQ(value, ValueAt(twofold, kHigh));
+    EXPECT_EQ(twofold.FindIndex(value), kLow);
+    EXPECT_EQ(twofold.FindIndex(value, kLow + 1), kHigh);
+    EXPECT_FALSE(SequenceAudit(twofold, {0, kPeriod}).IsCertain());
+    EXPECT_TRUE(SequenceAudit(CompiledTemplate("@x(0,1000)@_(1,1)abc@_"), {0, 1000}).IsCertain());
+    EXPECT_TRUE(SequenceAudit(CompiledTemplate("@$(07,300,0001,hex)-"), {0, 300}).IsCertain()) << "of two sizes";
+    for (const std::uint64_t before : {kLow - 2, kHigh - 2, kPeriod - 1}) {
+        SequenceAudit audit(twofold, {0, kPeriod});
+        std::uint64_t index = 0;
+        EXPECT_EQ(AddAt(audit, twofold, before), Verdict::InOrder);
+        const std::uint64_t nearest = before < kHigh / 2 ? kLow : kHigh;
+        EXPECT_EQ(audit.Add(value, &index), before < nearest ? Verdict::InOrder : Verdict::Late);
+        EXPECT_EQ(index, nearest);
+    }
+}
+
 /// Where each search for an index is long, they are few: a packet with a flipped bit does not hold up the receiver.
 TEST(SequenceAudit, DoesNotSearchForLong)
 {
