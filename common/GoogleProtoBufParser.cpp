@@ -685,9 +685,6 @@ public:
 
     void TakeIn(const CGoogleProtoBufMessageInfo& message)
     {
-        if (message.name.empty()) {
-            Add(Severity::Warning, 0, "This block has no message, and is read as one without a name and fields.");
-        }
         std::vector<std::int32_t> numbers;
         for (const CGoogleProtoBufFieldInfo& field : message.fields) numbers.push_back(field.tag);
         std::sort(numbers.begin(), numbers.end());

@@ -172,11 +172,11 @@ void TurnReader::SetMotion(const std::vector<BitRun>& runs, std::size_t shownBit
 }
 
 /// A hex digit of a number that is longer than what is read as a whole, counted from the lowest one.
+/// \param size  is the full one, which has all digits that the slices name.
 unsigned int TurnReader::DigitAt(const char* text, std::size_t size, std::size_t digit) const noexcept
 {
-    if (mForm == Form::HexDigits) return digit < size ? HexDigitValue(text[size - 1 - digit]) & 15 : 0;
+    if (mForm == Form::HexDigits) return HexDigitValue(text[size - 1 - digit]) & 15;
     const std::size_t byte = digit / 2;
-    if (byte >= size) return 0;
     const auto value = static_cast<unsigned char>(text[mForm == Form::BigBytes ? size - 1 - byte : byte]);
     return digit % 2 == 0 ? value & 15u : value >> 4u;
 }
