@@ -119,7 +119,7 @@ TEST(FrameBuilder, CountsFlowsAsTheyAreShown)
 TEST(FrameBuilder, RefusesWhatCannotBe)
 {
     FrameBuilder ethernet, ip, fragment, ip6, arp, full, padded, repeated, unsummed, pseudowire, tunnel, varied, tabled,
-        endless;
+        endless, crossed;
     ethernet.Ethernet(kSource, kDestination);
     ip.Ipv4(kHere, kThere);
     Ipv4Options more;
@@ -137,7 +137,10 @@ TEST(FrameBuilder, RefusesWhatCannotBe)
     (repeated = ip).Udp(Counting<int>(1, 2, 1, 1), Counting<int>(5, 0)).Number(Counting<std::uint64_t>(0, ~0ul, 2));
     const Counting<std::uint64_t> large(0, std::uint64_t{1} << 32);
     (endless = ip).Number(large).Number(large).Number(large);
-    (varied = repeated).Vary(ByteSpan{18, 2}, Counting<int>(7, 3));
+    const ByteSpan bytes = {18, 2};
+    (varied = repeated).Vary(bytes, Counting<int>(7, 3));
+    (crossed = varied).Cross({"bytes@18"});
+    const std::vector<std::vector<FrameCell>> ones = {{1}, {1}}, pairs = {{1, 1}};
     (tabled = ip).Rows({"ipv4.src", "ipv4.ttl"}, {{kHere, 1}, {kThere, 2}}).Hole("stamp", 3);
     Ipv4Options ecn, offset, dscp;
     ecn.ecn = 4;
@@ -286,6 +289,20 @@ TEST(FrameBuilder, RefusesWhatCannotBe)
              f.Rows({"ipv4.src"}, {{kHere}, {kThere, 1}});
          },
          "Rows: row 1 has 2 values for 1 fields"},
+        {ip, [](auto& f) { f.Rows({}, {}); }, "Rows: no field is named"},
+        {ip, [](auto& f) { f.Rows({"ipv4.src"}, {}); }, "Rows: the table has no rows"},
+        {ip, [&](auto& f) { f.Rows({"vlan.id"}, ones); }, "Rows: \"vlan.id\" is no field of the frame"},
+        {ip,
+         [&](auto& f) {
+             f.Rows({"ipv4.ttl", "ipv4.ttl"}, pairs);
+         },
+         "Rows: \"ipv4.ttl\" is named twice"},
+        {ip, [](auto& f) { f.Vary("ipv4.ttl", OneOf<int>({})); }, "Ipv4: ttl has a list without values"},
+        {tabled, [](auto& f) { f.Vary("stamp", 1); }, "Vary: \"stamp\" is a hole, which the sender writes"},
+        {tabled, [](auto& f) { f.Hole("stamp", 1); }, "Hole: \"stamp\" is the name of another hole"},
+        {tabled, [](auto& f) { f.Hole("other", 0); }, "Hole: \"other\" has no bytes"},
+        {crossed, [&](auto& f) { f.Vary(bytes, 0); }, "Vary: \"bytes@18\" is crossed already"},
+        {crossed, [](auto& f) { f.Vary("bytes@18", 0); }, "Vary: \"bytes@18\" is crossed already"},
         {varied, [](auto& f) { f.GetSpan("bytes@19"); }, "GetSpan: \"bytes@19\" is no field of the frame"},
         {varied, [](auto& f) { f = FrameBuilder::FromPacket(nullptr, 262145); },
          "FromPacket: the packet has more than 262144 bytes"},
