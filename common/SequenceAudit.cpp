@@ -15,11 +15,8 @@ using detail::FrameMatcher;
 
 bool operator==(const AuditOptions& left, const AuditOptions& right)
 {
-    return std::equal(left.ignored.begin(), left.ignored.end(), right.ignored.begin(), right.ignored.end(),
-                      [](const ByteSpan& one, const ByteSpan& other) {
-                          return one.offset == other.offset && one.size == other.size;
-                      }) &&
-           left.leastSize == right.leastSize && left.trailer == right.trailer && left.window == right.window;
+    return left.ignored == right.ignored && left.leastSize == right.leastSize && left.trailer == right.trailer &&
+           left.window == right.window;
 }
 
 } // namespace

@@ -33,6 +33,31 @@ TEST(CompiledTemplate, BatchesHoldSingleValues)
     }
 }
 
+/// Counters of all pairs of sizes are stepped together.
+TEST(CompiledTemplate, BatchesStepTwoCountersOfAnySizes)
+{
+    const auto counter = [](std::size_t size, char start, const char* step) {
+        return "@$(" + std::string(2 * size, start) + ",0," + std::string(2 * size - 2, '0') + step + ",big)";
+    };
+    constexpr std::uint64_t kFirst = 1000, kCount = 300;
+    for (std::size_t first = 1; first <= 8; ++first) {
+        for (std::size_t second = 1; second <= 8; ++second) {
+            const CompiledTemplate compiled("@h " + counter(first, 'f', "03") + "aa" + counter(second, '7', "01"));
+            const std::size_t size = first + 1 + second;
+            for (const bool isPatch : {false, true}) {
+                std::string frames(kCount * size, '\xaa');
+                const FrameBuffers out(reinterpret_cast<unsigned char*>(frames.data()), size);
+                ASSERT_TRUE(isPatch ? compiled.PatchFrames(IndexRange{kFirst, kCount}, out)
+                                    : compiled.RenderFrames(IndexRange{kFirst, kCount}, out));
+                for (std::uint64_t k = 0; k < kCount; ++k) {
+                    ASSERT_EQ(frames.substr(k * size, size), ValueAt(compiled, kFirst + k))
+                        << first << " and " << second;
+                }
+            }
+        }
+    }
+}
+
 TEST(CompiledTemplate, ChecksumsFollowCountersInSequence)
 {
     Random random(44);

@@ -547,6 +547,16 @@ TEST(FrameBuilder, TakenPacketsStayAsTheyAre)
     EXPECT_THROW(numbered.GetSpan("gtp.seq"), std::invalid_argument);
     EXPECT_THROW(numbered.GetSpan("gtp.qfi"), std::invalid_argument);
 
+    FrameBuilder tunnel; // of GRE with types that stand behind Ethernet alone
+    tunnel.Ethernet(kSource, kDestination).Ipv4(kHere, kThere).Gre();
+    packet = ValueAt(tunnel.Bytes(std::string({0, 1, 8, 0, 6, 4, 0, 1}) + std::string(20, 'x')).Compile(), 0);
+    for (const char* type : {"\x81\x00", "\x88\xa8", "\x91\x00", "\x08\x06"}) {
+        packet.replace(36, 2, type, 2);
+        tunnel = FrameBuilder::FromPacket(reinterpret_cast<const unsigned char*>(packet.data()), packet.size());
+        EXPECT_THROW(tunnel.GetSpan("vlan.id"), std::invalid_argument);
+        EXPECT_THROW(tunnel.GetSpan("arp.spa"), std::invalid_argument);
+    }
+
     const unsigned char bytes[] = {'a', 0, 'b'};
     EXPECT_EQ(FrameBuilder(cut).Bytes(bytes, 3).Compile(), FrameBuilder(cut).Bytes({"a\0b", 3}).Compile());
 }

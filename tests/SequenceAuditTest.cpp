@@ -196,20 +196,24 @@ TEST(SequenceAudit, DoesNotSearchForLong)
 TEST(SequenceAudit, MergesOtherPacketsOfTheSameRunAlone)
 {
     const CompiledTemplate frames(kFrames);
-    const auto make = [&](const IndexRange& range, std::size_t trailer = 0, std::uint64_t window = 0) {
-        AuditOptions options;
-        options.trailer = trailer;
-        options.window = window;
+    const auto make = [&](const IndexRange& range, const AuditOptions& options = {}) {
         return SequenceAudit(frames, range, options);
     };
     SequenceAudit audit = make({0, 100});
     AddAt(audit, frames, 5);
     EXPECT_FALSE(audit.Merge(audit));
-    EXPECT_FALSE(audit.Merge(make({0, 101})));
-    EXPECT_FALSE(audit.Merge(make({0, 100}, 1)));
+    for (const IndexRange& range : {IndexRange{1, 100}, {0, 101}, {0, 100, 2}}) EXPECT_FALSE(audit.Merge(make(range)));
+    AuditOptions windowed, others[4];
+    windowed.window = others[0].window = 9;
+    others[1].trailer = 1;
+    others[2].leastSize = 10;
+    others[3].ignored = {{0, 1}};
+    for (const AuditOptions& other : others) EXPECT_FALSE(audit.Merge(make({0, 100}, other)));
+    others[0].ignored = {{0, 2}};
+    others[0].window = 0;
+    EXPECT_FALSE(make({0, 100}, others[3]).Merge(make({0, 100}, others[0])));
     EXPECT_FALSE(audit.Merge(SequenceAudit(CompiledTemplate(std::string(kFrames) + "06"), {0, 100})));
-    SequenceAudit windowed = make({0, 100}, 0, 9);
-    EXPECT_FALSE(windowed.Merge(make({0, 100}, 0, 9)));
+    EXPECT_FALSE(make({0, 100}, windowed).Merge(make({0, 100}, windowed)));
     EXPECT_EQ(audit.GetCounts().received, 1u);
 
     SequenceAudit copy = audit, moved = std::move(copy);
