@@ -304,8 +304,7 @@ struct IndexSolver::Search {
                 isMoved = isMoved || above != 0;
                 index -= above;
             } else if (index <= residue) {
-                isMoved = isMoved || index != residue;
-                index = residue;
+                index = residue; // each block is as long as the modulus at least, so it holds the residue too
             } else {
                 if (modulus == 0) return;
                 const std::uint64_t below = (index - residue) % modulus;
