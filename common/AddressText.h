@@ -47,7 +47,7 @@ constexpr const char* Describe(TextFault fault) noexcept
     case TextFault::LeadingZero: return "leading zero";
     case TextFault::TooFewParts: return "too few parts";
     case TextFault::TooManyParts: return "too many parts";
-    case TextFault::TrailingText: return "text behind the address";
+    case TextFault::TrailingText: return "text after the address";
     }
     return "unknown fault";
 }

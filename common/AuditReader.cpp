@@ -27,7 +27,7 @@ AuditSetup::AuditSetup(const CompiledTemplate& packets, const IndexRange& expect
     if (range.every == 0) throw std::invalid_argument("an audit needs a range with an interval other than 0");
     for (const TrafficLeaf& leaf : TrafficPlan::LeavesOf(of)) {
         if (leaf.isShown && !leaf.of->program->isFixedSize && !options.ignored.empty()) {
-            throw std::invalid_argument("bytes can be ignored in templates of fixed size alone");
+            throw std::invalid_argument("bytes can be ignored only in templates of fixed size");
         }
     }
     if (range.count == 0) return;

@@ -170,7 +170,7 @@ FrameBuilder& FrameBuilder::Vary(const std::string& name, const FrameVariation& 
             return *this;
         }
     }
-    RefuseField("Vary", name, "is no field of the frame");
+    RefuseField("Vary", name, "is not a field of the frame");
 }
 
 FrameBuilder& FrameBuilder::Vary(const ByteSpan& span, const FrameVariation& variation)
@@ -241,7 +241,7 @@ FrameBuilder& FrameBuilder::Cross(const std::vector<std::string>& fields)
     std::uint64_t interval = 1;
     for (const std::string& name : fields) {
         const auto found = named.find(name);
-        if (found == named.end()) RefuseField("Cross", name, "is no field of the frame");
+        if (found == named.end()) RefuseField("Cross", name, "is not a field of the frame");
         FrameField* const field = found->second;
         if (!field) RefuseField("Cross", name, "is named twice");
         if (field->isCrossed) RefuseField("Cross", name, "is crossed already");
@@ -296,7 +296,7 @@ FrameBuilder& FrameBuilder::Rows(const std::vector<std::string>& fields,
     std::unordered_map<std::string_view, FrameField*> named = FieldsOf(*copy.mStack);
     for (std::size_t column = 0; column < fields.size(); ++column) {
         const auto found = named.find(fields[column]);
-        if (found == named.end()) RefuseField("Rows", fields[column], "is no field of the frame");
+        if (found == named.end()) RefuseField("Rows", fields[column], "is not a field of the frame");
         if (!found->second) RefuseField("Rows", fields[column], "is named twice");
         detail::FrameTable list;
         detail::FrameValue value;
@@ -357,7 +357,7 @@ ByteSpan FrameBuilder::GetSpan(const std::string& name) const
     for (const FrameField& field : mStack->spans) {
         if (field.name == name) return {field.offset, field.size};
     }
-    RefuseField("GetSpan", name, "is no field of the frame");
+    RefuseField("GetSpan", name, "is not a field of the frame");
 }
 
 } // namespace zor::common

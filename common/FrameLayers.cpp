@@ -88,25 +88,25 @@ void CheckPlace(const FrameStack& stack, const FrameLayer& layer)
 {
     const unsigned int behind = TraitsOf(layer.kind).behind;
     if (stack.layers.empty()) {
-        if ((behind & kIsFirst) == 0) RefuseLayer(layer.kind, "cannot be first, it stands behind " + ListOf(behind));
+        if ((behind & kIsFirst) == 0) RefuseLayer(layer.kind, "cannot be first; it must follow " + ListOf(behind));
         return;
     }
     const FrameLayer& previous = stack.layers.back();
     const unsigned int kind = Bit(layer.kind);
     if ((behind & Bit(previous.kind)) == 0) {
         const std::string needed = behind == kCarriers ? "" : ListOf(behind); // which for payload are most
-        RefuseLayer(layer.kind, std::string("cannot stand behind ") + TraitsOf(previous.kind).call +
-                                    (needed.empty() ? "" : ", but behind " + needed));
+        RefuseLayer(layer.kind, std::string("cannot follow ") + TraitsOf(previous.kind).call +
+                                    (needed.empty() ? "" : ", only " + needed));
     }
     if (previous.isFragment && (kind & ~(kPayloads | Bit(Kind::Padding))) != 0) {
-        RefuseLayer(layer.kind, "cannot stand behind a fragment of Ipv4, which carries a piece of a packet");
+        RefuseLayer(layer.kind, "cannot follow a fragment of Ipv4, which carries a piece of a packet");
     }
     if (previous.isPseudowire && (kind & (kIp | Bit(Kind::Mpls))) != 0) {
-        RefuseLayer(layer.kind, "cannot stand behind the control word of Mpls, which Ethernet follows");
+        RefuseLayer(layer.kind, "cannot follow the control word of Mpls; only Ethernet can");
     }
     const bool isUnsummed = previous.kind == Kind::Udp && !previous.hasChecksum;
     if (isUnsummed && stack.layers[stack.layers.size() - 2].kind == Kind::Ipv6 && (kind & kTunnels) == 0) {
-        RefuseLayer(layer.kind, "cannot stand behind Udp without a checksum over Ipv6, which tunnels alone can");
+        RefuseLayer(layer.kind, "cannot follow Udp without a checksum over Ipv6; only tunnels can");
     }
 }
 

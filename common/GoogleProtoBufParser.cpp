@@ -664,11 +664,12 @@ public:
         const std::size_t message = FindMessage(block);
         const bool isMessage = block.substr(message).starts_with("message");
         Add(Severity::Error, message,
-            !isMessage
-                ? "No message stands in the block that begins here, so reading ends here, and nothing that follows is "
-                  "read."
-                : "No number stands in the comment directly above this message, so reading ends here, and nothing that "
-                  "follows is read.",
+            !isMessage ? "There is no message in the block that begins here, so reading ends here, and nothing that "
+                         "follows is "
+                         "read."
+                       : "There is no number in the comment directly above this message, so reading ends here, and "
+                         "nothing that "
+                         "follows is read.",
             isMessage ? "// 1" : "");
         mNotes.clear();
         Flush();

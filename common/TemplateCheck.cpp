@@ -102,10 +102,9 @@ private:
         }
         CheckDigits(mIn.text.substr(from));
         if (from < mIn.text.size() && mIn.text.back() == '@') {
-            mIn.Warn(
-                118, mIn.text.substr(mIn.text.size() - 1),
-                "The \"@\" at the end of a hex template repeats the bytes in front of it, from the last expression on.",
-                "@@");
+            mIn.Warn(118, mIn.text.substr(mIn.text.size() - 1),
+                     "The \"@\" at the end of a hex template repeats the bytes before it, from the last expression on.",
+                     "@@");
         }
     }
 
@@ -133,8 +132,7 @@ private:
     void CheckRun(std::string_view run)
     {
         if (run.size() % 2 == 0) return;
-        mIn.Warn(117, run,
-                 "The run " + Quote(run) + " has an odd number of hex digits, so a zero is put in front of it.",
+        mIn.Warn(117, run, "The run " + Quote(run) + " has an odd number of hex digits, so a zero is put before it.",
                  "0" + std::string(run));
     }
 
@@ -264,7 +262,7 @@ private:
             if (!mLengths[next + 1].hasList) continue;
             mIn.Warn(135, mLengths[next + 1].text,
                      "This length field ends what the one before it measures, as length fields do not nest, so its "
-                     "list does not count.",
+                     "list is ignored.",
                      mIn.marker.size() != 1 ? std::string() : WithoutList(mIn, mLengths[next + 1].text));
         }
     }

@@ -56,9 +56,9 @@ ZOR_COMMON_API std::vector<TemplateDiagnostic> CheckTemplate(const CompiledTempl
 /// Formats a diagnostic as compilers do: the place, the severity, the code and the message; the line of the text with a
 /// caret below each byte concerned; and what to write instead, if there is a hint.
 /// \code{.unparsed}
-/// list.txt:1:17: warning ZT109: "ip4" is not a format, so the bytes are shown with the least significant one first.
-///   @$(0A000001,0,1,ip4)
-///                   ^^^
+/// list.txt:1:24: warning ZT109: "ip4" is not a format, and means little: raw bytes, the least significant one first.
+///   @$(0A000001,0,00000001,ip4)
+///                          ^^^
 ///   instead: ipv4
 /// \endcode
 ///

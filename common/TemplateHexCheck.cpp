@@ -43,7 +43,7 @@ void CheckHexArgument(CheckedTemplate& in, const CheckedExpression& of, std::siz
     if (IsHexArgument(word)) return;
     if (word.front() == '-' || word.front() == '+') {
         return in.Warn(130, word,
-                       "A sign in front of a hex " + std::string(name) + " does not count, so " + Quote(word) + " is " +
+                       "A sign before a hex " + std::string(name) + " is ignored, so " + Quote(word) + " is " +
                            Quote(Hexfield(std::string(word)).ToString()) + '.',
                        HintFor(of, [&] { return HexDigitsFor(word, size); }));
     }
@@ -52,7 +52,7 @@ void CheckHexArgument(CheckedTemplate& in, const CheckedExpression& of, std::siz
     const std::string read = Hexfield(std::string(word)).ToString();
     in.Warn(129, word,
             "The " + std::string(name) + ' ' + Quote(word) + " is read as the hex digits " + Quote(read) +
-                ", and its other characters do not count.",
+                ", and its other characters are ignored.",
             HintFor(of, [&] { return digits; }));
 }
 

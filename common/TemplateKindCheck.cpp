@@ -75,8 +75,8 @@ void CheckDecimal(CheckedTemplate& in, const CheckedExpression& of)
     if (const std::optional<std::uint64_t> apart = FirstTurnApart(counter)) {
         const std::string hint = HintFor(of, [&] { return WithPeriodAsCount(of, counter); });
         in.Warn(111, of.text,
-                "Wildcards::GetValueAt() gives other values than stepping does from turn " + std::to_string(*apart) +
-                    " on, because " +
+                "Wildcards::GetValueAt() gives other values than stepping does from value number " +
+                    std::to_string(*apart) + " on, because " +
                     (startsAbove ? "it takes the start modulo the maximum plus one."
                                  : "step times index passes 2^32 before it is taken modulo the maximum plus one.") +
                     (hint.empty() ? kUseCompiled : " A count after which the values come back anyway avoids that."),

@@ -83,7 +83,7 @@ void CheckNumber(CheckedTemplate& in, const CheckedExpression& of, std::size_t p
     case NumberForm::WithTail:
         return in.Warn(132, word,
                        "The " + std::string(name) + ' ' + Quote(word) + " is read as " + std::to_string(number) +
-                           ". What stands behind the digits does not count.",
+                           ". The characters after the digits are ignored.",
                        HintFor(of, [&] { return std::to_string(number); }));
     default: break;
     }
@@ -107,8 +107,8 @@ void CheckArguments(CheckedTemplate& in, const CheckedExpression& of)
     } else if (arguments.wordCount > most && !(of.kind == 'b' && arguments.wordCount == 6)) {
         in.Warn(138, of.text,
                 "The kind " + Quote(of.text.substr(1, 1)) + " takes " +
-                    (most == 0 ? "no arguments, so the list does not count."
-                               : Plural(most, "argument") + ", and the others do not count."),
+                    (most == 0 ? "no arguments, so the list is ignored."
+                               : Plural(most, "argument") + ", and the others are ignored."),
                 HintFor(of, [&] {
                     if (most == 0) return WithoutList(in, of.text);
                     std::vector<std::string> words = WordsOf(of, most);
@@ -126,9 +126,9 @@ void ReportDelimiters(CheckedTemplate& in, const CheckedExpression& of, std::str
                       std::size_t missing)
 {
     in.Warn(107, where,
-            position == 0 ? "No first argument stands here, so the one behind takes its place."
-                          : "Nothing stands between these delimiters, so they count as one, and the arguments behind "
-                            "them move to the front.",
+            position == 0 ? "There is no first argument, so the one after it takes its place."
+                          : "Nothing is between these delimiters, so they count as one, and the arguments after "
+                            "them are read one position earlier.",
             HintFor(of, [&] {
                 std::string hint = position == 0 ? "" : ",";
                 const std::vector<std::string> words = WordsOf({of.text, of.kind, false, true, {}, {}}, 6);
@@ -179,7 +179,7 @@ bool CheckList(CheckedTemplate& in, CheckedExpression& of)
     }
     if (of.list.find(in.marker) != std::string_view::npos || of.list.find('(') != std::string_view::npos) {
         in.Warn(134, of.text,
-                "The list goes on to the next parenthesis and takes what stands before it. It was probably meant to "
+                "The list goes on to the next parenthesis and takes the text before it. It was probably meant to "
                 "end sooner.",
                 HintFor(of, [&] {
                     const std::string_view meant = ListMeant(of.list);

@@ -32,7 +32,7 @@ void CheckSchema(const std::string& path)
 void CheckOne(const std::string& text, const std::string& name)
 {
     const std::vector<TemplateDiagnostic> found = CheckTemplate(text);
-    if (found.empty()) std::cout << name << ": nothing to say\n";
+    if (found.empty()) std::cout << name << ": no findings\n";
     for (const TemplateDiagnostic& each : found) std::cout << ToText(each, text, name);
 }
 

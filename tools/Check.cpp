@@ -157,7 +157,7 @@ int Check(Options& options)
         for (const auto& [each, text] : found) {
             Print(Colored(ShowDiagnostic(each, text), each.severity, options.hasColor));
         }
-        if (found.empty()) Print("nothing to say\n");
+        if (found.empty()) Print("no findings\n");
         if (forecast) Print(Describe(*forecast, options));
     }
     const bool fails =

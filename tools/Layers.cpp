@@ -88,7 +88,7 @@ Suffixes TakeSuffixes(std::string_view& text)
             throw InputError("behind " + std::string(1, sign) + " must stand a number, not \"" + std::string(digits) +
                              "\"");
         }
-        if (number) throw InputError(std::string(1, sign) + " stands twice");
+        if (number) throw InputError(std::string(1, sign) + " is given twice");
         number = read;
         at = end;
     }

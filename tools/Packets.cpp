@@ -346,7 +346,7 @@ ByteSpan FindSpan(const Packets& packets, const std::string& name)
     try {
         return packets.frame->GetSpan(name);
     } catch (const std::invalid_argument&) {
-        throw InputError("\"" + name + "\" is no field of the frame and no span, which is OFFSET:SIZE");
+        throw InputError("\"" + name + "\" is not a field of the frame, nor a span, which is OFFSET:SIZE");
     }
 }
 

@@ -31,7 +31,7 @@ zor_common_tool_test(doubtful
     ARGUMENTS make --count 1 -e "@$(10.0.0.1,5,00000001,ipv4)"
     OUTPUT "0.1.0.1\n"
     ERROR "template:1:4: warning ZT129: The start \"10.0.0.1\" is read as the hex digits \"010001\", and its other \
-characters do not count.\n  @$(10.0.0.1,5,00000001,ipv4)\n     ^^^^^^^^\n  instead: 0a000001\n")
+characters are ignored.\n  @$(10.0.0.1,5,00000001,ipv4)\n     ^^^^^^^^\n  instead: 0a000001\n")
 set(said_before "template:1:1: error ZT001: The list ends in two delimiters, so every use of the template raises an \
 exception.\n  @x(1,,)\n  ^^^^^^^\n  instead: @x(1)\n")
 zor_common_tool_failure(bad-list "an argument list in the template ends in delimiters" make -e "@x(1,,)")
@@ -107,7 +107,7 @@ text.\n  @x(1,5)@z\n\
 zor_common_tool_test(check-rate
     ARGUMENTS check --frame "eth / ipv4(src=10.0.0.1..10.0.0.250) / udp(sport=1024..65535)" --rate 10G --for 1m --strict
     STATUS 1
-    OUTPUT "nothing to say\nat 10G: 14.9 Mpackets/s, the counters start again after 8064000 packets, 542 ms\n\
+    OUTPUT "no findings\nat 10G: 14.9 Mpackets/s, the counters start again after 8064000 packets, 542 ms\n\
 for 1m: 892857142 packets, they repeat, each one up to 111 times\n")
 zor_common_tool_test(check-json
     ARGUMENTS check -e "@x(1,5,1,1)" --rate 5pps --for 1s --json

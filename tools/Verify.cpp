@@ -98,9 +98,9 @@ void PrintReport(const SequenceAudit::Counts& counts, std::uint64_t sent, bool i
         json.Add("tooOld", counts.tooOld).Add("missing", counts.missing).Add("missingBelow", counts.missingBelow);
         return Print(json.Close('}').GetText() + "\n");
     }
-    std::string text = std::to_string(counts.received) + " packets, of which each one is " + (isCertain ? "" : "un") +
-                       "certain\nin order  " + std::to_string(counts.inOrder) + "\nlate      " +
-                       std::to_string(counts.late);
+    std::string text = std::to_string(counts.received) + " packets received; ";
+    text += isCertain ? "every verdict is certain" : "values may repeat, so verdicts go by the nearest position";
+    text += "\nin order  " + std::to_string(counts.inOrder) + "\nlate      " + std::to_string(counts.late);
     if (counts.late > 0) text += ", by up to " + std::to_string(counts.maxLateness) + " packets";
     text += "\nduplicate " + std::to_string(counts.duplicate) + "\nchanged   " + std::to_string(counts.changed) +
             "\nforeign   " + std::to_string(counts.foreign) + "\n";

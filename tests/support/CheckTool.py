@@ -277,7 +277,7 @@ class Recipes(Test):
         report = json.loads(run("verify", "--json", "sent.pcapng", "other.pcapng", status=1))
         self.assertEqual(report["inOrder"] + report["late"], 50)
         self.assertIn("flows", run("show", "sent.pcapng"))
-        self.assertIn("nothing to say", run("check", "sent.pcapng"))
+        self.assertIn("no findings", run("check", "sent.pcapng"))
 
     def test_captures_without_a_recipe(self):
         run("make", "--frame", FRAME, "-o", "plain.pcap")
@@ -420,7 +420,7 @@ class Verify(Test):
         write_pcap("cut.pcap", [(time_, p[:46]) for time_, p in packets])
         run("verify", "sent.pcapng", "cut.pcap", "--least-size", "46")
         run("verify", "sent.pcapng", "sent.pcap", "--window", "10")
-        self.assertIn("\"ipv4.tll\" is no field", run("verify", "sent.pcapng", "cut.pcap", "--ignore", "ipv4.tll", status=2))
+        self.assertIn("\"ipv4.tll\" is not a field", run("verify", "sent.pcapng", "cut.pcap", "--ignore", "ipv4.tll", status=2))
         self.assertIn("--count must say", run("verify", "--frame", FRAME, "sent.pcap", status=2))
         self.assertIn("no capture is given", run("verify", "sent.pcapng", status=2))
 
@@ -493,7 +493,7 @@ class Captures(Test):
         self.assertEqual(read("a.pcapng"), read("b.pcapng"))
         self.assertEqual(judge("tshark", "-r", "a.pcapng", "-T", "fields", "-e", "frame.len").split(), [str(s) for s in sizes])
         self.assertRegex(run("show", "a.pcapng"), r"(?s)flows +258\n.*1: number .*2: number .*3: @\$ ")
-        self.assertIn("nothing to say", run("check", "a.pcapng"))
+        self.assertIn("no findings", run("check", "a.pcapng"))
         for text, error in [("7", "a stream must be a weight"), ("x eth", "the weight of a stream"), ("0 eth", "weight"),
                             ("1 eth / ip", "there is no layer"), ("1 eth\n1 ipv4", "some streams start with IP"),
                             ("", "has no stream"), ("1 @x(1,,)", "ends in two delimiters")]:

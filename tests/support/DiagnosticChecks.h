@@ -124,7 +124,7 @@ inline void CheckCounterFacts(Random& random)
         largest = std::max(largest, exact.size());
     }
     ASSERT_EQ(Has(found, 111), apart != count);
-    const std::string from = " from turn " + std::to_string(apart) + " on,";
+    const std::string from = " from value number " + std::to_string(apart) + " on,";
     for (const TemplateDiagnostic& each : found)
         ASSERT_TRUE(each.code != 111 || isHex || each.message.find(from) != std::string::npos) << each.message << from;
     ASSERT_EQ(Has(found, 125), !compiled.StepsAlike());
