@@ -77,6 +77,6 @@ int main(int argc, char** argv)
     return examples::Run("damage-capture", [&] {
         if (argc != 5) throw examples::UsageError("usage: damage-capture CAPTURE-FILE DAMAGED-FILE LIST-FILE SEED");
         Damage(argv[1], argv[2], argv[3], examples::ReadNumber("the seed", argv[4]));
-        std::cout << "what was done to " << argv[1] << " stands in " << argv[3] << '\n';
+        std::cout << "the list of changes is in " << argv[3] << '\n';
     });
 }

@@ -55,21 +55,23 @@ say <<'END'
 
 --frame takes the headers by name, from the outside in. A range counts, 10.0.0.1..10.0.0.250; "number(4)" is the sequence
 number. Lengths and checksums are filled in. A capture in the pcapng format also holds the recipe of its packets, which
-"show" reads:
+"show" reads. "readable: each index" says that "find" gets every number back:
 END
-run "zor-packets make --frame 'eth / ipv4(src=10.0.0.1..10.0.0.250) / udp(sport=1024..65535) / number(4)' --count 100k -o sent.pcapng"
+run "zor-packets make --frame 'eth / ipv4(src=10.0.0.1..10.0.0.250, dst=192.168.0.1) / udp(sport=1024..65535) / number(4)' --count 100k -o sent.pcapng"
 run 'zor-packets show sent.pcapng'
 say <<'END'
 4. What is missing?
 
 --like takes the recipe of another capture. "damage-capture" then does to it what a network may do: it loses, duplicates,
-delays and changes packets. The 1 is the seed of its random numbers, and done.txt lists what it did:
+delays, cuts and changes packets, and adds packets of its own. The 1 is the seed of its random numbers, and done.txt lists
+what it did:
 END
 run 'zor-packets make --like sent.pcapng -o sent.pcap'
 run 'damage-capture sent.pcap received.pcap done.txt 1'
 say <<'END'
 "verify" compares what was received with the recipe in sent.pcapng, and --missing writes the numbers of the missing
-packets. Its exit status is 1, as there are differences:
+packets. Foreign packets match no number: they were cut, lost their number, or came from elsewhere. A packet that does not
+arrive as it was sent is missing. The exit status is 1, as there are differences:
 END
 run 'zor-packets verify sent.pcapng received.pcap --missing missing.txt || echo "exit status $?"'
 run 'head -n 3 missing.txt'
@@ -77,7 +79,7 @@ say <<'END'
 5. What is wrong with this template?
 
 "check" explains what a template does that its writer probably does not mean, and what to write instead. Here the address
-has dots where hex digits are expected:
+has dots where hex digits are expected. -e takes a template, or another text, from the command line:
 END
 run "zor-packets check -e '@\$(10.0.0.1,250,00000001,ipv4)'"
 say <<'END'
@@ -115,9 +117,9 @@ the received capture together:
 END
 run "python3 -c '
 import numpy, zor_common
-packets = zor_common.Template.frame(\"eth / ipv4(src=10.0.0.1..10.0.0.250) / udp(sport=1024..65535) / number(4)\")
+packets = zor_common.Template.frame(\"eth / ipv4(src=10.0.0.1..10.0.0.250, dst=192.168.0.1) / udp(sport=1024..65535) / number(4)\")
 print(numpy.asarray(packets.frames(0, 100000)).shape, packets.index(packets[99999]))'"
-run "frame='eth / ipv4(src=10.0.0.1..10.0.0.250) / udp(sport=1024..65535) / number(4)'"
+run "frame='eth / ipv4(src=10.0.0.1..10.0.0.250, dst=192.168.0.1) / udp(sport=1024..65535) / number(4)'"
 run 'python3 distributed_capture.py "$frame" parts.pcap --count 100000'
 run 'cmp parts.pcap sent.pcap && echo "the same bytes"'
 run 'python3 distributed_audit.py "$frame" received.pcap --count 100000'

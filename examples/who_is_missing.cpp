@@ -21,8 +21,8 @@ int main(int argc, char** argv)
         for (std::string packet; capture.Next(packet);) audit.Add(packet);
 
         const SequenceAudit::Counts counts = audit.GetCounts();
-        std::cout << counts.received << " packets, of which each one is " << (audit.IsCertain() ? "" : "un")
-                  << "certain\n"
+        std::cout << counts.received << " packets received; "
+                  << (audit.IsCertain() ? "every verdict is certain" : "verdicts go by the nearest position") << '\n'
                   << "in order  " << counts.inOrder << '\n'
                   << "late      " << counts.late << ", by up to " << counts.maxLateness << " packets\n"
                   << "duplicate " << counts.duplicate << '\n'

@@ -1,6 +1,6 @@
 # Fails unless a page holds the source of an example program, and the output of PROGRAM if that is given. With LIBRARIES, the
-# directory of a shared library that needs no flags, the page's own command must make the same program of that source, in
-# a directory SCRATCH that looks like the top one.
+# directory of a shared library that needs no flags, the page's own command for the file SHOWN must make the same program of
+# that source, in a directory SCRATCH that looks like the top one.
 file(READ ${SOURCE} source)
 file(READ ${README} readme)
 set(texts source)
@@ -22,11 +22,11 @@ foreach(text IN LISTS texts)
 endforeach()
 if(LIBRARIES)
     get_filename_component(top ${README} DIRECTORY)
-    string(REGEX MATCH "\n(g\\+\\+ [^\n]*hello\\.cpp[^\n]*)\n" found "${readme}")
+    string(REGEX MATCH "\n(g\\+\\+ [^\n]*${SHOWN} [^\n]*)\n" found "${readme}")
     file(MAKE_DIRECTORY ${SCRATCH}/build)
     file(CREATE_LINK ${top}/common ${SCRATCH}/common SYMBOLIC)
     file(CREATE_LINK ${LIBRARIES} ${SCRATCH}/build/release SYMBOLIC)
-    file(CREATE_LINK ${SOURCE} ${SCRATCH}/hello.cpp SYMBOLIC)
+    file(CREATE_LINK ${SOURCE} ${SCRATCH}/${SHOWN} SYMBOLIC)
     execute_process(COMMAND sh -c "${CMAKE_MATCH_1}" WORKING_DIRECTORY ${SCRATCH} OUTPUT_VARIABLE first)
     if(NOT first STREQUAL output)
         message(SEND_ERROR "the README's command \"${CMAKE_MATCH_1}\" gives\n${first}")
