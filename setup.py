@@ -11,7 +11,7 @@ version = ".".join(re.search(rf"ZOR_COMMON_VERSION_{part} (\d+)", header)[1] for
 setup(
     name="zor-common",
     version=version,
-    description="Address values, byte fields and packet templates for network test tools",
+    description="Network packets by number, for traffic generators and test tools",
     packages=["zor_common"],
     package_dir={"zor_common": "python/zor_common"},
     package_data={"zor_common": ["__init__.pyi", "py.typed"]},

@@ -65,10 +65,10 @@ enum class FramePattern : unsigned char {
 /// | Gre | Ipv4, Ipv6, Udp | `gre.key`, `gre.seq` |
 /// | Vxlan | Udp | `vxlan.vni` |
 /// | GtpU | Udp | `gtp.teid`, `gtp.seq`, `gtp.qfi` |
-/// | Number | nothing, all but Arp and PadTo | `number` |
-/// | Hole | nothing, all but Arp and PadTo | its own |
-/// | Bytes, Fill, Pattern | nothing, all but Arp and PadTo | |
-/// | PadTo | all | |
+/// | Number | nothing, or any layer but Arp and PadTo | `number` |
+/// | Hole | nothing, or any layer but Arp and PadTo | its own |
+/// | Bytes, Fill, Pattern | nothing, or any layer but Arp and PadTo | |
+/// | PadTo | nothing, or any layer | |
 ///
 /// The fields of the second layer of a kind are called `vlan#2.id`, `number#2` and so on: in a tunnel, `ipv4#2.src` is
 /// the source of the inner packet. An IPv4 fragment may be followed by payload only.

@@ -56,12 +56,12 @@ private:
 template <class Value>
 struct Counting {
     /// \param from    the value at index 0.
-    /// \param turns   how many values there are before the first one comes back; 0 means without end, so that the field
+    /// \param values  how many values there are before the first one comes back; 0 means without end, so that the field
     ///                wraps at its width.
     /// \param by      is added at each change of the value.
     /// \param again   how often a value is shown again before the next one, so that it lasts \a again + 1 indexes.
-    constexpr Counting(const Value& from, std::uint64_t turns, CountingStep by = 1, std::uint64_t again = 0) noexcept
-        : first(from), count(turns), step(by), repeat(again)
+    constexpr Counting(const Value& from, std::uint64_t values, CountingStep by = 1, std::uint64_t again = 0) noexcept
+        : first(from), count(values), step(by), repeat(again)
     {
     }
 

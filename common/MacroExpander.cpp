@@ -500,8 +500,8 @@ bool CMacroExpander::ParseExpr(const std::string& expr, std::string& error)
     return valid;
 }
 
-/// Parses an expression into \a tokens. If that fails, the expander's tokens become once more those of the expression
-/// that was accepted last.
+/// Parses an expression into \a tokens. If that fails, the expander's tokens are again those of the expression that
+/// was accepted last.
 bool CMacroExpander::ParseOrGoBack(const std::string& expr, std::string& error, Tokens& tokens)
 {
     std::string messages = error; // a copy, because the caller's text may be the expression to go back to

@@ -23,12 +23,13 @@ struct AuditOptions {
     /// Bytes that devices on the way may change: TTL, addresses, checksums, holes. They are not compared. An expression
     /// with such a byte is not used to find the index, but its other bytes are compared. If the other expressions leave
     /// several indexes, up to 65,536 of them are compared, beginning with the one nearest to the expected index. Spans
-    /// are cut at the end of the frame. Not for templates of varying size, but for mixes of frames of several sizes.
+    /// are cut at the end of the frame. Templates of varying size cannot have any, but mixes of frames of several sizes
+    /// can.
     std::vector<ByteSpan> ignored;
 
     /// The least size in bytes of a packet that was cut. It is compared as far as it goes, and it is foreign if the
-    /// bytes that give the index are missing. With 0, packets must be complete. For templates of fixed size, and mixes
-    /// of these.
+    /// bytes that give the index are missing. With 0, packets must be complete. It applies to templates of fixed size
+    /// and to mixes of these, and has no effect on others.
     std::size_t leastSize = 0;
 
     /// How many bytes may follow the value, such as a frame check sequence or padding. They are not compared.

@@ -2,8 +2,8 @@
 #define ZOR_COMMON_WIDE_STEPS_H
 
 /// \file
-/// Internal: SSE2, AVX2 and inline assembly, all of it but ScanHex() in AddressForms.h. Each function has a portable
-/// version, which is used on other processors and compared in the tests.
+/// Internal: all SSE2, AVX2 and inline assembly of the library, except ScanHex() in AddressForms.h. Each function has a
+/// portable version, which is used on other processors and compared in the tests.
 
 #include "AddressForms.h"
 

@@ -116,7 +116,7 @@ PYBIND11_MODULE(_native, module) // NOLINT(readability-identifier-naming): Pytho
         }
     });
 
-    module.doc() = "Address values, byte fields and packet templates for network test tools.";
+    module.doc() = "Network packets by number, for traffic generators and test tools.";
     module.attr("__version__") = ZOR_COMMON_VERSION_STRING;
     AddAddresses(module);
     AddHexfield(module);

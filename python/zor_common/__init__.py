@@ -1,4 +1,4 @@
-"""Address values, byte fields and packet templates for network test tools.
+"""Network packets by number, for traffic generators and test tools.
 
 A packet is a function of its index: a Template renders the bytes of an index, and finds the index of the bytes.
 
