@@ -106,21 +106,35 @@ AuditLeaf::Reading AuditLeaf::MakeReading(std::size_t size) const
         }
     }
     const bool isAll = std::find(isLeftOut.begin(), isLeftOut.end(), true) == isLeftOut.end();
-    const IndexRange grid = mPath.IsWhole() ? range : IndexRange{}; // elsewhere it is looked at afterwards
-    if (isAll && grid.every == 1 && mSetup->options.ignored.empty()) {
-        reading.inverse = std::shared_ptr<const IndexInverse>(mOf, &mOf->inverse);
-    } else {
-        reading.inverse = std::make_shared<const IndexInverse>(program, isLeftOut, grid);
-    }
+    const auto makeInverse = [&](const IndexRange& grid) {
+        return isAll && grid.every == 1 && mSetup->options.ignored.empty()
+                   ? std::shared_ptr<const IndexInverse>(mOf, &mOf->inverse)
+                   : std::make_shared<const IndexInverse>(program, isLeftOut, grid);
+    };
+    // With the grid, too many indexes may have to be tried. Without it, whether the range holds one is asked afterwards.
+    if (mPath.IsWhole()) reading.inverse = makeInverse(range);
+    if (!reading.inverse || !ReachesAll(reading.inverse->GetSolver())) reading.inverse = makeInverse(IndexRange{});
+    const bool reachesAll = ReachesAll(reading.inverse->GetSolver());
+    reading.hasOthers = reading.hasOthers || !reading.inverse->IsAllRead();
     const std::uint64_t distance = reading.inverse->GetDistance();
     // Where two indexes of the range cannot be so far apart.
-    reading.isCertain = mOf->GetReadableCount() != 0 &&
+    reading.isCertain = mOf->GetReadableCount() != 0 && reachesAll &&
                         (range.count < 2 || (reading.inverse->HasOneReading() &&
                                              mPath.ShowsOnce(IndexBounds{range.first, mSetup->last}, distance)));
-    reading.isUsable = mOf->GetReadableCount() != 0 && reading.inverse->GetLimit() != 1;
+    reading.isUsable = mOf->GetReadableCount() != 0;
     const std::uint64_t tries = reading.inverse->IsQuick() ? 1 : reading.inverse->GetSolver().GetTries();
-    reading.isSearched = mPath.CountTries(distance, tries) <= IndexPath::kMaxTries;
+    reading.isSearched = reachesAll && mPath.CountTries(distance, tries) <= IndexPath::kMaxTries;
     return reading;
+}
+
+/// Whether a search finds all indexes that the range shows.
+bool AuditLeaf::ReachesAll(const IndexSolver& solver) const
+{
+    const std::uint64_t limit = solver.GetLimit();
+    if (limit == 0 || mSetup->range.count == 0) return true;
+    const IndexBounds outer = {mSetup->range.first, mSetup->last};
+    const std::optional<IndexBounds> inner = mPath.HasOrder() ? mPath.GetReach() : mPath.InnerOf(outer);
+    return !inner || inner->last < limit;
 }
 
 /// How packets of fewer bytes than the frame are read. Nothing where they lack what tells the index.
@@ -222,9 +236,11 @@ template <class Search, class Visit>
 void AuditLeaf::VisitNearest(const Search& search, std::uint64_t next, bool isSearched, Visit visit) const
 {
     const AuditSetup& setup = *mSetup;
-    if (!mPath.IsWhole() && (mPath.HasOrder() || setup.range.every != 1)) {
-        const std::uint64_t most = !isSearched ? IndexPath::kMaxTries : mPath.HasOrder() ? kNearInOrder : kNearInGrid;
-        if (VisitNear(search, next, most, visit) || !isSearched) return;
+    const bool isSparse = setup.range.every != 1;
+    if (!isSearched || (!mPath.IsWhole() && (mPath.HasOrder() || isSparse))) {
+        const bool isInGrid = isSparse && (!mPath.HasOrder() || setup.range.count <= kNearInGrid);
+        const std::uint64_t most = !isSearched ? IndexPath::kMaxTries : isInGrid ? kNearInGrid : kNearInOrder;
+        if (VisitNear(search, next, most, visit) || !isSearched || setup.range.count <= most) return;
     }
     if (mPath.HasOrder()) return VisitOrdered(search, next, visit);
     const std::optional<IndexBounds> from = setup.GetFrom(next);
@@ -239,24 +255,38 @@ void AuditLeaf::VisitNearest(const Search& search, std::uint64_t next, bool isSe
     std::optional<PlacedIndex> down = below ? place(search.FindLast(*below)) : std::nullopt;
     std::uint64_t triesLeft = kMaxSearchTries;
     // The neighbour is looked at before a search, as indexes of turns that last long stand in rows.
-    const auto find = [&](std::uint64_t neighbour, auto searchOn) -> std::optional<PlacedIndex> {
-        if (search.Suits(neighbour)) return place(neighbour);
+    const auto find = [&](std::uint64_t neighbour, const IndexBounds& bounds,
+                          auto searchOn) -> std::optional<PlacedIndex> {
+        if (neighbour >= bounds.first && neighbour <= bounds.last && search.Suits(neighbour)) return place(neighbour);
         if (triesLeft < search.GetTries()) return std::nullopt;
         triesLeft -= search.GetTries();
-        return place(searchOn());
+        return place(searchOn(bounds));
     };
+    const auto searchUp = [&](const IndexBounds& bounds) { return search.FindFirst(bounds); };
+    const auto searchDown = [&](const IndexBounds& bounds) { return search.FindLast(bounds); };
     for (std::uint64_t tries = 0; tries < IndexSolver::kMaxTries && (up || down); ++tries) {
         const bool isUp = up && (!down || setup.IsNearer(up->outer, down->outer, next));
         const PlacedIndex at = isUp ? *up : *down;
-        if (setup.Holds(at.outer) && visit(at)) return;
+        const bool isHeld = setup.Holds(at.outer);
+        if (isHeld && visit(at)) return;
+        (isUp ? up : down).reset();
+        if (at.inner == (isUp ? above->last : below->first)) continue;
+        if (isHeld) {
+            if (isUp) {
+                up = find(at.inner + stride, {at.inner + 1, above->last}, searchUp);
+            } else {
+                down = find(at.inner - stride, {below->first, at.inner - 1}, searchDown);
+            }
+            continue;
+        }
+        // The search goes on at the next index that the range holds, which there is, as it holds the last one each way.
+        const std::uint64_t held = setup.range.first + setup.PositionOf(at.outer) * setup.range.every;
         if (isUp) {
-            up.reset();
-            if (at.inner == above->last) continue;
-            up = find(at.inner + stride, [&] { return search.FindFirst({at.inner + 1, above->last}); });
+            const auto rest = mPath.InnerOf({held + setup.range.every, from->last});
+            if (rest) up = find(rest->first, *rest, searchUp);
         } else {
-            down.reset();
-            if (at.inner == below->first) continue;
-            down = find(at.inner - stride, [&] { return search.FindLast({below->first, at.inner - 1}); });
+            const auto rest = mPath.InnerOf({before->first, held});
+            if (rest) down = find(rest->last, *rest, searchDown);
         }
     }
 }
@@ -268,6 +298,7 @@ bool AuditLeaf::VisitNear(const Search& search, std::uint64_t next, std::uint64_
     const AuditSetup& setup = *mSetup;
     const auto isFound = [&](std::uint64_t position) {
         const std::uint64_t index = setup.range.first + position * setup.range.every;
+        if (mPath.IsWhole()) return search.Suits(index) && visit(PlacedIndex{index, index});
         const TrafficPlan::Shown shown = TrafficPlan::PlanOf(setup.of)->At(index);
         return shown.leaf == mNumber && search.Suits(shown.index) && visit(PlacedIndex{shown.index, index});
     };
@@ -420,7 +451,7 @@ bool AuditReader::IsCertain() const noexcept
 {
     // Behind a value of varying size, its last digits and the first bytes of a trailer look alike.
     const bool isTold = mFixedCount == mLeaves.size() || mSetup->options.trailer == 0;
-    return isTold && mAreApart &&
+    return mIsReadable && isTold && mAreApart &&
            std::all_of(mLeaves.begin(), mLeaves.end(), [](const AuditLeaf& leaf) { return leaf.IsCertain(); });
 }
 

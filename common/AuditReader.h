@@ -130,6 +130,7 @@ private:
     void LookAhead(std::uint64_t first);
 
     Reading MakeReading(std::size_t size) const;
+    bool ReachesAll(const IndexSolver& solver) const;
     const Reading* ReadingOfCut(std::size_t size);
     bool FindInWhole(std::uint64_t residue, std::uint64_t next, std::uint64_t& index) const;
     std::optional<PlacedIndex> NearestShowing(std::uint64_t inner, std::uint64_t next, bool isUp,

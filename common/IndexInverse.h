@@ -95,6 +95,9 @@ public:
         }
     }
 
+    /// Whether the text of each expression is read that changes and is not left out.
+    bool IsAllRead() const noexcept { return mIsAllRead; }
+
     /// Whether no value can be read in two ways.
     bool HasOneReading() const noexcept { return mHasOneReading; }
 

@@ -248,7 +248,6 @@ bool IndexSolver::Accepts(std::uint32_t cycle, const KnownTurn& known, std::uint
 
 bool IndexSolver::Suits(const std::vector<KnownTurn>& turns, std::uint64_t index) const noexcept
 {
-    if (!mIsComplete && index >= mModulus) return false;
     for (std::uint32_t i = 0; i < mCycles.size(); ++i) {
         const TurnCycle& cycle = mCycles[i];
         if (cycle.startsApart && !cycle.hasCount && (index < cycle.interval) != turns[i].isFirst) return false;

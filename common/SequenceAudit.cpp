@@ -200,6 +200,10 @@ bool SequenceAudit::Restore(std::string_view saved)
     const bool isWhole = audit.window == 0 ? count == seen : count <= seen && (count > 0) == (seen > 0);
     if (!isWhole || last != greatest || counts.maxLateness > greatest || (seen > 0) != (counts.inOrder > 0))
         return false;
+    if (counts.late > 0 && counts.maxLateness == 0) return false;
+    if (audit.window != 0 && counts.maxLateness > audit.window) return false;
+    if ((counts.tooOld > 0 && audit.window == 0) || (seen == 0 && (counts.duplicate > 0 || counts.tooOld > 0)))
+        return false;
     if (seen > 0 && (greatest >= range.count || seen - 1 > greatest)) return false;
     audit.seen.Swap(bits);
     audit.counts = counts;

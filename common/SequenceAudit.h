@@ -22,8 +22,9 @@ namespace zor::common {
 struct AuditOptions {
     /// Bytes that devices on the way may change: TTL, addresses, checksums, holes. They are not compared. An expression
     /// with such a byte is not used to find the index, but its other bytes are compared. If the other expressions leave
-    /// several indexes, up to 65,536 of them are compared, beginning with the one nearest to the expected index. Spans
-    /// are cut at the end of the frame. Templates of varying size cannot have any, but mixes of frames of several sizes
+    /// several indexes, up to 65,536 of them are compared, beginning with the one nearest to the expected index; where
+    /// more would have to be tried to find these, the 65,536 positions on either side are looked at. Spans are cut at
+    /// the end of the frame. Templates of varying size cannot have any, but mixes of frames of several sizes
     /// can.
     std::vector<ByteSpan> ignored;
 

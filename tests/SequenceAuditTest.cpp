@@ -1,5 +1,8 @@
 #include "support/AuditChecks.h"
 
+#include <common/FrameBuilder.h>
+#include <common/Traffic.h>
+
 #include <chrono>
 #include <numeric>
 #include <thread>
@@ -154,6 +157,71 @@ TEST(SequenceAudit, ListsGapsUpToTheEndOfAPage)
     EXPECT_EQ(std::make_pair(missing[1].first, missing[1].count), std::make_pair(32768ul, 7231ul));
 }
 
+/// What a range leaves out takes nothing from what can be found, however long turns last and however far packets are lost.
+TEST(SequenceAudit, FindsPacketsOfSparseRanges)
+{
+    const CompiledTemplate longTurns("@h @$(0000,20000,0001,big,199999)"), numbers("@h @$(00000000,0,00000001,big)");
+    const struct {
+        CompiledTemplate of;
+        IndexRange range;
+        std::vector<std::uint64_t> positions;
+    } rows[] = {
+        {CompiledTemplate("seq @x(0,65536) row @x(0,101,1,0,99998)."), {10000000, 1000, 5}, {0, 1, 2, 500, 7, 999}},
+        {CompiledTemplate("@x(0,100,1,0,999999)."), {0, 50, 2000001}, {0, 1, 2, 3, 20, 11}},
+        {CompiledTemplate("@x(0,7) @x(0,11,1,0,299) @x(0,13,1,0,24999)."), {3000000, 1000, 101}, {0, 1, 2, 3, 5}},
+        {CompiledTemplate("@h @$(00,100,01,big,999999)"), {0, 50, 2000001}, {0, 1, 3, 4, 5, 2}},
+        {CompiledTemplate("@h @$(0000,0,0001,big) @$(00,101,01,big,99998)"),
+         Stripe({0, 7000000, 1}, 3, 7),
+         {0, 1, 70000, 140000, 90000, 139999}},
+        {Mix({{longTurns, 1}}), {150000, 10000, 200000}, {0, 4000, 9000, 9001, 5000}},
+        {Shuffled(numbers, IndexOrder(1000, 1)), {61, 63, 4294967295}, {0, 1, 30, 31, 62, 7}},
+    };
+    for (const auto& row : rows) {
+        SequenceAudit audit(row.of, row.range);
+        std::uint64_t greatest = 0;
+        for (const std::uint64_t position : row.positions) {
+            const std::uint64_t expected = row.range.first + position * row.range.every;
+            std::uint64_t index = 0;
+            EXPECT_EQ(audit.Add(ValueAt(row.of, expected), &index),
+                      position >= greatest ? Verdict::InOrder : Verdict::Late)
+                << "row " << &row - rows << " position " << position;
+            EXPECT_EQ(index, expected);
+            greatest = std::max(greatest, position);
+        }
+    }
+}
+
+/// What the other expressions tell may be no index above a limit; then those near the expected one are compared.
+TEST(SequenceAudit, ComparesWhatIgnoredBytesLeave)
+{
+    const CompiledTemplate frames(
+        "@h @$(00000000,0,00000001,big) @$(00,251,01,big) @$(00,3,01,big,99999) @$(00,3,01,big,149998)");
+    AuditOptions options;
+    options.ignored = {{0, 4}};
+    SequenceAudit audit(frames, {0, 1000000}, options);
+    EXPECT_FALSE(audit.IsCertain());
+    constexpr std::uint64_t kLost = 99850, kNext = 100050;
+    for (std::uint64_t i = 0; i < kNext; ++i) {
+        if (i == kLost) continue;
+        ASSERT_EQ(AddAt(audit, frames, i), Verdict::InOrder) << i;
+    }
+    std::uint64_t index = 0;
+    EXPECT_EQ(audit.Add(ValueAt(frames, kLost), &index), Verdict::Late);
+    EXPECT_EQ(index, kLost);
+    const std::string later = ValueAt(frames, 151234); // which no index before has
+    EXPECT_EQ(audit.Add(later, &index), Verdict::InOrder);
+    EXPECT_EQ(index, 151234u - 4 * 251) << "the first one from 149999 on";
+
+    FrameBuilder listed; // whose list does not tell its row
+    listed.Number(Counting<std::uint8_t>(0, 8)).Number(OneOf<std::uint8_t>({1, 2, 2}));
+    options.ignored = {{0, 1}};
+    SequenceAudit rows(listed.Compile(), {0, 8}, options);
+    for (const std::uint64_t i : {0u, 1u, 3u, 4u}) EXPECT_EQ(AddAt(rows, listed.Compile(), i), Verdict::InOrder) << i;
+
+    const CompiledTemplate unreadable = Shuffled(CompiledTemplate("@x(0,3)-@x(0,0)1"), IndexOrder(7, 1));
+    EXPECT_FALSE(SequenceAudit(unreadable, {0, 1}).IsCertain());
+}
+
 /// A number in front of a length byte that may be a digit too: "1215" and the dots are 1, a length of 50 and 15, and they
 /// are 12, a length of 49 and 5.
 TEST(SequenceAudit, ReadsAValueInEachWay)
@@ -225,6 +293,36 @@ TEST(SequenceAudit, MergesOtherPacketsOfTheSameRunAlone)
     EXPECT_TRUE(audit.Restore(make({0, 100}).Save())) << "of an audit that has seen nothing";
     AddAt(audit, frames, 0);
     EXPECT_EQ(audit.GetCounts().inOrder, 1u);
+}
+
+TEST(SequenceAudit, RestoresNothingThatNoAuditSaves)
+{
+    const CompiledTemplate frames(kFrames);
+    AuditOptions options;
+    options.window = 9;
+    SequenceAudit unseen(frames, {0, 100}), late = unseen, windowed(frames, {0, 100}, options);
+    for (SequenceAudit* const audit : {&late, &windowed}) {
+        AddAt(*audit, frames, 20);
+        EXPECT_EQ(AddAt(*audit, frames, 15), Verdict::Late);
+    }
+    const struct {
+        SequenceAudit& audit;
+        std::size_t number; ///< In the order of saving.
+        char value;
+        bool isTaken;
+    } rows[] = {
+        {unseen, 7, 1, false},                              // a duplicate of nothing
+        {late, 7, 1, true},                                 // a duplicate
+        {late, 10, 1, false},                               // too old without a window
+        {windowed, 10, 1, true}, {late, 11, 0, false},      // late by nothing
+        {late, 11, 9, true},                                // as after joining two audits
+        {windowed, 11, 9, true}, {windowed, 11, 10, false}, // later than the window is long
+    };
+    for (const auto& row : rows) {
+        std::string saved = row.audit.Save();
+        saved[8 * row.number + 7] = row.value;
+        EXPECT_EQ(SequenceAudit(row.audit).Restore(saved), row.isTaken) << "row " << &row - rows;
+    }
 }
 
 /// What each thread has received goes to an audit of its own.
