@@ -25,7 +25,9 @@ AuditSetup::AuditSetup(const CompiledTemplate& packets, const IndexRange& expect
       last(expected.first + (expected.count - 1) * expected.every)
 {
     if (range.every == 0) throw std::invalid_argument("an audit needs a range with an interval other than 0");
-    for (const TrafficLeaf& leaf : TrafficPlan::LeavesOf(of)) {
+    const std::vector<TrafficLeaf> leaves = TrafficPlan::LeavesOf(of);
+    mostLooks = IndexSolver::kMaxTries / std::clamp<std::uint64_t>(leaves.size(), 1, 1024);
+    for (const TrafficLeaf& leaf : leaves) {
         if (leaf.isShown && !leaf.of->program->isFixedSize && !options.ignored.empty()) {
             throw std::invalid_argument("bytes can be ignored only in templates of fixed size");
         }
@@ -111,9 +113,12 @@ AuditLeaf::Reading AuditLeaf::MakeReading(std::size_t size) const
                    ? std::shared_ptr<const IndexInverse>(mOf, &mOf->inverse)
                    : std::make_shared<const IndexInverse>(program, isLeftOut, grid);
     };
-    // With the grid, too many indexes may have to be tried. Without it, whether the range holds one is asked afterwards.
+    // With the grid, too many indexes may have to be tried. Then the search goes without it, and each index found is
+    // checked against the range.
     if (mPath.IsWhole()) reading.inverse = makeInverse(range);
-    if (!reading.inverse || !ReachesAll(reading.inverse->GetSolver())) reading.inverse = makeInverse(IndexRange{});
+    if (!reading.inverse || (range.every != 1 && !ReachesAll(reading.inverse->GetSolver()))) {
+        reading.inverse = makeInverse(IndexRange{});
+    }
     const bool reachesAll = ReachesAll(reading.inverse->GetSolver());
     reading.hasOthers = reading.hasOthers || !reading.inverse->IsAllRead();
     const std::uint64_t distance = reading.inverse->GetDistance();
@@ -147,8 +152,12 @@ const AuditLeaf::Reading* AuditLeaf::ReadingOfCut(std::size_t size)
     auto found = mCut.find(complete);
     if (found == mCut.end()) found = mCut.emplace(complete, MakeReading(size)).first;
     const Reading& reading = found->second;
-    const bool tellsAsMuch =
-        mWhole.isCertain ? reading.isCertain : reading.inverse->GetDistance() == mWhole.inverse->GetDistance();
+    // A distance of 1 tells nothing, so then no text may be missing.
+    const std::uint64_t distance = mWhole.inverse->GetDistance();
+    const bool tellsAsMuch = mWhole.isCertain
+                                 ? reading.isCertain
+                                 : reading.inverse->GetDistance() == distance &&
+                                       (distance != 1 || reading.inverse->CountRead() == mWhole.inverse->CountRead());
     return reading.isUsable && tellsAsMuch ? &reading : nullptr;
 }
 
@@ -239,7 +248,8 @@ void AuditLeaf::VisitNearest(const Search& search, std::uint64_t next, bool isSe
     const bool isSparse = setup.range.every != 1;
     if (!isSearched || (!mPath.IsWhole() && (mPath.HasOrder() || isSparse))) {
         const bool isInGrid = isSparse && (!mPath.HasOrder() || setup.range.count <= kNearInGrid);
-        const std::uint64_t most = !isSearched ? IndexPath::kMaxTries : isInGrid ? kNearInGrid : kNearInOrder;
+        const std::uint64_t everyTry = mPath.HasOrder() ? IndexPath::kMaxTries : mSetup->mostLooks;
+        const std::uint64_t most = !isSearched ? everyTry : isInGrid ? kNearInGrid : kNearInOrder;
         if (VisitNear(search, next, most, visit) || !isSearched || setup.range.count <= most) return;
     }
     if (mPath.HasOrder()) return VisitOrdered(search, next, visit);

@@ -55,6 +55,9 @@ struct AuditSetup {
     AuditOptions options;
     Divisor every;
     std::uint64_t last; ///< Index of the range, if there is one.
+    /// How many positions on either side each template looks at where a search does not reach the whole range. The
+    /// templates of a mix share them, so that a damaged packet does not take long.
+    std::uint64_t mostLooks = 0;
 };
 
 /// A packet that was found.
@@ -100,9 +103,9 @@ private:
     struct Reading {
         std::shared_ptr<const IndexInverse> inverse;
         bool isCertain = false; ///< Whether texts of the expressions occur once in the range.
-        bool isUsable = true;   ///< Whether all that tells the index is there.
-        /// Whether one search finds all indexes. Otherwise too many have to be tried behind an order, and those near the
-        /// expected one are.
+        bool isUsable = true;   ///< Whether the template is readable at all.
+        /// Whether one search finds all indexes. Otherwise too many would have to be tried, or the search does not reach
+        /// the whole range, and only positions near the expected one are looked at.
         bool isSearched = true;
         /// Whether indexes with the same texts may differ in other bytes that change, so that several have to be compared.
         bool hasOthers = false;

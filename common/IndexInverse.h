@@ -95,10 +95,13 @@ public:
         }
     }
 
-    /// Whether the text of each expression is read that changes and is not left out.
+    /// Whether the text of each expression that changes and is not left out is read.
     bool IsAllRead() const noexcept { return mIsAllRead; }
 
-    /// Whether no value can be read in two ways.
+    /// How many numbers are read.
+    std::size_t CountRead() const noexcept { return mRead.size(); }
+
+    /// Whether it is certain that no value can be read in two ways.
     bool HasOneReading() const noexcept { return mHasOneReading; }
 
     /// What finds an index of the turns.
@@ -145,7 +148,7 @@ private:
     std::vector<std::uint32_t> mRead; ///< Places in IndexProgram::expressions, one for each cycle but that of the grid.
     std::vector<Place> mPlaces;       ///< For each of these.
     std::uint64_t mGridTurn = 0;
-    bool mIsAllRead = true;         ///< Whether each expression is read that moves and is not left out.
+    bool mIsAllRead = true;         ///< Whether each expression that moves and is not left out is read.
     std::size_t mUntold = kNone;    ///< The first expression whose text has no end that can be seen.
     std::size_t mLastVarying = 0;   ///< Behind the last expression whose text is not in the frame.
     std::size_t mOpenEnded = kNone; ///< The expression whose size nothing but the size of the value tells.

@@ -303,7 +303,7 @@ struct IndexSolver::Search {
                 isMoved = isMoved || above != 0;
                 index -= above;
             } else if (index <= residue) {
-                index = residue; // each block is as long as the modulus at least, so it holds the residue too
+                index = residue; // which each block holds too, as it is at least as long as the modulus
             } else {
                 if (modulus == 0) return;
                 const std::uint64_t below = (index - residue) % modulus;

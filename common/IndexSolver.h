@@ -89,7 +89,7 @@ public:
     std::optional<std::uint64_t> FindFirst(const std::vector<KnownTurn>& turns, IndexBounds bounds) const;
     std::optional<std::uint64_t> FindLast(const std::vector<KnownTurn>& turns, IndexBounds bounds) const;
 
-    /// Whether an index has the turns, also one from the limit on.
+    /// Whether an index has the turns. It may be at the limit or above, where no search finds it.
     bool Suits(const std::vector<KnownTurn>& turns, std::uint64_t index) const noexcept;
 
     /// How many indexes one search tries, at most.

@@ -22,10 +22,10 @@ namespace zor::common {
 struct AuditOptions {
     /// Bytes that devices on the way may change: TTL, addresses, checksums, holes. They are not compared. An expression
     /// with such a byte is not used to find the index, but its other bytes are compared. If the other expressions leave
-    /// several indexes, up to 65,536 of them are compared, beginning with the one nearest to the expected index; where
-    /// more would have to be tried to find these, the 65,536 positions on either side are looked at. Spans are cut at
-    /// the end of the frame. Templates of varying size cannot have any, but mixes of frames of several sizes
-    /// can.
+    /// several indexes, up to 65,536 of them are compared, beginning with the one nearest to the expected index. Where the
+    /// search for them would take more tries, only the 65,536 positions on either side are looked at, which the
+    /// templates of a mix share. Spans are cut at the end of the frame. Templates of varying size cannot have such bytes;
+    /// mixes of frames of several sizes can.
     std::vector<ByteSpan> ignored;
 
     /// The least size in bytes of a packet that was cut. It is compared as far as it goes, and it is foreign if the
@@ -106,8 +106,8 @@ public:
 
     /// Whether each expected value occurs only once, so that verdicts are certain and not guesses by position. It is
     /// true only if the periods of the counters show this and each value can be read in one way only, so it may be false
-    /// although no two values are the same. Two ways are possible where a text of varying size stands in front of a length
-    /// of raw bytes, whose first one may be a digit.
+    /// although no two values are the same. Two ways are possible where a text of varying size stands before a length
+    /// field of raw bytes, the first of which may be a digit.
     bool IsCertain() const noexcept;
 
     /// Identifies and counts a received packet.

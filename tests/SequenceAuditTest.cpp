@@ -104,6 +104,15 @@ TEST(SequenceAudit, TakesCutPacketsThatHoldWhatTellsTheIndex)
     EXPECT_EQ(few.Add(value.substr(0, 6)), Verdict::InOrder);
     EXPECT_EQ(few.Add(value.substr(0, 11)), Verdict::Duplicate);
 
+    // What is left of these tells nothing, although neither does all of it tell a single index.
+    for (const char* const text : {"@h aabb @$(0000,20000,0001,big,1)", "@h aabb @$(00,300,01,big)"}) {
+        options.leastSize = 2;
+        const CompiledTemplate repeating(text);
+        SequenceAudit bare(repeating, {0, 100}, options);
+        EXPECT_EQ(AddAt(bare, repeating, 7), Verdict::InOrder);
+        EXPECT_EQ(bare.Add(ValueAt(repeating, 7).substr(0, 2)), Verdict::Foreign) << text;
+    }
+
     const CompiledTemplate joined("@h @$(00,4,01,big) @$(0000,6,0101,big,4)"); // of which the first one tells most
     options.leastSize = 1;
     SequenceAudit parts(joined, {0, 60}, options);
@@ -157,7 +166,7 @@ TEST(SequenceAudit, ListsGapsUpToTheEndOfAPage)
     EXPECT_EQ(std::make_pair(missing[1].first, missing[1].count), std::make_pair(32768ul, 7231ul));
 }
 
-/// What a range leaves out takes nothing from what can be found, however long turns last and however far packets are lost.
+/// Packets of a range with gaps are found, however long turns last and however many are lost in between.
 TEST(SequenceAudit, FindsPacketsOfSparseRanges)
 {
     const CompiledTemplate longTurns("@h @$(0000,20000,0001,big,199999)"), numbers("@h @$(00000000,0,00000001,big)");
@@ -191,7 +200,7 @@ TEST(SequenceAudit, FindsPacketsOfSparseRanges)
     }
 }
 
-/// What the other expressions tell may be no index above a limit; then those near the expected one are compared.
+/// The other expressions may find no index above a limit; then positions near the expected one are compared.
 TEST(SequenceAudit, ComparesWhatIgnoredBytesLeave)
 {
     const CompiledTemplate frames(
