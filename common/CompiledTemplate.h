@@ -214,10 +214,11 @@ public:
 
     /// The number of indexes after which all expressions start again with their numbers of index 0: the least common
     /// multiple of the periods of all numbers. The values repeat after it, and not sooner if each expression shows its
-    /// whole number. The period of a counter in drawn order (`Shuffled(Counting(...))`) is its count, also where fewer
-    /// numbers than that come up and may repeat sooner. 0 if it is 2^64 or more, and if the first number of an expression without a count never comes
-    /// back: if the start is above the maximum, is narrower than step or mask, or has bits set above the width of its
-    /// mask, and for a MAC address whose bits outside the mask are not those of Wildcards::SetEtherParams().
+    /// whole number. A counter in drawn order (`Shuffled(Counting(...))`) has the period of its count, times the indexes
+    /// that a value lasts, even if its numbers wrap and so repeat sooner. 0 if it is 2^64 or more, and if the first
+    /// number of an expression without a count never comes back: if the start is above the maximum, is narrower than
+    /// step or mask, or has bits set above the width of its mask, and for a MAC address whose bits outside the mask are
+    /// not those of Wildcards::SetEtherParams().
     std::uint64_t GetPeriod() const noexcept;
 
     /// The same for some of the expressions.

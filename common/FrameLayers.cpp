@@ -102,7 +102,7 @@ void CheckPlace(const FrameStack& stack, const FrameLayer& layer)
         RefuseLayer(layer.kind, "cannot follow a fragment of Ipv4, which carries a piece of a packet");
     }
     if (previous.isPseudowire && (kind & (kIp | Bit(Kind::Mpls))) != 0) {
-        RefuseLayer(layer.kind, "cannot follow the control word of Mpls; only Ethernet can");
+        RefuseLayer(layer.kind, "cannot follow the control word of Mpls; Ethernet or payload can");
     }
     const bool isUnsummed = previous.kind == Kind::Udp && !previous.hasChecksum;
     if (isUnsummed && stack.layers[stack.layers.size() - 2].kind == Kind::Ipv6 && (kind & kTunnels) == 0) {

@@ -344,7 +344,7 @@ bool ReadField(Block& block, CGoogleProtoBufFieldInfo& field)
     field.tag = ToNumber(word);
     NoteNumber(block, word, field.tag);
     if (block.TryToken(";")) return true;
-    MeetOther(block, block.Ahead(), "\";\" behind the field number",
+    MeetOther(block, block.Ahead(), "\";\" after the field number",
               block.fault ? field.name + " = " + std::string(word) + ';' : example);
     return false;
 }
@@ -663,13 +663,9 @@ public:
         const std::string_view block = mLines.Kept();
         const std::size_t message = FindMessage(block);
         const bool isMessage = block.substr(message).starts_with("message");
-        Add(Severity::Error, message,
-            !isMessage ? "There is no message in the block that begins here, so reading ends here, and nothing that "
-                         "follows is "
-                         "read."
-                       : "There is no number in the comment directly above this message, so reading ends here, and "
-                         "nothing that "
-                         "follows is read.",
+        const std::string missing = isMessage ? "There is no number in the comment directly above this message"
+                                              : "There is no message in the block that begins here";
+        Add(Severity::Error, message, missing + ", so reading ends here, and nothing that follows is read.",
             isMessage ? "// 1" : "");
         mNotes.clear();
         Flush();

@@ -96,8 +96,8 @@ std::vector<TemplateDiagnostic> CheckTemplate(const CompiledTemplate& of)
                              first.pos,
                              first.len,
                              "The counters advance together and show " + Number(flows) + " of " + Number(combinations) +
-                                 " combinations. For all of them, cross the counters, which gives them repeats of " +
-                                 repeats + '.',
+                                 " combinations. For all of them, cross the counters: give them repeats of " + repeats +
+                                 '.',
                              {}});
         }
     }

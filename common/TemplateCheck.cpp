@@ -82,7 +82,7 @@ private:
             mIn.Warn(
                 116, isFound ? mIn.text.substr(first.range.pos, first.range.len) : none,
                 "The marker " + Quote(mIn.marker) +
-                    " has several characters. The kind of an expression is the character behind the first of them, so "
+                    " has several characters. The kind of an expression is the character after the first of them, so "
                     "use a marker of one character.");
         } else if (mIn.isHex && mIn.marker != "@") {
             mIn.Warn(141, mIn.text.substr(0, 2),
@@ -162,7 +162,7 @@ private:
         const std::string start(mIn.text.substr(pos, 3));
         const std::string_view meant = ListMeant(mIn.text.substr(open + 1));
         mIn.Warn(102, mIn.text.substr(pos, 3),
-                 "The list behind " + Quote(mIn.text.substr(pos, 2)) +
+                 "The list after " + Quote(mIn.text.substr(pos, 2)) +
                      " has no closing parenthesis, so it is literal text, and there is no argument.",
                  start + std::string(meant) + ")");
     }

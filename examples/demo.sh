@@ -70,8 +70,8 @@ run 'zor-packets make --like sent.pcapng -o sent.pcap'
 run 'damage-capture sent.pcap received.pcap done.txt 1'
 say <<'END'
 "verify" compares what was received with the recipe in sent.pcapng, and --missing writes the numbers of the missing
-packets. Foreign packets match no number: they were cut, lost their number, or came from elsewhere. A packet that does not
-arrive as it was sent is missing. The exit status is 1, as there are differences:
+packets. Foreign packets match no number: they were cut, their counters contradict each other, or they came from
+elsewhere. A packet that does not arrive as it was sent is missing. The exit status is 1, as there are differences:
 END
 run 'zor-packets verify sent.pcapng received.pcap --missing missing.txt || echo "exit status $?"'
 run 'head -n 3 missing.txt'

@@ -45,7 +45,7 @@ TEST(CompiledTemplate, BatchesStepTwoCountersOfAnySizes)
             const CompiledTemplate compiled("@h " + counter(first, 'f', "03") + "aa" + counter(second, '7', "01"));
             const std::size_t size = first + 1 + second;
             for (const bool isPatch : {false, true}) {
-                std::string frames(kCount * size, '\xaa');
+                std::string frames(kCount * size, '\xaa'); // the literal byte, which patching leaves
                 const FrameBuffers out(reinterpret_cast<unsigned char*>(frames.data()), size);
                 ASSERT_TRUE(isPatch ? compiled.PatchFrames(IndexRange{kFirst, kCount}, out)
                                     : compiled.RenderFrames(IndexRange{kFirst, kCount}, out));

@@ -180,7 +180,7 @@ TEST(FrameBuilder, RefusesWhatCannotBe)
         {fragment, [](auto& f) { f.Gre(); },
          "Gre: cannot follow a fragment of Ipv4, which carries a piece of a packet"},
         {pseudowire, [](auto& f) { f.Ipv6(CIpv6Address(), CIpv6Address()); },
-         "Ipv6: cannot follow the control word of Mpls; only Ethernet can"},
+         "Ipv6: cannot follow the control word of Mpls; Ethernet or payload can"},
         {ip, [](auto& f) { f.Vxlan(1); }, "Vxlan: cannot follow Ipv4, only Udp"},
         {unsummed, [](auto& f) { f.Vxlan(1 << 24); }, "Vxlan: vni 16777216 is above 16777215"},
         {ethernet, [](auto& f) { f.Mpls(Counting<int>(1, 1 << 20)); }, "Mpls: label counts past 1048575"},

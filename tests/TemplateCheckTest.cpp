@@ -140,11 +140,11 @@ TEST(TemplateCheck, CountsFlowsAndTellsWhatCannotBeRead)
     EXPECT_EQ(messages("@x(1,5,1,1) @$(00000000,0,00000001,big)"), "");
     EXPECT_EQ(
         messages("@x(1,6,1,1):@x(1,4,1,1):@x(0,2,1,1)"),
-        "126n 0+11 The counters advance together and show 12 of 48 combinations. For all of them, cross the counters, "
-        "which gives them repeats of 0, 5, 23.\n");
+        "126n 0+11 The counters advance together and show 12 of 48 combinations. For all of them, cross the counters: "
+        "give them repeats of 0, 5, 23.\n");
     EXPECT_EQ(messages("@x(1,2147483648):@x(1,2147483648):@x(1,2147483648)"),
               "126n 0+16 The counters advance together and show 2147483648 of 2^64 or more combinations. For all of "
-              "them, cross the counters, which gives them repeats of 0, 2147483647, 4611686018427387903.\n");
+              "them, cross the counters: give them repeats of 0, 2147483647, 4611686018427387903.\n");
     EXPECT_EQ(messages("@x(1,5,1,1,4):@x(1,5,1,1)"), "");
     EXPECT_EQ(messages("@x(1,6):@x(1,5)"), "");
     EXPECT_EQ(messages("@x(1,0)@x(1,90)"), "127n 0+7 The index cannot be told from a value, because nothing shows "

@@ -52,7 +52,7 @@ bool CaptureReader::Next(std::string_view& packet)
     const int result = pcap_next_ex(mCapture, &header, &bytes);
     if (result == PCAP_ERROR_BREAK) return false;
     if (result != 1) {
-        throw InputError(mPath + " is damaged behind packet " + std::to_string(mNumber) + ": " + pcap_geterr(mCapture));
+        throw InputError(mPath + " is damaged after packet " + std::to_string(mNumber) + ": " + pcap_geterr(mCapture));
     }
     ++mNumber;
     packet = std::string_view(reinterpret_cast<const char*>(bytes), header->caplen);

@@ -85,8 +85,7 @@ Suffixes TakeSuffixes(std::string_view& text)
                                                              : suffixes.seed;
         std::uint64_t read = 0;
         if (!ReadElement(digits, read)) {
-            throw InputError("behind " + std::string(1, sign) + " must stand a number, not \"" + std::string(digits) +
-                             "\"");
+            throw InputError("a number must follow " + std::string(1, sign) + ", not \"" + std::string(digits) + "\"");
         }
         if (number) throw InputError(std::string(1, sign) + " is given twice");
         number = read;

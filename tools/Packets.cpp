@@ -104,7 +104,7 @@ std::vector<Stream> GetStreams(const Settings& settings)
         const std::size_t blank = line.find_first_of(" \t");
         const std::size_t from = line.find_first_not_of(" \t", blank);
         if (from == std::string::npos) {
-            throw InputError("a stream must be a weight, and behind it a template or layers, not \"" + line + "\"");
+            throw InputError("a stream must be a weight, followed by a template or layers, not \"" + line + "\"");
         }
         constexpr std::uint64_t kMost = 65536; // of the sum of all weights
         const std::uint64_t weight =

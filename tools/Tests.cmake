@@ -135,7 +135,7 @@ set(header d4c3b2a1020004000000000000000000ffff0000)
 zor_common_inspect_failure(other-link link.pcap
     "link.pcap has packets of link type IEEE802_11 and not of EN10MB" DIGITS ${header}69000000)
 zor_common_inspect_failure(huge-packet huge.pcap
-    "huge.pcap is damaged behind packet 0: invalid packet capture length 4294967295, bigger than snaplen of 65535"
+    "huge.pcap is damaged after packet 0: invalid packet capture length 4294967295, bigger than snaplen of 65535"
     DIGITS ${header}010000000000000000000000ffffffffffffffff)
 zor_common_inspect_failure(no-file missing.pcap "cannot read \"missing.pcap\": No such file or directory")
 zor_common_inspect_failure(directory . ". is no capture: error reading dump file: Is a directory")
