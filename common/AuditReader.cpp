@@ -248,8 +248,8 @@ void AuditLeaf::VisitNearest(const Search& search, std::uint64_t next, bool isSe
     const bool isSparse = setup.range.every != 1;
     if (!isSearched || (!mPath.IsWhole() && (mPath.HasOrder() || isSparse))) {
         const bool isInGrid = isSparse && (!mPath.HasOrder() || setup.range.count <= kNearInGrid);
-        const std::uint64_t everyTry = mPath.HasOrder() ? IndexPath::kMaxTries : mSetup->mostLooks;
-        const std::uint64_t most = !isSearched ? everyTry : isInGrid ? kNearInGrid : kNearInOrder;
+        const std::uint64_t instead = mPath.HasOrder() ? IndexPath::kMaxTries : setup.mostLooks; // of a search
+        const std::uint64_t most = !isSearched ? instead : isInGrid ? kNearInGrid : kNearInOrder;
         if (VisitNear(search, next, most, visit) || !isSearched || setup.range.count <= most) return;
     }
     if (mPath.HasOrder()) return VisitOrdered(search, next, visit);
@@ -289,7 +289,7 @@ void AuditLeaf::VisitNearest(const Search& search, std::uint64_t next, bool isSe
             }
             continue;
         }
-        // The search goes on at the next index that the range holds, which there is, as it holds the last one each way.
+        // The search goes on at the next index of the range. There is one, as the range holds the last index each way.
         const std::uint64_t held = setup.range.first + setup.PositionOf(at.outer) * setup.range.every;
         if (isUp) {
             const auto rest = mPath.InnerOf({held + setup.range.every, from->last});

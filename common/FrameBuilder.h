@@ -71,8 +71,8 @@ enum class FramePattern : unsigned char {
 /// | PadTo | nothing, or any layer | |
 ///
 /// The fields of the second layer of a kind are called `vlan#2.id`, `number#2` and so on: in a tunnel, `ipv4#2.src` is
-/// the source of the inner packet. An IPv4 fragment may be followed by payload and PadTo only, and
-/// Udp without a checksum over Ipv6 by a tunnel only.
+/// the source of the inner packet. An IPv4 fragment may be followed by payload and PadTo only, and Udp without a
+/// checksum over Ipv6 by a tunnel only.
 ///
 /// A field of whole bytes that counts past its greatest number wraps to 0. The VLAN id, the MPLS label, the DSCP, the
 /// flow label and the QFI share bytes with other fields, where a carry would change these; so values that do not fit
